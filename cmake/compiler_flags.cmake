@@ -1,0 +1,20 @@
+# What every piece of our own code is compiled with, on each compiler that we support.
+add_compile_options(-Wall -Wextra -Wconversion -Wshadow -Werror)
+
+find_package(Threads REQUIRED)
+
+if(ELVANTRIS_SANITIZE)
+    add_compile_options(-fsanitize=${ELVANTRIS_SANITIZE} -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer -O1 -g)
+    add_link_options(-fsanitize=${ELVANTRIS_SANITIZE})
+endif()
+
+if(ELVANTRIS_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+if(WIN32)
+    # Windows 10 is the oldest system that operators run. One file, no runtime of ours beside it.
+    add_compile_definitions(_WIN32_WINNT=0x0A00 WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE)
+    add_link_options(-static -static-libgcc -static-libstdc++)
+endif()

@@ -1,0 +1,79 @@
+#include "os/file_paths.hpp"
+
+#include <filesystem>
+#include <system_error>
+
+namespace elvantris::operator_control {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path from_utf8(const std::string& text) {
+    return {std::u8string(text.begin(), text.end())};
+}
+
+std::string to_utf8(const fs::path& path) {
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
+// The file library may still throw for a path that can't be converted or for want of memory.
+template<typename operation>
+bool succeeds(operation&& run) {
+    try {
+        return run();
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+} // namespace
+
+std::string parent_folder(const std::string& path) {
+    try {
+        return to_utf8(from_utf8(path).parent_path());
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+std::string path_inside(const std::string& folder, const std::string& name) {
+    if (folder.empty()) return name;
+    try {
+        return to_utf8((from_utf8(folder) / from_utf8(name)).make_preferred());
+    } catch (const std::exception&) {
+        return folder + '/' + name;
+    }
+}
+
+bool create_folders(const std::string& folder) {
+    return succeeds([&] {
+        std::error_code error;
+        fs::create_directories(from_utf8(folder), error);
+        return fs::is_directory(from_utf8(folder), error);
+    });
+}
+
+bool path_exists(const std::string& path) {
+    return succeeds([&] {
+        std::error_code error;
+        return fs::exists(from_utf8(path), error);
+    });
+}
+
+bool copy_file_over(const std::string& from, const std::string& to) {
+    return succeeds([&] {
+        std::error_code error;
+        return fs::copy_file(from_utf8(from), from_utf8(to), fs::copy_options::overwrite_existing,
+                             error);
+    });
+}
+
+void remove_file(const std::string& path) {
+    succeeds([&] {
+        std::error_code error;
+        return fs::remove(from_utf8(path), error);
+    });
+}
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,50 @@
+// Whole small files, and the two ways in which the program writes: replacing and appending.
+//
+// Paths are UTF-8 on both systems. A relative path stands on the current folder.
+// Threads: any, for different paths.
+// Failure: a value, never an exception; nothing is logged here.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace elvantris::operator_control {
+
+// The whole content. Absent if the path can't be opened or read as a file, or if it holds more
+// than `limit` bytes.
+std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit);
+
+// Creates or truncates the file, writes all bytes and flushes them to the disk.
+enum class write_outcome { written, not_opened, failed_after_opening };
+write_outcome write_whole_file(const std::string& path, std::string_view bytes);
+
+// Puts `from` in the place of `to` in one step that reaches the disk before it reports success:
+// whoever reads `to` sees the old file or the new one, also after a power cut.
+bool replace_file(const std::string& from, const std::string& to);
+
+// Opens (or creates) the file, appends all bytes in one piece and closes it.
+bool append_to_file(const std::string& path, std::string_view bytes);
+
+// A file that stays open for appending while others may read, write and truncate it: each write
+// lands at the end that the file has at that moment.
+class append_file {
+public:
+    append_file() = default;
+    ~append_file();
+    append_file(const append_file&) = delete;
+    append_file& operator=(const append_file&) = delete;
+    append_file(append_file&&) = delete;
+    append_file& operator=(append_file&&) = delete;
+
+    bool open(const std::string& path);
+    bool write(std::string_view bytes);
+    void close();
+
+private:
+    std::intptr_t handle_ = -1;
+};
+
+} // namespace elvantris::operator_control

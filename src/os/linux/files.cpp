@@ -1,0 +1,103 @@
+#include "os/files.hpp"
+
+#include "os/file_paths.hpp"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace elvantris::operator_control {
+namespace {
+
+// Owns one open file for the length of a call.
+class open_file {
+public:
+    open_file(const std::string& path, int flags)
+        : descriptor_(::open(path.c_str(), flags | O_CLOEXEC, 0644)) {}
+    ~open_file() {
+        if (valid()) ::close(descriptor_);
+    }
+    open_file(const open_file&) = delete;
+    open_file& operator=(const open_file&) = delete;
+    open_file(open_file&&) = delete;
+    open_file& operator=(open_file&&) = delete;
+
+    bool valid() const { return descriptor_ >= 0; }
+    int descriptor() const { return descriptor_; }
+
+private:
+    int descriptor_;
+};
+
+bool write_all(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const auto written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit) {
+    // Non-blocking: a pipe that stands under the name must not hold the program.
+    const open_file file(path, O_RDONLY | O_NONBLOCK);
+    if (!file.valid()) return std::nullopt;
+    std::string content;
+    std::array<char, 65536> buffer{};
+    while (true) {
+        const auto size = ::read(file.descriptor(), buffer.data(), buffer.size());
+        if (size < 0 && errno == EINTR) continue;
+        if (size < 0) return std::nullopt;
+        if (size == 0) return content;
+        content.append(buffer.data(), static_cast<std::size_t>(size));
+        if (content.size() > limit) return std::nullopt;
+    }
+}
+
+write_outcome write_whole_file(const std::string& path, std::string_view bytes) {
+    const open_file file(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK);
+    if (!file.valid()) return write_outcome::not_opened;
+    const bool written = write_all(file.descriptor(), bytes) && ::fsync(file.descriptor()) == 0;
+    return written ? write_outcome::written : write_outcome::failed_after_opening;
+}
+
+bool replace_file(const std::string& from, const std::string& to) {
+    if (std::rename(from.c_str(), to.c_str()) != 0) return false;
+    const std::string folder = parent_folder(to);
+    const open_file opened(folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY);
+    // The new name stands already; a folder that can't be flushed makes it no less whole.
+    if (opened.valid()) ::fsync(opened.descriptor());
+    return true;
+}
+
+bool append_to_file(const std::string& path, std::string_view bytes) {
+    const open_file file(path, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK);
+    return file.valid() && write_all(file.descriptor(), bytes);
+}
+
+append_file::~append_file() {
+    close();
+}
+
+bool append_file::open(const std::string& path) {
+    close();
+    handle_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, 0644);
+    return handle_ >= 0;
+}
+
+bool append_file::write(std::string_view bytes) {
+    return handle_ >= 0 && write_all(static_cast<int>(handle_), bytes);
+}
+
+void append_file::close() {
+    if (handle_ >= 0) ::close(static_cast<int>(std::exchange(handle_, -1)));
+}
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,237 @@
+#include "os/sockets.hpp"
+
+#include "os/clock.hpp"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
+
+namespace elvantris::operator_control {
+namespace {
+
+int native_of(const socket_handle& socket) {
+    return static_cast<int>(socket.native());
+}
+
+socket_handle open_socket(int family, int type, int protocol) {
+    return socket_handle(::socket(family, type | SOCK_NONBLOCK | SOCK_CLOEXEC, protocol));
+}
+
+// A negative time-out waits for ever. Signals don't shorten the wait.
+bool wait_for(const socket_handle& socket, short events, milliseconds timeout) {
+    const steady_time deadline = steady_now() + timeout;
+    const bool endless = timeout < milliseconds::zero();
+    pollfd watched{.fd = native_of(socket), .events = events, .revents = 0};
+    while (true) {
+        const auto left = std::max(std::chrono::ceil<milliseconds>(deadline - steady_now()),
+                                   milliseconds::zero());
+        const auto wait = std::min<std::int64_t>(left.count(), INT_MAX);
+        const int ready = ::poll(&watched, 1, endless ? -1 : static_cast<int>(wait));
+        if (ready > 0) return (watched.revents & POLLNVAL) == 0;
+        if (ready == 0) return false;
+        if (errno != EINTR) return false;
+    }
+}
+
+socket_address to_socket_address(int family, int type, int protocol, const void* bytes,
+                                 std::size_t length) {
+    socket_address address{
+        .family = family, .type = type, .protocol = protocol, .length = length, .bytes = {}};
+    std::memcpy(address.bytes.data(), bytes, length);
+    return address;
+}
+
+const sockaddr* native_of(const socket_address& address) {
+    return reinterpret_cast<const sockaddr*>(address.bytes.data());
+}
+
+sockaddr_in loopback_address(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+bool switch_on(const socket_handle& socket, int option) {
+    const int on = 1;
+    return ::setsockopt(native_of(socket), SOL_SOCKET, option, &on, sizeof on) == 0;
+}
+
+} // namespace
+
+socket_runtime::socket_runtime() : started_(true) {}
+socket_runtime::~socket_runtime() = default;
+
+socket_handle::socket_handle(socket_handle&& other) noexcept
+    : native_(std::exchange(other.native_, -1)) {}
+
+socket_handle& socket_handle::operator=(socket_handle&& other) noexcept {
+    if (this != &other) {
+        close();
+        native_ = std::exchange(other.native_, -1);
+    }
+    return *this;
+}
+
+void socket_handle::close() {
+    if (valid()) ::close(static_cast<int>(std::exchange(native_, -1)));
+}
+
+std::vector<socket_address> resolve_address(const std::string& host, std::uint16_t port,
+                                            address_family family, transport kind) {
+    addrinfo hints{};
+    hints.ai_family = family == address_family::ipv4 ? AF_INET : AF_UNSPEC;
+    hints.ai_socktype = kind == transport::tcp ? SOCK_STREAM : SOCK_DGRAM;
+    addrinfo* found = nullptr;
+    if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return {};
+    std::vector<socket_address> addresses;
+    for (const addrinfo* entry = found; entry != nullptr; entry = entry->ai_next)
+        addresses.push_back(to_socket_address(entry->ai_family, entry->ai_socktype,
+                                              entry->ai_protocol, entry->ai_addr,
+                                              entry->ai_addrlen));
+    ::freeaddrinfo(found);
+    return addresses;
+}
+
+std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    if (::inet_pton(AF_INET, dotted.c_str(), &address.sin_addr) != 1) return std::nullopt;
+    return to_socket_address(AF_INET, SOCK_DGRAM, IPPROTO_UDP, &address, sizeof address);
+}
+
+socket_handle connect_socket(const socket_address& address, milliseconds timeout) {
+    socket_handle socket = open_socket(address.family, address.type, address.protocol);
+    if (!socket.valid()) return {};
+    const auto length = static_cast<socklen_t>(address.length);
+    if (::connect(native_of(socket), native_of(address), length) == 0) return socket;
+    if (!wait_writable(socket, timeout)) return {};
+    int error = 0;
+    socklen_t error_length = sizeof error;
+    if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, &error, &error_length) != 0 ||
+        error != 0)
+        return {};
+    // A connect that failed at once leaves no pending error, and the socket counts as writable.
+    sockaddr_storage peer{};
+    socklen_t peer_length = sizeof peer;
+    if (::getpeername(native_of(socket), reinterpret_cast<sockaddr*>(&peer), &peer_length) != 0)
+        return {};
+    return socket;
+}
+
+bool wait_writable(const socket_handle& socket, milliseconds timeout) {
+    return wait_for(socket, POLLOUT, timeout);
+}
+
+bool wait_readable(const socket_handle& socket, milliseconds timeout) {
+    return wait_for(socket, POLLIN, timeout);
+}
+
+std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout) {
+    if (!wait_writable(socket, timeout)) return 0;
+    while (true) {
+        const auto sent = ::send(native_of(socket), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent > 0) return static_cast<std::size_t>(sent);
+        if (sent == 0 || errno != EINTR) return 0;
+    }
+}
+
+std::size_t receive_some(const socket_handle& socket, std::span<char> buffer,
+                         milliseconds timeout) {
+    if (!wait_readable(socket, timeout)) return 0;
+    while (true) {
+        const auto received = ::recv(native_of(socket), buffer.data(), buffer.size(), 0);
+        if (received > 0) return static_cast<std::size_t>(received);
+        if (received == 0 || errno != EINTR) return 0;
+    }
+}
+
+socket_handle open_datagram_socket() {
+    return open_socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+}
+
+bool send_datagram(const socket_handle& socket, const socket_address& to, std::string_view bytes) {
+    const auto sent = ::sendto(native_of(socket), bytes.data(), bytes.size(), MSG_NOSIGNAL,
+                               native_of(to), static_cast<socklen_t>(to.length));
+    return sent >= 0 && static_cast<std::size_t>(sent) == bytes.size();
+}
+
+broadcast_socket open_broadcast_socket() {
+    broadcast_socket opened{.socket = open_datagram_socket()};
+    if (!opened.socket.valid()) {
+        opened.failure = broadcast_failure::not_created;
+        return opened;
+    }
+    switch_on(opened.socket, SO_BROADCAST);
+    sockaddr_in any{};
+    any.sin_family = AF_INET;
+    if (::bind(native_of(opened.socket), reinterpret_cast<const sockaddr*>(&any), sizeof any) != 0)
+        opened.failure = broadcast_failure::not_bound;
+    return opened;
+}
+
+std::optional<received_datagram> receive_datagram(const socket_handle& socket,
+                                                  std::span<char> buffer, milliseconds timeout) {
+    if (!wait_readable(socket, timeout)) return std::nullopt;
+    sockaddr_in from{};
+    socklen_t from_length = sizeof from;
+    const auto size = ::recvfrom(native_of(socket), buffer.data(), buffer.size(), 0,
+                                 reinterpret_cast<sockaddr*>(&from), &from_length);
+    if (size < 0) return std::nullopt;
+    received_datagram datagram{.size = static_cast<std::size_t>(size), .sender = std::nullopt};
+    if (from.sin_family == AF_INET) datagram.sender = ntohl(from.sin_addr.s_addr);
+    return datagram;
+}
+
+std::string dotted_text(std::uint32_t address) {
+    const in_addr native{.s_addr = htonl(address)};
+    std::array<char, INET_ADDRSTRLEN> text{};
+    return ::inet_ntop(AF_INET, &native, text.data(), text.size()) != nullptr ? text.data() : "";
+}
+
+socket_handle listen_on_loopback(std::uint16_t port, int backlog) {
+    socket_handle socket = open_socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    if (!socket.valid()) return {};
+    // Lets a port that still has closing connections be bound; a listening one it doesn't share.
+    switch_on(socket, SO_REUSEADDR);
+    const sockaddr_in address = loopback_address(port);
+    if (::bind(native_of(socket), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
+            0 ||
+        ::listen(native_of(socket), backlog) != 0)
+        return {};
+    return socket;
+}
+
+std::uint16_t bound_port(const socket_handle& listener) {
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    if (::getsockname(native_of(listener), reinterpret_cast<sockaddr*>(&address), &length) != 0)
+        return 0;
+    return ntohs(address.sin_port);
+}
+
+socket_handle accept_connection(const socket_handle& listener) {
+    if (!wait_for(listener, POLLIN, milliseconds(-1))) return {};
+    return socket_handle(
+        ::accept4(native_of(listener), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+}
+
+bool knock_on_loopback(std::uint16_t port, milliseconds timeout) {
+    const sockaddr_in address = loopback_address(port);
+    return connect_socket(
+               to_socket_address(AF_INET, SOCK_STREAM, IPPROTO_TCP, &address, sizeof address),
+               timeout)
+        .valid();
+}
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,27 @@
+// What the process knows of itself and its machine.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace elvantris::operator_control {
+
+// The command line as UTF-8, the program's own name first. `argc` and `argv` are those of `main`;
+// a system that hands out a better command line of its own uses that. Empty if it can't be split.
+std::vector<std::string> command_line_arguments(int argc, char** argv);
+
+// Absent if the variable is not set.
+std::optional<std::string> environment_variable(const std::string& name);
+
+// Keeps a reader of our output that goes away from ending the process.
+void ignore_broken_pipes();
+
+// The computer's short name: its first label, at most 15 characters.
+std::string host_name();
+
+// The folder in which a program keeps a user's own data when the two variables that Windows has
+// for it are not set: none on Windows, the XDG data folder on Linux.
+std::optional<std::string> user_data_folder();
+
+} // namespace elvantris::operator_control

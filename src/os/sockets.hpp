@@ -1,0 +1,130 @@
+// The system's sockets, reduced to what the program does with them.
+//
+// Every socket here is non-blocking inside: a call waits for as long as its time-out says and no
+// longer. No call raises a signal, and no socket is inherited by a child process.
+// Threads: a socket belongs to one thread at a time; the free functions are re-entrant.
+// Failure: a value, never an exception.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace elvantris::operator_control {
+
+using milliseconds = std::chrono::milliseconds;
+
+// The socket layer of the process. Counted by the system: a second one nests inside the first.
+class socket_runtime {
+public:
+    socket_runtime();
+    ~socket_runtime();
+    socket_runtime(const socket_runtime&) = delete;
+    socket_runtime& operator=(const socket_runtime&) = delete;
+    socket_runtime(socket_runtime&&) = delete;
+    socket_runtime& operator=(socket_runtime&&) = delete;
+
+    bool started() const { return started_; }
+
+private:
+    bool started_ = false;
+};
+
+// Owns one socket and closes it.
+class socket_handle {
+public:
+    socket_handle() = default;
+    explicit socket_handle(std::intptr_t native) : native_(native) {}
+    ~socket_handle() { close(); }
+    socket_handle(socket_handle&& other) noexcept;
+    socket_handle& operator=(socket_handle&& other) noexcept;
+    socket_handle(const socket_handle&) = delete;
+    socket_handle& operator=(const socket_handle&) = delete;
+
+    bool valid() const { return native_ != -1; }
+    std::intptr_t native() const { return native_; }
+    void close();
+
+private:
+    std::intptr_t native_ = -1;
+};
+
+enum class address_family { ipv4, any };
+enum class transport { tcp, udp };
+
+// One place to which a socket can be connected, as the resolver gave it.
+struct socket_address {
+    int family = 0;
+    int type = 0;
+    int protocol = 0;
+    std::size_t length = 0;
+    alignas(8) std::array<std::byte, 128> bytes{};
+};
+
+// The addresses of a host and port, in the resolver's order; empty if it knows none.
+// Waits for as long as the system's resolver takes; a dotted address needs no network.
+std::vector<socket_address> resolve_address(const std::string& host, std::uint16_t port,
+                                            address_family family, transport kind);
+
+// A dotted IPv4 address as a destination; absent for any other text. Host names are not resolved.
+std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint16_t port);
+
+// A new socket that is connected within the time-out (a datagram socket is merely bound to its
+// peer). An invalid handle on any failure.
+socket_handle connect_socket(const socket_address& address, milliseconds timeout);
+
+// Waits until the socket can be written or read. False when the time is over or it has failed.
+bool wait_writable(const socket_handle& socket, milliseconds timeout);
+bool wait_readable(const socket_handle& socket, milliseconds timeout);
+
+// Sends what the socket takes now, waiting up to the time-out for room. The number of bytes taken;
+// 0 for a time-out or a failure.
+std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout);
+
+// Receives into `buffer`, waiting up to the time-out. 0 for an end, a time-out or a failure.
+std::size_t receive_some(const socket_handle& socket, std::span<char> buffer, milliseconds timeout);
+
+// One datagram from a fresh port of the system's choice.
+socket_handle open_datagram_socket();
+bool send_datagram(const socket_handle& socket, const socket_address& to, std::string_view bytes);
+
+// A datagram socket that may broadcast, bound to any address and a fresh port.
+enum class broadcast_failure { none, not_created, not_bound };
+struct broadcast_socket {
+    socket_handle socket;
+    broadcast_failure failure = broadcast_failure::none;
+};
+broadcast_socket open_broadcast_socket();
+
+// The next datagram, cut to the buffer. Absent for a time-out or a failure.
+struct received_datagram {
+    std::size_t size = 0;
+    std::optional<std::uint32_t> sender; // IPv4 in host byte order; absent if it is no such address
+};
+std::optional<received_datagram> receive_datagram(const socket_handle& socket,
+                                                  std::span<char> buffer, milliseconds timeout);
+
+// An IPv4 address in host byte order as dotted text.
+std::string dotted_text(std::uint32_t address);
+
+// Listens on 127.0.0.1. A taken port fails; a port that was just released is free at once.
+// Port 0 lets the system choose.
+socket_handle listen_on_loopback(std::uint16_t port, int backlog);
+
+// The port on which a listening socket stands; 0 if it is no such socket.
+std::uint16_t bound_port(const socket_handle& listener);
+
+// The next connection; an invalid handle if accepting failed. Waits without a limit: a connection
+// to the port wakes it.
+socket_handle accept_connection(const socket_handle& listener);
+
+// Connects to a port of 127.0.0.1 and hangs up. False if nobody listens there.
+bool knock_on_loopback(std::uint16_t port, milliseconds timeout);
+
+} // namespace elvantris::operator_control

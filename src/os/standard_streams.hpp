@@ -1,0 +1,15 @@
+// How every subsystem writes its lines: progress on standard output, trouble on standard error.
+//
+// A line goes out in one piece and is flushed, so lines of different threads are neither torn nor
+// lost. `line` comes without its line end.
+// Threads: any. Failure: none is reported; a stream that can't take the line loses it.
+#pragma once
+
+#include <string_view>
+
+namespace elvantris::operator_control {
+
+void write_output_line(std::string_view line);
+void write_error_line(std::string_view line);
+
+} // namespace elvantris::operator_control

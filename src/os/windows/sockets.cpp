@@ -1,0 +1,254 @@
+#include "os/sockets.hpp"
+
+#include "os/clock.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+namespace elvantris::operator_control {
+namespace {
+
+SOCKET native_of(const socket_handle& socket) {
+    return static_cast<SOCKET>(socket.native());
+}
+
+// INVALID_SOCKET has all bits set, which is our -1.
+socket_handle take_over(SOCKET native) {
+    socket_handle socket(static_cast<std::intptr_t>(native));
+    if (!socket.valid()) return socket;
+    u_long on = 1;
+    ::ioctlsocket(native, static_cast<long>(FIONBIO), &on);
+    ::SetHandleInformation(reinterpret_cast<HANDLE>(native), HANDLE_FLAG_INHERIT, 0);
+    return socket;
+}
+
+socket_handle open_socket(int family, int type, int protocol) {
+    return take_over(::socket(family, type, protocol));
+}
+
+enum class readiness { readable, writable };
+
+// A negative time-out waits for ever. A failed connect shows only in the third set.
+bool wait_for(const socket_handle& socket, readiness wanted, milliseconds timeout) {
+    if (!socket.valid()) return false;
+    fd_set wanted_set;
+    fd_set failed_set;
+    FD_ZERO(&wanted_set);
+    FD_ZERO(&failed_set);
+    FD_SET(native_of(socket), &wanted_set);
+    FD_SET(native_of(socket), &failed_set);
+    const auto count = std::max<std::int64_t>(timeout.count(), 0);
+    timeval limit{.tv_sec = static_cast<long>(count / 1000),
+                  .tv_usec = static_cast<long>(count % 1000) * 1000};
+    const bool reads = wanted == readiness::readable;
+    return ::select(0, reads ? &wanted_set : nullptr, reads ? nullptr : &wanted_set, &failed_set,
+                    timeout < milliseconds::zero() ? nullptr : &limit) > 0;
+}
+
+socket_address to_socket_address(int family, int type, int protocol, const void* bytes,
+                                 std::size_t length) {
+    socket_address address{
+        .family = family, .type = type, .protocol = protocol, .length = length, .bytes = {}};
+    std::memcpy(address.bytes.data(), bytes, length);
+    return address;
+}
+
+const sockaddr* native_of(const socket_address& address) {
+    return reinterpret_cast<const sockaddr*>(address.bytes.data());
+}
+
+sockaddr_in loopback_address(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = ::htons(port);
+    address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+bool switch_on(const socket_handle& socket, int option) {
+    const BOOL on = TRUE;
+    return ::setsockopt(native_of(socket), SOL_SOCKET, option, reinterpret_cast<const char*>(&on),
+                        sizeof on) == 0;
+}
+
+int length_of(std::size_t size) {
+    return static_cast<int>(std::min<std::size_t>(size, 0x7FFFFFFF));
+}
+
+} // namespace
+
+socket_runtime::socket_runtime() {
+    WSADATA details{};
+    started_ = ::WSAStartup(MAKEWORD(2, 2), &details) == 0;
+}
+
+socket_runtime::~socket_runtime() {
+    if (started_) ::WSACleanup();
+}
+
+socket_handle::socket_handle(socket_handle&& other) noexcept
+    : native_(std::exchange(other.native_, -1)) {}
+
+socket_handle& socket_handle::operator=(socket_handle&& other) noexcept {
+    if (this != &other) {
+        close();
+        native_ = std::exchange(other.native_, -1);
+    }
+    return *this;
+}
+
+void socket_handle::close() {
+    if (valid()) ::closesocket(static_cast<SOCKET>(std::exchange(native_, -1)));
+}
+
+std::vector<socket_address> resolve_address(const std::string& host, std::uint16_t port,
+                                            address_family family, transport kind) {
+    addrinfo hints{};
+    hints.ai_family = family == address_family::ipv4 ? AF_INET : AF_UNSPEC;
+    hints.ai_socktype = kind == transport::tcp ? SOCK_STREAM : SOCK_DGRAM;
+    addrinfo* found = nullptr;
+    if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return {};
+    std::vector<socket_address> addresses;
+    for (const addrinfo* entry = found; entry != nullptr; entry = entry->ai_next)
+        addresses.push_back(to_socket_address(entry->ai_family, entry->ai_socktype,
+                                              entry->ai_protocol, entry->ai_addr,
+                                              entry->ai_addrlen));
+    ::freeaddrinfo(found);
+    return addresses;
+}
+
+std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = ::htons(port);
+    if (::inet_pton(AF_INET, dotted.c_str(), &address.sin_addr) != 1) return std::nullopt;
+    return to_socket_address(AF_INET, SOCK_DGRAM, IPPROTO_UDP, &address, sizeof address);
+}
+
+socket_handle connect_socket(const socket_address& address, milliseconds timeout) {
+    socket_handle socket = open_socket(address.family, address.type, address.protocol);
+    if (!socket.valid()) return {};
+    if (::connect(native_of(socket), native_of(address), length_of(address.length)) == 0)
+        return socket;
+    if (!wait_writable(socket, timeout)) return {};
+    int error = 0;
+    int error_length = sizeof error;
+    if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
+                     &error_length) != 0 ||
+        error != 0)
+        return {};
+    sockaddr_storage peer{};
+    int peer_length = sizeof peer;
+    if (::getpeername(native_of(socket), reinterpret_cast<sockaddr*>(&peer), &peer_length) != 0)
+        return {};
+    return socket;
+}
+
+bool wait_writable(const socket_handle& socket, milliseconds timeout) {
+    return wait_for(socket, readiness::writable, timeout);
+}
+
+bool wait_readable(const socket_handle& socket, milliseconds timeout) {
+    return wait_for(socket, readiness::readable, timeout);
+}
+
+std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout) {
+    if (!wait_writable(socket, timeout)) return 0;
+    const int sent = ::send(native_of(socket), bytes.data(), length_of(bytes.size()), 0);
+    return sent > 0 ? static_cast<std::size_t>(sent) : 0;
+}
+
+std::size_t receive_some(const socket_handle& socket, std::span<char> buffer,
+                         milliseconds timeout) {
+    if (!wait_readable(socket, timeout)) return 0;
+    const int received = ::recv(native_of(socket), buffer.data(), length_of(buffer.size()), 0);
+    return received > 0 ? static_cast<std::size_t>(received) : 0;
+}
+
+socket_handle open_datagram_socket() {
+    return open_socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+}
+
+bool send_datagram(const socket_handle& socket, const socket_address& to, std::string_view bytes) {
+    const int sent = ::sendto(native_of(socket), bytes.data(), length_of(bytes.size()), 0,
+                              native_of(to), length_of(to.length));
+    return sent >= 0 && static_cast<std::size_t>(sent) == bytes.size();
+}
+
+broadcast_socket open_broadcast_socket() {
+    broadcast_socket opened{.socket = open_datagram_socket()};
+    if (!opened.socket.valid()) {
+        opened.failure = broadcast_failure::not_created;
+        return opened;
+    }
+    switch_on(opened.socket, SO_BROADCAST);
+    sockaddr_in any{};
+    any.sin_family = AF_INET;
+    if (::bind(native_of(opened.socket), reinterpret_cast<const sockaddr*>(&any), sizeof any) != 0)
+        opened.failure = broadcast_failure::not_bound;
+    return opened;
+}
+
+std::optional<received_datagram> receive_datagram(const socket_handle& socket,
+                                                  std::span<char> buffer, milliseconds timeout) {
+    if (!wait_readable(socket, timeout)) return std::nullopt;
+    sockaddr_in from{};
+    int from_length = sizeof from;
+    int size = ::recvfrom(native_of(socket), buffer.data(), length_of(buffer.size()), 0,
+                          reinterpret_cast<sockaddr*>(&from), &from_length);
+    // A datagram longer than the buffer arrives cut, and is reported as an error all the same.
+    if (size < 0 && ::WSAGetLastError() == WSAEMSGSIZE) size = length_of(buffer.size());
+    if (size < 0) return std::nullopt;
+    received_datagram datagram{.size = static_cast<std::size_t>(size), .sender = std::nullopt};
+    if (from.sin_family == AF_INET) datagram.sender = ::ntohl(from.sin_addr.s_addr);
+    return datagram;
+}
+
+std::string dotted_text(std::uint32_t address) {
+    in_addr native{};
+    native.s_addr = ::htonl(address);
+    std::array<char, INET_ADDRSTRLEN> text{};
+    return ::inet_ntop(AF_INET, &native, text.data(), text.size()) != nullptr ? text.data() : "";
+}
+
+socket_handle listen_on_loopback(std::uint16_t port, int backlog) {
+    // Windows' SO_REUSEADDR would let us share a port with a program that listens on it already,
+    // so a port counts as taken when somebody answers there. A refusal may take two seconds to
+    // come back; a listener on the same machine answers at once.
+    if (port != 0 && knock_on_loopback(port, milliseconds(200))) return {};
+    socket_handle socket = open_socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    if (!socket.valid()) return {};
+    switch_on(socket, SO_REUSEADDR);
+    const sockaddr_in address = loopback_address(port);
+    if (::bind(native_of(socket), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
+            0 ||
+        ::listen(native_of(socket), backlog) != 0)
+        return {};
+    return socket;
+}
+
+std::uint16_t bound_port(const socket_handle& listener) {
+    sockaddr_in address{};
+    int length = sizeof address;
+    if (::getsockname(native_of(listener), reinterpret_cast<sockaddr*>(&address), &length) != 0)
+        return 0;
+    return ::ntohs(address.sin_port);
+}
+
+socket_handle accept_connection(const socket_handle& listener) {
+    if (!wait_for(listener, readiness::readable, milliseconds(-1))) return {};
+    return take_over(::accept(native_of(listener), nullptr, nullptr));
+}
+
+bool knock_on_loopback(std::uint16_t port, milliseconds timeout) {
+    const sockaddr_in address = loopback_address(port);
+    return connect_socket(
+               to_socket_address(AF_INET, SOCK_STREAM, IPPROTO_TCP, &address, sizeof address),
+               timeout)
+        .valid();
+}
+
+} // namespace elvantris::operator_control
