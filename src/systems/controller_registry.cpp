@@ -1,0 +1,371 @@
+#include "systems/controller_registry.hpp"
+
+#include "os/file_paths.hpp"
+#include "os/files.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr std::chrono::seconds silence_limit{6};
+constexpr std::size_t configuration_file_limit = 64U * 1024 * 1024;
+
+template<typename systems, typename condition>
+auto* first_where(systems& list, const condition& holds) {
+    const auto found = std::ranges::find_if(list, holds);
+    return found == list.end() ? nullptr : &*found;
+}
+
+template<typename systems>
+auto* first_with_serial(systems& list, const std::string& serial) {
+    return first_where(list, [&](const system_record& system) { return system.serial == serial; });
+}
+
+template<typename systems>
+auto* first_with_role(systems& list, system_role role) {
+    return first_where(list, [&](const system_record& system) { return system.role == role; });
+}
+
+template<typename systems>
+auto* first_backup_for(systems& list, const std::string& serial) {
+    return first_where(list, [&](const system_record& system) {
+        return system.role == system_role::backup && system.backupForSerial == serial;
+    });
+}
+
+bool pair_exists(const std::vector<system_record>& systems) {
+    const system_record* const main = first_with_role(systems, system_role::main);
+    return main != nullptr && first_backup_for(systems, main->serial) != nullptr;
+}
+
+const system_record* first_ready(const std::vector<system_record>& systems, system_role role) {
+    return first_where(systems, [&](const system_record& system) {
+        return system.role == role && system.online && system.uiReady;
+    });
+}
+
+const system_record* find_active(const registry_state& state) {
+    const bool protected_pair = state.enabled && pair_exists(state.systems);
+    if (protected_pair && state.activeOverride)
+        return first_where(state.systems, [&](const system_record& system) {
+            return system.serial == state.activeOverrideSerial && system.online && system.uiReady;
+        });
+    if (const system_record* const main = first_ready(state.systems, system_role::main))
+        return main;
+    return first_ready(state.systems,
+                       protected_pair ? system_role::backup : system_role::independent);
+}
+
+std::optional<system_record> copy_of(const system_record* system) {
+    if (system == nullptr) return std::nullopt;
+    return *system;
+}
+
+void make_all_independent(std::vector<system_record>& systems) {
+    for (system_record& system : systems) {
+        system.role = system_role::independent;
+        system.backupForSerial.clear();
+    }
+}
+
+void take_offline(system_record& system) {
+    system.online = false;
+    system.uiReady = false;
+}
+
+void merge_one(std::vector<system_record>& systems, const discovered_server& server,
+               steady_time now) {
+    system_record* known = server.serial.empty()
+                               ? first_where(systems,
+                                             [&](const system_record& system) {
+                                                 return system.address == server.address;
+                                             })
+                               : first_with_serial(systems, server.serial);
+    if (known == nullptr) {
+        system_record fresh;
+        fresh.serial = server.serial;
+        fresh.workstation = server.workstation;
+        fresh.address = server.address;
+        fresh.webPort = server.webPort;
+        fresh.online = true;
+        fresh.lastSeen = now;
+        systems.push_back(std::move(fresh));
+        return;
+    }
+    if (known->address != server.address) {
+        // A server with several interfaces answers from any of them; a working road is kept.
+        if (!known->uiReady) {
+            known->address = server.address;
+            known->webPort = server.webPort;
+        }
+    } else if (known->webPort != server.webPort) {
+        known->webPort = server.webPort;
+        known->uiReady = false;
+    }
+    known->controlPort = control_port;
+    if (!server.workstation.empty()) known->workstation = server.workstation;
+    known->online = true;
+    known->lastSeen = now;
+}
+
+} // namespace
+
+controller_registry::controller_registry(std::string configuration_path)
+    : configuration_path_(std::move(configuration_path)) {}
+
+bool controller_registry::enabled() const {
+    const std::lock_guard lock(state_lock_);
+    return state_.enabled;
+}
+
+bool controller_registry::controller_configured() const {
+    const std::lock_guard lock(state_lock_);
+    return state_.controllerConfigured;
+}
+
+std::uint16_t controller_registry::ui_port() const {
+    const std::lock_guard lock(state_lock_);
+    return state_.uiPort;
+}
+
+bool controller_registry::open_browser_on_start() const {
+    const std::lock_guard lock(state_lock_);
+    return state_.openBrowserOnStart;
+}
+
+bool controller_registry::policy_synchronized() const {
+    const std::lock_guard lock(state_lock_);
+    return state_.policySynchronized;
+}
+
+std::vector<system_record> controller_registry::systems() const {
+    const std::lock_guard lock(state_lock_);
+    return state_.systems;
+}
+
+std::set<std::int32_t> controller_registry::shared_function_ids() const {
+    const std::lock_guard lock(state_lock_);
+    return state_.sharedFunctionIds;
+}
+
+std::optional<system_record> controller_registry::find_system(const std::string& serial) const {
+    const std::lock_guard lock(state_lock_);
+    return copy_of(first_with_serial(state_.systems, serial));
+}
+
+bool controller_registry::has_pair() const {
+    const std::lock_guard lock(state_lock_);
+    return pair_exists(state_.systems);
+}
+
+std::optional<system_record> controller_registry::find_main() const {
+    const std::lock_guard lock(state_lock_);
+    return copy_of(first_with_role(state_.systems, system_role::main));
+}
+
+std::optional<system_record> controller_registry::find_backup_for(const std::string& serial) const {
+    const std::lock_guard lock(state_lock_);
+    return copy_of(first_backup_for(state_.systems, serial));
+}
+
+std::optional<system_record> controller_registry::active_system() const {
+    const std::lock_guard lock(state_lock_);
+    return copy_of(find_active(state_));
+}
+
+std::string controller_registry::active_role() const {
+    const std::lock_guard lock(state_lock_);
+    const system_record* const active = find_active(state_);
+    if (active == nullptr) return "none";
+    switch (active->role) {
+    case system_role::main:
+        return "main";
+    case system_role::backup:
+        return "backup";
+    case system_role::independent:
+        break;
+    }
+    return "independent";
+}
+
+operator_control_config controller_registry::pairing_config() const {
+    const std::lock_guard lock(state_lock_);
+    operator_control_config config;
+    config.enabled = state_.enabled;
+    config.shared_function_ids = state_.sharedFunctionIds;
+    for (const system_record& system : state_.systems)
+        if (system.role != system_role::independent)
+            config.systems.push_back({.serial = system.serial,
+                                      .workstation_name = system.workstation,
+                                      .address = system.address,
+                                      .role = system.role,
+                                      .backup_for_serial = system.backupForSerial});
+    return config;
+}
+
+std::string controller_registry::to_json() const {
+    const std::lock_guard lock(state_lock_);
+    return write_registry_json(state_);
+}
+
+void controller_registry::merge_discovered(const std::vector<discovered_server>& servers,
+                                           steady_time now) {
+    const std::lock_guard lock(state_lock_);
+    for (const discovered_server& server : servers)
+        merge_one(state_.systems, server, now);
+    for (system_record& system : state_.systems) {
+        const bool ever_seen = system.lastSeen != steady_time{};
+        if (ever_seen && now - system.lastSeen <= silence_limit)
+            system.online = true;
+        else
+            take_offline(system);
+    }
+}
+
+void controller_registry::set_online(const std::string& serial, bool value, steady_time now) {
+    const std::lock_guard lock(state_lock_);
+    system_record* const system = first_with_serial(state_.systems, serial);
+    if (system == nullptr) return;
+    system->online = value;
+    system->uiReady = value;
+    if (value) system->lastSeen = now;
+}
+
+void controller_registry::set_ui_ready(const std::string& serial, bool value) {
+    const std::lock_guard lock(state_lock_);
+    if (system_record* const system = first_with_serial(state_.systems, serial))
+        system->uiReady = value && system->online;
+}
+
+void controller_registry::set_replication(const std::string& serial,
+                                          const replication_status& status) {
+    const std::lock_guard lock(state_lock_);
+    system_record* const system = first_with_serial(state_.systems, serial);
+    if (system == nullptr) return;
+    system->replicationEnabled = status.enabled;
+    system->replicationRole = status.role;
+    system->replicationRevision = status.revision;
+    system->replicationAppliedRevision = status.applied_revision;
+    system->replicationPendingMedia = status.pending_media;
+    system->replicationEventTitle = status.event_title;
+    system->replicationLastError = status.last_error;
+}
+
+void controller_registry::clear_replication(const std::string& serial) {
+    replication_status none;
+    none.role = "Independent";
+    set_replication(serial, none);
+}
+
+void controller_registry::set_role(const std::string& serial, system_role role,
+                                   const std::string& backup_for) {
+    const std::lock_guard lock(state_lock_);
+    system_record* const system = first_with_serial(state_.systems, serial);
+    if (system == nullptr) return;
+    system->role = role;
+    system->backupForSerial = role == system_role::backup ? backup_for : std::string();
+    state_.controllerConfigured = true;
+    state_.policySynchronized = false;
+}
+
+void controller_registry::configure(bool enabled, const std::string& main_serial,
+                                    const std::string& backup_serial) {
+    const std::lock_guard lock(state_lock_);
+    state_.enabled = enabled;
+    state_.controllerConfigured = true;
+    system_record* const main = first_with_serial(state_.systems, main_serial);
+    system_record* const backup = first_with_serial(state_.systems, backup_serial);
+    if (!main_serial.empty() && !backup_serial.empty() && main_serial != backup_serial &&
+        main != nullptr && backup != nullptr) {
+        make_all_independent(state_.systems);
+        main->role = system_role::main;
+        backup->role = system_role::backup;
+        backup->backupForSerial = main_serial;
+    }
+    state_.policySynchronized = false;
+    state_.policySyncMessage = enabled
+                                   ? "Waiting to synchronize pairing with Main."
+                                   : "Waiting to synchronize disabled redundancy state with Main.";
+}
+
+void controller_registry::import_config(const operator_control_config& config) {
+    const std::lock_guard lock(state_lock_);
+    if (!config.enabled || state_.controllerConfigured) return;
+    make_all_independent(state_.systems);
+    for (const operator_control_system& source : config.systems) {
+        system_record* system = first_with_serial(state_.systems, source.serial);
+        if (system == nullptr) {
+            system = &state_.systems.emplace_back();
+            system->serial = source.serial;
+        }
+        system->role = source.role;
+        system->backupForSerial = source.backup_for_serial;
+        if (!source.workstation_name.empty()) system->workstation = source.workstation_name;
+        // Where the server answers from now outranks what another server remembers.
+        if (!source.address.empty() && !system->online) system->address = source.address;
+    }
+    state_.sharedFunctionIds = config.shared_function_ids;
+    state_.enabled = true;
+    state_.controllerConfigured = pair_exists(state_.systems);
+}
+
+void controller_registry::set_shared_function_ids(std::set<std::int32_t> ids) {
+    const std::lock_guard lock(state_lock_);
+    state_.sharedFunctionIds = std::move(ids);
+    state_.policySynchronized = false;
+}
+
+void controller_registry::set_ui_port(std::uint16_t port) {
+    const std::lock_guard lock(state_lock_);
+    if (port >= lowest_ui_port) state_.uiPort = port;
+}
+
+void controller_registry::set_runtime_ui_port(std::uint16_t port) {
+    const std::lock_guard lock(state_lock_);
+    state_.runtimeUiPort = port;
+}
+
+void controller_registry::set_open_browser_on_start(bool value) {
+    const std::lock_guard lock(state_lock_);
+    state_.openBrowserOnStart = value;
+}
+
+void controller_registry::set_policy_sync(bool synchronized, const std::string& message) {
+    const std::lock_guard lock(state_lock_);
+    state_.policySynchronized = synchronized;
+    state_.policySyncMessage = message;
+}
+
+void controller_registry::set_active_override(bool value, const std::string& serial) {
+    const std::lock_guard lock(state_lock_);
+    state_.activeOverride = value;
+    state_.activeOverrideSerial = serial;
+}
+
+void controller_registry::load() {
+    const auto text = read_whole_file(configuration_path_, configuration_file_limit);
+    if (!text) return;
+    const std::lock_guard lock(state_lock_);
+    read_registry_json(*text, state_);
+}
+
+void controller_registry::save() const {
+    const std::lock_guard lock(save_lock_);
+    const std::string temporary = configuration_path_ + ".tmp";
+    if (const std::string folder = parent_folder(configuration_path_); !folder.empty())
+        create_folders(folder);
+    switch (write_whole_file(temporary, to_json())) {
+    case write_outcome::not_opened:
+        return;
+    case write_outcome::failed_after_opening:
+        remove_file(temporary);
+        return;
+    case write_outcome::written:
+        break;
+    }
+    if (!replace_file(temporary, configuration_path_)) remove_file(temporary);
+}
+
+} // namespace elvantris::operator_control

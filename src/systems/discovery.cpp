@@ -1,0 +1,107 @@
+#include "systems/discovery.hpp"
+
+#include "os/clock.hpp"
+#include "json/number_text.hpp"
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr std::uint16_t discovery_port = 1255;
+constexpr std::string_view request_text = "elvantris-server?";
+constexpr std::string_view reply_text = "elvantris-server!";
+constexpr std::size_t longest_reply = 2047;
+constexpr std::chrono::seconds longest_round{5};
+
+bool is_loopback(std::uint32_t address) {
+    return address >> 24U == 127;
+}
+
+// The fields between single commas; an empty one behind a trailing comma doesn't count.
+std::vector<std::string_view> split_at_commas(std::string_view text) {
+    std::vector<std::string_view> fields;
+    while (!text.empty()) {
+        const std::size_t comma = std::min(text.find(','), text.size());
+        fields.push_back(text.substr(0, comma));
+        text.remove_prefix(std::min(comma + 1, text.size()));
+    }
+    return fields;
+}
+
+void broadcast_request(const socket_handle& socket) {
+    for (const std::uint32_t target : broadcast_targets(list_interface_addresses()))
+        if (const auto to = ipv4_address(dotted_text(target), discovery_port))
+            send_datagram(socket, *to, request_text);
+}
+
+} // namespace
+
+std::vector<std::uint32_t>
+broadcast_targets(const std::optional<std::vector<interface_address>>& interfaces) {
+    std::vector<std::uint32_t> targets{0xFFFFFFFFU};
+    if (!interfaces) return targets;
+    for (const interface_address& entry : *interfaces) {
+        if (!entry.up || entry.loopback || entry.prefix_length > 32) continue;
+        const std::uint32_t host_bits =
+            entry.prefix_length == 32 ? 0 : 0xFFFFFFFFU >> entry.prefix_length;
+        const std::uint32_t target = entry.address | host_bits;
+        if (std::ranges::find(targets, target) == targets.end()) targets.push_back(target);
+    }
+    return targets;
+}
+
+std::optional<discovered_server> parse_discovery_reply(std::string_view datagram,
+                                                       std::uint32_t sender) {
+    if (!datagram.starts_with(reply_text) || is_loopback(sender)) return std::nullopt;
+    const std::vector<std::string_view> fields = split_at_commas(datagram);
+    if (fields.size() < 2) return std::nullopt;
+    const auto port = parse_integer<std::uint32_t>(fields[1]);
+    if (!port || port->overflowed) return std::nullopt;
+
+    discovered_server server;
+    server.address = dotted_text(sender);
+    if (server.address.empty()) return std::nullopt;
+    server.webPort = static_cast<std::uint16_t>(port->value);
+    if (fields.size() > 2) server.workstation = fields[2];
+    if (fields.size() > 3) server.serial = fields[3];
+    return server;
+}
+
+void discovery_round::add(discovered_server server) {
+    std::string key = server.serial.empty() ? server.address + ':' + std::to_string(server.webPort)
+                                            : server.serial;
+    if (seen_.insert(std::move(key)).second) servers_.push_back(std::move(server));
+}
+
+std::vector<discovered_server> discover_servers(milliseconds silence) {
+    const socket_runtime runtime;
+    if (!runtime.started()) throw std::runtime_error("WSAStartup failed");
+    const broadcast_socket opened = open_broadcast_socket();
+    switch (opened.failure) {
+    case broadcast_failure::none:
+        break;
+    case broadcast_failure::not_created:
+        throw std::runtime_error("Unable to create discovery socket");
+    case broadcast_failure::not_bound:
+        throw std::runtime_error("Unable to bind discovery socket");
+    }
+
+    broadcast_request(opened.socket);
+    discovery_round round;
+    std::array<char, longest_reply> buffer{};
+    const steady_time end = steady_now() + longest_round;
+    for (steady_time now = steady_now(); now < end; now = steady_now()) {
+        const milliseconds left = std::chrono::ceil<milliseconds>(end - now);
+        const auto datagram = receive_datagram(opened.socket, buffer, std::min(silence, left));
+        if (!datagram || datagram->size == 0) break;
+        if (!datagram->sender) continue;
+        if (auto server = parse_discovery_reply({buffer.data(), datagram->size}, *datagram->sender))
+            round.add(std::move(*server));
+    }
+    return round.take();
+}
+
+} // namespace elvantris::operator_control

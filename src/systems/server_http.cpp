@@ -1,0 +1,98 @@
+#include "systems/server_http.hpp"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr std::uint64_t plain_read_limit = 33'554'432;
+constexpr std::size_t read_buffer_size = 16'384;
+
+// How long each single step of one exchange may wait.
+class step_limit {
+public:
+    step_limit(milliseconds timeout, std::optional<steady_time> deadline)
+        : timeout_(timeout), deadline_(deadline) {}
+
+    milliseconds now() const {
+        if (!deadline_) return timeout_;
+        const auto left = std::chrono::ceil<milliseconds>(*deadline_ - steady_now());
+        return std::clamp(left, milliseconds::zero(), timeout_);
+    }
+    bool over() const { return deadline_ && steady_now() >= *deadline_; }
+
+private:
+    milliseconds timeout_;
+    std::optional<steady_time> deadline_;
+};
+
+socket_handle connect_with_timeout(const http_call& call, address_family family,
+                                   const step_limit& limit) {
+    for (const socket_address& address :
+         resolve_address(call.host, call.port, family, transport::tcp)) {
+        if (limit.over()) break;
+        if (socket_handle socket = connect_socket(address, limit.now()); socket.valid())
+            return socket;
+    }
+    return {};
+}
+
+std::string request_text(const http_call& call, const std::string& host_header) {
+    std::string text = call.method + ' ' + call.path + " HTTP/1.1\r\nHost: " + host_header +
+                       "\r\nConnection: close\r\nAccept: application/json,text/plain,*/*\r\n";
+    if (!call.body.empty())
+        text += "Content-Type: " + call.content_type +
+                "\r\nContent-Length: " + std::to_string(call.body.size()) + "\r\n";
+    return text + "\r\n" + call.body;
+}
+
+bool send_all(const socket_handle& socket, std::string_view bytes, const step_limit& limit) {
+    while (!bytes.empty()) {
+        const std::size_t sent = send_some(socket, bytes, limit.now());
+        if (sent == 0) return false;
+        bytes.remove_prefix(sent);
+    }
+    return true;
+}
+
+std::string read_until_closed(const socket_handle& socket, std::uint64_t read_limit,
+                              const step_limit& limit) {
+    std::string text;
+    std::array<char, read_buffer_size> buffer{};
+    while (text.size() < read_limit && !limit.over()) {
+        const std::size_t received = receive_some(socket, buffer, limit.now());
+        if (received == 0) break;
+        text.append(buffer.data(), received);
+    }
+    return text;
+}
+
+// Absent if the request didn't get out; else all that came back.
+std::optional<std::string> exchange_text(const http_call& call, address_family family,
+                                         const std::string& host_header, std::uint64_t read_limit,
+                                         const step_limit& limit) {
+    const socket_handle socket = connect_with_timeout(call, family, limit);
+    if (!socket.valid()) return std::nullopt;
+    if (!send_all(socket, request_text(call, host_header), limit)) return std::nullopt;
+    return read_until_closed(socket, read_limit, limit);
+}
+
+} // namespace
+
+http_response http_exchange(const http_call& call) {
+    const auto text = exchange_text(call, address_family::ipv4, call.host, plain_read_limit,
+                                    step_limit(call.timeout, std::nullopt));
+    return text ? parse_plain_response(*text) : http_response{};
+}
+
+http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
+                                    std::optional<steady_time> deadline) {
+    const auto text =
+        exchange_text(call, address_family::any, call.host + ':' + std::to_string(call.port),
+                      read_limit, step_limit(call.timeout, deadline));
+    return text ? parse_bounded_response(*text) : http_response{};
+}
+
+} // namespace elvantris::operator_control

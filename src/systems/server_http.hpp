@@ -1,0 +1,41 @@
+// HTTP to the servers: one connection for one request, read until the server hangs up.
+//
+// There are two forms, and they differ on purpose: `http_exchange` resolves to IPv4, names the
+// host without its port and takes all behind the headers as the body; `http_exchange_bounded`
+// takes any address family, names host and port, and checks the framing of what came.
+//
+// Threads: any; nothing is kept between calls.
+// Units: `timeout` bounds connecting (for each address) and then each single send and read.
+// Failure: `status` 0 and an empty body, for every cause alike. Nothing is thrown, logged or
+//   tried again; a time-out while reading ends the reading, and what has come is parsed.
+#pragma once
+
+#include "os/clock.hpp"
+#include "os/sockets.hpp"
+#include "systems/http_response.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace elvantris::operator_control {
+
+struct http_call {
+    std::string host;
+    std::uint16_t port = 0;
+    std::string method;
+    std::string path; // with any query in it
+    std::string body;
+    std::string content_type; // sent only with a body that is not empty
+    milliseconds timeout{};
+};
+
+// Reads up to 32 MiB.
+http_response http_exchange(const http_call& call);
+
+// Reads up to `read_limit` bytes, in whole buffers. A `deadline` ends the whole exchange at that
+// moment, whatever the single time-outs would still allow.
+http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
+                                    std::optional<steady_time> deadline = std::nullopt);
+
+} // namespace elvantris::operator_control
