@@ -1,0 +1,52 @@
+// The bounded list of what is wrong and what was.
+//
+// Pure: time comes in, and what must be logged comes out. Its owner's lock guards it.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+
+namespace elvantris::operator_control {
+
+enum class alert_severity { notice, warning, critical };
+
+struct alert_record {
+    std::uint64_t id = 0;
+    std::string key; // the condition; not shown to the operator
+    std::string message;
+    alert_severity severity = alert_severity::warning;
+    std::int64_t started = 0;   // wall-clock milliseconds
+    std::int64_t recovered = 0; // 0 until the alert ends
+    bool active = false;
+    bool acknowledged = false;
+};
+
+enum class alert_change { none, raised, recovered };
+
+class alert_list {
+public:
+    // At most one active record stands for a key. Raising a key that is active changes nothing,
+    // not even its text; at 200 records the oldest recovered one makes room, else the oldest.
+    alert_change raise(const std::string& key, std::string_view message, alert_severity severity,
+                       std::int64_t now_ms);
+    alert_change clear(const std::string& key, std::int64_t now_ms);
+
+    // Ends every active alert without a trace in the log: the pair they spoke of is gone.
+    void recover_all(std::int64_t now_ms);
+    void acknowledge_all();
+
+    // Oldest first.
+    const std::deque<alert_record>& records() const { return records_; }
+    // The status' array, `key` left out.
+    std::string to_json() const;
+
+private:
+    alert_record* find_active(std::string_view key);
+
+    std::deque<alert_record> records_; // at most 200
+    std::uint64_t last_id_ = 0;
+};
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,56 @@
+// The judgements of protection: what is wrong with a server, whether it may carry operation, and
+// whether operation moves. Values in, values out; the time is the caller's one reading.
+#pragma once
+
+#include "os/clock.hpp"
+#include "protection/policy.hpp"
+#include "protection/server_health.hpp"
+#include "systems/system_record.hpp"
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace elvantris::operator_control {
+
+// One thing that can be wrong with a server, and whether it is now.
+struct fault_condition {
+    std::string name; // stands behind the serial in alert and timer keys
+    bool present = false;
+    fault_mode mode = mode_ignore;
+    std::chrono::milliseconds delay{};
+    std::string message;
+};
+
+enum class pair_side { main, backup };
+
+// Younger than the policy's loss time. An age of exactly that time counts as lost.
+bool heard_lately(const protection_policy& policy, const server_health& health, steady_time now);
+
+// All conditions of one server, in the order in which they are judged.
+std::vector<fault_condition> server_conditions(pair_side side, const protection_policy& policy,
+                                               const server_health& health, steady_time now);
+
+// Whether Backup is behind a revision that Main is known to have.
+bool out_of_sync(const system_record& main, const system_record& backup);
+
+// Whether this server may carry operation. `health` is null for a server never polled; `main` is
+// what the registry has as Main. An age of exactly the loss time still passes here.
+bool server_ready(const protection_policy& policy, const system_record& system,
+                  const server_health* health, const std::optional<system_record>& main,
+                  steady_time now);
+
+struct failover_view {
+    bool enabled = false;
+    bool held_on_backup = false;
+    bool in_grace = false;
+    bool armed = false;
+    bool main_fault = false; // a confirmed critical condition of Main
+    bool backup_ready = false;
+    bool actions_busy = false; // an outbound sequence is running or queued
+};
+enum class failover_action { none, blocked_by_readiness, blocked_by_sequence, move_to_backup };
+failover_action decide_failover(const failover_view& view);
+
+} // namespace elvantris::operator_control

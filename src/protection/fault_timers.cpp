@@ -1,0 +1,16 @@
+#include "protection/fault_timers.hpp"
+
+namespace elvantris::operator_control {
+
+bool fault_timers::confirm(const std::string& key, bool condition, std::chrono::milliseconds delay,
+                           steady_time now) {
+    if (!condition) {
+        first_seen_.erase(key);
+        return false;
+    }
+    const auto [entry, fresh] = first_seen_.try_emplace(key, now);
+    if (fresh) return delay == std::chrono::milliseconds::zero();
+    return now - entry->second >= delay;
+}
+
+} // namespace elvantris::operator_control

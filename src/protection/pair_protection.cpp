@@ -1,0 +1,300 @@
+#include "protection/pair_protection.hpp"
+
+#include <chrono>
+#include <utility>
+
+namespace elvantris::operator_control {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds sync_delay{2000};
+
+alert_severity severity_of(fault_mode mode) {
+    return mode == mode_failover ? alert_severity::critical : alert_severity::warning;
+}
+
+} // namespace
+
+pair_protection::pair_protection(controller_registry& registry)
+    : registry_(registry),
+      state_path_(registry.configuration_path() + ".protection.json"),
+      log_(state_path_ + ".alerts.jsonl") {
+    const auto text = load_memory_text(state_path_);
+    std::string error;
+    if (text && !read_memory(*text, memory_, error))
+        last_action_ = "Invalid saved protection settings: " + error;
+}
+
+void pair_protection::begin(steady_time now) {
+    grace_start_ = now;
+    const auto main = registry_.find_main();
+    const auto backup = main ? registry_.find_backup_for(main->serial) : std::nullopt;
+    if (!registry_.enabled() || !main || !backup) return;
+    const bool hold_stands = memory_.heldOnBackup && memory_.pairMain == main->serial &&
+                             memory_.pairBackup == backup->serial;
+    registry_.set_active_override(true, hold_stands ? backup->serial : main->serial);
+}
+
+void pair_protection::note_health(const std::string& serial, std::optional<server_health> health) {
+    server_health& entry = health_[serial];
+    if (health) entry = std::move(*health);
+}
+
+void pair_protection::evaluate_cycle(const moment& now) {
+    evaluate_pair(now);
+    clear_alert("monitor", now);
+}
+
+void pair_protection::evaluate_pair(const moment& now) {
+    const auto main = registry_.find_main();
+    const auto backup = main ? registry_.find_backup_for(main->serial) : std::nullopt;
+    if (!main || !backup) {
+        registry_.set_active_override(false, "");
+        return;
+    }
+    if (memory_.pairMain != main->serial || memory_.pairBackup != backup->serial)
+        adopt_pair(*main, *backup, now);
+
+    const bool in_grace = now.steady - grace_start_ < milliseconds(memory_.policy.startupMs);
+    main_findings findings;
+    evaluate_server(*main, pair_side::main, in_grace, now, findings);
+    evaluate_server(*backup, pair_side::backup, in_grace, now, findings);
+    evaluate_sync(*main, *backup, in_grace, now);
+
+    const bool backup_ready = ready(*backup, now.steady);
+    set_alert("backup-readiness", !backup_ready && !in_grace,
+              "Backup is not ready; automatic protection is degraded.", alert_severity::critical,
+              now);
+
+    if (active_serial_.empty())
+        active_serial_ = memory_.heldOnBackup ? backup->serial : main->serial;
+    const bool enabled = registry_.enabled();
+    registry_.set_active_override(enabled, active_serial_);
+    run_failover_decision(*backup,
+                          {.enabled = enabled,
+                           .held_on_backup = memory_.heldOnBackup,
+                           .in_grace = in_grace,
+                           .armed = memory_.policy.armed,
+                           .main_fault = findings.fault,
+                           .backup_ready = backup_ready,
+                           .actions_busy = actions_busy()},
+                          findings.reason, now);
+}
+
+void pair_protection::adopt_pair(const system_record& main, const system_record& backup,
+                                 const moment& now) {
+    memory_.pairMain = main.serial;
+    memory_.pairBackup = backup.serial;
+    memory_.heldOnBackup = false;
+    active_serial_.clear();
+    timers_.clear();
+    alerts_.recover_all(now.wall_ms);
+    grace_start_ = now.steady;
+    save();
+}
+
+void pair_protection::evaluate_server(const system_record& system, pair_side side, bool in_grace,
+                                      const moment& now, main_findings& findings) {
+    const server_health& health = health_[system.serial];
+    const std::string prefix = side == pair_side::main ? "Main: " : "Backup: ";
+    registry_.set_online(system.serial, heard_lately(memory_.policy, health, now.steady),
+                         now.steady);
+    for (const fault_condition& condition :
+         server_conditions(side, memory_.policy, health, now.steady)) {
+        const std::string key = system.serial + ':' + condition.name;
+        // The grace neither starts nor clears a timer.
+        const bool fired =
+            !in_grace && timers_.confirm(key, condition.present && condition.mode != mode_ignore,
+                                         condition.delay, now.steady);
+        if (!fired) {
+            clear_alert(key, now);
+            continue;
+        }
+        raise_alert(key, prefix + condition.message, severity_of(condition.mode), now);
+        if (condition.mode != mode_failover || side != pair_side::main) continue;
+        if (!findings.fault) findings.reason = condition.message;
+        findings.fault = true;
+    }
+}
+
+void pair_protection::evaluate_sync(const system_record& main, const system_record& backup,
+                                    bool in_grace, const moment& now) {
+    const bool fired =
+        !in_grace && memory_.policy.sync != mode_ignore &&
+        timers_.confirm("show-sync", out_of_sync(main, backup), sync_delay, now.steady);
+    set_alert("show-sync", fired, "Backup show state or media is not synchronized.",
+              alert_severity::warning, now);
+}
+
+void pair_protection::run_failover_decision(const system_record& backup, const failover_view& view,
+                                            const std::string& reason, const moment& now) {
+    const auto block = [&](std::string_view message) {
+        raise_alert("failover-blocked", message, alert_severity::critical, now);
+    };
+    switch (decide_failover(view)) {
+    case failover_action::blocked_by_readiness:
+        block("Main fault detected; failover blocked because Backup is not ready.");
+        return;
+    case failover_action::blocked_by_sequence:
+        block("Main fault detected; waiting for the current outbound sequence.");
+        return;
+    case failover_action::move_to_backup: {
+        // A transfer that can't be saved is tried again in the next cycle; its alert tells.
+        std::string error;
+        transfer_to(backup, "backup", reason, now, error);
+        break;
+    }
+    case failover_action::none:
+        break;
+    }
+    clear_alert("failover-blocked", now);
+}
+
+bool pair_protection::transfer_to(const system_record& target, std::string_view word,
+                                  const std::string& reason, const moment& now,
+                                  std::string& error) {
+    const bool to_backup = word == "backup";
+    const bool held_before = std::exchange(memory_.heldOnBackup, to_backup);
+    if (!save()) {
+        memory_.heldOnBackup = held_before;
+        error = "Could not persist active server; transfer was blocked.";
+        raise_alert("transfer-storage", error, alert_severity::critical, now);
+        return false;
+    }
+    clear_alert("transfer-storage", now);
+    active_serial_ = target.serial;
+    registry_.set_active_override(true, active_serial_);
+
+    clear_alert("transfer", now); // so that this transfer gets a notice of its own
+    raise_alert("transfer",
+                reason + "; operating on " +
+                    (to_backup ? "Backup. Return to Main manually when ready." : "Main."),
+                alert_severity::notice, now);
+
+    outbound_sequence sequence{.steps = {},
+                               .name = to_backup ? "Transfer to Backup" : "Return to Main"};
+    for (const outbound_action& action : memory_.policy.actions)
+        if (action.enabled && action.event == word) sequence.steps.push_back(action);
+    if (!sequence.steps.empty()) queue_.push_back(std::move(sequence));
+    return true;
+}
+
+bool pair_protection::operate(std::string_view operation, const moment& now, std::string& error) {
+    if (operation == "acknowledge") {
+        alerts_.acknowledge_all();
+        return true;
+    }
+    if (operation == "arm" || operation == "disarm") return set_armed(operation == "arm", error);
+    if (operation == "main" || operation == "backup")
+        return transfer_on_request(operation, now, error);
+    error = "Unknown protection operation.";
+    return false;
+}
+
+bool pair_protection::set_armed(bool armed, std::string& error) {
+    const bool armed_before = std::exchange(memory_.policy.armed, armed);
+    if (save()) return true;
+    memory_.policy.armed = armed_before;
+    error = "Could not save protection state.";
+    return false;
+}
+
+bool pair_protection::transfer_on_request(std::string_view word, const moment& now,
+                                          std::string& error) {
+    if (actions_busy()) {
+        error = "Wait for the outbound sequence to finish before transferring again.";
+        return false;
+    }
+    const auto main = registry_.find_main();
+    const auto target = word == "main" || !main ? main : registry_.find_backup_for(main->serial);
+    if (!registry_.enabled() || !target || !ready(*target, now.steady)) {
+        error = "Requested server is not ready for takeover. Check engine and protected outputs.";
+        return false;
+    }
+    if (active_serial_ == target->serial) return true;
+    return transfer_to(*target, word, "Operator requested transfer", now, error);
+}
+
+bool pair_protection::replace_policy(protection_policy policy, std::string& error) {
+    std::swap(memory_.policy, policy);
+    if (save()) {
+        timers_.clear();
+        return true;
+    }
+    std::swap(memory_.policy, policy);
+    error = "Protection settings could not be saved.";
+    return false;
+}
+
+bool pair_protection::test_action(std::int32_t index, std::string& error) {
+    const std::vector<outbound_action>& actions = memory_.policy.actions;
+    if (index < 0 || static_cast<std::size_t>(index) >= actions.size()) {
+        error = "Save the action before testing it.";
+        return false;
+    }
+    const outbound_action& action = actions[static_cast<std::size_t>(index)];
+    if (!action.enabled) {
+        error = "Enable and save the action before testing it.";
+        return false;
+    }
+    if (actions_busy()) {
+        error = "An outbound sequence is already running.";
+        return false;
+    }
+    queue_.push_back({.steps = {action}, .name = "Test action"});
+    return true;
+}
+
+outbound_sequence pair_protection::take_sequence() {
+    outbound_sequence sequence = std::move(queue_.front());
+    queue_.pop_front();
+    sequence_running_ = true;
+    return sequence;
+}
+
+void pair_protection::record_step(const outbound_sequence& sequence, const outbound_action& step,
+                                  bool sent, const std::string& failure, const moment& now) {
+    last_action_ = sequence.name + " / " + step.name + ": " +
+                   (sent ? "sent; device execution unconfirmed." : failure);
+    set_alert("action:" + step.name + ':' + step.event, !sent, last_action_,
+              alert_severity::critical, now);
+    log_.action(now.wall_ms, last_action_);
+}
+
+void pair_protection::finish_sequence(const outbound_sequence& sequence, bool complete) {
+    sequence_running_ = false;
+    if (complete) last_action_ = sequence.name + ": sequence sent; device execution unconfirmed.";
+}
+
+void pair_protection::note_monitor_failure(std::string_view what, const moment& now) {
+    raise_alert("monitor", "Protection monitor error: " + std::string(what),
+                alert_severity::critical, now);
+}
+
+bool pair_protection::ready(const system_record& system, steady_time now) const {
+    const auto entry = health_.find(system.serial);
+    return server_ready(memory_.policy, system, entry == health_.end() ? nullptr : &entry->second,
+                        registry_.find_main(), now);
+}
+
+void pair_protection::raise_alert(const std::string& key, std::string_view message,
+                                  alert_severity severity, const moment& now) {
+    if (alerts_.raise(key, message, severity, now.wall_ms) == alert_change::raised)
+        log_.fault(now.wall_ms, key, message);
+}
+
+void pair_protection::clear_alert(const std::string& key, const moment& now) {
+    if (alerts_.clear(key, now.wall_ms) == alert_change::recovered)
+        log_.recovered(now.wall_ms, key);
+}
+
+void pair_protection::set_alert(const std::string& key, bool active, std::string_view message,
+                                alert_severity severity, const moment& now) {
+    if (active)
+        raise_alert(key, message, severity, now);
+    else
+        clear_alert(key, now);
+}
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,104 @@
+// Everything that protection knows, and every act on it: policy, health, timers, alerts, the held
+// side, the queue of outbound sequences.
+//
+// There is no thread, no lock and no clock in here; `protection_service` brings them. So each rule
+// of time can be tested by handing in the time.
+//
+// Threads: one at a time; the service's lock is held around every call.
+// Failure: acts of the operator return false and fill `error` with the sentence to show. Every
+//   change that the operator relies on is saved before it takes effect; a failed save puts the
+//   old value back.
+#pragma once
+
+#include "os/clock.hpp"
+#include "protection/alert_list.hpp"
+#include "protection/alert_log.hpp"
+#include "protection/evaluation.hpp"
+#include "protection/fault_timers.hpp"
+#include "protection/outbound_sequence.hpp"
+#include "protection/policy.hpp"
+#include "protection/server_health.hpp"
+#include "protection/state_file.hpp"
+#include "systems/controller_registry.hpp"
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace elvantris::operator_control {
+
+class pair_protection {
+public:
+    // Loads the state file that stands beside the registry's configuration file.
+    explicit pair_protection(controller_registry& registry);
+
+    // Starts the grace, and pins the server on which operation was left.
+    void begin(steady_time now);
+
+    std::uint32_t stall_ms() const { return memory_.policy.stallMs; }
+
+    // An absent result is a failed poll: it leaves what was known, and time does the rest.
+    void note_health(const std::string& serial, std::optional<server_health> health);
+    void evaluate_cycle(const moment& now);
+    void note_monitor_failure(std::string_view what, const moment& now);
+
+    bool replace_policy(protection_policy policy, std::string& error);
+    bool operate(std::string_view operation, const moment& now, std::string& error);
+    bool test_action(std::int32_t index, std::string& error);
+
+    // The outbound worker's side: one sequence at a time.
+    bool sequence_waiting() const { return !queue_.empty(); }
+    outbound_sequence take_sequence();
+    // `failure` is empty for a step that was sent.
+    void record_step(const outbound_sequence& sequence, const outbound_action& step, bool sent,
+                     const std::string& failure, const moment& now);
+    void finish_sequence(const outbound_sequence& sequence, bool complete);
+
+    std::string status_json(steady_time now) const;
+
+private:
+    struct main_findings {
+        bool fault = false;
+        std::string reason; // the first critical condition's message
+    };
+
+    void raise_alert(const std::string& key, std::string_view message, alert_severity severity,
+                     const moment& now);
+    void clear_alert(const std::string& key, const moment& now);
+    void set_alert(const std::string& key, bool active, std::string_view message,
+                   alert_severity severity, const moment& now);
+
+    void evaluate_pair(const moment& now);
+    void adopt_pair(const system_record& main, const system_record& backup, const moment& now);
+    void evaluate_server(const system_record& system, pair_side side, bool in_grace,
+                         const moment& now, main_findings& findings);
+    void evaluate_sync(const system_record& main, const system_record& backup, bool in_grace,
+                       const moment& now);
+    void run_failover_decision(const system_record& backup, const failover_view& view,
+                               const std::string& reason, const moment& now);
+    bool ready(const system_record& system, steady_time now) const;
+    bool save() const { return save_memory(state_path_, memory_); }
+    bool set_armed(bool armed, std::string& error);
+    bool transfer_on_request(std::string_view word, const moment& now, std::string& error);
+    bool transfer_to(const system_record& target, std::string_view word, const std::string& reason,
+                     const moment& now, std::string& error);
+    bool actions_busy() const { return sequence_running_ || !queue_.empty(); }
+
+    controller_registry& registry_;
+    std::string state_path_;
+    protection_memory memory_;
+    std::map<std::string, server_health> health_; // one entry for each server ever polled
+    fault_timers timers_;
+    alert_list alerts_;
+    alert_log log_;
+    std::deque<outbound_sequence> queue_; // the gates before it keep it to one job
+    steady_time grace_start_;
+    std::string active_serial_; // empty until the first cycle fills it
+    bool sequence_running_ = false;
+    std::string last_action_;
+};
+
+} // namespace elvantris::operator_control
