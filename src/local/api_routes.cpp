@@ -1,0 +1,227 @@
+#include "local/api_routes.hpp"
+
+#include "os/standard_streams.hpp"
+#include "systems/discovery.hpp"
+#include "systems/pairing_sync.hpp"
+#include "json/escape.hpp"
+#include "json/field_scanner.hpp"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr milliseconds discovery_silence{1500};
+
+api_reply ok() {
+    return {.body = R"({"ok":true})"};
+}
+
+api_reply bad_request(std::string body) {
+    return {.status = 400, .body = std::move(body)};
+}
+
+api_reply not_found() {
+    return {.status = 404, .content_type = "text/plain; charset=utf-8", .body = "not found"};
+}
+
+// The outcome of an operator's act: `error` is empty where it worked.
+api_reply outcome(bool done, const std::string& error) {
+    if (done) return {.body = R"({"ok":true,"error":""})"};
+    return bad_request(R"({"ok":false,"error":")" + json_escape(error) + "\"}");
+}
+
+// ,"name":true
+std::string bool_field(std::string_view name, bool value) {
+    return ",\"" + std::string(name) + "\":" + std::string(json_bool(value));
+}
+
+std::string write_delivery(const delivery_result& delivery) {
+    return "{\"role\":\"" + std::string(role_word(delivery.role)) + '"' +
+           bool_field("attempted", delivery.attempted) + bool_field("sent", delivery.sent) +
+           ",\"error\":\"" + json_escape(delivery.error) + "\"}";
+}
+
+struct settings {
+    bool enabled = false;
+    std::string main_serial;
+    std::string backup_serial;
+    std::set<std::int32_t> shared_function_ids;
+    std::int32_t ui_port = 0;
+    bool open_browser_on_start = false;
+
+    bool concerns_pair() const { return enabled || !main_serial.empty() || !backup_serial.empty(); }
+};
+
+settings read_settings(const std::string& body, const controller_registry& registry) {
+    return {.enabled = json_read_bool(body, "enabled", false),
+            .main_serial = json_read_string(body, "mainSerial"),
+            .backup_serial = json_read_string(body, "backupSerial"),
+            .shared_function_ids = json_read_int_set(body, "sharedFunctionIds"),
+            .ui_port = json_read_int(body, "uiPort", registry.ui_port()),
+            .open_browser_on_start =
+                json_read_bool(body, "openBrowserOnStart", registry.open_browser_on_start())};
+}
+
+// The sentence for the operator; empty for settings that can be taken.
+std::string_view settings_error(const settings& wanted, const controller_registry& registry) {
+    if (wanted.ui_port < lowest_ui_port || wanted.ui_port > highest_ui_port)
+        return "Control UI port must be between 1024 and 65535.";
+    if (!wanted.concerns_pair()) return {};
+    if (wanted.main_serial.empty() || wanted.backup_serial.empty() ||
+        wanted.main_serial == wanted.backup_serial)
+        return "A different Main and Backup are required.";
+    if (!registry.find_system(wanted.main_serial) || !registry.find_system(wanted.backup_serial))
+        return "The selected systems are not in the Redundancy Control registry.";
+    return {};
+}
+
+} // namespace
+
+api_reply api_routes::answer(const http_request& request) {
+    const auto is = [&](std::string_view method, std::string_view path) {
+        return request.method == method && request.path == path;
+    };
+    if (is("GET", "/")) return diagnostics_page();
+    if (is("GET", "/api/status")) return status();
+    if (is("POST", "/api/protection")) return save_protection(request.body);
+    if (is("POST", "/api/protection/operate")) return operate_protection(request.body);
+    if (is("POST", "/api/protection/test")) return test_protection(request.body);
+    if (is("POST", "/api/discover")) return discover();
+    if (is("POST", "/api/configure")) return configure(request.body);
+    if (is("POST", "/api/role")) return set_role(request.body);
+    if (is("POST", "/api/shared")) return set_shared(request.body);
+    if (is("POST", "/api/route")) return route_command(request.body);
+    return not_found();
+}
+
+api_reply api_routes::diagnostics_page() {
+    const std::string port = std::to_string(registry_.ui_port());
+    return {.content_type = "text/html; charset=utf-8",
+            .body = "<!doctype html><title>Elvantris Redundancy Control diagnostics</title>"
+                    "<body style='font-family:Arial;background:#20252b;color:#eee;padding:24px'>"
+                    "<h3>Elvantris Redundancy Control Diagnostics</h3>"
+                    "<p>The operating shell is <a style='color:#9cc8ff' href='http://127.0.0.1:" +
+                    port + "/'>http://127.0.0.1:" + port +
+                    "/</a>.</p><pre id=s>Loading...</pre>"
+                    "<script>setInterval(async()=>{try{s.textContent=JSON.stringify(await (await "
+                    "fetch('/api/status')).json(),null,2)}catch(e){}},1000)</script></body>"};
+}
+
+api_reply api_routes::status() {
+    std::string body = registry_.to_json();
+    body.pop_back();
+    const auto active = registry_.active_system();
+    body += ",\"active\":\"" + registry_.active_role() + "\",\"activeSerial\":\"" +
+            json_escape(active ? active->serial : std::string()) +
+            "\",\"streamDeckCount\":0,\"streamDecks\":[],\"protection\":" +
+            protection_.protection_status_json() + ",\"configPath\":\"" +
+            json_escape(registry_.configuration_path()) + "\"}";
+    return {.body = std::move(body)};
+}
+
+api_reply api_routes::save_protection(const std::string& body) {
+    std::string error;
+    const bool saved = protection_.replace_policy(body, error);
+    return outcome(saved, error);
+}
+
+api_reply api_routes::operate_protection(const std::string& body) {
+    std::string error;
+    const bool done = protection_.operate(json_read_string(body, "operation"), error);
+    return outcome(done, error);
+}
+
+api_reply api_routes::test_protection(const std::string& body) {
+    std::string error;
+    const bool queued = protection_.test_action(json_read_int(body, "index", -1), error);
+    return outcome(queued, error);
+}
+
+api_reply api_routes::discover() {
+    std::vector<discovered_server> found;
+    try {
+        found = discover_servers(discovery_silence);
+    } catch (const std::exception&) {
+        // Nobody found, as far as the client is told; the main loop logs the cause in its passes.
+        found.clear();
+    }
+    registry_.merge_discovered(found, steady_now());
+    registry_.save();
+    return ok();
+}
+
+api_reply api_routes::configure(const std::string& body) {
+    const settings wanted = read_settings(body, registry_);
+    if (const std::string_view error = settings_error(wanted, registry_); !error.empty())
+        return bad_request(R"({"ok":false,"error":")" + std::string(error) + "\"}");
+
+    const std::uint16_t port_before = registry_.ui_port();
+    if (wanted.concerns_pair())
+        registry_.configure(wanted.enabled, wanted.main_serial, wanted.backup_serial);
+    registry_.set_shared_function_ids(wanted.shared_function_ids);
+    registry_.set_ui_port(static_cast<std::uint16_t>(wanted.ui_port));
+    registry_.set_open_browser_on_start(wanted.open_browser_on_start);
+    registry_.save();
+
+    std::string message = "Application settings saved.";
+    bool server_updated = false;
+    if (registry_.controller_configured() && registry_.has_pair())
+        server_updated = sync_configured_pairing(registry_, message);
+    registry_.save();
+
+    const std::uint16_t port_now = registry_.ui_port();
+    return {.body = "{\"ok\":true" + bool_field("serverUpdated", server_updated) +
+                    ",\"uiPort\":" + std::to_string(port_now) +
+                    bool_field("uiPortChanged", port_now != port_before) + ",\"message\":\"" +
+                    json_escape(message) + "\"}"};
+}
+
+api_reply api_routes::set_role(const std::string& body) {
+    const std::string serial = json_read_string(body, "serial");
+    const std::string role = json_read_string(body, "role");
+    if (serial.empty() || role.empty()) return bad_request(R"({"ok":false})");
+    registry_.set_role(serial, role_from_word(role), json_read_string(body, "backupForSerial"));
+    registry_.save();
+    return ok();
+}
+
+api_reply api_routes::set_shared(const std::string& body) {
+    registry_.set_shared_function_ids(json_read_int_set(body, "ids"));
+    registry_.save();
+    return ok();
+}
+
+api_reply api_routes::route_command(const std::string& body) {
+    const std::int32_t function_id = json_read_int(body, "functionId", 0);
+    const std::string target_serial = json_read_string(body, "targetSerial");
+    const std::string payload = json_read_string(body, "payload");
+    write_output_line("[route] request function=" + std::to_string(function_id) +
+                      " target=" + (target_serial.empty() ? "<auto>" : target_serial) +
+                      " payloadBytes=" + std::to_string(payload.size()));
+    if (function_id < 1 || payload.empty())
+        return bad_request(R"({"ok":false,"error":"functionId and payload are required"})");
+
+    const auto target =
+        target_serial.empty() ? registry_.find_main() : registry_.find_system(target_serial);
+    const bool shared = registry_.shared_function_ids().contains(function_id);
+    const auto backup = target && shared ? registry_.find_backup_for(target->serial) : std::nullopt;
+    const fanout_result result = router_.route_streamdeck(function_id, target_serial, payload);
+    const bool routed = std::ranges::any_of(result.deliveries, &delivery_result::sent);
+
+    std::string reply = "{\"ok\":true" + bool_field("routed", routed) +
+                        bool_field("targetFound", target.has_value()) +
+                        bool_field("mainOnline", target && target->online) +
+                        bool_field("shared", shared) +
+                        bool_field("backupOnline", backup && backup->online) +
+                        ",\"sequence\":" + std::to_string(result.sequence) + ",\"deliveries\":[";
+    for (const delivery_result& delivery : result.deliveries) {
+        if (&delivery != &result.deliveries.front()) reply += ',';
+        reply += write_delivery(delivery);
+    }
+    return {.body = reply + "]}"};
+}
+
+} // namespace elvantris::operator_control

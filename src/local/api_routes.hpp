@@ -1,0 +1,49 @@
+// What the local API answers.
+//
+// Threads: one request at a time. Failure: a malformed body reads as defaults, which the route
+// judges; only the replies of the route table exist.
+#pragma once
+
+#include "local/http_request.hpp"
+#include "protection/protection_service.hpp"
+#include "routing/command_router.hpp"
+#include "systems/controller_registry.hpp"
+
+#include <string>
+#include <string_view>
+
+namespace elvantris::operator_control {
+
+struct api_reply {
+    int status = 200;
+    std::string_view content_type = "application/json";
+    std::string body;
+};
+
+class api_routes {
+public:
+    api_routes(controller_registry& registry, command_router& router,
+               protection_service& protection)
+        : registry_(registry), router_(router), protection_(protection) {}
+
+    // Method and path are compared byte for byte. Blocks for as long as the route's work takes.
+    api_reply answer(const http_request& request);
+
+private:
+    api_reply diagnostics_page();
+    api_reply status();
+    api_reply save_protection(const std::string& body);
+    api_reply operate_protection(const std::string& body);
+    api_reply test_protection(const std::string& body);
+    api_reply discover();
+    api_reply configure(const std::string& body);
+    api_reply set_role(const std::string& body);
+    api_reply set_shared(const std::string& body);
+    api_reply route_command(const std::string& body);
+
+    controller_registry& registry_;
+    command_router& router_;
+    protection_service& protection_;
+};
+
+} // namespace elvantris::operator_control

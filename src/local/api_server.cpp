@@ -1,0 +1,25 @@
+#include "local/api_server.hpp"
+
+#include "local/http_reply.hpp"
+#include "local/http_request.hpp"
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr int backlog = 16;
+
+} // namespace
+
+api_server::api_server(controller_registry& registry, command_router& router,
+                       protection_service& protection)
+    : routes_(registry, router, protection),
+      server_(backlog, [this](const socket_handle& connection) { serve(connection); }) {}
+
+void api_server::serve(const socket_handle& connection) {
+    http_request request;
+    if (!read_http_request(connection, server_.running(), request)) return;
+    const api_reply reply = routes_.answer(request);
+    write_http_reply(connection, server_.running(), reply.status, reply.content_type, reply.body);
+}
+
+} // namespace elvantris::operator_control

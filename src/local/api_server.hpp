@@ -1,0 +1,28 @@
+#pragma once
+
+#include "local/api_routes.hpp"
+#include "local/loopback_server.hpp"
+
+#include <cstdint>
+
+namespace elvantris::operator_control {
+
+// The JSON API and the diagnostics page on a loopback port. The accept thread is the whole server:
+// one request runs to its end before the next is read, and so the routes need no lock of their own.
+class api_server {
+public:
+    api_server(controller_registry& registry, command_router& router,
+               protection_service& protection);
+
+    bool start(std::uint16_t port) { return server_.start(port); }
+    void stop() { server_.stop(); }
+    std::uint16_t port() const { return server_.port(); }
+
+private:
+    void serve(const socket_handle& connection);
+
+    api_routes routes_;
+    loopback_server server_; // last, so that it stops before the routes go
+};
+
+} // namespace elvantris::operator_control

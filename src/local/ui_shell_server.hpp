@@ -1,0 +1,28 @@
+#pragma once
+
+#include "local/loopback_server.hpp"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace elvantris::operator_control {
+
+// The complete reply to what a browser sent first; its first line decides. Pure.
+std::string answer_shell_request(std::string_view first_segment);
+
+// Hands the browser the operator's page, and nothing else. Each connection has a thread of its own
+// that nobody waits for, so a slow browser holds up nothing.
+class ui_shell_server {
+public:
+    ui_shell_server();
+
+    bool start(std::uint16_t port) { return server_.start(port); }
+    void stop() { server_.stop(); }
+    std::uint16_t port() const { return server_.port(); }
+
+private:
+    loopback_server server_;
+};
+
+} // namespace elvantris::operator_control
