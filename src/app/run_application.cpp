@@ -1,0 +1,186 @@
+#include "app/run_application.hpp"
+
+#include "app/launch_options.hpp"
+#include "app/log_redirect.hpp"
+#include "app/refresh_pass.hpp"
+#include "app/second_instance.hpp"
+#include "app/tray_status.hpp"
+#include "app/ui_address.hpp"
+#include "local/api_server.hpp"
+#include "local/ui_shell_server.hpp"
+#include "os/clock.hpp"
+#include "os/file_paths.hpp"
+#include "os/process.hpp"
+#include "os/sockets.hpp"
+#include "os/standard_streams.hpp"
+#include "platform/console.hpp"
+#include "platform/open_external.hpp"
+#include "platform/platform_app.hpp"
+#include "platform/single_instance.hpp"
+#include "protection/protection_service.hpp"
+#include "routing/command_router.hpp"
+#include "systems/controller_registry.hpp"
+
+#include <atomic>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr std::uint16_t api_port = 5251;
+constexpr std::chrono::seconds refresh_period{2};
+constexpr std::chrono::milliseconds event_period{50};
+
+enum exit_code { exit_normal = 0, exit_no_sockets = 2, exit_no_api_port = 3, exit_no_ui_port = 4 };
+
+// False once a stop has been asked for: by a signal, the tray, or a UI port that can't be restored.
+std::atomic<bool> application_running{true};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler stores to it");
+
+void stop_on_signal(int /*signal*/) {
+    application_running = false;
+}
+
+void write_banner(const launch_options& options, std::uint16_t ui_port,
+                  const std::string& log_path) {
+    std::cout << "Elvantris Redundancy Control 0.9.2\n"
+                 "Operator view: " +
+                     ui_address(ui_port, false) +
+                     "\n"
+                     "Diagnostics:   http://127.0.0.1:5251/\n"
+                     "Config:        " +
+                     options.config_path +
+                     "\n"
+                     "Log:           " +
+                     log_path + "\n";
+}
+
+// Follows the configured UI port. False if neither the new nor the old port can be had.
+bool follow_ui_port(controller_registry& registry, ui_shell_server& shell, platform_app& platform,
+                    std::uint16_t& bound_port) {
+    const std::uint16_t wanted = registry.ui_port();
+    if (wanted == bound_port) return true;
+    const auto announce = [&] {
+        registry.set_runtime_ui_port(bound_port);
+        platform.set_ui_port_hint(bound_port);
+    };
+    shell.stop();
+    if (shell.start(wanted)) {
+        bound_port = wanted;
+        announce();
+        write_output_line("[shell] UI port changed to " + std::to_string(wanted));
+        return true;
+    }
+    write_error_line("[shell] unable to bind requested UI port " + std::to_string(wanted) +
+                     "; restoring " + std::to_string(bound_port));
+    registry.set_ui_port(bound_port);
+    registry.save();
+    if (!shell.start(bound_port)) {
+        write_error_line("[shell] unable to restore previous UI port; shutting down");
+        return false;
+    }
+    announce();
+    return true;
+}
+
+void refresh(controller_registry& registry, platform_app& platform) {
+    try {
+        run_refresh_pass(registry);
+        platform.update_status(build_tray_status(registry, 0));
+    } catch (const std::exception& failure) {
+        write_error_line("Redundancy Control refresh: " + std::string(failure.what()));
+    }
+}
+
+// Tray events about twenty times a second, a refresh pass 2 seconds after the end of the last.
+void run_main_loop(controller_registry& registry, ui_shell_server& shell, platform_app& platform) {
+    std::uint16_t bound_port = shell.port();
+    steady_time next_refresh = steady_time::min();
+    while (application_running) {
+        platform.pump_events();
+        if (!follow_ui_port(registry, shell, platform, bound_port)) {
+            application_running = false;
+            return;
+        }
+        if (steady_now() >= next_refresh) {
+            refresh(registry, platform);
+            next_refresh = steady_now() + refresh_period;
+        }
+        std::this_thread::sleep_for(event_period);
+    }
+}
+
+// The first instance's life, from its servers to their end.
+exit_code run_services(const launch_options& options, const std::string& log_path,
+                       controller_registry& registry) {
+    command_router router(registry);
+    protection_service protection(registry);
+    api_server api(registry, router, protection);
+    if (!api.start(api_port)) {
+        write_error_line("Unable to start Redundancy Control API on 127.0.0.1:5251");
+        return exit_no_api_port;
+    }
+    ui_shell_server shell;
+    if (!shell.start(registry.ui_port())) {
+        write_error_line("Unable to start Redundancy Control shell on 127.0.0.1:" +
+                         std::to_string(registry.ui_port()));
+        return exit_no_ui_port;
+    }
+    registry.set_runtime_ui_port(shell.port());
+    protection.start();
+
+    const auto open_page = [&registry](bool configure) {
+        open_external(ui_address(registry.ui_port(), configure));
+    };
+    const std::unique_ptr<platform_app> platform = create_platform_app();
+    platform->initialize([&] { open_page(false); }, [&] { open_page(true); },
+                         [&] { open_external(log_path); }, [] { application_running = false; },
+                         registry.ui_port(), log_path);
+    write_banner(options, registry.ui_port(), log_path);
+    if (!options.background && (registry.open_browser_on_start() || options.configure))
+        open_page(options.configure);
+
+    run_main_loop(registry, shell, *platform);
+
+    platform->shutdown();
+    protection.stop();
+    shell.stop();
+    api.stop();
+    return exit_normal;
+}
+
+} // namespace
+
+int run_application(int argc, char** argv) {
+    application_running = true;
+    std::signal(SIGINT, stop_on_signal);
+    std::signal(SIGTERM, stop_on_signal);
+    ignore_broken_pipes();
+
+    const launch_options options = parse_command_line(argc, argv);
+    attach_console(options.console);
+    const std::string log_path = log_path_for(options.config_path);
+    create_folders(parent_folder(log_path));
+    const log_redirect redirect(log_path, options.console);
+
+    const socket_runtime sockets;
+    if (!sockets.started()) {
+        write_error_line("Unable to initialize the platform socket runtime.");
+        return exit_no_sockets;
+    }
+    controller_registry registry(options.config_path);
+    registry.load();
+    single_instance instance;
+    if (!instance.acquire_single_instance()) {
+        give_way_to_first_instance(options, registry);
+        return exit_normal;
+    }
+    return run_services(options, log_path, registry);
+}
+
+} // namespace elvantris::operator_control
