@@ -18,7 +18,12 @@ namespace elvantris::operator_control {
 // A buffer that many threads may share: each write is taken whole, each flush goes to the file.
 class log_buffer final : public std::streambuf {
 public:
+    log_buffer() = default;
     ~log_buffer() override;
+    log_buffer(const log_buffer&) = delete;
+    log_buffer& operator=(const log_buffer&) = delete;
+    log_buffer(log_buffer&&) = delete;
+    log_buffer& operator=(log_buffer&&) = delete;
 
     bool open(const std::string& path) { return file_.open(path); }
 

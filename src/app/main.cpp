@@ -9,6 +9,7 @@ int main(int argc, char** argv) {
 
     std::vector<std::string> arguments = command_line_arguments(argc, argv);
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size());
     for (std::string& argument : arguments)
         pointers.push_back(argument.data());
     return run_application(static_cast<int>(pointers.size()),

@@ -11,7 +11,7 @@ namespace elvantris::operator_control {
 namespace {
 
 // Far above the largest policy that can be posted.
-constexpr std::size_t state_file_limit = 64U * 1024 * 1024;
+constexpr std::size_t state_file_limit = 67'108'864;
 
 } // namespace
 

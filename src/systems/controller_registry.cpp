@@ -10,7 +10,7 @@ namespace elvantris::operator_control {
 namespace {
 
 constexpr std::chrono::seconds silence_limit{6};
-constexpr std::size_t configuration_file_limit = 64U * 1024 * 1024;
+constexpr std::size_t configuration_file_limit = 67'108'864;
 
 template<typename systems, typename condition>
 auto* first_where(systems& list, const condition& holds) {

@@ -1,0 +1,11 @@
+#include "systems/http_response.hpp"
+#include "fuzz_input.hpp"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    using namespace elvantris::operator_control;
+    const std::string_view text = as_text(bytes, size);
+    require(parse_plain_response(text).body.size() <= text.size());
+    require(parse_bounded_response(text).body.size() <= text.size());
+    if (const auto decoded = decode_chunked(text)) require(decoded->size() < text.size());
+    return 0;
+}

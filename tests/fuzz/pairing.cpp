@@ -1,0 +1,19 @@
+#include "fuzz_input.hpp"
+#include "systems/pairing_sync.hpp"
+#include "systems/server_replies.hpp"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    using namespace elvantris::operator_control;
+    const std::string_view text = as_text(bytes, size);
+    const operator_control_config config = parse_operator_control_config(text);
+    require(pairing_equivalent(config, config));
+    parse_replication_status(text);
+    merge_discovered_configs({config, config});
+
+    // What is written reads back as the same pairing.
+    const std::string object = build_operator_control_json(config, 1);
+    require(pairing_equivalent(parse_operator_control_config(object), config));
+    const std::string spliced = splice_operator_control(text, object);
+    require(spliced.empty() || spliced.find(object) != std::string::npos);
+    return 0;
+}
