@@ -7,9 +7,9 @@
 namespace elvantris::operator_control {
 namespace {
 
-// Finds `"key"` in `text`. A plain search stops at every quote of a JSON text; this one tests two
+// Finds `"key"` in `text`. A plain search stops at every quote of a JSON text; this one tests three
 // bytes of the needle at a whole block of positions at once, in a form that compilers turn into
-// vector instructions, and looks closer only where both agree.
+// vector instructions, and looks closer only where all of them agree.
 std::size_t find_quoted(std::string_view text, std::string_view key) {
     const std::size_t length = key.size() + 2;
     if (text.size() < length) return npos;
@@ -20,16 +20,18 @@ std::size_t find_quoted(std::string_view text, std::string_view key) {
 
     constexpr std::size_t block = 128;
     const std::size_t last = text.size() - length;
-    const char near_byte = key.empty() ? '"' : key.front();
+    const char second = key.empty() ? '"' : key.front();
+    const char next_to_last = key.empty() ? '"' : key.back();
     std::size_t at = 0;
     for (; at + block <= last + 1; at += block) {
-        const char* const near_front = text.data() + at + (key.empty() ? 0 : 1);
-        const char* const at_back = text.data() + at + length - 1;
+        const char* const front = text.data() + at + 1;
+        const char* const back = text.data() + at + length - 2;
         unsigned char agree = 0;
         for (std::size_t i = 0; i < block; ++i)
             agree |=
-                static_cast<unsigned char>(static_cast<unsigned char>(near_front[i] == near_byte) &
-                                           static_cast<unsigned char>(at_back[i] == '"'));
+                static_cast<unsigned char>(static_cast<unsigned char>(front[i] == second) &
+                                           static_cast<unsigned char>(back[i] == next_to_last) &
+                                           static_cast<unsigned char>(back[i + 1] == '"'));
         if (agree == 0) continue;
         for (std::size_t i = at; i < at + block; ++i)
             if (matches_at(i)) return i;
