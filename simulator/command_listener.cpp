@@ -1,0 +1,30 @@
+#include "command_listener.hpp"
+
+#include <poll.h>
+
+#include <utility>
+
+namespace elvantris::simulator {
+
+command_listener::command_listener(server_state& state, stop_signal& stop)
+    : state_(state),
+      stop_(stop),
+      socket_(bind_udp(state.options().bind_address, state.options().control_port)),
+      thread_([this] { run(); }) {}
+
+command_listener::~command_listener() {
+    stop_.raise();
+    thread_.join();
+}
+
+void command_listener::run() {
+    while (wait_for(socket_.get(), POLLIN, stop_) == wait_result::ready) {
+        std::optional<datagram> received = receive_datagram(socket_.get());
+        if (!received) continue;
+        state_.record_command({.from = address_text(received->from),
+                               .time_microseconds = wall_clock_microseconds(),
+                               .bytes = std::move(received->bytes)});
+    }
+}
+
+} // namespace elvantris::simulator

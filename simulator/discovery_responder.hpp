@@ -1,0 +1,31 @@
+// Answers the workstations' search for servers.
+#pragma once
+
+#include "server_state.hpp"
+#include "sockets.hpp"
+
+#include <thread>
+
+namespace elvantris::simulator {
+
+class discovery_responder {
+public:
+    // Opens the port. Throws port_error. Runs until the signal is raised.
+    discovery_responder(server_state& state, stop_signal& stop);
+    ~discovery_responder();
+    discovery_responder(const discovery_responder&) = delete;
+    discovery_responder& operator=(const discovery_responder&) = delete;
+    discovery_responder(discovery_responder&&) = delete;
+    discovery_responder& operator=(discovery_responder&&) = delete;
+
+private:
+    void run();
+    void answer(const sockaddr_in& asker);
+
+    server_state& state_;
+    stop_signal& stop_;
+    file_descriptor socket_;
+    std::thread thread_;
+};
+
+} // namespace elvantris::simulator

@@ -1,0 +1,87 @@
+// What the control call can break, and how it stands.
+//
+// The switches are one JSON document. The control call merges its body into the part that has
+// been set (null takes a switch back to its default), and the program reads the typed form.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace elvantris::simulator {
+
+enum class engine_state { running, starting, unresponsive, stopped };
+
+enum class key_spelling { usual, camel_case, pascal_case };
+
+// How one path, or every path, answers wrongly. The fields work together.
+struct answer_fault {
+    bool hang = false;
+    std::int64_t delay_ms = 0;
+    std::optional<std::string> raw; // the whole answer, status line included
+    std::optional<int> status;
+    std::optional<std::string> body;
+    std::int64_t pad_to_bytes = 0;
+    std::int64_t chunk_bytes = 0; // 0: not chunked
+    std::int64_t trickle_bytes = 0;
+    std::int64_t trickle_every_ms = 0;
+    std::optional<std::int64_t> cut_after_bytes; // of the body
+    bool reset = false;
+};
+
+struct switches {
+    std::optional<std::string> reported_serial;
+    engine_state engine = engine_state::running;
+    bool frames_frozen = false;
+    std::optional<std::int64_t> frame_age_ms;
+    std::int64_t channel_count = 0;
+    bool telemetry = true;
+    std::variant<nlohmann::ordered_json, std::string> outputs; // a string is raw JSON text
+    bool clock_engaged = false;
+    bool clock_healthy = true;
+    bool resources_known = true;
+    std::int64_t memory_available_percent = 0;
+    std::int64_t cpu_percent = 0;
+    std::int64_t gpu_temperature = 0;
+    bool replication_paused = false;
+    std::int64_t replication_behind = 0;
+    std::optional<std::int64_t> replication_revision;
+    std::optional<std::int64_t> replication_applied_revision;
+    std::int64_t replication_pending_media = 0;
+    std::string replication_last_error;
+    std::int64_t health_version = 1;
+    bool health_call = true;
+    bool http_port_open = true;
+    bool discovery_silent = false;
+    std::int64_t discovery_copies = 1;
+    std::optional<std::vector<std::string>> discovery_replies;
+    std::map<std::string, key_spelling> spelling; // by path, or "*"
+    std::map<std::string, answer_fault> faults;   // by path, or "*"
+};
+
+// The request was wrong; the text says what.
+struct switch_error : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// `set` with the fields of `patch` merged in. An entry of `faults` or `spelling` is replaced whole.
+nlohmann::ordered_json merge_switches(nlohmann::ordered_json set,
+                                      const nlohmann::ordered_json& patch);
+
+// The defaults with what has been set on top.
+nlohmann::ordered_json all_switches(const nlohmann::ordered_json& set);
+
+// Takes what all_switches gives. Throws switch_error for an unknown name or a wrong value.
+switches read_switches(const nlohmann::ordered_json& document);
+
+// The revisions that a server with `held` applied shows to the world.
+std::int64_t reported_revision(const switches& broken, std::int64_t held);
+std::int64_t reported_applied_revision(const switches& broken, std::int64_t held);
+
+} // namespace elvantris::simulator
