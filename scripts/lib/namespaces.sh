@@ -88,14 +88,14 @@ namespaces_processes() {
 namespaces_end_processes() {
     local tries pid
     for pid in $(namespaces_processes "$@"); do
-        kill -TERM "$pid" 2>/dev/null
+        kill -TERM "$pid" 2>/dev/null || true # it may have just ended
     done
     for ((tries = 0; tries < 40; ++tries)); do
         [[ -n $(namespaces_processes "$@") ]] || return 0
         sleep 0.05
     done
     for pid in $(namespaces_processes "$@"); do
-        kill -KILL "$pid" 2>/dev/null
+        kill -KILL "$pid" 2>/dev/null || true
     done
     return 0
 }
