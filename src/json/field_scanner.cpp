@@ -249,7 +249,7 @@ std::string json_read_array_text(std::string_view text, std::string_view key) {
 std::vector<std::string_view> json_split_object_list(std::string_view array_text) {
     std::vector<std::string_view> objects;
     string_tracker tracker;
-    // Unsigned on purpose: a stray closing brace wraps it, and no later object is taken.
+    // Unsigned on purpose: behind a stray closing brace, which wraps it, no object counts any more.
     std::uint32_t depth = 0;
     std::size_t start = npos;
     for (std::size_t at = 0; at < array_text.size(); ++at) {
