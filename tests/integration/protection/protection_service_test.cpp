@@ -1,0 +1,446 @@
+#include "protection/protection_service.hpp"
+
+#include "integration/support/datagram_receiver.hpp"
+#include "integration/support/scripted_peer.hpp"
+#include "integration/support/temporary_folder.hpp"
+#include "os/clock.hpp"
+#include "os/file_paths.hpp"
+#include "os/files.hpp"
+#include "json/field_scanner.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <thread>
+
+using namespace elvantris::operator_control;
+using namespace std::chrono_literals;
+
+namespace {
+
+bool comes_true(const std::function<bool()>& condition) {
+    const steady_time deadline = steady_now() + 20s;
+    while (steady_now() < deadline) {
+        if (condition()) return true;
+        std::this_thread::sleep_for(5ms);
+    }
+    return condition();
+}
+
+std::string healthy_reply(const std::string& serial) {
+    return http_reply_text(200, R"({"serial":")" + serial +
+                                    R"(","version":1,"engineRunning":true,)"
+                                    R"("engineResponsive":true,"telemetryAvailable":true,)"
+                                    R"("channels":[{"ageMs":0}]})");
+}
+
+// Lets two pass together. Who waits in vain for 250 ms goes away alone.
+class meeting_point {
+public:
+    bool meet() {
+        std::unique_lock lock(lock_);
+        const int round = round_;
+        if (++waiting_ == 2) {
+            waiting_ = 0;
+            ++round_;
+            met_.notify_all();
+            return true;
+        }
+        if (met_.wait_for(lock, 250ms, [&] { return round_ != round; })) return true;
+        --waiting_;
+        return false;
+    }
+
+private:
+    std::mutex lock_; // guards all below
+    std::condition_variable met_;
+    int waiting_ = 0;
+    int round_ = 0;
+};
+
+// A device that notes what each connection brought, in the order of connecting.
+class device {
+public:
+    device()
+        : peer_([this](peer_connection& connection) {
+              const std::string text = connection.read_to_end();
+              const std::lock_guard lock(lock_);
+              got_[connection.index()] = text;
+          }) {}
+
+    std::uint16_t port() const { return peer_.port(); }
+    std::vector<std::string> got() const {
+        const std::lock_guard lock(lock_);
+        std::vector<std::string> texts;
+        for (const auto& [index, text] : got_)
+            texts.push_back(text);
+        return texts;
+    }
+
+private:
+    mutable std::mutex lock_; // guards `got_`
+    std::map<std::size_t, std::string> got_;
+    scripted_peer peer_;
+};
+
+// A TCP port at which every connection attempt hangs until `open_up`: its queue is full.
+class choked_listener {
+public:
+    choked_listener() : listener_(listen_on_loopback(0, 0)) {
+        const auto address =
+            resolve_address("127.0.0.1", port(), address_family::ipv4, transport::tcp).at(0);
+        while (queue_.size() < 16) {
+            socket_handle filler = connect_socket(address, milliseconds(200));
+            if (!filler.valid()) break;
+            queue_.push_back(std::move(filler));
+        }
+    }
+    std::uint16_t port() const { return bound_port(listener_); }
+    void open_up() {
+        while (wait_readable(listener_, milliseconds(0)))
+            accepted_.push_back(accept_connection(listener_));
+    }
+
+private:
+    socket_handle listener_;
+    std::vector<socket_handle> queue_;
+    std::vector<socket_handle> accepted_;
+};
+
+outbound_action action_to(std::uint16_t port, const std::string& name) {
+    outbound_action action;
+    action.name = name;
+    action.host = "127.0.0.1";
+    action.port = port;
+    action.payload = name;
+    action.enabled = true;
+    return action;
+}
+
+class running_protection : public testing::Test {
+protected:
+    running_protection()
+        : main_server(answer_while(main_answers, "M1")),
+          backup_server(answer_while(backup_answers, "B1")),
+          registry(folder.file("operator-control.json")) {
+        know({{"127.0.0.1", main_server.port(), "Stage left", "M1"},
+              {"127.0.0.1", backup_server.port(), "Stage right", "B1"}});
+        registry.configure(true, "M1", "B1");
+        service.emplace(registry);
+    }
+
+    void know(const std::vector<discovered_server>& servers) {
+        registry.merge_discovered(servers, steady_now());
+    }
+    void use_actions(const std::vector<outbound_action>& actions) {
+        protection_policy policy;
+        policy.startupMs = 60000;
+        policy.actions = actions;
+        ASSERT_TRUE(service->replace_policy(write_policy(policy), error)) << error;
+    }
+    // Returns when a cycle has evaluated what both have said: the pair is adopted by then.
+    void start_and_hear_both() {
+        service->start();
+        ASSERT_TRUE(comes_true([&] {
+            return age_of("M1") >= 0 && age_of("B1") >= 0 && registry.active_role() == "main";
+        }));
+    }
+
+    std::string status() const { return service->protection_status_json(); }
+    bool busy() const { return json_read_bool(status(), "actionsBusy", false); }
+    std::string last_action() const { return json_read_string(status(), "lastAction"); }
+    std::size_t alert_count() const { return json_read_object_list(status(), "alerts").size(); }
+    std::int64_t age_of(const std::string& serial) const {
+        for (const std::string& system : json_read_object_list(status(), "systems"))
+            if (json_read_string(system, "serial") == serial)
+                return json_read_int64(system, "ageMs", -2);
+        return -2;
+    }
+    std::string log() const {
+        return read_whole_file(registry.configuration_path() + ".protection.json.alerts.jsonl",
+                               1 << 20)
+            .value_or("");
+    }
+
+    static peer_script answer_while(const std::atomic<bool>& answering, const std::string& serial) {
+        return [&answering, serial](peer_connection& connection) {
+            connection.read_request();
+            if (answering) connection.send(healthy_reply(serial));
+        };
+    }
+
+    std::atomic<bool> main_answers{true};
+    std::atomic<bool> backup_answers{true};
+    temporary_folder folder;
+    scripted_peer main_server;
+    scripted_peer backup_server;
+    controller_registry registry;
+    std::optional<protection_service> service;
+    std::string error;
+};
+
+} // namespace
+
+TEST_F(running_protection, can_be_stopped_unstarted_and_more_than_once) {
+    service->stop();
+    service->stop();
+    EXPECT_EQ(main_server.connections(), 0U);
+    service->start();
+    service->stop();
+    service->stop();
+    service.reset();
+}
+
+TEST_F(running_protection, saves_nothing_when_it_stops) {
+    start_and_hear_both();
+    ASSERT_TRUE(comes_true(
+        [&] { return path_exists(registry.configuration_path() + ".protection.json"); }));
+    std::filesystem::remove(registry.configuration_path() + ".protection.json");
+    service->stop();
+    EXPECT_FALSE(path_exists(registry.configuration_path() + ".protection.json"));
+}
+
+TEST_F(running_protection, asks_both_servers_at_the_same_time) {
+    meeting_point point;
+    const auto together = [&](const std::string& serial) {
+        return [&point, serial](peer_connection& connection) {
+            connection.read_request();
+            if (point.meet()) connection.send(healthy_reply(serial));
+        };
+    };
+    const scripted_peer main(together("M1"));
+    const scripted_peer backup(together("B1"));
+    know({{"127.0.0.1", main.port(), "", "M1"}, {"127.0.0.1", backup.port(), "", "B1"}});
+    start_and_hear_both();
+    service->stop();
+}
+
+TEST_F(running_protection, polls_what_exists_without_a_pair_and_no_server_without_an_address) {
+    registry.set_role("B1", system_role::independent, "");
+    service->start();
+    ASSERT_TRUE(comes_true([&] { return age_of("M1") >= 0; }));
+    EXPECT_EQ(backup_server.connections(), 0U);
+    EXPECT_EQ(alert_count(), 0U);
+    EXPECT_EQ(age_of("B1"), -2) << "no entry";
+
+    know({{"", 0, "", "B9"}});
+    registry.set_role("B9", system_role::backup, "M1");
+    ASSERT_TRUE(comes_true([&] { return age_of("B9") == -1; })) << "evaluated, never heard";
+}
+
+TEST_F(running_protection, keeps_its_period_however_often_it_is_woken) {
+    start_and_hear_both();
+    const std::size_t connections_before = main_server.connections();
+    const steady_time before = steady_now();
+    while (steady_now() - before < 700ms)
+        ASSERT_TRUE(service->operate("acknowledge", error));
+    const auto cycles = milliseconds_between(before, steady_now()) / 250 + 2;
+    EXPECT_LE(main_server.connections() - connections_before, static_cast<std::size_t>(cycles));
+    EXPECT_TRUE(comes_true([&] { return main_server.connections() > connections_before + 4; }));
+}
+
+TEST_F(running_protection, moves_to_backup_by_itself_and_tells_the_outside_device) {
+    datagram_receiver outside;
+    ASSERT_TRUE(outside.bound());
+    protection_policy policy;
+    policy.startupMs = 1000;
+    policy.lossMs = 1500;
+    policy.actions = {action_to(outside.port(), "GO")};
+    policy.actions[0].udp = true;
+    policy.actions[0].payload = R"(\x41\x42)";
+    ASSERT_TRUE(service->replace_policy(write_policy(policy), error)) << error;
+    start_and_hear_both();
+    main_answers = false;
+    ASSERT_TRUE(comes_true([&] { return registry.active_role() == "backup"; }));
+    EXPECT_EQ(outside.next(), "AB");
+    ASSERT_TRUE(comes_true([&] { return !busy(); }));
+    EXPECT_EQ(last_action(), "Transfer to Backup: sequence sent; device execution unconfirmed.");
+    EXPECT_TRUE(json_read_bool(status(), "heldOnBackup", false));
+    main_answers = true;
+    ASSERT_TRUE(comes_true([&] { return service->operate("main", error); })) << error;
+    // Readiness looks at the poll, the registry at the evaluation that follows it.
+    EXPECT_TRUE(comes_true([&] { return registry.active_role() == "main"; }));
+}
+
+TEST_F(running_protection, sends_the_steps_of_a_transfer_in_order) {
+    device outside;
+    use_actions({action_to(outside.port(), "A"), action_to(outside.port(), "B"),
+                 action_to(outside.port(), "C")});
+    start_and_hear_both();
+    ASSERT_TRUE(service->operate("backup", error)) << error;
+    ASSERT_TRUE(comes_true([&] { return outside.got().size() == 3 && !busy(); }));
+    EXPECT_EQ(outside.got(), (std::vector<std::string>{"A", "B", "C"}));
+    EXPECT_EQ(last_action(), "Transfer to Backup: sequence sent; device execution unconfirmed.");
+    const std::string lines = log();
+    const auto at_a = lines.find("Transfer to Backup / A: sent; device execution unconfirmed.");
+    const auto at_c = lines.find("Transfer to Backup / C: sent; device execution unconfirmed.");
+    EXPECT_NE(at_a, std::string::npos);
+    EXPECT_NE(at_c, std::string::npos);
+    EXPECT_LT(at_a, at_c);
+}
+
+TEST_F(running_protection, ends_a_sequence_at_the_step_that_fails) {
+    device outside;
+    use_actions({action_to(outside.port(), "A"), action_to(closed_port(), "B"),
+                 action_to(outside.port(), "C")});
+    start_and_hear_both();
+    ASSERT_TRUE(service->operate("backup", error)) << error;
+    ASSERT_TRUE(comes_true([&] { return !busy(); }));
+    const std::string result = "Transfer to Backup / B: Connect/send failed or timed out; device "
+                               "execution is unconfirmed.";
+    EXPECT_EQ(last_action(), result);
+    EXPECT_TRUE(comes_true([&] { return outside.got() == std::vector<std::string>{"A"}; }));
+    EXPECT_NE(log().find(R"("event":"fault","key":"action:B:backup","message":")" + result),
+              std::string::npos);
+    EXPECT_EQ(log().find("/ C:"), std::string::npos);
+    EXPECT_EQ(registry.active_role(), "backup") << "the transfer stands whatever its steps do";
+}
+
+TEST_F(running_protection, makes_one_attempt_and_as_many_more_as_are_wanted_without_a_pause) {
+    const choked_listener outside;
+    service->start();
+    for (const std::uint32_t retries : {0U, 3U}) {
+        SCOPED_TRACE(retries);
+        outbound_action action = action_to(outside.port(), "A");
+        action.timeoutMs = 400;
+        action.retries = retries;
+        use_actions({action});
+        const steady_time before = steady_now();
+        ASSERT_TRUE(service->test_action(0, error)) << error;
+        ASSERT_TRUE(comes_true([&] { return !busy(); }));
+        // Each takes the whole of its time here, less a part of a millisecond.
+        const auto attempts = (milliseconds_between(before, steady_now()) + 100) / 400;
+        EXPECT_EQ(attempts, retries + 1);
+        EXPECT_EQ(last_action(), "Test action / A: Connect/send failed or timed out; device "
+                                 "execution is unconfirmed.");
+    }
+}
+
+TEST_F(running_protection, leaves_one_result_and_no_alert_of_a_step_that_a_retry_delivers) {
+    choked_listener outside;
+    outbound_action action = action_to(outside.port(), "A");
+    action.timeoutMs = 400;
+    action.retries = 3;
+    use_actions({action});
+    service->start();
+    const steady_time before = steady_now();
+    ASSERT_TRUE(service->test_action(0, error)) << error;
+    // The first attempt is well under way, and its lost request isn't repeated within its time.
+    std::this_thread::sleep_for(200ms);
+    outside.open_up();
+    ASSERT_TRUE(comes_true([&] { return !busy(); }));
+    EXPECT_GE(steady_now() - before, 390ms);
+    EXPECT_EQ(last_action(), "Test action: sequence sent; device execution unconfirmed.");
+    EXPECT_EQ(alert_count(), 0U);
+    const std::string lines = log();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1) << lines;
+}
+
+TEST_F(running_protection, counts_a_datagram_as_sent_whether_anyone_listens_or_not) {
+    std::uint16_t silent_port = 0;
+    {
+        const datagram_receiver closed_at_once;
+        silent_port = closed_at_once.port();
+    }
+    outbound_action action = action_to(silent_port, "A");
+    action.udp = true;
+    use_actions({action});
+    service->start();
+    ASSERT_TRUE(service->test_action(0, error)) << error;
+    ASSERT_TRUE(comes_true([&] { return !busy(); }));
+    EXPECT_EQ(last_action(), "Test action: sequence sent; device execution unconfirmed.");
+    EXPECT_EQ(alert_count(), 0U);
+}
+
+TEST_F(running_protection, waits_out_a_delay_however_often_it_is_woken) {
+    device outside;
+    outbound_action action = action_to(outside.port(), "A");
+    action.delayMs = 600;
+    use_actions({action});
+    service->start();
+    const steady_time before = steady_now();
+    ASSERT_TRUE(service->test_action(0, error)) << error;
+    EXPECT_FALSE(service->test_action(0, error));
+    EXPECT_EQ(error, "An outbound sequence is already running.");
+    EXPECT_FALSE(service->operate("backup", error));
+    EXPECT_EQ(error, "Wait for the outbound sequence to finish before transferring again.");
+    use_actions({});
+    while (busy())
+        ASSERT_TRUE(service->operate("acknowledge", error));
+    EXPECT_GE(steady_now() - before, 600ms);
+    EXPECT_TRUE(comes_true([&] { return outside.got() == std::vector<std::string>{"A"}; }))
+        << "a policy saved meanwhile changes nothing";
+}
+
+TEST_F(running_protection, abandons_a_delay_at_once_when_it_is_stopped) {
+    device outside;
+    outbound_action delayed = action_to(outside.port(), "B");
+    delayed.delayMs = 10000;
+    delayed.event = "backup";
+    use_actions({action_to(outside.port(), "A"), delayed});
+    start_and_hear_both();
+    ASSERT_TRUE(service->operate("backup", error)) << error;
+    ASSERT_TRUE(comes_true([&] { return !last_action().empty(); }));
+    const steady_time before = steady_now();
+    service->stop();
+    EXPECT_LT(steady_now() - before, 8s);
+    EXPECT_FALSE(busy());
+    EXPECT_EQ(last_action(), "Transfer to Backup / A: sent; device execution unconfirmed.");
+    EXPECT_EQ(outside.got(), std::vector<std::string>{"A"});
+}
+
+TEST_F(running_protection, makes_no_further_attempt_once_it_is_stopped) {
+    const choked_listener outside;
+    outbound_action action = action_to(outside.port(), "A");
+    action.timeoutMs = 2000;
+    action.retries = 3;
+    use_actions({action});
+    service->start();
+    const steady_time before = steady_now();
+    ASSERT_TRUE(service->test_action(0, error)) << error;
+    // The first attempt is well under way.
+    std::this_thread::sleep_for(200ms);
+    service->stop();
+    const auto stopped_after = steady_now() - before;
+    EXPECT_GE(stopped_after, 1990ms) << "an attempt runs to its own time limit";
+    EXPECT_LT(stopped_after, 6s) << "four attempts would take eight";
+    EXPECT_FALSE(busy());
+    EXPECT_EQ(last_action(), "Test action / A: Connect/send failed or timed out; device execution "
+                             "is unconfirmed.");
+}
+
+TEST_F(running_protection, takes_a_posted_policy_only_if_it_is_valid_and_can_be_saved) {
+    const auto policy_text = [&] { return write_policy(parse_policy(status())); };
+    const std::string before = policy_text();
+    EXPECT_FALSE(service->replace_policy(R"({"lossMs":499})", error));
+    EXPECT_EQ(error, "Fault delays must be 500-30000 ms; startup grace must be 1000-60000 ms.");
+    EXPECT_EQ(policy_text(), before);
+    EXPECT_FALSE(path_exists(registry.configuration_path() + ".protection.json"));
+
+    const std::string in_the_way = registry.configuration_path() + ".protection.json.tmp";
+    std::filesystem::create_directory(in_the_way);
+    EXPECT_FALSE(service->replace_policy(R"({"lossMs":700})", error));
+    EXPECT_EQ(error, "Protection settings could not be saved.");
+    EXPECT_EQ(policy_text(), before);
+    std::filesystem::remove(in_the_way);
+
+    ASSERT_TRUE(service->replace_policy(R"({"lossMs":700,"heldOnBackup":true})", error));
+    EXPECT_EQ(json_read_int(status(), "lossMs", 0), 700);
+    EXPECT_FALSE(json_read_bool(status(), "heldOnBackup", true)) << "no key of a policy";
+}
+
+TEST_F(running_protection, passes_refusals_of_the_operator_on) {
+    EXPECT_FALSE(service->operate("", error));
+    EXPECT_EQ(error, "Unknown protection operation.");
+    EXPECT_FALSE(service->test_action(-1, error));
+    EXPECT_EQ(error, "Save the action before testing it.");
+    EXPECT_TRUE(service->operate("disarm", error));
+    EXPECT_FALSE(json_read_bool(status(), "armed", true));
+}

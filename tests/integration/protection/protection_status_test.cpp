@@ -1,0 +1,81 @@
+#include "watched_pair.hpp"
+
+using namespace elvantris::operator_control;
+using namespace std::chrono_literals;
+
+namespace {
+
+using protection_status = watched_pair;
+
+std::string system_of(const std::string& status, const std::string& serial) {
+    for (const std::string& system : json_read_object_list(status, "systems"))
+        if (json_read_string(system, "serial") == serial) return system;
+    return {};
+}
+
+} // namespace
+
+TEST_F(protection_status, writes_its_keys_in_their_fixed_order) {
+    EXPECT_EQ(status(), R"({"policy":)" + write_policy(protection_policy{}) +
+                            R"(,"armed":true,"heldOnBackup":false,"actionsBusy":false,)"
+                            R"("lastAction":"","systems":[],"alerts":[]})");
+}
+
+TEST_F(protection_status, shows_every_server_ever_polled_by_serial) {
+    server_health health = healthy_server();
+    health.engineStarting = health.clockFault = health.resourcePressure = true;
+    health.outputs = R"([{"id":"o\"1","name":"Left"}])";
+    hear("M1", health);
+    hear("B1", std::nullopt);
+    now.steady += 1234567us;
+    const std::string text = status();
+    EXPECT_NE(
+        text.find(
+            R"("systems":[{"serial":"B1","ageMs":-1,"supported":false,"engineRunning":false,)"
+            R"("engineResponsive":false,"telemetryAvailable":false,"frameStalled":false,)"
+            R"("outputs":[]},{"serial":"M1","ageMs":1234,"supported":true,"engineRunning":true,)"
+            R"("engineResponsive":true,"telemetryAvailable":true,"frameStalled":false,)"
+            R"("outputs":[{"id":"o\"1","name":"Left"}]}],"alerts":[]})"),
+        std::string::npos)
+        << text;
+}
+
+TEST_F(protection_status, keeps_the_last_flags_of_a_server_that_fell_silent) {
+    hear("M1", healthy_server());
+    now.steady += 3s;
+    hear("M1", std::nullopt);
+    now.steady += 1ms;
+    EXPECT_EQ(system_of(status(), "M1"),
+              R"({"serial":"M1","ageMs":3001,"supported":true,"engineRunning":true,)"
+              R"("engineResponsive":true,"telemetryAvailable":true,"frameStalled":false,)"
+              R"("outputs":[]})");
+    server_health old;
+    old.reachable = true;
+    old.outputs = "[]";
+    hear("M1", old);
+    EXPECT_EQ(system_of(status(), "M1"),
+              R"({"serial":"M1","ageMs":0,"supported":false,"engineRunning":false,)"
+              R"("engineResponsive":false,"telemetryAvailable":false,"frameStalled":false,)"
+              R"("outputs":[]})");
+}
+
+TEST_F(protection_status, never_forgets_a_server_of_a_former_pair) {
+    watch();
+    registry.configure(true, "M1", "B2");
+    cycle_after(250ms);
+    for (const char* serial : {"M1", "B1", "B2"})
+        EXPECT_NE(system_of(status(), serial), "") << serial;
+}
+
+TEST_F(protection_status, lists_the_alerts_oldest_first) {
+    watch();
+    ASSERT_TRUE(operate("backup"));
+    ASSERT_TRUE(operate("main"));
+    const auto shown = alerts();
+    ASSERT_EQ(shown.size(), 2U);
+    EXPECT_EQ(shown[0].id, 1);
+    EXPECT_EQ(shown[0].started, now.wall_ms);
+    EXPECT_EQ(shown[0].recovered, now.wall_ms);
+    EXPECT_EQ(shown[1].id, 2);
+    EXPECT_EQ(shown[1].recovered, 0);
+}
