@@ -1,0 +1,275 @@
+// The tour of scripts/demo: the program's main job, step by step, each with a deadline.
+//   node demo_tour.mjs PREFIX FOLDER [--stay]     inside PREFIX-workstation
+import fs from 'node:fs';
+import path from 'node:path';
+
+import { addresses, ask, Hosts, Interrupted } from './demo_hosts.mjs';
+import { bold, Timeline } from './demo_timeline.mjs';
+
+const [prefix, folder, ...options] = process.argv.slice(2);
+const stay = options.includes('--stay');
+
+const api = 'http://127.0.0.1:5251/api';
+const serials = { main: 'SIM-A', backup: 'SIM-B' };
+const names = { main: 'Stage left', backup: 'Stage right' };
+const sides = { main: 'Main', backup: 'Backup' };
+const grace_ms = 1000;
+const monitor_cycle_ms = 250;
+const device = { host: addresses.device, port: 7000, timeoutMs: 500, enabled: true };
+const commands = {
+  backup: { ...device, event: 'backup', name: 'Desk', transport: 'TCP', payload: 'GO BACKUP' },
+  main: { ...device, event: 'main', name: 'Desk', transport: 'UDP', payload: 'GO MAIN' },
+};
+
+const hosts = new Hosts(prefix, folder);
+const timeline = new Timeline();
+const log = path.join(folder, 'operator-control.log');
+let program;
+let step = '';
+let commands_received = 0;
+
+const status = () => ask('GET', `${api}/status`);
+const operate = (operation) => ask('POST', `${api}/protection/operate`, { operation });
+const simulator = (side) => `http://${addresses[side]}:5999/simulator`;
+const faults = ({ protection }) =>
+  protection.alerts.filter((alert) => alert.active && alert.severity !== 'notice');
+const active_on = async (side) => (await status()).activeSerial === serials[side];
+// The wall clock is for the device's own time of arrival.
+const now = () => ({ steady: performance.now(), wall: Date.now() });
+const since = (zero) => `${Math.round(performance.now() - zero.steady)} ms`;
+
+async function start() {
+  step = 'start';
+  for (const side of ['main', 'backup']) {
+    const options = ['--serial', serials[side], '--workstation', names[side]];
+    await hosts.start_simulated(side, 'build/linux/simulator/simulated_server', ...options);
+  }
+  await hosts.start_simulated('device', 'build/linux/simulator/outside_device');
+  timeline.event('network', 'two servers and an outside device, each a host of its own');
+  program = hosts.start(
+    'workstation',
+    'program',
+    [
+      'build/linux/elvantris-redundancy-control',
+      '--background',
+      '--config',
+      path.join(folder, 'operator-control.json'),
+    ],
+    // Neither meets an instance that runs on this machine, nor leaves anything in its folders.
+    { XDG_RUNTIME_DIR: folder, LOCALAPPDATA: folder, XDG_CONFIG_HOME: folder },
+  );
+  await hosts.until('the program answers', 5000, status);
+  timeline.event('program', 'runs on the workstation and knows nothing yet');
+}
+
+async function find() {
+  step = 'found';
+  await hosts.until('both servers are discovered', 10_000, async () => {
+    const { systems } = await status();
+    return Object.values(serials).every((serial) =>
+      systems.some((system) => system.serial === serial && system.online),
+    );
+  });
+  const found = ['main', 'backup'].map((side) => `${names[side]} (${addresses[side]})`);
+  timeline.event('found', found.join(' and '));
+}
+
+async function pair() {
+  step = 'paired';
+  const { protection, sharedFunctionIds, uiPort } = await status();
+  const policy = { ...protection.policy, startupMs: grace_ms, actions: Object.values(commands) };
+  const saved = await ask('POST', `${api}/protection`, policy);
+  if (!saved.ok) throw new Error(`the protection settings were refused: ${saved.error}`);
+  const configured = await ask('POST', `${api}/configure`, {
+    enabled: true,
+    mainSerial: serials.main,
+    backupSerial: serials.backup,
+    sharedFunctionIds,
+    uiPort,
+    openBrowserOnStart: false,
+  });
+  if (!configured.ok) throw new Error(`the pairing was refused: ${configured.error}`);
+  const paired = performance.now();
+  timeline.event('paired', `${names.main} is Main, ${names.backup} its Backup`);
+
+  step = 'written';
+  await hosts.until('Main holds the pairing, and Backup follows it', 10_000, async () => {
+    const roles = [];
+    for (const side of ['main', 'backup']) roles.push((await ask('GET', simulator(side))).role);
+    return roles.join() === 'Main,Backup' && (await status()).policySynchronized;
+  });
+  timeline.event('written', "the pairing is in Main's show, and Backup has it from there");
+
+  step = 'ready';
+  await hosts.until('both servers are ready, and no alert stands', 15_000, async () => {
+    // The grace begins with the first cycle that sees the pair, and shows no alert.
+    if (performance.now() - paired < grace_ms + 2 * monitor_cycle_ms) return false;
+    const seen = await status();
+    const ready = seen.systems.filter((system) => system.uiReady).length === 2;
+    return ready && seen.activeSerial === serials.main && faults(seen).length === 0;
+  });
+  timeline.event('ready', 'both servers healthy, Main active, automatic failover armed');
+}
+
+// The next message that the device gets must be the command of `side`.
+async function outbound_command(side, zero, what) {
+  step = 'command';
+  const { payload, transport } = commands[side];
+  const arrived = await hosts.until(`the device has received "${payload}"`, 5000, async () => {
+    const { received } = await ask('GET', `http://${addresses.device}:7999/received`);
+    const next = received[commands_received];
+    return next?.ended && next;
+  });
+  if (arrived.text !== payload || arrived.transport !== transport.toLowerCase()) {
+    throw new Error(`the device received "${arrived.text}" and not "${payload}"`);
+  }
+  ++commands_received;
+  const took = Math.max(0, arrived.timeMs - zero.wall);
+  timeline.event('command', `the device has "${payload}" by ${transport}, ${took} ms after ${what}`);
+}
+
+// Makes a fault of Main, and returns how long operation took to reach Backup.
+async function fault(text, make) {
+  step = 'fault';
+  timeline.event('FAULT', text, 'fault');
+  const zero = now();
+  await make();
+  step = 'transfer';
+  await hosts.until('operation moves to Backup', 10_000, () => active_on('backup'));
+  const took = since(zero);
+  const reasons = faults(await status()).map((alert) => alert.message);
+  timeline.event('transfer', `to Backup after ${took}: ${reasons[0] ?? ''}`, 'transfer');
+  await outbound_command('backup', zero, 'the fault');
+  return took;
+}
+
+async function hold() {
+  step = 'held';
+  await ask('POST', simulator('main'), { engine: 'running' });
+  await hosts.until("Main's recovery is noticed", 5000, async () => !faults(await status()).length);
+  const recovered = performance.now();
+  await hosts.until('a second passes on Backup', 5000, async () => {
+    const { activeSerial, protection } = await status();
+    if (activeSerial !== serials.backup || !protection.heldOnBackup) {
+      throw new Error('operation left Backup by itself');
+    }
+    return performance.now() - recovered > 1000;
+  });
+  timeline.event('held', "Main's engine runs again, and operation stays on Backup");
+}
+
+async function return_to_main() {
+  step = 'returned';
+  let zero;
+  await hosts.until('the operator may return to Main', 10_000, async () => {
+    if ((await status()).protection.actionsBusy) return false;
+    zero = now();
+    return (await operate('main')).ok;
+  });
+  await hosts.until('operation is on Main again', 5000, async () => {
+    const seen = await status();
+    return seen.activeSerial === serials.main && !seen.protection.heldOnBackup;
+  });
+  timeline.event('returned', 'the operator returned to Main');
+  await outbound_command('main', zero, 'the click');
+}
+
+async function plug_in() {
+  step = 'plugged';
+  await hosts.cable('plug', 'main');
+  await hosts.until('Main is healthy again', 10_000, async () => !faults(await status()).length);
+  timeline.event('plugged', "Main's cable is back, and Main is healthy again");
+}
+
+async function finish() {
+  step = 'end';
+  program.stopping = true;
+  program.child.kill('SIGTERM');
+  let result;
+  program.ended.then((code) => (result = { code }));
+  const { code } = await hosts.until('the program ends', 10_000, () => result);
+  if (code !== 0) throw new Error(`the program ended with ${code}`);
+}
+
+async function tour() {
+  await start();
+  await find();
+  await pair();
+  timeline.chapter();
+  const engine = await fault("Main's engine stopped", () =>
+    ask('POST', simulator('main'), { engine: 'stopped' }),
+  );
+  await hold();
+  await return_to_main();
+  timeline.chapter();
+  const cable = await fault("Main's cable pulled", () => hosts.cable('unplug', 'main'));
+  await plug_in();
+  await return_to_main();
+  return `All went well: ${engine} to leave a stopped engine, ${cable} a pulled cable.`;
+}
+
+function how_to_reach() {
+  const { SUDO_USER: user } = process.env;
+  const sudo = user ? 'sudo ' : '';
+  const inside = `${sudo}ip netns exec ${prefix}-workstation`;
+  const chromium = user ? `sudo -u ${user} chromium` : 'chromium --no-sandbox';
+  return `
+Everything is left running, with the workstation in a network of its own.
+${bold("The operator's page, http://127.0.0.1:5270/")}
+  ${inside} \\
+    ${chromium} --user-data-dir=${folder}/browser \\
+    http://127.0.0.1:5270/
+${bold('The status, and a fault of your own making')}
+  ${inside} \\
+    curl -s http://127.0.0.1:5251/api/status
+  ${inside} \\
+    curl -s ${simulator('main')} -d '{"engine":"stopped"}'
+  ${sudo}scripts/lib/namespaces.sh unplug ${prefix} main
+${bold('The log')}
+  ${log}
+
+Ctrl-C ends it.`;
+}
+
+async function stay_until_interrupted() {
+  step = 'stay';
+  console.log(how_to_reach());
+  const pause = () => new Promise((resolve) => setTimeout(resolve, 100, false));
+  await hosts.until('Ctrl-C', Infinity, pause).catch((error) => {
+    if (!(error instanceof Interrupted)) throw error;
+    hosts.interrupted = false;
+  });
+}
+
+// What the program itself holds to be wrong, if it still answers.
+async function standing_alerts() {
+  try {
+    return faults(await status()).map((alert) => `  alert: ${alert.message}\n`);
+  } catch {
+    return [];
+  }
+}
+
+async function report(error) {
+  timeline.failure(`FAILED at "${step}": ${error.message}`);
+  process.stdout.write((await standing_alerts()).join(''));
+  const lines = fs.existsSync(log) ? fs.readFileSync(log, 'utf8').trimEnd().split('\n') : [];
+  console.log(`The program's log is ${log}${lines.length ? ', and ends with' : ', and is empty'}`);
+  for (const line of lines.slice(-15)) console.log(`  ${line}`);
+}
+
+try {
+  console.log(`${bold('Elvantris Redundancy Control on two simulated servers')}\n`);
+  const closing = await tour();
+  if (stay) {
+    timeline.closing(closing);
+    await stay_until_interrupted();
+  }
+  await finish();
+  if (!stay) timeline.closing(closing);
+  process.exit(0);
+} catch (error) {
+  if (hosts.interrupted) process.exit(130);
+  await report(error);
+  process.exit(1);
+}
