@@ -16,6 +16,10 @@ namespace {
 
 constexpr milliseconds cycle_period{250};
 
+// A poll may last longer than the shortest loss time. An answer that has grown so old while the
+// other server was waited for is asked for again, or a trickling Main would make Backup look lost.
+constexpr milliseconds oldest_answer{400};
+
 } // namespace
 
 protection_service::protection_service(controller_registry& registry)
@@ -93,14 +97,24 @@ void protection_service::run_cycle() {
         const std::lock_guard lock(lock_);
         return protection_.stall_ms();
     }();
-    std::vector<std::future<void>> polls;
+    struct running_poll {
+        system_record system;
+        std::future<steady_time> ended;
+    };
+    std::vector<running_poll> polls;
     for (const std::optional<system_record>& system : {main, backup})
         if (system && !system->address.empty())
-            polls.push_back(std::async(std::launch::async, [this, copy = *system, stall_ms] {
-                poll_health(copy, stall_ms);
-            }));
-    for (std::future<void>& poll : polls)
-        poll.get();
+            polls.push_back(
+                {.system = *system,
+                 .ended = std::async(std::launch::async, [this, copy = *system, stall_ms] {
+                     poll_health(copy, stall_ms);
+                     return steady_now();
+                 })});
+    std::vector<steady_time> ends;
+    for (running_poll& poll : polls)
+        ends.push_back(poll.ended.get());
+    for (std::size_t i = 0; i < polls.size(); ++i)
+        if (steady_now() - ends[i] > oldest_answer) poll_health(polls[i].system, stall_ms);
 
     const std::lock_guard lock(lock_);
     protection_.evaluate_cycle(now_on_both_clocks());

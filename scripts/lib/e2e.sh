@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# End to end: the real program and simulated servers in a network of namespaces. Needs root.
+#   scripts/lib/e2e.sh linux|windows [TEST-FILE...]
+# Prints what fails and the closing counts.
+# ELVANTRIS_PROGRAM and ELVANTRIS_BUILD name another program and another build with the simulator.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+source scripts/lib/namespaces.sh
+
+usage() {
+    echo "usage: scripts/lib/e2e.sh linux|windows [TEST-FILE...]" >&2
+    exit 2
+}
+
+in_workstation() { namespaces_run "$network" workstation "$@"; }
+
+finish() {
+    if [[ $system == windows ]]; then in_workstation wineserver -k || true; fi
+    namespaces_down "$network"
+}
+
+system=${1:-}
+[[ $system == linux || $system == windows ]] || usage
+files=("${@:2}")
+((${#files[@]})) || files=(tests/e2e/*.test.mjs)
+
+network=e2e-$$
+trap finish EXIT
+namespaces_up "$network"
+export ELVANTRIS_SYSTEM=$system ELVANTRIS_NETWORK=$network
+suite=(node --test --test-concurrency=1 --test-reporter=./tests/e2e/support/failures.mjs
+    --test-reporter-destination=stdout "${files[@]}")
+if [[ $system == windows ]]; then
+    # The prefix is kept between runs: making it takes longer than many a test.
+    export WINEPREFIX=$PWD/build/test/e2e-wine WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
+    mkdir -p "$WINEPREFIX"
+    # Wine's server opens the sockets and files of the Windows program: it has to live where the
+    # tests do, in the same namespaces of network and mounts.
+    suite=(bash -c 'wineserver -p 2>/dev/null && wineboot 2>/dev/null && exec "$@"' - "${suite[@]}")
+fi
+in_workstation "${suite[@]}"

@@ -1,0 +1,179 @@
+// How servers are found, become ready, and are lost again, without a pair.
+import assert from 'node:assert/strict';
+import { after, afterEach, before, beforeEach, test } from 'node:test';
+
+import { until } from './support/environment.mjs';
+import { Server, start_endless_replies } from './support/network.mjs';
+import { get_status, post, system_of, until_status } from './support/operator.mjs';
+import { Workstation } from './support/workstation.mjs';
+
+let main;
+let spare;
+let workstation;
+before(async () => {
+  main = await Server.start('main', 'SER-A');
+  spare = await Server.start('spare', 'SER-C');
+});
+after(async () => {
+  await main?.stop();
+  await spare?.stop();
+});
+beforeEach(async () => {
+  await main.heal();
+  await spare.heal();
+  await spare.set({ discovery: { silent: true } });
+  workstation = new Workstation();
+});
+afterEach(async () => {
+  if (workstation.program && !workstation.program.ended) await workstation.stop();
+  await workstation.remove();
+});
+
+const until_ready = (serial) =>
+  until_status(`${serial} is ready`, (status) => system_of(status, serial)?.uiReady);
+
+test('a_server_is_found_by_broadcast_and_becomes_ready', async () => {
+  await workstation.start();
+  const status = await until_ready('SER-A');
+  assert.deepEqual(status.systems, [
+    {
+      serial: 'SER-A',
+      workstation: 'The main',
+      address: '10.77.0.11',
+      webPort: 5000,
+      controlPort: 1256,
+      role: 'Independent',
+      backupForSerial: '',
+      online: true,
+      uiReady: true,
+      replicationEnabled: false,
+      replicationRole: 'Independent',
+      replicationRevision: 0,
+      replicationAppliedRevision: 0,
+      replicationPendingMedia: 0,
+      replicationEventTitle: '',
+      replicationLastError: '',
+    },
+  ]);
+  assert.deepEqual([status.active, status.activeSerial], ['independent', 'SER-A']);
+});
+
+test('the_state_is_logged_only_when_it_changes_as_six_seconds_of_silence_do', async () => {
+  const block = (online) => [
+    `[status] enabled=false active=${online ? 'independent' : 'none'}`,
+    `[status] SER-A role=Independent online=${online} uiReady=${online}` +
+      ' address=10.77.0.11 web=5000 control=1256',
+  ];
+  await workstation.start();
+  await until_ready('SER-A');
+  const silent_since = Date.now();
+  await main.set({ discovery: { silent: true } });
+  const status = await until_status('offline', ({ systems }) => !systems[0].online);
+  // Its last sign of life may be as old as one round and the pause between two.
+  assert.ok(Date.now() - silent_since > 6000 - 4000);
+  assert.equal(status.systems[0].uiReady, false);
+  assert.equal(status.active, 'none');
+  // The passes in between have added nothing.
+  await until('the block', () => workstation.log_lines('[status]').length >= 4);
+  assert.deepEqual(workstation.log_lines('[status]'), [...block(true), ...block(false)]);
+  await main.set({ discovery: { silent: false } });
+  await until_ready('SER-A');
+});
+
+const unready = [
+  ['another_serial', { reportedSerial: 'OTHER' }],
+  ['an_empty_answer', { faults: { '/Home/GetOperatorControlIdentity': { body: '' } } }],
+  ['a_wrong_status', { faults: { '/Home/GetOperatorControlIdentity': { status: 500 } } }],
+  ['no_answer', { faults: { '/Home/GetOperatorControlIdentity': { hang: true } } }],
+  ['a_reset', { faults: { '/Home/GetOperatorControlIdentity': { reset: true } } }],
+];
+for (const [name, changes] of unready) {
+  test(`a_server_whose_identity_is_${name}_is_online_and_not_ready`, async () => {
+    await main.set(changes);
+    await workstation.start();
+    const probed = await until('probed', () => workstation.log_lines('[status] SER-A')[0]);
+    assert.match(probed, / online=true uiReady=false /);
+    assert.equal((await main.calls('GetOperatorControlIdentity')).count, 1);
+  });
+}
+
+test('a_ready_server_survives_two_failed_probes_and_falls_with_the_third', async () => {
+  await workstation.start();
+  await until_ready('SER-A');
+  const probes = async () => (await main.calls('GetOperatorControlIdentity')).count;
+  await main.set({ forget: true, reportedSerial: 'OTHER' });
+  await until_status('not ready', ({ systems }) => !systems[0].uiReady);
+  assert.equal(await probes(), 3);
+  assert.equal((await get_status()).systems[0].online, true);
+});
+
+test('malformed_replies_are_skipped_and_the_round_goes_on', async () => {
+  await spare.set({
+    discovery: {
+      silent: false,
+      replies: [
+        '',
+        'elvantris-server',
+        'elvantris-server?',
+        'elvantris-server!',
+        'elvantris-server!,x',
+        'elvantris-server!,99999999999,Far,TOO-FAR',
+        `elvantris-server!,70000,${'w'.repeat(1900)},SER-LONG,more,`,
+      ].slice(1),
+    },
+  });
+  await workstation.start();
+  const status = await until_status('both', ({ systems }) => systems.length >= 2);
+  const found = status.systems.map(({ serial, webPort }) => [serial, webPort]).sort();
+  assert.deepEqual(found, [
+    ['SER-A', 5000],
+    ['SER-LONG', 4464],
+  ]);
+  assert.equal(system_of(status, 'SER-LONG').workstation.length, 1900);
+});
+
+test('a_reply_without_serial_is_a_system_by_its_address', async () => {
+  await spare.set({ discovery: { silent: false, replies: ['elvantris-server!,5000,WS1,'] } });
+  await workstation.start();
+  const status = await until_status('both', ({ systems }) => systems.length === 2);
+  const { workstation: name, address, online, uiReady } = system_of(status, '');
+  assert.deepEqual([name, address, online, uiReady], ['WS1', '10.77.0.13', true, false]);
+});
+
+test('one_serial_at_two_addresses_is_one_system', async () => {
+  await spare.set({ discovery: { silent: false, replies: ['elvantris-server!,5000,Twin,SER-A'] } });
+  await workstation.start();
+  await until('the first pass', () => workstation.log_lines('[status]').length > 0);
+  assert.ok((await spare.report()).discoveryRequests > 0);
+  assert.equal((await get_status()).systems.length, 1);
+});
+
+test('discovery_by_request_finds_a_server_at_once_and_saves_it', async () => {
+  await workstation.start();
+  await until_ready('SER-A');
+  await spare.set({ discovery: { silent: false } });
+  assert.deepEqual(await post('/api/discover', ''), { status: 200, ok: true });
+  assert.ok(system_of(await get_status(), 'SER-C').online);
+  assert.deepEqual(
+    workstation.saved_config().systems.map(({ serial }) => serial).sort(),
+    ['SER-A', 'SER-C'],
+  );
+});
+
+test('a_flood_of_replies_is_taken_in', async () => {
+  await main.set({ discovery: { copies: 2000 } });
+  await workstation.start();
+  await until_ready('SER-A');
+  assert.equal((await get_status()).systems.length, 1);
+});
+
+test('replies_without_end_do_not_hold_the_rounds', async () => {
+  const endless = await start_endless_replies('backup');
+  try {
+    await workstation.start();
+    await until('a second round', async () => (await main.report()).discoveryRequests > 1);
+    await until_ready('SER-A');
+  } finally {
+    await endless.signal('SIGKILL');
+  }
+});

@@ -1,0 +1,157 @@
+// Where the files are: the default folder, the command line's paths, the log.
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import path from 'node:path';
+import { afterEach, beforeEach, test } from 'node:test';
+
+import { until, windows } from './support/environment.mjs';
+import { get_status } from './support/operator.mjs';
+import { default_data_folder, seen_by_program, Workstation } from './support/workstation.mjs';
+
+const tail = path.join('Tarnwell Media', 'Elvantris OperatorControl', 'operator-control.json');
+
+let workstation;
+beforeEach(() => {
+  workstation = new Workstation();
+});
+afterEach(async () => {
+  if (workstation.program && !workstation.program.ended) await workstation.kill();
+  await workstation.remove();
+  if (windows) fs.rmSync(path.join(default_data_folder(), 'Tarnwell Media'), { recursive: true, force: true });
+});
+
+const inside = (name) => path.join(workstation.folder, name);
+const start_with = (args, options) =>
+  workstation.await_api(workstation.launch(['--background', ...args], options));
+const config_path = async () => (await get_status()).configPath;
+
+if (windows) {
+  test('without_a_path_the_files_are_in_the_users_local_data_folder', async () => {
+    await start_with([]);
+    const config = path.join(default_data_folder(), tail);
+    await until('the file is saved', () => fs.existsSync(config));
+    assert.match(
+      await config_path(),
+      /^C:\\users\\[^\\]+\\AppData\\Local\\Tarnwell Media\\Elvantris OperatorControl\\operator-control\.json$/,
+    );
+    assert.ok(fs.existsSync(path.join(path.dirname(config), 'operator-control.log')));
+  });
+} else {
+  const nowhere = { LOCALAPPDATA: undefined, APPDATA: undefined, XDG_DATA_HOME: undefined };
+  const folders = [
+    ['LOCALAPPDATA', ['LOCALAPPDATA', 'APPDATA', 'XDG_DATA_HOME', 'HOME'], 'LOCALAPPDATA'],
+    ['APPDATA', ['APPDATA', 'XDG_DATA_HOME', 'HOME'], 'APPDATA'],
+    ['XDG_DATA_HOME', ['XDG_DATA_HOME', 'HOME'], 'XDG_DATA_HOME'],
+    ['HOME', ['HOME'], 'HOME/.local/share'],
+  ];
+  for (const [name, set, folder] of folders) {
+    test(`without_a_path_the_files_are_under_${name}`, async () => {
+      const environment = { ...nowhere };
+      for (const variable of set) environment[variable] = inside(variable);
+      await start_with([], { environment });
+      const config = path.join(inside(folder), tail);
+      assert.equal(await config_path(), config);
+      await until('the file is saved', () => fs.existsSync(config));
+      assert.ok(fs.existsSync(path.join(path.dirname(config), 'operator-control.log')));
+    });
+  }
+
+  test('without_any_folder_of_the_user_the_files_are_under_the_current_folder', async () => {
+    await start_with([], { environment: { ...nowhere, HOME: undefined } });
+    assert.equal(await config_path(), tail);
+    assert.ok(fs.existsSync(path.dirname(inside(tail))));
+  });
+}
+
+const data_folder = () => (windows ? default_data_folder() : inside('.local/share'));
+
+test('an_old_file_in_the_current_folder_is_carried_to_the_default_place_once', async () => {
+  const old = inside('operator-control.json');
+  const carried = path.join(data_folder(), tail);
+  fs.writeFileSync(old, '{"uiPort":5301,"openBrowserOnStart":false}');
+  await start_with([]);
+  assert.equal((await get_status()).uiPort, 5301);
+  await until('the file is saved', () => fs.readFileSync(carried, 'utf8').includes('runtimeUiPort'));
+  assert.equal(fs.readFileSync(old, 'utf8'), '{"uiPort":5301,"openBrowserOnStart":false}');
+  await workstation.stop();
+
+  fs.writeFileSync(old, '{"uiPort":5302}');
+  await start_with([]);
+  assert.equal((await get_status()).uiPort, 5301);
+});
+
+test('an_old_file_is_left_alone_when_a_path_is_given', async () => {
+  fs.writeFileSync(inside('operator-control.json'), '{"uiPort":5301}');
+  await start_with(['--config', seen_by_program(inside('elsewhere.json'))]);
+  assert.equal((await get_status()).uiPort, 5270);
+  assert.equal(fs.existsSync(path.join(data_folder(), tail)), false);
+  assert.ok(fs.existsSync(path.join(data_folder(), path.dirname(tail))));
+});
+
+// With `a`, `b` for the two paths; the one that has to win.
+const command_lines = [
+  [['--config', 'a', '--config', 'b'], 'b'],
+  [['a', 'b'], 'a'],
+  [['a', '--config', 'b'], 'b'],
+  [['--config', 'b', 'a'], 'b'],
+  [['--config=a'], 'a'],
+  [['-x', '', '--Console', 'a'], 'a'],
+  [['a', '--config'], 'a'],
+];
+for (const [words, winner] of command_lines) {
+  test(`the_command_line_${words.join('_')}_means_${winner}`, async () => {
+    const name = (letter) => seen_by_program(inside(`${letter}.json`));
+    await start_with(words.map((word) => word.replace(/\b[ab]$/, name)));
+    assert.equal(await config_path(), name(winner));
+  });
+}
+
+test('an_empty_path_runs_without_files_but_for_the_log_in_the_current_folder', async () => {
+  await start_with(['--config=']);
+  assert.equal(await config_path(), '');
+  const log = inside('operator-control.log');
+  await until('the first pass', () => fs.readFileSync(log, 'utf8').includes('[status]'));
+  await until('the vain attempt to save is cleared away', () => !fs.existsSync(inside('.tmp')));
+});
+
+test('the_folder_of_the_configuration_is_created', async () => {
+  const config = inside('not/yet/there/my.json');
+  await start_with(['--config', seen_by_program(config)]);
+  await until('the file is saved', () => fs.existsSync(config));
+  assert.ok(fs.existsSync(path.join(path.dirname(config), 'operator-control.log')));
+});
+
+const banner = (config, log) => [
+  'Elvantris Redundancy Control 0.9.2',
+  'Operator view: http://127.0.0.1:5270/',
+  'Diagnostics:   http://127.0.0.1:5251/',
+  `Config:        ${config}`,
+  `Log:           ${log}`,
+];
+
+test('two_runs_append_to_one_log_each_with_its_banner', async () => {
+  const lines = [
+    ...banner(seen_by_program(workstation.config), seen_by_program(workstation.log_file)),
+    '[status] enabled=false active=none',
+  ];
+  await workstation.start();
+  await until('the first pass', () => workstation.log_lines('[status]').length === 1);
+  assert.deepEqual(workstation.log_lines(), lines);
+  await workstation.stop();
+  await workstation.start();
+  await until('the second run', () => workstation.log_lines('[status]').length === 2);
+  assert.deepEqual(workstation.log_lines(), [...lines, ...lines]);
+});
+
+test('a_console_start_creates_no_log_file', async () => {
+  await workstation.start('--background', '--console');
+  await until('the first pass saves', () => fs.existsSync(workstation.config));
+  assert.equal(fs.existsSync(workstation.log_file), false);
+  if (!windows) assert.match(workstation.program.text.output, /^Elvantris Redundancy Control 0/);
+});
+
+test('a_log_that_cannot_be_written_does_not_stop_the_start', async () => {
+  fs.mkdirSync(workstation.log_file);
+  await workstation.start();
+  await until('the first pass saves', () => fs.existsSync(workstation.config));
+});

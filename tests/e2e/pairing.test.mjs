@@ -1,0 +1,271 @@
+// The pairing: taken over from servers that hold one, and written into Main's event.
+import assert from 'node:assert/strict';
+import { afterEach, beforeEach, test } from 'node:test';
+
+import { addresses, until } from './support/environment.mjs';
+import { Server } from './support/network.mjs';
+import { get_status, post, system_of, until_status } from './support/operator.mjs';
+import { paired_config } from './support/pair.mjs';
+import { Workstation } from './support/workstation.mjs';
+
+let main;
+let backup;
+let workstation;
+// Servers remember; each test needs new ones.
+beforeEach(async () => {
+  main = await Server.start('main', 'SER-A');
+  backup = await Server.start('backup', 'SER-B');
+  workstation = new Workstation();
+});
+afterEach(async () => {
+  if (workstation.program && !workstation.program.ended) await workstation.stop();
+  await workstation.remove();
+  await main.stop();
+  await backup.stop();
+});
+
+const held = (host, serial, role, main_serial = '') => ({
+  Serial: serial,
+  WorkstationName: `The ${host}`,
+  Address: addresses[host],
+  Role: role,
+  BackupForSerial: main_serial,
+});
+const held_main = held('main', 'SER-A', 'Main');
+const held_backup = held('backup', 'SER-B', 'Backup', 'SER-A');
+
+const synchronized = 'Main event pairing is synchronized.';
+const until_message = (message) =>
+  until_status(message, (status) => status.policySyncMessage === message);
+const until_both_ready = () =>
+  until_status(
+    'both are ready',
+    ({ systems }) => systems.filter(({ uiReady }) => uiReady).length === 2,
+  );
+const pair = { enabled: true, mainSerial: 'SER-A', backupSerial: 'SER-B', sharedFunctionIds: [7, 3] };
+
+test('a_pairing_that_the_servers_hold_is_taken_over', async () => {
+  await main.hold_pairing([held_main, held_backup], { shared: [9, 2] });
+  await workstation.start();
+  const status = await until_message(synchronized);
+  assert.deepEqual([status.enabled, status.controllerConfigured], [true, true]);
+  assert.deepEqual(status.sharedFunctionIds, [2, 9]);
+  assert.equal(system_of(status, 'SER-A').role, 'Main');
+  const { role, backupForSerial } = system_of(status, 'SER-B');
+  assert.deepEqual([role, backupForSerial], ['Backup', 'SER-A']);
+  await until_status('Main is active', ({ active }) => active === 'main');
+  assert.equal((await main.calls('UpdateEventModel')).count, 1, 'only what made the pairing');
+});
+
+test('the_spelling_of_the_keys_does_not_matter', async () => {
+  for (const server of [main, backup]) await server.set({ spelling: { '*': 'camelCase' } });
+  await main.hold_pairing([held_main, held_backup]);
+  await workstation.start();
+  await until_message(synchronized);
+  await until_status('Main is active', ({ active }) => active === 'main');
+});
+
+test('a_held_backup_without_a_name_for_its_main_is_given_the_only_main', async () => {
+  await main.hold_pairing([held_main, { ...held_backup, BackupForSerial: '' }]);
+  await workstation.start();
+  const status = await until_message(synchronized);
+  assert.equal(system_of(status, 'SER-B').backupForSerial, 'SER-A');
+});
+
+test('a_main_without_backup_is_taken_over_and_the_servers_are_asked_again', async () => {
+  await main.hold_pairing([held_main]);
+  await workstation.start();
+  const status = await until_status('taken over', ({ systems }) =>
+    systems.some(({ role }) => role === 'Main'),
+  );
+  assert.deepEqual([status.enabled, status.controllerConfigured], [true, false]);
+  await main.hold_pairing([held_main, held_backup]);
+  await until_status('configured', ({ controllerConfigured }) => controllerConfigured);
+});
+
+test('a_disabled_pairing_is_not_taken_over', async () => {
+  await main.hold_pairing([held_main, held_backup], { enabled: false });
+  await workstation.start();
+  const status = await until_both_ready();
+  assert.deepEqual([status.enabled, status.controllerConfigured], [false, false]);
+  assert.ok(status.systems.every(({ role }) => role === 'Independent'));
+});
+
+test('a_configured_workstation_asks_no_server_for_a_pairing', async () => {
+  await main.hold_pairing([held_backup, { ...held_main, Role: 'Backup' }]);
+  workstation.write_config(paired_config());
+  await workstation.start();
+  await until_message(synchronized);
+  assert.equal((await backup.calls('GetOperatorControlConfiguration')).count, 0);
+});
+
+test('the_pairing_is_written_into_mains_event_and_nothing_else_changes', async () => {
+  await workstation.start();
+  await until_both_ready();
+  const { eventModel } = await main.report();
+  const reply = await post('/api/configure', { ...pair, uiPort: 5270 });
+  assert.deepEqual(reply, {
+    status: 200,
+    ok: true,
+    serverUpdated: true,
+    uiPort: 5270,
+    uiPortChanged: false,
+    message: synchronized,
+  });
+  const object =
+    '{"Enabled":true,"Systems":[' +
+    (await get_status()).systems.map(({ serial }) => {
+      const system = serial === 'SER-A' ? held_main : held_backup;
+      return JSON.stringify(system);
+    }).join(',') +
+    '],"SharedFunctionIds":[3,7],"ReplicationRevision":0}';
+  const end = eventModel.lastIndexOf(']') + 1;
+  const expected = `${eventModel.slice(0, end)},"OperatorControl":${object}${eventModel.slice(end)}`;
+  assert.equal((await main.report()).lastUpdate, expected);
+  const { count, lastHead, lastBody } = await main.calls('UpdateEventModel');
+  assert.equal(count, 1);
+  assert.match(lastHead, /^POST \/Home\/UpdateEventModel HTTP\/1\.1\r\nHost: 10\.77\.0\.11\r\n/);
+  assert.match(lastHead, /\r\nContent-Type: application\/x-www-form-urlencoded\r\n/);
+  assert.match(lastHead, new RegExp(`\r\nContent-Length: ${Buffer.byteLength(lastBody)}\r\n`));
+  const encoded = encodeURIComponent(expected)
+    .replace(/%20/g, '+')
+    .replace(/[!'()*]/g, (sign) => `%${sign.charCodeAt(0).toString(16).toUpperCase()}`);
+  assert.equal(lastBody, `room=prime&data=${encoded}`);
+
+  await main.set({ forget: true });
+  await until(
+    'the pairing is compared again',
+    async () => (await main.calls('GetOperatorControlConfiguration')).count >= 2,
+  );
+  assert.equal((await main.calls('UpdateEventModel')).count, 0);
+  assert.equal((await main.calls('GetEventModel')).count, 0);
+});
+
+test('a_pairing_that_has_drifted_in_main_is_put_right', async () => {
+  workstation.write_config(paired_config());
+  await workstation.start();
+  await until_message(synchronized);
+  await main.hold_pairing([held_main, held_backup], { shared: [1] });
+  await until('put right', async () => {
+    const { pairing } = await main.report();
+    return JSON.stringify(pairing).includes('[3,7]');
+  });
+});
+
+test('a_pairing_saved_while_main_is_away_reaches_it_when_it_comes', async () => {
+  await main.stop();
+  workstation.write_config(paired_config());
+  await workstation.start();
+  await until_message('Pairing saved locally. Waiting for Main to come online.');
+  const reply = await post('/api/configure', pair);
+  assert.deepEqual(
+    [reply.ok, reply.serverUpdated, reply.message],
+    [true, false, 'Pairing saved locally. Waiting for Main to come online.'],
+  );
+  main = await Server.start('main', 'SER-A');
+  await until_message(synchronized);
+  assert.equal((await main.report()).role, 'Main');
+});
+
+test('redundancy_switched_off_is_written_into_main_as_well', async () => {
+  workstation.write_config(paired_config());
+  await workstation.start();
+  await until_message(synchronized);
+  const reply = await post('/api/configure', { ...pair, enabled: false });
+  assert.equal(reply.message, synchronized);
+  assert.match((await main.report()).eventModel, /"OperatorControl":\{"Enabled":false,/);
+});
+
+const refusals = [
+  [
+    'an_event_that_cannot_be_read',
+    () => main.break_path('GetEventModel', { body: 'ERROR no event' }),
+    'Main is online but its current event could not be read.',
+  ],
+  [
+    'an_event_without_an_object',
+    () => main.break_path('GetEventModel', { body: 'ERRO' }),
+    'Main event configuration could not be prepared.',
+  ],
+  [
+    'a_refused_update',
+    () => main.break_path('UpdateEventModel', { body: 'no' }),
+    'Main rejected the Redundancy Control pairing update.',
+  ],
+  [
+    'an_update_without_effect',
+    () => main.break_path('UpdateEventModel', { body: 'NOT OK' }),
+    'Main accepted the update but has not exposed the new pairing yet.',
+  ],
+];
+for (const [name, refuse, message] of refusals) {
+  test(`${name}_leaves_the_pairing_unsynchronized`, async () => {
+    await refuse();
+    workstation.write_config(paired_config());
+    await workstation.start();
+    assert.equal((await until_message(message)).policySynchronized, false);
+  });
+}
+
+test('a_failed_update_is_tried_again_in_the_next_pass', async () => {
+  await main.break_path('UpdateEventModel', { status: 500 });
+  workstation.write_config(paired_config());
+  await workstation.start();
+  await until_message('Main rejected the Redundancy Control pairing update.');
+  await main.set({ reset: true });
+  await until_message(synchronized);
+});
+
+test('a_backup_that_follows_shows_its_revision_and_event', async () => {
+  workstation.write_config(paired_config());
+  await workstation.start();
+  const status = await until_status(
+    'in step',
+    ({ systems }) =>
+      systems[0].replicationRevision >= 1 &&
+      systems[0].replicationRevision === systems[1].replicationAppliedRevision,
+  );
+  const { replicationRole, replicationEventTitle } = system_of(status, 'SER-B');
+  assert.deepEqual([replicationRole, replicationEventTitle], ['Backup', 'Harbour Lights']);
+});
+
+const bad_settings = [
+  [{ uiPort: 1023 }, 'Control UI port must be between 1024 and 65535.'],
+  [{ uiPort: 65536 }, 'Control UI port must be between 1024 and 65535.'],
+  [{ uiPort: -1 }, 'Control UI port must be between 1024 and 65535.'],
+  [{ enabled: true }, 'A different Main and Backup are required.'],
+  [{ mainSerial: 'SER-A' }, 'A different Main and Backup are required.'],
+  [{ mainSerial: 'SER-A', backupSerial: 'SER-A' }, 'A different Main and Backup are required.'],
+  [
+    { mainSerial: 'SER-A', backupSerial: 'SER-X' },
+    'The selected systems are not in the Redundancy Control registry.',
+  ],
+];
+
+test('wrong_settings_are_refused_and_change_nothing', async () => {
+  await workstation.start();
+  await until_both_ready();
+  const settings = ({ enabled, controllerConfigured, uiPort, systems, sharedFunctionIds }) => ({
+    enabled,
+    controllerConfigured,
+    uiPort,
+    roles: systems.map(({ role }) => role),
+    sharedFunctionIds,
+  });
+  const before = settings(await get_status());
+  for (const [body, error] of bad_settings) {
+    assert.deepEqual(await post('/api/configure', body), { status: 400, ok: false, error });
+  }
+  assert.deepEqual(settings(await get_status()), before);
+});
+
+test('empty_settings_are_saved_and_empty_the_shared_functions', async () => {
+  await workstation.start();
+  const reply = await post('/api/configure', {});
+  assert.deepEqual(
+    [reply.ok, reply.serverUpdated, reply.message],
+    [true, false, 'Application settings saved.'],
+  );
+  const status = await get_status();
+  assert.deepEqual([status.sharedFunctionIds, status.controllerConfigured], [[], false]);
+});

@@ -1,0 +1,202 @@
+// The life of the process: start, a second start, taken ports, the end.
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import { afterEach, beforeEach, test } from 'node:test';
+
+import { until, windows } from './support/environment.mjs';
+import { answers, call, occupy } from './support/http.mjs';
+import { Server } from './support/network.mjs';
+import { get_status, post, until_status } from './support/operator.mjs';
+import { seen_by_program, Workstation } from './support/workstation.mjs';
+
+let workstation;
+beforeEach(() => {
+  workstation = new Workstation();
+});
+afterEach(async () => {
+  if (workstation.program && !workstation.program.ended) await workstation.kill();
+  await workstation.remove();
+});
+
+const page = (port = 5270) => call('127.0.0.1', port, 'GET', '/');
+
+test('a_background_start_without_a_file_runs_with_defaults_and_opens_nothing', async () => {
+  await workstation.start('--background');
+  const status = await get_status();
+  assert.deepEqual(
+    [status.enabled, status.controllerConfigured, status.uiPort, status.openBrowserOnStart],
+    [false, false, 5270, true],
+  );
+  assert.equal(status.sharedFunctionIds.length, 23);
+  assert.equal(status.active, 'none');
+  assert.equal(status.configPath, seen_by_program(workstation.config));
+  assert.equal((await page()).status, 200);
+  await until('the first pass saves', () => fs.existsSync(workstation.config));
+  assert.deepEqual(workstation.opened(), []);
+});
+
+const starts = [
+  ['no_option', [], true, '/'],
+  ['configure', ['--configure'], true, '/?configure=1'],
+  ['configure_though_the_browser_is_off', ['--configure'], false, '/?configure=1'],
+];
+for (const [name, options, browser, opened] of starts) {
+  test(`a_start_with_${name}_opens_${opened}`, async () => {
+    workstation.write_config({ uiPort: 5271, openBrowserOnStart: browser });
+    await workstation.start(...options, '--console');
+    assert.deepEqual(await workstation.until_opened(1), [`http://127.0.0.1:5271${opened}`]);
+  });
+}
+
+const silent_starts = [
+  ['background_and_configure', ['--background', '--configure'], true],
+  ['the_browser_off', ['--another-option'], false],
+];
+for (const [name, options, browser] of silent_starts) {
+  test(`a_start_with_${name}_opens_nothing`, async () => {
+    workstation.write_config({ openBrowserOnStart: browser });
+    await workstation.start(...options);
+    // The page would have been opened ahead of the first pass.
+    await until('the first pass', () => workstation.log_lines('[status]').length > 0);
+    assert.deepEqual(workstation.opened(), []);
+  });
+}
+
+test('a_second_start_opens_the_page_of_the_first_whatever_its_options', async () => {
+  await workstation.start('--background');
+  const ended = { code: 0, signal: null };
+  const second = async (...args) => {
+    const { code, signal } = await workstation.run(args);
+    assert.deepEqual({ code, signal }, ended);
+  };
+  await second(...workstation.with_config('--background'));
+  assert.deepEqual(workstation.opened(), []);
+  await second(...workstation.with_config());
+  await workstation.until_opened(1);
+  await second(...workstation.with_config('--background', '--configure'));
+  await workstation.until_opened(2);
+  await second('--config', seen_by_program(`${workstation.folder}/another.json`), '--configure');
+  assert.deepEqual(await workstation.until_opened(3), [
+    'http://127.0.0.1:5270/',
+    'http://127.0.0.1:5270/?configure=1',
+    'http://127.0.0.1:5270/?configure=1',
+  ]);
+  assert.equal((await page()).status, 200);
+});
+
+test('a_second_start_ends_with_0_even_if_no_page_answers', async () => {
+  await workstation.start('--background');
+  const other = `${workstation.folder}/other.json`;
+  fs.writeFileSync(other, '{"uiPort":5999}');
+  const { code } = await workstation.run(['--config', seen_by_program(other)]);
+  assert.equal(code, 0);
+  assert.deepEqual(await workstation.until_opened(1), ['http://127.0.0.1:5999/']);
+});
+
+test('a_taken_api_port_ends_the_start_with_3', async () => {
+  const other = await occupy(5251);
+  try {
+    const { code } = await workstation.run(workstation.with_config('--background'));
+    assert.equal(code, 3);
+  } finally {
+    await other.release();
+  }
+  assert.match(workstation.log(), /^Unable to start Redundancy Control API on 127\.0\.0\.1:5251\r?\n$/);
+  assert.equal(await answers(5270), false);
+});
+
+test('a_taken_ui_port_ends_the_start_with_4_and_the_api_port_is_free_again', async () => {
+  workstation.write_config({ uiPort: 5280 });
+  const other = await occupy(5280);
+  try {
+    const { code } = await workstation.run(workstation.with_config('--background'));
+    assert.equal(code, 4);
+    await until('5251 can be had', async () => {
+      try {
+        await (await occupy(5251)).release();
+        return true;
+      } catch {
+        return false;
+      }
+    });
+  } finally {
+    await other.release();
+  }
+  assert.match(
+    workstation.log(),
+    /^Unable to start Redundancy Control shell on 127\.0\.0\.1:5280\r?\n$/,
+  );
+});
+
+test('the_ui_port_changes_while_the_program_runs_and_goes_back_from_a_taken_one', async () => {
+  await workstation.start('--background');
+  const changed = await post('/api/configure', { uiPort: 5290 });
+  assert.deepEqual([changed.ok, changed.uiPort, changed.uiPortChanged], [true, 5290, true]);
+  await until_status('the page has moved', ({ runtimeUiPort }) => runtimeUiPort === 5290);
+  assert.equal((await page(5290)).status, 200);
+  await until('5270 is given up', async () => !(await answers(5270)));
+  assert.deepEqual(workstation.log_lines('[shell]'), ['[shell] UI port changed to 5290']);
+
+  const other = await occupy(5291);
+  try {
+    await post('/api/configure', { uiPort: 5291 });
+    await until_status('the port goes back', ({ uiPort }) => uiPort === 5290);
+    await until('the page is back', () => answers(5290));
+    assert.equal((await page(5290)).status, 200);
+    assert.equal((await get_status()).runtimeUiPort, 5290);
+    assert.equal(workstation.saved_config().uiPort, 5290);
+    assert.deepEqual(workstation.log_lines('[shell]').slice(1), [
+      '[shell] unable to bind requested UI port 5291; restoring 5290',
+    ]);
+  } finally {
+    await other.release();
+  }
+});
+
+const reachable_servers = [
+  ['before_a_server_was_ever_heard', false],
+  ['with_a_server', true],
+];
+for (const [name, with_server] of reachable_servers) {
+  test(`a_killed_program_leaves_nothing_that_bars_the_next_start_${name}`, async () => {
+    const server = with_server && (await Server.start('main', 'SER-A'));
+    try {
+      await workstation.start('--background');
+      if (server) await until_status('found', ({ systems }) => systems.length === 1);
+      await workstation.kill();
+      await workstation.start('--background');
+      assert.equal((await page()).status, 200);
+    } finally {
+      if (server) await server.stop();
+    }
+  });
+}
+
+if (!windows) {
+  for (const signal of ['SIGINT', 'SIGTERM']) {
+    test(`${signal.toLowerCase()}_ends_the_program_with_0_and_frees_its_ports`, async () => {
+      const program = await workstation.start('--background');
+      assert.deepEqual(await program.signal(signal), { code: 0, signal: null });
+      assert.deepEqual([await answers(5251), await answers(5270)], [false, false]);
+      await workstation.start('--background');
+    });
+  }
+
+  test('sigint_during_a_pass_ends_with_0_when_the_pass_is_over', async () => {
+    const server = await Server.start('main', 'SER-A');
+    try {
+      await server.set({ faults: { '*': { hang: true } } });
+      const program = await workstation.start('--background');
+      await until(
+        'the pass asks the server',
+        async () => (await server.calls('GetOperatorControlConfiguration')).count > 0,
+      );
+      assert.equal(fs.existsSync(workstation.config), false);
+      assert.deepEqual(await program.signal('SIGINT'), { code: 0, signal: null });
+      // What the rest of the pass does: it saves what has been found.
+      assert.equal(workstation.saved_config().systems[0].serial, 'SER-A');
+    } finally {
+      await server.stop();
+    }
+  });
+}

@@ -1,0 +1,101 @@
+// HTTP calls, and bytes as they come where a call must be unlike what a client would send.
+import http from 'node:http';
+import net from 'node:net';
+
+export function call(host, port, method, path, body, limitMs = 10000) {
+  return new Promise((resolve, reject) => {
+    const request = http.request(
+      { host, port, method, path, agent: false, headers: { Connection: 'close' } },
+      (response) => {
+        const chunks = [];
+        response.on('data', (chunk) => chunks.push(chunk));
+        response.on('error', reject);
+        response.on('end', () =>
+          resolve({
+            status: response.statusCode,
+            headers: response.headers,
+            body: Buffer.concat(chunks).toString(),
+          }),
+        );
+      },
+    );
+    request.on('error', reject);
+    request.setTimeout(limitMs, () => request.destroy(new Error(`no answer: ${method} ${path}`)));
+    if (body === undefined) request.end();
+    else {
+      const text = typeof body === 'string' ? body : JSON.stringify(body);
+      request.setHeader('Content-Length', Buffer.byteLength(text));
+      request.end(text);
+    }
+  });
+}
+
+export async function call_json(...details) {
+  const { status, body } = await call(...details);
+  return { status, ...JSON.parse(body) };
+}
+
+// An open connection that is written to piece by piece.
+export class Connection {
+  static open(port, host = '127.0.0.1') {
+    return new Promise((resolve, reject) => {
+      const socket = net.connect({ host, port, noDelay: true }, () => {
+        socket.off('error', reject);
+        resolve(new Connection(socket));
+      });
+      socket.once('error', reject);
+    });
+  }
+
+  constructor(socket) {
+    this.socket = socket;
+    this.received = '';
+    socket.on('data', (chunk) => (this.received += chunk));
+    socket.on('error', () => {});
+    this.closed = new Promise((resolve) => socket.on('close', () => resolve(this.received)));
+  }
+
+  write(text) {
+    return new Promise((resolve) => this.socket.write(text, resolve));
+  }
+
+  // No more will be written; what has been answered by the end.
+  finish() {
+    this.socket.end();
+    return this.closed;
+  }
+
+  drop() {
+    this.socket.destroy();
+  }
+}
+
+// Writes all of it, and tells what came back until the other end closed.
+export async function exchange(port, ...pieces) {
+  const connection = await Connection.open(port);
+  for (const piece of pieces) await connection.write(piece);
+  return connection.closed;
+}
+
+// Something else that holds a port of the loopback interface.
+export function occupy(port) {
+  return new Promise((resolve, reject) => {
+    const server = net.createServer((socket) => socket.destroy());
+    server.once('error', reject);
+    server.listen(port, '127.0.0.1', () =>
+      resolve({ release: () => new Promise((done) => server.close(done)) }),
+    );
+  });
+}
+
+export function answers(port, host = '127.0.0.1') {
+  return new Promise((resolve) => {
+    const socket = net.connect({ host, port });
+    const finish = (result) => {
+      socket.destroy();
+      resolve(result);
+    };
+    socket.on('connect', () => finish(true));
+    socket.on('error', () => finish(false));
+  });
+}

@@ -1,0 +1,113 @@
+// The hosts around the workstation: simulated servers, an outside device, and their cables.
+import { execFileSync } from 'node:child_process';
+import path from 'node:path';
+
+import { Child } from './children.mjs';
+import { addresses, network, root, simulator, until } from './environment.mjs';
+import { call, call_json } from './http.mjs';
+
+const script = path.join(root, 'scripts', 'lib', 'namespaces.sh');
+
+async function start_on(host, ...command) {
+  const child = new Child([script, 'run', network, host, ...command]);
+  await until(`${command[0]} on ${host} is ready`, () => {
+    if (child.ended) throw new Error(child.text.errors);
+    return child.text.output.startsWith('ready');
+  });
+  return child;
+}
+
+export const start_endless_replies = (host) =>
+  start_on(host, process.execPath, path.join(root, 'tests/e2e/support/endless_replies.mjs'));
+
+// One media server on the host of that name.
+export class Server {
+  static async start(host, serial, ...options) {
+    const server = new Server();
+    server.host = host;
+    server.serial = serial;
+    server.address = addresses[host];
+    server.workstation = `The ${host}`;
+    const words = ['--serial', serial, '--workstation', server.workstation, ...options];
+    server.child = await start_on(host, path.join(simulator, 'simulated_server'), ...words);
+    return server;
+  }
+
+  set(changes) {
+    return call_json(this.address, 5999, 'POST', '/simulator', changes);
+  }
+
+  break_path(name, fault) {
+    return this.set({ faults: { [`/Home/${name}`]: fault } });
+  }
+
+  report() {
+    return call_json(this.address, 5999, 'GET', '/simulator');
+  }
+
+  async calls(name) {
+    return (await this.report()).calls[`/Home/${name}`] ?? { count: 0 };
+  }
+
+  async commands() {
+    return (await this.report()).commands.map(({ text }) => text);
+  }
+
+  // The event as another workstation would leave it in the server.
+  async hold_pairing(systems, { enabled = true, shared = [3, 7] } = {}) {
+    const { eventModel } = await this.report();
+    const model = JSON.parse(eventModel);
+    model.OperatorControl = {
+      Enabled: enabled,
+      Systems: systems,
+      SharedFunctionIds: shared,
+      ReplicationRevision: model.OperatorControl?.ReplicationRevision ?? 0,
+    };
+    const form = new URLSearchParams({ room: 'prime', data: JSON.stringify(model) }).toString();
+    await call(this.address, 5000, 'POST', '/Home/UpdateEventModel', form);
+  }
+
+  async heal() {
+    this.plug();
+    const state = await this.set({ reset: true, forget: true });
+    if (state.error) throw new Error(state.error);
+  }
+
+  plug() {
+    execFileSync(script, ['plug', network, this.host]);
+  }
+
+  unplug() {
+    execFileSync(script, ['unplug', network, this.host]);
+  }
+
+  stop() {
+    this.plug();
+    return this.child.signal('SIGTERM');
+  }
+}
+
+// The outside device: what has reached it, in order.
+export class Device {
+  static async start() {
+    const device = new Device();
+    device.child = await start_on('device', path.join(simulator, 'outside_device'));
+    return device;
+  }
+
+  async received() {
+    return (await call_json(addresses.device, 7999, 'GET', '/received')).received;
+  }
+
+  forget() {
+    return call_json(addresses.device, 7999, 'DELETE', '/received');
+  }
+
+  mode(mode) {
+    return call_json(addresses.device, 7999, 'POST', '/mode', { mode });
+  }
+
+  stop() {
+    return this.child.signal('SIGTERM');
+  }
+}

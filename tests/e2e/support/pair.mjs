@@ -1,0 +1,85 @@
+// The ordinary case: Main SER-A and Backup SER-B, healthy, paired and watched with short delays.
+import { addresses, until } from './environment.mjs';
+import { Server } from './network.mjs';
+import { active_alerts, get_status, operate, post, until_status } from './operator.mjs';
+import { Workstation } from './workstation.mjs';
+
+export const quick_policy = {
+  armed: true,
+  lossMs: 500,
+  stallMs: 500,
+  outputMs: 500,
+  startupMs: 1000,
+};
+
+export function paired_config(changes = {}) {
+  const system = (host, serial, role, main = '') => ({
+    serial,
+    workstation: `The ${host}`,
+    address: addresses[host],
+    webPort: 5000,
+    role,
+    backupForSerial: main,
+  });
+  return {
+    enabled: true,
+    controllerConfigured: true,
+    uiPort: 5270,
+    openBrowserOnStart: false,
+    systems: [system('main', 'SER-A', 'Main'), system('backup', 'SER-B', 'Backup', 'SER-A')],
+    sharedFunctionIds: [3, 7],
+    ...changes,
+  };
+}
+
+export class Pair {
+  static async start() {
+    const pair = new Pair();
+    pair.main = await Server.start('main', 'SER-A');
+    pair.backup = await Server.start('backup', 'SER-B');
+    pair.workstation = new Workstation();
+    pair.workstation.write_config(paired_config());
+    pair.workstation.write_state(quick_policy);
+    await pair.workstation.start();
+    await pair.settle();
+    return pair;
+  }
+
+  // Both servers healthy, Main active, nothing faulty, whatever was before.
+  async settle(policy = {}) {
+    await this.main.heal();
+    await this.backup.heal();
+    await post('/api/protection', { ...quick_policy, ...policy });
+    await until_status('both servers are well', is_well);
+    await until('operation is back on Main', async () => (await operate('main')).ok);
+    return until_status('Main is active', (now) => now.active === 'main' && is_well(now));
+  }
+
+  async stop() {
+    await this.workstation.stop();
+    await this.workstation.remove();
+    await this.main.stop();
+    await this.backup.stop();
+  }
+}
+
+// The notice of a transfer, and an outbound step that has not succeeded since.
+const stands_for_long = (message) => / \/ |; operating on /.test(message);
+
+function is_well(status) {
+  return (
+    status.policySynchronized &&
+    status.protection.systems.length === 2 &&
+    status.protection.systems.every(
+      ({ ageMs, engineRunning }) => ageMs >= 0 && ageMs < 500 && engineRunning,
+    ) &&
+    status.systems.filter(({ uiReady }) => uiReady).length >= 2 &&
+    active_alerts(status).every(stands_for_long)
+  );
+}
+
+// The alerts that were raised after this moment.
+export async function mark() {
+  const last = (await get_status()).protection.alerts.at(-1)?.id ?? 0;
+  return (status) => status.protection.alerts.filter(({ id }) => id > last);
+}

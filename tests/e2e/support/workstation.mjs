@@ -1,0 +1,156 @@
+// The workstation: a folder of its own for everything that the program reads and writes, and the
+// program itself, on Linux or under Wine.
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import os from 'node:os';
+import path from 'node:path';
+
+import { Child } from './children.mjs';
+import { program, until, windows } from './environment.mjs';
+import { answers, call } from './http.mjs';
+
+// As the program sees a path of ours.
+export const seen_by_program = (name) => (windows ? `Z:${name.replaceAll('/', '\\')}` : name);
+
+// Wine takes no folder of the user from outside; its own are in its prefix.
+export const default_data_folder = () =>
+  path.join(process.env.WINEPREFIX, 'drive_c', 'users', os.userInfo().username, 'AppData', 'Local');
+
+export class Workstation {
+  constructor() {
+    this.folder = fs.mkdtempSync(path.join(os.tmpdir(), 'elvantris-e2e-'));
+    this.use_folder(path.join(this.folder, 'data'));
+    this.opened_file = path.join(this.folder, 'opened');
+    const tools = path.join(this.folder, 'bin');
+    for (const name of [path.dirname(this.config), tools, path.join(this.folder, 'session')]) {
+      fs.mkdirSync(name);
+    }
+    // Stands in for the desktop; the Windows program comes to it through Wine's own browser entry.
+    fs.writeFileSync(
+      path.join(tools, 'xdg-open'),
+      `#!/bin/sh\nprintf '%s\\n' "$*" >> '${this.opened_file}'\n`,
+      { mode: 0o755 },
+    );
+    this.environment = {
+      PATH: `${tools}:${process.env.PATH}`,
+      HOME: this.folder,
+      XDG_RUNTIME_DIR: path.join(this.folder, 'session'),
+      ...(windows && {
+        WINEPREFIX: process.env.WINEPREFIX,
+        WINEDEBUG: process.env.WINEDEBUG ?? '-all',
+        WINEARCH: 'win64',
+      }),
+    };
+  }
+
+  use_folder(folder) {
+    this.config = path.join(folder, 'operator-control.json');
+    this.state = `${this.config}.protection.json`;
+    this.alert_log = `${this.state}.alerts.jsonl`;
+    this.log_file = path.join(folder, 'operator-control.log');
+  }
+
+  write_config(content) {
+    fs.writeFileSync(this.config, typeof content === 'object' ? JSON.stringify(content) : content);
+  }
+
+  write_state(content) {
+    fs.writeFileSync(this.state, typeof content === 'object' ? JSON.stringify(content) : content);
+  }
+
+  command(args, { environment = {}, cwd = this.folder } = {}) {
+    const env = { ...this.environment, ...environment };
+    for (const name of Object.keys(env)) if (env[name] === undefined) delete env[name];
+    return [[...(windows ? ['wine'] : []), program, ...args], { cwd, env }];
+  }
+
+  // The program with exactly these arguments.
+  launch(args, options) {
+    this.program = new Child(...this.command(args, options));
+    return this.program;
+  }
+
+  with_config(...args) {
+    return [...args, '--config', seen_by_program(this.config)];
+  }
+
+  // A program that has to end by itself.
+  async run(args, options) {
+    const child = new Child(...this.command(args, options));
+    const { code, signal } = await until('the program ends', () => child.ended && child.exited);
+    return { code, signal, ...child.text };
+  }
+
+  // The program with the workstation's own files, up to the moment when its API answers.
+  async start(...args) {
+    return this.await_api(this.launch(this.with_config(...(args.length ? args : ['--background']))));
+  }
+
+  async await_api(started) {
+    await until(
+      'the API answers',
+      async () => {
+        if (started.ended) {
+          throw new Error(`ended with ${started.process.exitCode}: ${started.text.errors}`);
+        }
+        return (await answers(5251)) && (await answers_status());
+      },
+    );
+    return started;
+  }
+
+  // On Linux by the signal that a session's end sends. The Windows program has no such thing.
+  async stop() {
+    if (windows) return this.kill();
+    assert.deepEqual(await this.program.signal('SIGTERM'), { code: 0, signal: null });
+  }
+
+  async kill() {
+    await this.program.signal('SIGKILL');
+    // Under Wine the ports belong to a process of its own, which learns of the end a little later.
+    await until('5251 is free', async () => !(await answers(5251)));
+  }
+
+  log() {
+    return fs.existsSync(this.log_file) ? fs.readFileSync(this.log_file, 'utf8') : '';
+  }
+
+  log_lines(beginning = '') {
+    const lines = this.log().split(/\r?\n/);
+    return lines.filter((line) => line && line.startsWith(beginning));
+  }
+
+  alert_log_lines() {
+    return fs.readFileSync(this.alert_log, 'utf8').trimEnd().split('\n').map((line) => JSON.parse(line));
+  }
+
+  opened() {
+    if (!fs.existsSync(this.opened_file)) return [];
+    return fs.readFileSync(this.opened_file, 'utf8').trimEnd().split('\n');
+  }
+
+  until_opened(count) {
+    return until(`${count} opened`, () => this.opened().length >= count && this.opened());
+  }
+
+  saved_config() {
+    return JSON.parse(fs.readFileSync(this.config, 'utf8'));
+  }
+
+  saved_state() {
+    return JSON.parse(fs.readFileSync(this.state, 'utf8'));
+  }
+
+  async remove() {
+    if (this.program && !this.program.ended) await this.program.signal('SIGKILL');
+    fs.rmSync(this.folder, { recursive: true, force: true });
+  }
+}
+
+async function answers_status() {
+  try {
+    return (await call('127.0.0.1', 5251, 'GET', '/api/status')).status === 200;
+  } catch {
+    return false;
+  }
+}
