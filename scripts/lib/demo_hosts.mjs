@@ -51,7 +51,8 @@ export class Hosts {
 
   // Keeps what the program prints in `<name>.txt`; `ended` gives its exit code or signal.
   start(host, name, command, environment = {}) {
-    const output = fs.openSync(path.join(this.folder, `${name}.txt`), 'w');
+    const output_path = path.join(this.folder, `${name}.txt`);
+    const output = fs.openSync(output_path, 'w');
     // Detached, so that Ctrl-C reaches only the tour, which ends the programs in its own order.
     const child = spawn(script, ['run', this.prefix, host, ...command], {
       stdio: ['ignore', output, output],
@@ -62,8 +63,11 @@ export class Hosts {
     const program = { child, stopping: false };
     program.ended = new Promise((resolve) => {
       child.once('exit', (code, signal) => {
-        if (!program.stopping) this.unexpected_end = `${name} ended with ${signal ?? code}`;
-        resolve(signal ?? code);
+        const result = signal ?? code;
+        if (!program.stopping) {
+          this.unexpected_end = `${name} ended by itself with ${result}, see ${output_path}`;
+        }
+        resolve(result);
       });
     });
     return program;
@@ -95,7 +99,9 @@ export class Hosts {
         if (!(error instanceof NoAnswer)) throw error;
         why = ` (${error.message})`;
       }
-      if (performance.now() > end) throw new Error(`not within ${limit_ms / 1000} s: ${what}${why}`);
+      if (performance.now() > end) {
+        throw new Error(`not within ${limit_ms / 1000} s: ${what}${why}`);
+      }
       await new Promise((resolve) => setTimeout(resolve, pause_ms));
     }
   }

@@ -7,10 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 # Called and not sourced: in a trap, a function's plain `return` gives the status before the trap.
 network=scripts/lib/namespaces.sh
 prefix=demo-$$
-folder=$(mktemp -d "${TMPDIR:-/tmp}/elvantris-demo.XXXXXX")
-# For the operator's browser, which does not run as root where there is another user.
-chmod 755 "$folder"
-install -d -o "${SUDO_UID:-0}" "$folder/browser"
+folder=
 
 # The folder stays where a failure has to be looked into.
 clean_up() {
@@ -27,6 +24,11 @@ trap 'exit 130' INT TERM
     echo "demo: the network namespaces could not be made" >&2
     exit 1
 }
+
+folder=$(mktemp -d "${TMPDIR:-/tmp}/elvantris-demo.XXXXXX")
+# For the operator's browser, which does not run as root where there is another user.
+chmod 755 "$folder"
+install -d -o "${SUDO_UID:-0}" "$folder/browser"
 
 # In the background, so that a signal that reaches only this script is passed on at once.
 "$network" run "$prefix" workstation \

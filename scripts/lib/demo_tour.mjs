@@ -125,7 +125,8 @@ async function outbound_command(side, zero, what) {
   }
   ++commands_received;
   const took = Math.max(0, arrived.timeMs - zero.wall);
-  timeline.event('command', `the device has "${payload}" by ${transport}, ${took} ms after ${what}`);
+  const text = `the device has "${payload}" by ${transport}, ${took} ms after ${what}`;
+  timeline.event('command', text);
 }
 
 // Makes a fault of Main, and returns how long operation took to reach Backup.

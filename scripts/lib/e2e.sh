@@ -34,8 +34,14 @@ if [[ $system == windows ]]; then
     # The prefix is kept between runs: making it takes longer than many a test.
     export WINEPREFIX=$PWD/build/test/e2e-wine WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
     mkdir -p "$WINEPREFIX"
+    # Two runs take turns in it.
+    exec {turn}>"$WINEPREFIX/turn"
+    flock "$turn"
     # Wine's server opens the sockets and files of the Windows program: it has to live where the
     # tests do, in the same namespaces of network and mounts.
-    suite=(bash -c 'wineserver -p 2>/dev/null && wineboot 2>/dev/null && exec "$@"' - "${suite[@]}")
+    # A server that an aborted run has left behind would hold them elsewhere.
+    start_wine='(wineserver -k; wineserver -p && wineboot) 2>/dev/null && exec "$@"'
+    in_workstation bash -c "$start_wine" - "${suite[@]}" {turn}>&-
+else
+    in_workstation "${suite[@]}"
 fi
-in_workstation "${suite[@]}"

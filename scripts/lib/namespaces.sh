@@ -27,7 +27,7 @@ namespaces_address() {
 }
 
 namespaces_check_prefix() {
-    [[ $1 =~ ^[a-z0-9][a-z0-9-]*$ ]] && return
+    [[ $1 =~ ^[a-z0-9][a-z0-9-]*$ ]] && return 0
     echo "namespaces: a prefix is made of small letters, digits and '-', not '$1'" >&2
     return 2
 }

@@ -45,7 +45,7 @@ if (windows) {
     ['HOME', ['HOME'], 'HOME/.local/share'],
   ];
   for (const [name, set, folder] of folders) {
-    test(`without_a_path_the_files_are_under_${name}`, async () => {
+    test(`without_a_path_the_files_are_under_${name.toLowerCase()}`, async () => {
       const environment = { ...nowhere };
       for (const variable of set) environment[variable] = inside(variable);
       await start_with([], { environment });
@@ -90,19 +90,19 @@ test('an_old_file_is_left_alone_when_a_path_is_given', async () => {
 
 // With `a`, `b` for the two paths; the one that has to win.
 const command_lines = [
-  [['--config', 'a', '--config', 'b'], 'b'],
-  [['a', 'b'], 'a'],
-  [['a', '--config', 'b'], 'b'],
-  [['--config', 'b', 'a'], 'b'],
-  [['--config=a'], 'a'],
-  [['-x', '', '--Console', 'a'], 'a'],
-  [['a', '--config'], 'a'],
+  ['the_last_path_behind_the_option_wins', ['--config', 'a', '--config', 'b'], 'b'],
+  ['of_plain_paths_the_first_wins', ['a', 'b'], 'a'],
+  ['the_option_replaces_a_plain_path', ['a', '--config', 'b'], 'b'],
+  ['a_plain_path_behind_the_option_is_ignored', ['--config', 'b', 'a'], 'b'],
+  ['option_and_path_may_be_one_word', ['--config=a'], 'a'],
+  ['unknown_options_and_empty_words_are_ignored', ['-x', '', '--Console', 'a'], 'a'],
+  ['the_option_without_a_path_is_ignored', ['a', '--config'], 'a'],
 ];
-for (const [words, winner] of command_lines) {
-  test(`the_command_line_${words.join('_')}_means_${winner}`, async () => {
-    const name = (letter) => seen_by_program(inside(`${letter}.json`));
-    await start_with(words.map((word) => word.replace(/\b[ab]$/, name)));
-    assert.equal(await config_path(), name(winner));
+for (const [name, words, winner] of command_lines) {
+  test(name, async () => {
+    const path_of = (letter) => seen_by_program(inside(`${letter}.json`));
+    await start_with(words.map((word) => word.replace(/(?<![a-z-])[ab]$/, path_of)));
+    assert.equal(await config_path(), path_of(winner));
   });
 }
 

@@ -135,6 +135,32 @@ test('another_backup_during_a_hold_ends_it_and_runs_no_action', async () => {
   }
 });
 
+test('a_main_that_never_answers_is_lost_when_the_grace_ends_and_not_before', async () => {
+  await main.set({ faults: { '*': { hang: true } } });
+  workstation.write_state({ ...quick_policy, startupMs: 2000 });
+  await workstation.start();
+  const started = await get_status();
+  assert.deepEqual(started.protection.alerts, []);
+  const status = await until_active('backup');
+  assert.deepEqual(
+    status.protection.alerts.map(({ message }) => message),
+    [
+      'Main: Server communication lost.',
+      'Server communication lost.; operating on Backup. Return to Main manually when ready.',
+    ],
+  );
+});
+
+test('the_operator_need_not_wait_for_the_end_of_the_grace', async () => {
+  workstation.write_state({ ...quick_policy, startupMs: 60000 });
+  await start_on_main();
+  await main.set({ engine: 'stopped' });
+  await until_status('seen', ({ protection }) => !protection.systems[0].engineRunning);
+  assert.deepEqual((await get_status()).protection.alerts, []);
+  assert.equal((await operate('backup')).ok, true);
+  await until_active('backup');
+});
+
 test('the_files_are_whole_after_ten_kills_at_any_moment', async () => {
   workstation.write_state({ ...quick_policy, pairMain: 'SER-A', pairBackup: 'SER-B' });
   for (let kill = 0; kill < 10; ++kill) {

@@ -36,15 +36,15 @@ test('a_background_start_without_a_file_runs_with_defaults_and_opens_nothing', a
 });
 
 const starts = [
-  ['no_option', [], true, '/'],
-  ['configure', ['--configure'], true, '/?configure=1'],
-  ['configure_though_the_browser_is_off', ['--configure'], false, '/?configure=1'],
+  ['an_ordinary_start_opens_the_page', [], true, ''],
+  ['a_start_to_configure_opens_the_setup', ['--configure'], true, '?configure=1'],
+  ['a_start_to_configure_overrules_the_setting', ['--configure'], false, '?configure=1'],
 ];
 for (const [name, options, browser, opened] of starts) {
-  test(`a_start_with_${name}_opens_${opened}`, async () => {
+  test(name, async () => {
     workstation.write_config({ uiPort: 5271, openBrowserOnStart: browser });
     await workstation.start(...options, '--console');
-    assert.deepEqual(await workstation.until_opened(1), [`http://127.0.0.1:5271${opened}`]);
+    assert.deepEqual(await workstation.until_opened(1), [`http://127.0.0.1:5271/${opened}`]);
   });
 }
 

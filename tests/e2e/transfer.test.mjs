@@ -72,6 +72,82 @@ for (const [name, fault, reason] of main_faults) {
   });
 }
 
+const outputs = (left, right) => [
+  { id: 'out-1', name: 'Left', ...left },
+  { id: 'out-2', name: 'Right', ...right },
+];
+const up = { available: true, known: true };
+const down = { available: false, known: true };
+const unknown = { available: true, known: false };
+const rule = { outputRules: [{ mainId: 'out-1', backupId: 'out-2', mode: 2 }] };
+const clock = { clock: { engaged: true, healthy: false } };
+
+const chosen_faults = [
+  ['a_protected_output', rule, { outputs: outputs(down, up) }, 'Protected output unavailable: out-1'],
+  ['an_unknown_output', rule, { outputs: outputs(unknown, up) }, 'Protected output unavailable: out-1'],
+  ['a_missing_output', rule, { outputs: [] }, 'Protected output unavailable: out-1'],
+  ['the_clock', { clock: 2 }, clock, 'Engaged external clock is unavailable or unlocked.'],
+];
+for (const [name, policy, fault, reason] of chosen_faults) {
+  test(`${name}_moves_operation_where_the_policy_says_so`, async () => {
+    await pair.settle(policy);
+    const raised = await mark();
+    await pair.main.set(fault);
+    assert.deepEqual(
+      raised(await until_active('backup')).map(({ message }) => message),
+      [`Main: ${reason}`, reason + held],
+    );
+  });
+}
+
+const alerts_only = [
+  ['engine', { engine: 'stopped' }, 'Engine stopped or exited.'],
+  ['responsive', { engine: 'unresponsive' }, 'Engine is not responding.'],
+  ['frames', { frames: 'frozen' }, 'Engine channel frame progress stalled.'],
+  ['clock', clock, 'Engaged external clock is unavailable or unlocked.'],
+];
+for (const [mode, fault, reason] of alerts_only) {
+  test(`${mode}_is_a_warning_alone_where_the_policy_says_so_and_nothing_where_it_is_ignored`, async () => {
+    await pair.settle({ [mode]: 1 });
+    const raised = await mark();
+    await pair.main.set(fault);
+    const status = await until_alert(`Main: ${reason}`);
+    assert.deepEqual(
+      raised(status).map(({ message, severity }) => [message, severity]),
+      [[`Main: ${reason}`, 'warning']],
+    );
+    assert.equal(status.active, 'main');
+    await post('/api/protection', { ...status.protection.policy, [mode]: 0 });
+    await until_recovered(`Main: ${reason}`);
+  });
+}
+
+const unready_backups = [
+  ['a_protected_output_down', rule, { outputs: outputs(up, down) }],
+  ['an_unlocked_clock', { clock: 2 }, clock],
+  ['no_telemetry', {}, { telemetry: false }],
+  ['media_still_to_come', { sync: 2 }, { replication: { pendingMedia: 1 } }],
+  ['a_replication_error', { sync: 2 }, { replication: { lastError: 'disk full' } }],
+];
+for (const [name, policy, fault] of unready_backups) {
+  test(`a_backup_with_${name}_is_not_ready`, async () => {
+    await pair.settle(policy);
+    await pair.backup.set(fault);
+    await until_alert('Backup is not ready; automatic protection is degraded.');
+    assert.deepEqual(await operate('backup'), { status: 400, ok: false, error: not_ready });
+    assert.equal((await get_status()).active, 'main');
+  });
+}
+
+test('a_backup_out_of_step_is_warned_of_and_is_ready_all_the_same', async () => {
+  await pair.backup.set({ replication: { behind: 1 } });
+  const status = await until_alert('Backup show state or media is not synchronized.');
+  const alert = status.protection.alerts.findLast(({ message }) => /show state/.test(message));
+  assert.equal(alert.severity, 'warning');
+  assert.equal((await operate('backup')).ok, true);
+  await until_active('backup');
+});
+
 test('mains_recovery_changes_nothing_until_the_operator_returns', async () => {
   await pair.main.set({ engine: 'stopped' });
   await until_active('backup');
@@ -164,6 +240,12 @@ test('a_failing_step_ends_the_sequence_and_stands_as_an_alert_until_it_succeeds'
   await until('the second step', async () => (await device.received()).length === 2);
   const texts = (await device.received()).map(({ text }) => text);
   assert.deepEqual(texts, ['sent', 'broken']);
+});
+
+test('a_destination_that_has_no_address_is_told', async () => {
+  await pair.settle({ actions: [step('lost', { host: 'nowhere.invalid' })] });
+  assert.equal((await post('/api/protection/test', { index: 0 })).ok, true);
+  await until_alert('Test action / lost: Destination could not be resolved.');
 });
 
 const losses = [

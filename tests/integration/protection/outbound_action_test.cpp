@@ -112,11 +112,11 @@ TEST(send_action, gives_up_at_its_time_limit_on_a_device_that_does_not_read) {
 TEST(send_action, has_one_time_limit_though_the_device_keeps_taking_a_little) {
     scripted_peer peer([](peer_connection& connection) {
         while (connection.wanted())
-            if (!connection.trickle(16'384)) return;
+            if (!connection.trickle(262'144)) return;
     });
     std::string error;
     EXPECT_FALSE(
-        send_action("127.0.0.1", peer.port(), tcp, std::string(100'000'000, 'x'), 200ms, error));
+        send_action("127.0.0.1", peer.port(), tcp, std::string(30'000'000, 'x'), 200ms, error));
     EXPECT_EQ(error, failed);
 }
 

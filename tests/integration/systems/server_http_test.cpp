@@ -278,6 +278,21 @@ TEST(http_exchange_bounded, ends_at_its_deadline_though_each_single_step_is_quic
     EXPECT_LT(response.body.size(), 100'000U);
 }
 
+TEST(http_exchange_bounded, ends_at_its_deadline_though_the_server_never_pauses) {
+    constexpr std::uint64_t far_limit = 256U * 1024 * 1024;
+    scripted_peer peer([](peer_connection& connection) {
+        connection.read_request();
+        connection.send("HTTP/1.1 200 OK\r\n\r\n");
+        const std::string block(16'384, 'x');
+        while (connection.wanted() && connection.send(block)) {
+        }
+    });
+    const http_response response =
+        http_exchange_bounded(get_call(peer.port()), far_limit, steady_now() + 30ms);
+    EXPECT_EQ(response.status, 200);
+    EXPECT_LT(response.body.size(), far_limit / 2);
+}
+
 TEST(http_exchange_bounded, does_not_ask_after_its_deadline) {
     scripted_peer peer(replies(http_reply_text(200, "hello")));
     EXPECT_EQ(http_exchange_bounded(get_call(peer.port()), ample, steady_now() - 1ms).status, 0);
