@@ -22,7 +22,9 @@
 #include "systems/controller_registry.hpp"
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -42,7 +44,9 @@ enum exit_code { exit_normal = 0, exit_no_sockets = 2, exit_no_api_port = 3, exi
 std::atomic<bool> application_running{true};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler stores to it");
 
-void stop_on_signal(int /*signal*/) {
+// Some systems forget the handler when it is called; a second signal must not cut the stop short.
+void stop_on_signal(int signal) {
+    std::signal(signal, stop_on_signal);
     application_running = false;
 }
 

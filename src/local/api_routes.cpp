@@ -7,8 +7,10 @@
 #include "json/field_scanner.hpp"
 
 #include <algorithm>
-#include <array>
 #include <exception>
+#include <optional>
+#include <set>
+#include <vector>
 
 namespace elvantris::operator_control {
 namespace {

@@ -11,6 +11,18 @@ std::string_view reason_phrase(int status) {
     return "Not Found";
 }
 
+// Sends all bytes, or as many as the client takes.
+void send_to_client(const socket_handle& connection, const std::atomic<bool>& running,
+                    std::string_view bytes) {
+    while (!bytes.empty()) {
+        while (!wait_writable(connection, stop_check))
+            if (!running) return;
+        const std::size_t sent = send_some(connection, bytes, milliseconds::zero());
+        if (sent == 0) return;
+        bytes.remove_prefix(sent);
+    }
+}
+
 } // namespace
 
 std::string build_http_reply(int status, std::string_view content_type, std::string_view body) {
@@ -29,17 +41,6 @@ std::string build_http_reply(int status, std::string_view content_type, std::str
 void write_http_reply(const socket_handle& connection, const std::atomic<bool>& running, int status,
                       std::string_view content_type, std::string_view body) {
     send_to_client(connection, running, build_http_reply(status, content_type, body));
-}
-
-void send_to_client(const socket_handle& connection, const std::atomic<bool>& running,
-                    std::string_view bytes) {
-    while (!bytes.empty()) {
-        while (!wait_writable(connection, stop_check))
-            if (!running) return;
-        const std::size_t sent = send_some(connection, bytes, milliseconds::zero());
-        if (sent == 0) return;
-        bytes.remove_prefix(sent);
-    }
 }
 
 } // namespace elvantris::operator_control

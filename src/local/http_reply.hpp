@@ -18,8 +18,4 @@ std::string build_http_reply(int status, std::string_view content_type, std::str
 void write_http_reply(const socket_handle& connection, const std::atomic<bool>& running, int status,
                       std::string_view content_type, std::string_view body);
 
-// Sends all bytes, or as many as the client takes.
-void send_to_client(const socket_handle& connection, const std::atomic<bool>& running,
-                    std::string_view bytes);
-
 } // namespace elvantris::operator_control

@@ -7,6 +7,7 @@ namespace elvantris::operator_control {
 namespace {
 
 constexpr milliseconds wake_limit{500};
+constexpr milliseconds stop_check{250}; // should the knock of a stop not come through
 constexpr milliseconds pause_after_failure{20};
 
 } // namespace
@@ -43,8 +44,10 @@ void loopback_server::stop() {
 
 void loopback_server::accept_connections() {
     while (true) {
-        socket_handle connection = accept_connection(listen_socket_);
+        const bool somebody_waits = wait_readable(listen_socket_, stop_check);
         if (!running_) return;
+        if (!somebody_waits) continue;
+        socket_handle connection = accept_connection(listen_socket_);
         if (connection.valid())
             handler_(std::move(connection));
         else

@@ -1,5 +1,6 @@
 #include "os/file_paths.hpp"
 
+#include <exception>
 #include <filesystem>
 #include <system_error>
 
@@ -63,9 +64,10 @@ bool path_exists(const std::string& path) {
 
 bool copy_file_over(const std::string& from, const std::string& to) {
     return succeeds([&] {
+        // The MinGW library refuses to copy over a file that stands there.
         std::error_code error;
-        return fs::copy_file(from_utf8(from), from_utf8(to), fs::copy_options::overwrite_existing,
-                             error);
+        if (fs::is_regular_file(from_utf8(from), error)) fs::remove(from_utf8(to), error);
+        return fs::copy_file(from_utf8(from), from_utf8(to), error);
     });
 }
 

@@ -21,8 +21,8 @@ std::optional<std::string> read_whole_file(const std::string& path, std::size_t 
 enum class write_outcome { written, not_opened, failed_after_opening };
 write_outcome write_whole_file(const std::string& path, std::string_view bytes);
 
-// Puts `from` in the place of `to` in one step that reaches the disk before it reports success:
-// whoever reads `to` sees the old file or the new one, also after a power cut.
+// Puts `from` in the place of `to` in one step: whoever reads `to` sees the old file or the new
+// one, never a part. The step is written through to the disk where the file system lets us.
 bool replace_file(const std::string& from, const std::string& to);
 
 // Opens (or creates) the file, appends all bytes in one piece and closes it.

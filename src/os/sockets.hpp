@@ -79,7 +79,8 @@ std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint1
 // peer). An invalid handle on any failure.
 socket_handle connect_socket(const socket_address& address, milliseconds timeout);
 
-// Waits until the socket can be written or read. False when the time is over or it has failed.
+// Waits until the socket can be written or read. False when the time is over; true also for a
+// socket that has failed, as the call that follows then tells at once.
 bool wait_writable(const socket_handle& socket, milliseconds timeout);
 bool wait_readable(const socket_handle& socket, milliseconds timeout);
 
@@ -120,8 +121,7 @@ socket_handle listen_on_loopback(std::uint16_t port, int backlog);
 // The port on which a listening socket stands; 0 if it is no such socket.
 std::uint16_t bound_port(const socket_handle& listener);
 
-// The next connection; an invalid handle if accepting failed. Waits without a limit: a connection
-// to the port wakes it.
+// The connection that waits at a listener that is readable; an invalid handle if there is none.
 socket_handle accept_connection(const socket_handle& listener);
 
 // Connects to a port of 127.0.0.1 and hangs up. False if nobody listens there.

@@ -47,6 +47,8 @@ std::string write_rule(const output_rule& rule) {
            json_escape(rule.backupId) + "\",\"mode\":" + std::to_string(rule.mode) + '}';
 }
 
+// The event goes out as it stands: an enabled action has one of two words, a disabled one keeps
+// what was posted.
 std::string write_action(const outbound_action& action) {
     std::string out =
         "{\"name\":\"" + json_escape(action.name) + "\",\"event\":\"" + action.event +

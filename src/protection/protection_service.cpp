@@ -114,7 +114,8 @@ void protection_service::run_cycle() {
     for (running_poll& poll : polls)
         ends.push_back(poll.ended.get());
     for (std::size_t i = 0; i < polls.size(); ++i)
-        if (steady_now() - ends[i] > oldest_answer) poll_health(polls[i].system, stall_ms);
+        if (running_ && steady_now() - ends[i] > oldest_answer)
+            poll_health(polls[i].system, stall_ms);
 
     const std::lock_guard lock(lock_);
     protection_.evaluate_cycle(now_on_both_clocks());
@@ -145,7 +146,12 @@ void protection_service::run_sequence(const outbound_sequence& sequence,
         if (!running_) break;
         lock.unlock();
         std::string failure;
-        all_sent = send_step(step, failure);
+        try {
+            all_sent = send_step(step, failure);
+        } catch (const std::exception& trouble) {
+            all_sent = false;
+            failure = trouble.what();
+        }
         lock.lock();
         protection_.record_step(sequence, step, all_sent, failure, now_on_both_clocks());
         if (!all_sent) break;

@@ -33,7 +33,8 @@ public:
     protection_service& operator=(protection_service&&) = delete;
 
     void start();
-    // Ends delays at once; a step that is being sent runs to its own time limit. Safe to repeat.
+    // Ends delays at once; a step that is being sent runs to its own time limit, after its name is
+    // resolved. Safe to repeat.
     void stop();
 
     // Replaces the whole policy by the one in `body`.

@@ -48,7 +48,9 @@ bool write_all(int descriptor, std::string_view bytes) {
 std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit) {
     // Non-blocking: a pipe that stands under the name must not hold the program.
     const open_file file(path, O_RDONLY | O_NONBLOCK);
-    if (!file.valid()) return std::nullopt;
+    struct stat details {};
+    if (!file.valid() || ::fstat(file.descriptor(), &details) != 0 || !S_ISREG(details.st_mode))
+        return std::nullopt;
     std::string content;
     std::array<char, 65536> buffer{};
     while (true) {

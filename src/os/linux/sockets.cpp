@@ -35,9 +35,8 @@ bool wait_for(const socket_handle& socket, short events, milliseconds timeout) {
                                    milliseconds::zero());
         const auto wait = std::min<std::int64_t>(left.count(), INT_MAX);
         const int ready = ::poll(&watched, 1, endless ? -1 : static_cast<int>(wait));
-        if (ready > 0) return (watched.revents & POLLNVAL) == 0;
         if (ready == 0) return false;
-        if (errno != EINTR) return false;
+        if (ready > 0 || errno != EINTR) return true;
     }
 }
 
@@ -115,16 +114,12 @@ socket_handle connect_socket(const socket_address& address, milliseconds timeout
     if (!socket.valid()) return {};
     const auto length = static_cast<socklen_t>(address.length);
     if (::connect(native_of(socket), native_of(address), length) == 0) return socket;
+    if (errno != EINPROGRESS) return {};
     if (!wait_writable(socket, timeout)) return {};
     int error = 0;
     socklen_t error_length = sizeof error;
     if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, &error, &error_length) != 0 ||
         error != 0)
-        return {};
-    // A connect that failed at once leaves no pending error, and the socket counts as writable.
-    sockaddr_storage peer{};
-    socklen_t peer_length = sizeof peer;
-    if (::getpeername(native_of(socket), reinterpret_cast<sockaddr*>(&peer), &peer_length) != 0)
         return {};
     return socket;
 }
@@ -221,7 +216,6 @@ std::uint16_t bound_port(const socket_handle& listener) {
 }
 
 socket_handle accept_connection(const socket_handle& listener) {
-    if (!wait_for(listener, POLLIN, milliseconds(-1))) return {};
     return socket_handle(
         ::accept4(native_of(listener), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
 }

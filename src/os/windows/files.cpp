@@ -2,6 +2,7 @@
 
 #include "os/windows/wide_text.hpp"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 #include <windows.h>
@@ -70,8 +71,16 @@ write_outcome write_whole_file(const std::string& path, std::string_view bytes) 
 }
 
 bool replace_file(const std::string& from, const std::string& to) {
-    return ::MoveFileExW(to_wide(from).c_str(), to_wide(to).c_str(),
-                         MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+    // A virus scanner or an editor may hold the old file open for a moment.
+    constexpr int most_tries = 5;
+    constexpr DWORD pause_ms = 10;
+    for (int tries = 1;; ++tries) {
+        if (::MoveFileExW(to_wide(from).c_str(), to_wide(to).c_str(),
+                          MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0)
+            return true;
+        if (tries == most_tries || ::GetLastError() == ERROR_FILE_NOT_FOUND) return false;
+        ::Sleep(pause_ms);
+    }
 }
 
 bool append_to_file(const std::string& path, std::string_view bytes) {

@@ -1,5 +1,6 @@
 #include "os/network_interfaces.hpp"
 
+#include <cstddef>
 #include <winsock2.h>
 #include <ws2tcpip.h>
 

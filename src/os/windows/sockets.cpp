@@ -8,6 +8,8 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
+#include <mswsock.h>
+
 namespace elvantris::operator_control {
 namespace {
 
@@ -33,7 +35,6 @@ enum class readiness { readable, writable };
 
 // A negative time-out waits for ever. A failed connect shows only in the third set.
 bool wait_for(const socket_handle& socket, readiness wanted, milliseconds timeout) {
-    if (!socket.valid()) return false;
     fd_set wanted_set;
     fd_set failed_set;
     FD_ZERO(&wanted_set);
@@ -44,8 +45,9 @@ bool wait_for(const socket_handle& socket, readiness wanted, milliseconds timeou
     timeval limit{.tv_sec = static_cast<long>(count / 1000),
                   .tv_usec = static_cast<long>(count % 1000) * 1000};
     const bool reads = wanted == readiness::readable;
-    return ::select(0, reads ? &wanted_set : nullptr, reads ? nullptr : &wanted_set, &failed_set,
-                    timeout < milliseconds::zero() ? nullptr : &limit) > 0;
+    timeval* const wait = timeout < milliseconds::zero() ? nullptr : &limit;
+    return (reads ? ::select(0, &wanted_set, nullptr, nullptr, wait)
+                  : ::select(0, nullptr, &wanted_set, &failed_set, wait)) != 0;
 }
 
 socket_address to_socket_address(int family, int type, int protocol, const void* bytes,
@@ -133,16 +135,14 @@ socket_handle connect_socket(const socket_address& address, milliseconds timeout
     if (!socket.valid()) return {};
     if (::connect(native_of(socket), native_of(address), length_of(address.length)) == 0)
         return socket;
+    // One that failed at once becomes neither writable nor exceptional, and would use up the time.
+    if (::WSAGetLastError() != WSAEWOULDBLOCK) return {};
     if (!wait_writable(socket, timeout)) return {};
     int error = 0;
     int error_length = sizeof error;
     if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
                      &error_length) != 0 ||
         error != 0)
-        return {};
-    sockaddr_storage peer{};
-    int peer_length = sizeof peer;
-    if (::getpeername(native_of(socket), reinterpret_cast<sockaddr*>(&peer), &peer_length) != 0)
         return {};
     return socket;
 }
@@ -185,6 +185,11 @@ broadcast_socket open_broadcast_socket() {
         return opened;
     }
     switch_on(opened.socket, SO_BROADCAST);
+    // Otherwise one host that refuses the question makes the next receive fail, and ends the round.
+    BOOL report_refusals = FALSE;
+    DWORD unused = 0;
+    ::WSAIoctl(native_of(opened.socket), SIO_UDP_CONNRESET, &report_refusals,
+               sizeof report_refusals, nullptr, 0, &unused, nullptr, nullptr);
     sockaddr_in any{};
     any.sin_family = AF_INET;
     if (::bind(native_of(opened.socket), reinterpret_cast<const sockaddr*>(&any), sizeof any) != 0)
@@ -239,7 +244,6 @@ std::uint16_t bound_port(const socket_handle& listener) {
 }
 
 socket_handle accept_connection(const socket_handle& listener) {
-    if (!wait_for(listener, readiness::readable, milliseconds(-1))) return {};
     return take_over(::accept(native_of(listener), nullptr, nullptr));
 }
 

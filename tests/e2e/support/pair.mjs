@@ -49,8 +49,9 @@ export class Pair {
   async settle(policy = {}) {
     await this.main.heal();
     await this.backup.heal();
-    await post('/api/protection', { ...quick_policy, ...policy });
+    // Ahead of the policy: the alert of an output that it names no more would stand for ever.
     await until_status('both servers are well', is_well);
+    await post('/api/protection', { ...quick_policy, ...policy });
     await until('operation is back on Main', async () => (await operate('main')).ok);
     return until_status('Main is active', (now) => now.active === 'main' && is_well(now));
   }
@@ -71,7 +72,12 @@ function is_well(status) {
     status.policySynchronized &&
     status.protection.systems.length === 2 &&
     status.protection.systems.every(
-      ({ ageMs, engineRunning }) => ageMs >= 0 && ageMs < 500 && engineRunning,
+      (health) =>
+        health.ageMs >= 0 &&
+        health.ageMs < 500 &&
+        health.engineRunning &&
+        health.engineResponsive &&
+        !health.frameStalled,
     ) &&
     status.systems.filter(({ uiReady }) => uiReady).length >= 2 &&
     active_alerts(status).every(stands_for_long)
