@@ -102,6 +102,7 @@ void protection_service::run_cycle() {
         std::future<steady_time> ended;
     };
     std::vector<running_poll> polls;
+    polls.reserve(2);
     for (const std::optional<system_record>& system : {main, backup})
         if (system && !system->address.empty())
             polls.push_back(
@@ -111,6 +112,7 @@ void protection_service::run_cycle() {
                      return steady_now();
                  })});
     std::vector<steady_time> ends;
+    ends.reserve(polls.size());
     for (running_poll& poll : polls)
         ends.push_back(poll.ended.get());
     for (std::size_t i = 0; i < polls.size(); ++i)

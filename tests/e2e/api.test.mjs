@@ -62,7 +62,8 @@ test('a_reply_has_the_heads_that_a_page_of_another_port_needs', async () => {
   const body = reply.slice(reply.indexOf('\r\n\r\n') + 4);
   assert.equal(
     reply.slice(0, -body.length),
-    'HTTP/1.1 200 OK\r\nServer: Elvantris Redundancy Control\r\nContent-Type: application/json\r\n' +
+    'HTTP/1.1 200 OK\r\nServer: Elvantris Redundancy Control\r\n' +
+      'Content-Type: application/json\r\n' +
       `Content-Length: ${Buffer.byteLength(body)}\r\nConnection: close\r\n` +
       'Cache-Control: no-store\r\nAccess-Control-Allow-Origin: *\r\n\r\n',
   );
@@ -174,7 +175,7 @@ const bad_policies = [
   [{ startupMs: 60001 }, /startup grace must be 1000-60000 ms\.$/],
   [{ resources: 2 }, /^Resource pressure supports Ignore or Alert only\.$/],
   [{ frames: -1 }, /^Choose Ignore, Alert only, or Alert \+ failover\.$/],
-  [{ outputRules: [{ mainId: 'a', mode: 2 }] }, /^Each protected output needs a unique Main output/],
+  [{ outputRules: [{ mainId: 'a', mode: 2 }] }, /^Each protected output needs a unique Main/],
   [{ actions: Array(33).fill({}) }, /^Maximum 128 output rules and 32 outbound actions\.$/],
   [
     { actions: [{ enabled: true, host: 'h', port: 1, payload: '\\q' }] },

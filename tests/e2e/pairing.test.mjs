@@ -42,7 +42,12 @@ const until_both_ready = () =>
     'both are ready',
     ({ systems }) => systems.filter(({ uiReady }) => uiReady).length === 2,
   );
-const pair = { enabled: true, mainSerial: 'SER-A', backupSerial: 'SER-B', sharedFunctionIds: [7, 3] };
+const pair = {
+  enabled: true,
+  mainSerial: 'SER-A',
+  backupSerial: 'SER-B',
+  sharedFunctionIds: [7, 3],
+};
 
 test('a_pairing_that_the_servers_hold_is_taken_over', async () => {
   await main.hold_pairing([held_main, held_backup], { shared: [9, 2] });
@@ -114,13 +119,13 @@ test('the_pairing_is_written_into_mains_event_and_nothing_else_changes', async (
   });
   const object =
     '{"Enabled":true,"Systems":[' +
-    (await get_status()).systems.map(({ serial }) => {
-      const system = serial === 'SER-A' ? held_main : held_backup;
-      return JSON.stringify(system);
-    }).join(',') +
+    (await get_status()).systems
+      .map(({ serial }) => JSON.stringify(serial === 'SER-A' ? held_main : held_backup))
+      .join(',') +
     '],"SharedFunctionIds":[3,7],"ReplicationRevision":0}';
   const end = eventModel.lastIndexOf(']') + 1;
-  const expected = `${eventModel.slice(0, end)},"OperatorControl":${object}${eventModel.slice(end)}`;
+  const [ahead, behind] = [eventModel.slice(0, end), eventModel.slice(end)];
+  const expected = `${ahead},"OperatorControl":${object}${behind}`;
   assert.equal((await main.report()).lastUpdate, expected);
   const { count, lastHead, lastBody } = await main.calls('UpdateEventModel');
   assert.equal(count, 1);

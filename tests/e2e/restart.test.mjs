@@ -47,7 +47,7 @@ const start_on_main = async () => {
   await workstation.start();
   await until('the pair is saved', () => workstation.saved_state().pairMain === 'SER-A');
   return until_status('both are well', ({ active, protection }) => {
-    const well = protection.systems.filter(({ ageMs, engineRunning }) => ageMs >= 0 && engineRunning);
+    const well = protection.systems.filter((one) => one.ageMs >= 0 && one.engineRunning);
     return active === 'main' && well.length === 2;
   });
 };
@@ -58,10 +58,10 @@ const take_backup = async () => {
 };
 
 for (const [name, end] of [
-  ['orderly', () => workstation.stop()],
-  ['violent', () => workstation.kill()],
+  ['an_orderly', () => workstation.stop()],
+  ['a_violent', () => workstation.kill()],
 ]) {
-  test(`after_an_${name}_end_a_hold_comes_up_on_backup_at_once`.replace('an_v', 'a_v'), async () => {
+  test(`after_${name}_end_a_hold_comes_up_on_backup_at_once`, async () => {
     await take_backup();
     await end();
     // With servers that do not answer, no cycle and no decision could bring operation there.
@@ -295,7 +295,8 @@ test('a_folder_in_place_of_the_file_gives_defaults_and_stays', async () => {
   assert.equal((await get_status()).uiPort, 5270);
   await until('the first pass', () => workstation.log_lines('[status]').length > 0);
   assert.ok(fs.statSync(workstation.config).isDirectory());
-  await until('the vain attempt is cleared away', () => !fs.existsSync(`${workstation.config}.tmp`));
+  const rest = `${workstation.config}.tmp`;
+  await until('the vain attempt is cleared away', () => !fs.existsSync(rest));
 });
 
 test('an_invalid_policy_on_disk_is_told_and_replaced_with_the_pair', async () => {

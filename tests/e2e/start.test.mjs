@@ -105,7 +105,10 @@ test('a_taken_api_port_ends_the_start_with_3', async () => {
   } finally {
     await other.release();
   }
-  assert.match(workstation.log(), /^Unable to start Redundancy Control API on 127\.0\.0\.1:5251\r?\n$/);
+  assert.match(
+    workstation.log(),
+    /^Unable to start Redundancy Control API on 127\.0\.0\.1:5251\r?\n$/,
+  );
   assert.equal(await answers(5270), false);
 });
 

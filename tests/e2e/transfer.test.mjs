@@ -79,13 +79,14 @@ const outputs = (left, right) => [
 const up = { available: true, known: true };
 const down = { available: false, known: true };
 const unknown = { available: true, known: false };
+const output_lost = 'Protected output unavailable: out-1';
 const rule = { outputRules: [{ mainId: 'out-1', backupId: 'out-2', mode: 2 }] };
 const clock = { clock: { engaged: true, healthy: false } };
 
 const chosen_faults = [
-  ['a_protected_output', rule, { outputs: outputs(down, up) }, 'Protected output unavailable: out-1'],
-  ['an_unknown_output', rule, { outputs: outputs(unknown, up) }, 'Protected output unavailable: out-1'],
-  ['a_missing_output', rule, { outputs: [] }, 'Protected output unavailable: out-1'],
+  ['a_protected_output', rule, { outputs: outputs(down, up) }, output_lost],
+  ['an_unknown_output', rule, { outputs: outputs(unknown, up) }, output_lost],
+  ['a_missing_output', rule, { outputs: [] }, output_lost],
   ['the_clock', { clock: 2 }, clock, 'Engaged external clock is unavailable or unlocked.'],
 ];
 for (const [name, policy, fault, reason] of chosen_faults) {
@@ -107,7 +108,7 @@ const alerts_only = [
   ['clock', clock, 'Engaged external clock is unavailable or unlocked.'],
 ];
 for (const [mode, fault, reason] of alerts_only) {
-  test(`${mode}_is_a_warning_alone_where_the_policy_says_so_and_nothing_where_it_is_ignored`, async () => {
+  test(`${mode}_is_a_warning_alone_at_mode_1_and_nothing_at_mode_0`, async () => {
     await pair.settle({ [mode]: 1 });
     const raised = await mark();
     await pair.main.set(fault);
@@ -212,7 +213,8 @@ test('a_failing_step_ends_the_sequence_and_stands_as_an_alert_until_it_succeeds'
   const nobody = step('broken', { port: 7998, retries: 1 });
   await pair.settle({ actions: [step('sent'), nobody, step('never')] });
   const failure =
-    'Transfer to Backup / broken: Connect/send failed or timed out; device execution is unconfirmed.';
+    'Transfer to Backup / broken: ' +
+    'Connect/send failed or timed out; device execution is unconfirmed.';
   assert.equal((await operate('backup')).ok, true);
   const status = await until_alert(failure);
   assert.equal(status.active, 'backup');

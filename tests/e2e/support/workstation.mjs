@@ -82,8 +82,9 @@ export class Workstation {
   }
 
   // The program with the workstation's own files, up to the moment when its API answers.
-  async start(...args) {
-    return this.await_api(this.launch(this.with_config(...(args.length ? args : ['--background']))));
+  async start(...options) {
+    if (options.length === 0) options.push('--background');
+    return this.await_api(this.launch(this.with_config(...options)));
   }
 
   async await_api(started) {
@@ -121,7 +122,8 @@ export class Workstation {
   }
 
   alert_log_lines() {
-    return fs.readFileSync(this.alert_log, 'utf8').trimEnd().split('\n').map((line) => JSON.parse(line));
+    const lines = fs.readFileSync(this.alert_log, 'utf8').trimEnd().split('\n');
+    return lines.map((line) => JSON.parse(line));
   }
 
   opened() {
