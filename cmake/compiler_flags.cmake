@@ -6,9 +6,11 @@ find_package(Threads REQUIRED)
 if(ELVANTRIS_SANITIZE)
     add_compile_options(-fsanitize=${ELVANTRIS_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer -O1 -g)
-    # The instrumented code confuses these of g++; the plain builds keep them as errors.
-    add_compile_options(-Wno-array-bounds -Wno-maybe-uninitialized -Wno-stringop-overflow
-                        -Wno-stringop-overread)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # The instrumented code confuses these of g++; the plain builds keep them as errors.
+        add_compile_options(-Wno-array-bounds -Wno-maybe-uninitialized -Wno-stringop-overflow
+                            -Wno-stringop-overread)
+    endif()
     add_link_options(-fsanitize=${ELVANTRIS_SANITIZE})
 endif()
 
