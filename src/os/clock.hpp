@@ -9,6 +9,7 @@ namespace elvantris::operator_control {
 
 // Whole 64-bit nanoseconds. The value 0 stands for "never" wherever a record keeps one.
 using steady_time = std::chrono::steady_clock::time_point;
+using milliseconds = std::chrono::milliseconds;
 
 steady_time steady_now();
 
@@ -24,7 +25,7 @@ moment now_on_both_clocks();
 
 // Whole milliseconds from `earlier` to `later`, cut towards zero.
 inline std::int64_t milliseconds_between(steady_time earlier, steady_time later) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(later - earlier).count();
+    return std::chrono::duration_cast<milliseconds>(later - earlier).count();
 }
 
 } // namespace elvantris::operator_control

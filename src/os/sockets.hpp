@@ -6,8 +6,9 @@
 // Failure: a value, never an exception.
 #pragma once
 
+#include "os/clock.hpp"
+
 #include <array>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -17,8 +18,6 @@
 #include <vector>
 
 namespace elvantris::operator_control {
-
-using milliseconds = std::chrono::milliseconds;
 
 // The socket layer of the process. Counted by the system: a second one nests inside the first.
 class socket_runtime {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "os/clock.hpp"
 #include "protection/server_health.hpp"
 #include "systems/system_record.hpp"
 
@@ -12,9 +13,10 @@ namespace elvantris::operator_control {
 // know the first. Absent if nothing was learned, for whatever cause.
 //
 // Threads: any; works on its own copy of the record and touches no shared state.
-// Units: 350 ms for each step, and 700 ms for the whole poll after the name is resolved, so that a
-//   server that trickles its answer can't hold the monitor.
+// Units: 350 ms for each step, and `longest` for the whole poll after the name is resolved, so that
+//   a server that trickles its answer can't hold the monitor.
 // Failure: an absent value. Only the allocator may throw.
-std::optional<server_health> ask_health(const system_record& system, std::uint32_t stall_ms);
+std::optional<server_health> ask_health(const system_record& system, std::uint32_t stall_ms,
+                                        milliseconds longest);
 
 } // namespace elvantris::operator_control

@@ -16,8 +16,10 @@ namespace {
 
 constexpr milliseconds cycle_period{250};
 
-// A poll may last longer than the shortest loss time. An answer that has grown so old while the
+constexpr milliseconds longest_poll{700};
+// A poll may last longer than the shortest loss time. A good answer that has grown so old while the
 // other server was waited for is asked for again, or a trickling Main would make Backup look lost.
+// The second poll ends in time to leave the other's answer fresh.
 constexpr milliseconds oldest_answer{400};
 
 } // namespace
@@ -97,9 +99,13 @@ void protection_service::run_cycle() {
         const std::lock_guard lock(lock_);
         return protection_.stall_ms();
     }();
+    struct finished_poll {
+        bool answered = false;
+        steady_time end;
+    };
     struct running_poll {
         system_record system;
-        std::future<steady_time> ended;
+        std::future<finished_poll> result;
     };
     std::vector<running_poll> polls;
     polls.reserve(2);
@@ -107,27 +113,30 @@ void protection_service::run_cycle() {
         if (system && !system->address.empty())
             polls.push_back(
                 {.system = *system,
-                 .ended = std::async(std::launch::async, [this, copy = *system, stall_ms] {
-                     poll_health(copy, stall_ms);
-                     return steady_now();
+                 .result = std::async(std::launch::async, [this, copy = *system, stall_ms] {
+                     const bool answered = poll_health(copy, stall_ms, longest_poll);
+                     return finished_poll{.answered = answered, .end = steady_now()};
                  })});
-    std::vector<steady_time> ends;
-    ends.reserve(polls.size());
+    std::vector<finished_poll> results;
+    results.reserve(polls.size());
     for (running_poll& poll : polls)
-        ends.push_back(poll.ended.get());
+        results.push_back(poll.result.get());
     for (std::size_t i = 0; i < polls.size(); ++i)
-        if (running_ && steady_now() - ends[i] > oldest_answer)
-            poll_health(polls[i].system, stall_ms);
+        if (running_ && results[i].answered && steady_now() - results[i].end > oldest_answer)
+            poll_health(polls[i].system, stall_ms, oldest_answer);
 
     const std::lock_guard lock(lock_);
     protection_.evaluate_cycle(now_on_both_clocks());
     if (protection_.sequence_waiting()) wake_up_.notify_all();
 }
 
-void protection_service::poll_health(const system_record& system, std::uint32_t stall_ms) {
-    std::optional<server_health> health = ask_health(system, stall_ms);
+bool protection_service::poll_health(const system_record& system, std::uint32_t stall_ms,
+                                     milliseconds longest) {
+    std::optional<server_health> health = ask_health(system, stall_ms, longest);
+    const bool answered = health.has_value();
     const std::lock_guard lock(lock_);
     protection_.note_health(system.serial, std::move(health));
+    return answered;
 }
 
 void protection_service::action_worker() {

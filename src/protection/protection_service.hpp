@@ -49,7 +49,8 @@ public:
 private:
     void monitor_loop();
     void run_cycle();
-    void poll_health(const system_record& system, std::uint32_t stall_ms);
+    // Asks and notes what came; true if the server answered.
+    bool poll_health(const system_record& system, std::uint32_t stall_ms, milliseconds longest);
     void action_worker();
     void run_sequence(const outbound_sequence& sequence, std::unique_lock<std::mutex>& lock);
     bool send_step(const outbound_action& step, std::string& failure) const;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <vector>
 
 namespace elvantris::operator_control {
 namespace {
@@ -10,11 +11,12 @@ namespace {
 constexpr std::uint64_t plain_read_limit = 33'554'432;
 constexpr std::size_t read_buffer_size = 16'384;
 
-// How long each single step of one exchange may wait.
+// How long each single step of one exchange may wait. The clock of the whole starts here.
 class step_limit {
 public:
-    step_limit(milliseconds timeout, std::optional<steady_time> deadline)
-        : timeout_(timeout), deadline_(deadline) {}
+    step_limit(milliseconds timeout, std::optional<milliseconds> longest) : timeout_(timeout) {
+        if (longest) deadline_ = steady_now() + *longest;
+    }
 
     milliseconds now() const {
         if (!deadline_) return timeout_;
@@ -28,10 +30,9 @@ private:
     std::optional<steady_time> deadline_;
 };
 
-socket_handle connect_with_timeout(const http_call& call, address_family family,
+socket_handle connect_with_timeout(const std::vector<socket_address>& addresses,
                                    const step_limit& limit) {
-    for (const socket_address& address :
-         resolve_address(call.host, call.port, family, transport::tcp)) {
+    for (const socket_address& address : addresses) {
         if (limit.over()) break;
         if (socket_handle socket = connect_socket(address, limit.now()); socket.valid())
             return socket;
@@ -72,8 +73,10 @@ std::string read_until_closed(const socket_handle& socket, std::uint64_t read_li
 // Absent if the request didn't get out; else all that came back.
 std::optional<std::string> exchange_text(const http_call& call, address_family family,
                                          const std::string& host_header, std::uint64_t read_limit,
-                                         const step_limit& limit) {
-    const socket_handle socket = connect_with_timeout(call, family, limit);
+                                         std::optional<milliseconds> longest) {
+    const auto addresses = resolve_address(call.host, call.port, family, transport::tcp);
+    const step_limit limit(call.timeout, longest);
+    const socket_handle socket = connect_with_timeout(addresses, limit);
     if (!socket.valid()) return std::nullopt;
     if (!send_all(socket, request_text(call, host_header), limit)) return std::nullopt;
     return read_until_closed(socket, read_limit, limit);
@@ -82,16 +85,15 @@ std::optional<std::string> exchange_text(const http_call& call, address_family f
 } // namespace
 
 http_response http_exchange(const http_call& call) {
-    const auto text = exchange_text(call, address_family::ipv4, call.host, plain_read_limit,
-                                    step_limit(call.timeout, std::nullopt));
+    const auto text = exchange_text(call, address_family::ipv4, call.host, plain_read_limit, {});
     return text ? parse_plain_response(*text) : http_response{};
 }
 
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
-                                    std::optional<steady_time> deadline) {
+                                    std::optional<milliseconds> longest) {
     const auto text =
         exchange_text(call, address_family::any, call.host + ':' + std::to_string(call.port),
-                      read_limit, step_limit(call.timeout, deadline));
+                      read_limit, longest);
     return text ? parse_bounded_response(*text) : http_response{};
 }
 

@@ -33,9 +33,9 @@ struct http_call {
 // Reads up to 32 MiB.
 http_response http_exchange(const http_call& call);
 
-// Reads up to `read_limit` bytes, in whole buffers. A `deadline` ends the whole exchange at that
-// moment, whatever the single time-outs would still allow.
+// Reads up to `read_limit` bytes, in whole buffers. `longest` ends the exchange that long after
+// the name is resolved, whatever the single time-outs would still allow.
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
-                                    std::optional<steady_time> deadline = std::nullopt);
+                                    std::optional<milliseconds> longest = std::nullopt);
 
 } // namespace elvantris::operator_control

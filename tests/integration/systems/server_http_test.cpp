@@ -272,8 +272,7 @@ TEST(http_exchange_bounded, ends_at_its_deadline_though_each_single_step_is_quic
         while (connection.wanted() && connection.send("x"))
             std::this_thread::sleep_for(1ms);
     });
-    const http_response response =
-        http_exchange_bounded(get_call(peer.port()), ample, steady_now() + 200ms);
+    const http_response response = http_exchange_bounded(get_call(peer.port()), ample, 200ms);
     EXPECT_EQ(response.status, 200);
     EXPECT_LT(response.body.size(), 100'000U);
 }
@@ -287,15 +286,14 @@ TEST(http_exchange_bounded, ends_at_its_deadline_though_the_server_never_pauses)
         while (connection.wanted() && connection.send(block)) {
         }
     });
-    const http_response response =
-        http_exchange_bounded(get_call(peer.port()), far_limit, steady_now() + 30ms);
+    const http_response response = http_exchange_bounded(get_call(peer.port()), far_limit, 30ms);
     EXPECT_EQ(response.status, 200);
     EXPECT_LT(response.body.size(), far_limit / 2);
 }
 
 TEST(http_exchange_bounded, does_not_ask_after_its_deadline) {
     scripted_peer peer(replies(http_reply_text(200, "hello")));
-    EXPECT_EQ(http_exchange_bounded(get_call(peer.port()), ample, steady_now() - 1ms).status, 0);
+    EXPECT_EQ(http_exchange_bounded(get_call(peer.port()), ample, 0ms).status, 0);
     EXPECT_EQ(peer.connections(), 0U);
 }
 
