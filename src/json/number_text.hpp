@@ -40,7 +40,7 @@ struct parsed_integer {
     bool overflowed = false; // the value is then the type's nearest limit
 };
 
-// Optional white space, optional sign (a minus only for signed types), decimal digits.
+// Optional white space, for signed types an optional sign, decimal digits.
 // Absent without a digit; an overflow saturates and says so.
 template<typename integer>
 std::optional<parsed_integer<integer>> parse_integer(std::string_view text) {
@@ -48,7 +48,7 @@ std::optional<parsed_integer<integer>> parse_integer(std::string_view text) {
     const std::string_view trimmed = skip_white_space(text);
     std::size_t at = 0;
     bool negative = false;
-    if (!trimmed.empty() && (trimmed[0] == '+' || (limits::is_signed && trimmed[0] == '-'))) {
+    if (limits::is_signed && !trimmed.empty() && (trimmed[0] == '+' || trimmed[0] == '-')) {
         negative = trimmed[0] == '-';
         at = 1;
     }
