@@ -41,47 +41,32 @@ std::size_t find_quoted(std::string_view text, std::string_view key) {
     return npos;
 }
 
-// Walks JSON text and tells whether a byte stands inside a string, quotes included.
-class string_tracker {
-public:
-    bool inside_string(char byte) {
-        if (escaped_) {
-            escaped_ = false;
-            return true;
-        }
-        if (in_string_) {
-            if (byte == '\\') escaped_ = true;
-            if (byte == '"') in_string_ = false;
-            return true;
-        }
-        if (byte == '"') in_string_ = true;
-        return in_string_;
-    }
-
-private:
-    bool in_string_ = false;
-    bool escaped_ = false;
-};
-
-// The position behind the bracket that closes the one at `start`; the other kind is not counted.
-std::size_t find_closing(std::string_view text, std::size_t start, char open, char close) {
-    string_tracker tracker;
-    std::size_t depth = 0;
-    for (std::size_t at = start; at < text.size(); ++at) {
-        if (tracker.inside_string(text[at])) continue;
-        if (text[at] == open) ++depth;
-        if (text[at] == close && --depth == 0) return at + 1;
+// The position behind the quote that closes the string which opens at `start`.
+std::size_t find_string_end(std::string_view text, std::size_t start) {
+    const std::size_t content = start + 1;
+    for (std::size_t quote = text.find('"', content); quote != npos;
+         quote = text.find('"', quote + 1)) {
+        std::size_t backslashes = 0;
+        while (quote - backslashes > content && text[quote - backslashes - 1] == '\\')
+            ++backslashes;
+        if (backslashes % 2 == 0) return quote + 1;
     }
     return npos;
 }
 
-// The position behind the quote that closes the string which opens at `start`.
-std::size_t find_string_end(std::string_view text, std::size_t start) {
-    for (std::size_t at = start + 1; at < text.size(); ++at) {
-        if (text[at] == '\\')
-            ++at;
-        else if (text[at] == '"')
+// The position behind the bracket that closes the one at `start`; the other kind is not counted.
+std::size_t find_closing(std::string_view text, std::size_t start, char open, char close) {
+    std::size_t depth = 0;
+    for (std::size_t at = start; at < text.size(); ++at) {
+        if (text[at] == '"') {
+            at = find_string_end(text, at);
+            if (at == npos) return npos;
+            --at;
+        } else if (text[at] == open) {
+            ++depth;
+        } else if (text[at] == close && --depth == 0) {
             return at + 1;
+        }
     }
     return npos;
 }
@@ -140,50 +125,49 @@ bool append_unicode_escape(std::string& out, std::string_view text, std::size_t&
     return true;
 }
 
-// `text` begins behind the opening quote. Absent for a bad escape or without a closing quote.
+// The byte that a short escape stands for; 0 for an escape that JSON doesn't have.
+char short_escape(char letter) {
+    switch (letter) {
+    case '"':
+    case '\\':
+    case '/':
+        return letter;
+    case 'b':
+        return '\b';
+    case 'f':
+        return '\f';
+    case 'n':
+        return '\n';
+    case 'r':
+        return '\r';
+    case 't':
+        return '\t';
+    default:
+        return 0;
+    }
+}
+
+// `text` begins with the opening quote. Absent for a bad escape or without a closing quote.
 std::optional<std::string> unescape_string(std::string_view text) {
+    const std::size_t end = find_string_end(text, 0);
+    if (end == npos) return std::nullopt;
+    const std::string_view content = text.substr(1, end - 2);
     std::string out;
-    out.reserve(64);
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t special = text.find_first_of("\"\\", at);
-        if (special == npos) return std::nullopt;
-        out.append(text, at, special - at);
-        if (text[special] == '"') return out;
-        if (special + 1 >= text.size()) return std::nullopt;
-        at = special + 2;
-        switch (text[special + 1]) {
-        case '"':
-            out += '"';
-            break;
-        case '\\':
-            out += '\\';
-            break;
-        case '/':
-            out += '/';
-            break;
-        case 'b':
-            out += '\b';
-            break;
-        case 'f':
-            out += '\f';
-            break;
-        case 'n':
-            out += '\n';
-            break;
-        case 'r':
-            out += '\r';
-            break;
-        case 't':
-            out += '\t';
-            break;
-        case 'u':
-            if (!append_unicode_escape(out, text, at)) return std::nullopt;
-            break;
-        default:
+    out.reserve(content.size());
+    for (std::size_t at = 0;;) {
+        const std::size_t backslash = content.find('\\', at);
+        out.append(content.substr(at, backslash - at));
+        if (backslash == npos) return out;
+        const char letter = content[backslash + 1]; // the closing quote is not behind a backslash
+        at = backslash + 2;
+        if (letter == 'u') {
+            if (!append_unicode_escape(out, content, at)) return std::nullopt;
+        } else if (const char byte = short_escape(letter); byte != 0) {
+            out += byte;
+        } else {
             return std::nullopt;
         }
     }
-    return std::nullopt;
 }
 
 template<typename integer>
@@ -192,13 +176,6 @@ integer read_integer(std::string_view text, std::string_view key, integer fallba
     if (!value) return fallback;
     const auto parsed = parse_integer<integer>(*value);
     return parsed ? parsed->value : fallback;
-}
-
-std::string_view array_view(std::string_view text, std::string_view key) {
-    const std::optional<std::string_view> value = value_text(text, key);
-    if (!value || value->front() != '[') return {};
-    const std::size_t end = find_closing(*value, 0, '[', ']');
-    return end == npos ? std::string_view{} : value->substr(0, end);
 }
 
 } // namespace
@@ -232,7 +209,7 @@ std::string json_read_string(std::string_view text, std::string_view key,
                              std::string_view fallback) {
     const std::optional<std::string_view> value = value_text(text, key);
     if (!value || value->front() != '"') return std::string(fallback);
-    std::optional<std::string> content = unescape_string(value->substr(1));
+    std::optional<std::string> content = unescape_string(*value);
     return content ? std::move(*content) : std::string(fallback);
 }
 
@@ -242,35 +219,52 @@ std::string json_read_string_pair(std::string_view text, std::string_view first_
     return first.empty() ? json_read_string(text, second_key) : first;
 }
 
+std::string_view json_view_array(std::string_view text, std::string_view key) {
+    const std::optional<std::string_view> value = value_text(text, key);
+    if (!value || value->front() != '[') return {};
+    const std::size_t end = find_closing(*value, 0, '[', ']');
+    return end == npos ? std::string_view{} : value->substr(0, end);
+}
+
 std::string json_read_array_text(std::string_view text, std::string_view key) {
-    return std::string(array_view(text, key));
+    return std::string(json_view_array(text, key));
+}
+
+std::optional<std::string_view> json_object_cursor::next() {
+    std::size_t start = npos;
+    for (; at_ < array_text_.size(); ++at_) {
+        const char byte = array_text_[at_];
+        if (byte == '"') {
+            const std::size_t end = find_string_end(array_text_, at_);
+            if (end == npos) break;
+            at_ = end - 1;
+        } else if (byte == '{') {
+            if (depth_++ == 0) start = at_;
+        } else if (byte == '}' && depth_-- == 1 && start != npos) {
+            return array_text_.substr(start, ++at_ - start);
+        }
+    }
+    at_ = array_text_.size();
+    return std::nullopt;
 }
 
 std::vector<std::string_view> json_split_object_list(std::string_view array_text) {
     std::vector<std::string_view> objects;
-    string_tracker tracker;
-    // Unsigned on purpose: behind a stray closing brace, which wraps it, no object counts any more.
-    std::uint32_t depth = 0;
-    std::size_t start = npos;
-    for (std::size_t at = 0; at < array_text.size(); ++at) {
-        if (tracker.inside_string(array_text[at])) continue;
-        if (array_text[at] == '{' && depth++ == 0) start = at;
-        if (array_text[at] == '}' && depth-- == 1 && start != npos) {
-            objects.push_back(array_text.substr(start, at + 1 - start));
-            start = npos;
-        }
-    }
+    json_object_cursor cursor(array_text);
+    while (const auto object = cursor.next())
+        objects.push_back(*object);
     return objects;
 }
 
 std::vector<std::string> json_read_object_list(std::string_view text, std::string_view key) {
-    const std::vector<std::string_view> objects = json_split_object_list(array_view(text, key));
+    const std::vector<std::string_view> objects =
+        json_split_object_list(json_view_array(text, key));
     return {objects.begin(), objects.end()};
 }
 
 std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view key) {
     std::set<std::int32_t> values;
-    std::string_view rest = array_view(text, key);
+    std::string_view rest = json_view_array(text, key);
     while (true) {
         const std::size_t start = rest.find_first_of("-0123456789");
         if (start == npos) return values;

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -39,7 +40,9 @@ std::string json_read_string(std::string_view text, std::string_view key,
 std::string json_read_string_pair(std::string_view text, std::string_view first_key,
                                   std::string_view second_key);
 
-// The raw text of the array, brackets included; empty if there is none.
+// The raw text of the array, brackets included; empty if there is none. The view points into
+// `text`.
+std::string_view json_view_array(std::string_view text, std::string_view key);
 std::string json_read_array_text(std::string_view text, std::string_view key);
 
 // The raw text of each object in the array; elements that are not objects are skipped.
@@ -47,6 +50,21 @@ std::vector<std::string> json_read_object_list(std::string_view text, std::strin
 
 // The same for an array's text that the caller holds already. The views point into it.
 std::vector<std::string_view> json_split_object_list(std::string_view array_text);
+
+// The same, one object at a time, for an array that may hold millions.
+class json_object_cursor {
+public:
+    explicit json_object_cursor(std::string_view array_text) : array_text_(array_text) {}
+
+    // Absent behind the last object.
+    std::optional<std::string_view> next();
+
+private:
+    std::string_view array_text_;
+    std::size_t at_ = 0;
+    // Unsigned on purpose: behind a stray closing brace, which wraps it, no object counts any more.
+    std::uint32_t depth_ = 0;
+};
 
 // Every run of digits in the array, also inside strings and nested values.
 std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view key);
