@@ -1,0 +1,171 @@
+#include "decks/deck_protocol.hpp"
+
+#include "decks/base64.hpp"
+#include "os/standard_streams.hpp"
+#include "json/escape.hpp"
+#include "json/field_scanner.hpp"
+
+#include <optional>
+
+namespace elvantris::operator_control {
+namespace {
+
+// "name":"value"
+std::string text_field(std::string_view name, const std::string& value) {
+    return '"' + std::string(name) + "\":\"" + json_escape(value) + '"';
+}
+
+// "name":7
+std::string number_field(std::string_view name, std::int32_t value) {
+    return '"' + std::string(name) + "\":" + std::to_string(value);
+}
+
+std::string write_deck(const deck_info& deck) {
+    return '{' + text_field("Serial", deck.serial) + ',' + text_field("PID", deck.pid) + ',' +
+           text_field("DeviceName", deck.device_name) + ',' +
+           number_field("KeyCount", deck.key_count) + ',' +
+           text_field("DevicePath", deck.device_path) + ',' +
+           number_field("KeyWidth", deck.key_width) + ',' +
+           number_field("KeyHeight", deck.key_height) + ',' +
+           text_field("ImageFormat", deck.image_format) + ',' +
+           number_field("ImageRotation", deck.image_rotation) + '}';
+}
+
+std::string encode_for_query(std::string_view text) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    constexpr std::string_view plain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
+    std::string encoded;
+    for (const char byte : text) {
+        if (plain.find(byte) != std::string_view::npos) {
+            encoded += byte;
+        } else if (byte == ' ') {
+            encoded += '+';
+        } else {
+            const auto value = static_cast<unsigned char>(byte);
+            encoded += {'%', digits[value / 16U], digits[value % 16U]};
+        }
+    }
+    return encoded;
+}
+
+// Both spellings of a key; PascalCase decides where both can be read.
+struct key_pair {
+    std::string_view camel;
+    std::string_view pascal;
+};
+
+std::int32_t read_number(std::string_view text, key_pair key, std::int32_t fallback = 0) {
+    return json_read_int(text, key.pascal, json_read_int(text, key.camel, fallback));
+}
+
+bool read_bool(std::string_view text, key_pair key) {
+    return json_read_bool(text, key.pascal, json_read_bool(text, key.camel, false));
+}
+
+// An empty PascalCase string counts too, unlike in the servers' other replies.
+std::string read_text(std::string_view text, key_pair key) {
+    return json_read_string(text, key.pascal, json_read_string(text, key.camel));
+}
+
+// Calls `visit` for each object of the list, in order.
+template<typename visitor>
+void read_list(std::string_view text, key_pair key, visitor visit) {
+    bool any = false;
+    for (const std::string_view name : {key.pascal, key.camel}) {
+        json_object_cursor objects(json_view_array(text, name));
+        while (const auto object = objects.next()) {
+            any = true;
+            visit(*object);
+        }
+        if (any) return;
+    }
+}
+
+void read_key(std::string_view text, deck_view& view) {
+    const std::int32_t index = read_number(text, {"index", "Index"});
+    // White space alone decodes to nothing, as an empty text does: the key is to be cleared.
+    std::optional<std::string> image = decode_base64(read_text(text, {"data", "Data"}));
+    if (!image) {
+        write_error_line("[streamdeck] rejected invalid Base64 image from server deck=" +
+                         view.serial + " key=" + std::to_string(index));
+        return;
+    }
+    view.keys.push_back({.index = index, .image = std::move(*image)});
+}
+
+deck_cue read_cue(std::string_view text) {
+    return {.function_id = read_number(text, {"functionId", "FunctionId"}),
+            .delay_ms = read_number(text, {"delayMs", "DelayMs"}),
+            .action = read_text(text, {"action", "Action"}),
+            .address = read_text(text, {"address", "Address"}),
+            .port = read_number(text, {"port", "Port"}),
+            .payload = read_text(text, {"payload", "Payload"}),
+            .release_payload = read_text(text, {"releasePayload", "ReleasePayload"}),
+            .page_delta = read_number(text, {"pageDelta", "PageDelta"})};
+}
+
+void read_script(std::string_view text, deck_view& view) {
+    std::vector<deck_cue>& cues = view.scripts[read_number(text, {"index", "Index"})];
+    cues.clear();
+    read_list(text, {"cues", "Cues"}, [&](std::string_view cue) { cues.push_back(read_cue(cue)); });
+}
+
+deck_view read_view(std::string_view text) {
+    deck_view view{.serial = read_text(text, {"serial", "Serial"}),
+                   .page = read_number(text, {"page", "Page"}, 1),
+                   .use_splash = read_bool(text, {"useSplash", "UseSplash"}),
+                   .keys = {},
+                   .scripts = {}};
+    read_list(text, {"keys", "Keys"}, [&](std::string_view key) { read_key(key, view); });
+    read_list(text, {"scripts", "Scripts"},
+              [&](std::string_view script) { read_script(script, view); });
+    return view;
+}
+
+} // namespace
+
+std::string write_registration(const std::string& session_id, const std::string& machine_name,
+                               const std::vector<deck_info>& decks) {
+    std::string body = '{' + text_field("SessionId", session_id) + ',' +
+                       text_field("MachineName", machine_name) + ",\"Decks\":[";
+    for (const deck_info& deck : decks) {
+        if (&deck != &decks.front()) body += ',';
+        body += write_deck(deck);
+    }
+    return body + "]}";
+}
+
+std::string write_key_event(const std::string& session_id, const std::string& serial,
+                            std::int32_t key, bool down) {
+    return '{' + text_field("SessionId", session_id) + ',' + text_field("Serial", serial) + ',' +
+           number_field("Index", key) + ",\"IsDown\":" + std::string(json_bool(down)) + '}';
+}
+
+std::string write_page(const std::string& session_id, const std::string& serial,
+                       std::int32_t page) {
+    return '{' + text_field("SessionId", session_id) + ',' + text_field("Serial", serial) + ',' +
+           number_field("Page", page) + '}';
+}
+
+std::string write_detach(const std::string& session_id) {
+    return '{' + text_field("SessionId", session_id) + '}';
+}
+
+std::string state_path(const std::string& session_id, std::int64_t since) {
+    return "/Home/OperatorDeckState?sessionId=" + encode_for_query(session_id) +
+           "&since=" + std::to_string(since);
+}
+
+deck_state_reply read_deck_state(std::string_view body, std::int64_t since) {
+    deck_state_reply reply{.generation = json_read_int64(
+                               body, "Generation", json_read_int64(body, "generation", since)),
+                           .changed = read_bool(body, {"changed", "Changed"}),
+                           .decks = {},
+                           .accepted = true};
+    read_list(body, {"decks", "Decks"},
+              [&](std::string_view deck) { reply.decks.push_back(read_view(deck)); });
+    return reply;
+}
+
+} // namespace elvantris::operator_control

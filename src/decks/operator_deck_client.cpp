@@ -1,0 +1,75 @@
+#include "decks/operator_deck_client.hpp"
+
+#include "systems/server_http.hpp"
+
+#include <chrono>
+#include <string_view>
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr std::uint64_t answer_limit = 33'554'432;
+constexpr std::uint64_t state_limit = 67'108'864;
+constexpr std::chrono::seconds longest_exchange{10};
+
+http_response exchange(const http_call& call, std::uint64_t read_limit) {
+    return http_exchange_bounded(call, read_limit, longest_exchange);
+}
+
+bool post(const system_record& server, std::string_view operation, std::string body,
+          milliseconds timeout) {
+    const http_response response = exchange({.host = server.address,
+                                             .port = server.webPort,
+                                             .method = "POST",
+                                             .path = "/Home/" + std::string(operation),
+                                             .body = std::move(body),
+                                             .content_type = "application/json",
+                                             .timeout = timeout},
+                                            answer_limit);
+    return response.status >= 200 && response.status <= 299;
+}
+
+} // namespace
+
+bool operator_deck_client::post_register(const system_record& server, const std::string& session_id,
+                                         const std::string& machine_name,
+                                         const std::vector<deck_info>& decks,
+                                         milliseconds timeout) const {
+    return post(server, "OperatorDeckRegister", write_registration(session_id, machine_name, decks),
+                timeout);
+}
+
+deck_state_reply operator_deck_client::get_state(const system_record& server,
+                                                 const std::string& session_id, std::int64_t since,
+                                                 milliseconds timeout) const {
+    const http_response response = exchange({.host = server.address,
+                                             .port = server.webPort,
+                                             .method = "GET",
+                                             .path = state_path(session_id, since),
+                                             .body = {},
+                                             .content_type = {},
+                                             .timeout = timeout},
+                                            state_limit);
+    if (response.status != 200) return {};
+    return read_deck_state(response.body, since);
+}
+
+bool operator_deck_client::post_key_event(const system_record& server,
+                                          const std::string& session_id, const std::string& serial,
+                                          std::int32_t key, bool down, milliseconds timeout) const {
+    return post(server, "OperatorDeckKeyEvent", write_key_event(session_id, serial, key, down),
+                timeout);
+}
+
+bool operator_deck_client::post_set_page(const system_record& server, const std::string& session_id,
+                                         const std::string& serial, std::int32_t page,
+                                         milliseconds timeout) const {
+    return post(server, "OperatorDeckSetPage", write_page(session_id, serial, page), timeout);
+}
+
+bool operator_deck_client::post_detach(const system_record& server, const std::string& session_id,
+                                       milliseconds timeout) const {
+    return post(server, "OperatorDeckDetach", write_detach(session_id), timeout);
+}
+
+} // namespace elvantris::operator_control

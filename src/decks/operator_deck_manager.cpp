@@ -1,0 +1,214 @@
+#include "decks/operator_deck_manager.hpp"
+
+#include "os/process.hpp"
+#include "os/standard_streams.hpp"
+#include "json/escape.hpp"
+
+#include <chrono>
+#include <exception>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr std::chrono::seconds registration_period{2};
+constexpr milliseconds pass_pause{100};
+
+constexpr milliseconds register_timeout{750};
+constexpr milliseconds state_timeout{1500};
+constexpr milliseconds key_timeout{600};
+constexpr milliseconds page_timeout{500};
+constexpr milliseconds detach_timeout{300};
+
+std::string known_machine_name() {
+    std::string name = host_name();
+    return name.empty() ? "operator" : name;
+}
+
+bool in_pair(const system_record& system) {
+    return system.role == system_role::main || system.role == system_role::backup;
+}
+
+// The end of every line about a key.
+std::string describe(const deck_key_event& event) {
+    return " deck=" + event.serial + " key=" + std::to_string(event.key) +
+           " down=" + std::string(json_bool(event.down));
+}
+
+} // namespace
+
+operator_deck_manager::operator_deck_manager(controller_registry& registry,
+                                             streamdeck_adapter& adapter)
+    : controller_(registry),
+      adapter_(adapter),
+      machine_name_(known_machine_name()),
+      session_id_("operator-control-" + machine_name_) {}
+
+operator_deck_manager::~operator_deck_manager() {
+    stop();
+}
+
+bool operator_deck_manager::start() {
+    if (running_.exchange(true)) return true;
+    adapter_.set_key_handler([this](const std::string& serial, std::int32_t key, bool down) {
+        const std::lock_guard lock(mutex_);
+        key_queue_.push_back({.serial = serial, .key = key, .down = down});
+    });
+    worker_ = std::thread([this] { work(); });
+    return true;
+}
+
+void operator_deck_manager::stop() {
+    if (!running_.exchange(false)) return;
+    if (worker_.joinable()) worker_.join();
+    for (const system_record& system : controller_.systems())
+        if (system.uiReady) client_.post_detach(system, session_id_, detach_timeout);
+}
+
+void operator_deck_manager::work() {
+    next_registration_ = steady_time::min();
+    while (running_) {
+        try {
+            run_pass();
+        } catch (const std::exception& failure) {
+            write_error_line("[streamdeck] manager: " + std::string(failure.what()));
+        }
+        std::this_thread::sleep_for(pass_pause);
+    }
+}
+
+void operator_deck_manager::run_pass() {
+    const steady_time now = steady_now();
+    const std::vector<system_record> systems = controller_.systems();
+    const std::optional<system_record> active = controller_.active_system();
+    const std::vector<deck_info> decks = adapter_.list_decks();
+
+    if (now >= next_registration_) {
+        register_decks(systems, decks);
+        next_registration_ = now + registration_period;
+    }
+    settle_authority(active);
+    for (const system_record& system : systems) {
+        const bool has_authority = active && active->serial == system.serial;
+        if (system.uiReady && (in_pair(system) || has_authority)) poll(system, has_authority);
+    }
+    drain_keys();
+}
+
+void operator_deck_manager::register_decks(const std::vector<system_record>& systems,
+                                           const std::vector<deck_info>& decks) {
+    for (const system_record& system : systems) {
+        if (!system.uiReady) continue;
+        if (client_.post_register(system, session_id_, machine_name_, decks, register_timeout))
+            write_output_line("[streamdeck] registered " + std::to_string(decks.size()) +
+                              " deck(s) with " + system.serial);
+    }
+}
+
+void operator_deck_manager::settle_authority(const std::optional<system_record>& active) {
+    const std::string authority = active ? active->serial : std::string();
+    if (authority == display_authority_) return;
+    if (active && !display_authority_.empty()) hand_over_pages(*active);
+    if (active) {
+        // The poll of this pass then asks for everything, which repaints every key.
+        const std::lock_guard lock(mutex_);
+        sessions_[authority].generation = 0;
+    }
+    display_authority_ = authority;
+    write_output_line("[streamdeck] display authority=" + (authority.empty() ? "none" : authority));
+}
+
+void operator_deck_manager::hand_over_pages(const system_record& to) {
+    std::vector<std::pair<std::string, std::int32_t>> pages;
+    {
+        const std::lock_guard lock(mutex_);
+        const auto session = sessions_.find(display_authority_);
+        if (session == sessions_.end()) return;
+        for (const auto& [serial, view] : session->second.decks)
+            pages.emplace_back(serial, view.page);
+    }
+    for (const auto& [serial, page] : pages)
+        client_.post_set_page(to, session_id_, serial, page, page_timeout);
+}
+
+void operator_deck_manager::poll(const system_record& server, bool has_authority) {
+    std::int64_t since = 0;
+    {
+        const std::lock_guard lock(mutex_);
+        since = sessions_[server.serial].generation;
+    }
+    deck_state_reply reply = client_.get_state(server, session_id_, since, state_timeout);
+    if (!reply.accepted) return;
+
+    const std::lock_guard lock(mutex_);
+    server_deck_session& session = sessions_[server.serial];
+    session.generation = reply.generation;
+    if (reply.changed) apply(reply, session, has_authority);
+}
+
+void operator_deck_manager::apply(deck_state_reply& reply, server_deck_session& session,
+                                  bool has_authority) {
+    for (deck_view& view : reply.decks) {
+        deck_view& kept = session.decks[view.serial];
+        kept = std::move(view);
+        if (has_authority) paint(kept);
+    }
+}
+
+void operator_deck_manager::paint(const deck_view& view) {
+    if (view.use_splash) {
+        adapter_.show_splash(view.serial);
+        return;
+    }
+    for (const deck_key_image& key : view.keys) {
+        if (key.image.empty())
+            adapter_.clear_key(view.serial, key.index);
+        else
+            adapter_.set_key_image(view.serial, key.index, key.image);
+    }
+}
+
+void operator_deck_manager::drain_keys() {
+    std::deque<deck_key_event> events;
+    {
+        const std::lock_guard lock(mutex_);
+        events.swap(key_queue_);
+    }
+    for (const deck_key_event& event : events)
+        deliver(event);
+}
+
+void operator_deck_manager::deliver(const deck_key_event& event) {
+    const std::optional<system_record> active = controller_.active_system();
+    if (!active) return;
+    const std::vector<system_record> systems = controller_.systems();
+    const bool accepted = controller_.enabled() && controller_.has_pair()
+                              ? deliver_to_pair(systems, event)
+                              : send_key(*active, event);
+    if (!accepted)
+        write_error_line("[streamdeck] key event was not accepted by any Elvantris server" +
+                         describe(event));
+}
+
+bool operator_deck_manager::deliver_to_pair(const std::vector<system_record>& systems,
+                                            const deck_key_event& event) {
+    bool accepted = false;
+    for (const system_record& system : systems) {
+        if (!system.uiReady || !in_pair(system)) continue;
+        if (send_key(system, event))
+            accepted = true;
+        else
+            write_error_line("[streamdeck] key event delivery failed server=" + system.serial +
+                             describe(event));
+    }
+    return accepted;
+}
+
+bool operator_deck_manager::send_key(const system_record& server, const deck_key_event& event) {
+    return client_.post_key_event(server, session_id_, event.serial, event.key, event.down,
+                                  key_timeout);
+}
+
+} // namespace elvantris::operator_control
