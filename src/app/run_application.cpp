@@ -6,6 +6,8 @@
 #include "app/second_instance.hpp"
 #include "app/tray_status.hpp"
 #include "app/ui_address.hpp"
+#include "decks/hid_streamdeck_adapter.hpp"
+#include "decks/operator_deck_manager.hpp"
 #include "local/api_server.hpp"
 #include "local/ui_shell_server.hpp"
 #include "os/clock.hpp"
@@ -92,17 +94,18 @@ bool follow_ui_port(controller_registry& registry, ui_shell_server& shell, platf
     return true;
 }
 
-void refresh(controller_registry& registry, platform_app& platform) {
+void refresh(controller_registry& registry, streamdeck_adapter& adapter, platform_app& platform) {
     try {
         run_refresh_pass(registry);
-        platform.update_status(build_tray_status(registry, 0));
+        platform.update_status(build_tray_status(registry, adapter.list_decks().size()));
     } catch (const std::exception& failure) {
         write_error_line("Redundancy Control refresh: " + std::string(failure.what()));
     }
 }
 
 // Tray events about twenty times a second, a refresh pass 2 seconds after the end of the last.
-void run_main_loop(controller_registry& registry, ui_shell_server& shell, platform_app& platform) {
+void run_main_loop(controller_registry& registry, streamdeck_adapter& adapter,
+                   ui_shell_server& shell, platform_app& platform) {
     std::uint16_t bound_port = shell.port();
     steady_time next_refresh = steady_time::min();
     while (application_running) {
@@ -112,7 +115,7 @@ void run_main_loop(controller_registry& registry, ui_shell_server& shell, platfo
             return;
         }
         if (steady_now() >= next_refresh) {
-            refresh(registry, platform);
+            refresh(registry, adapter, platform);
             next_refresh = steady_now() + refresh_period;
         }
         std::this_thread::sleep_for(event_period);
@@ -123,8 +126,9 @@ void run_main_loop(controller_registry& registry, ui_shell_server& shell, platfo
 exit_code run_services(const launch_options& options, const std::string& log_path,
                        controller_registry& registry) {
     command_router router(registry);
+    const std::unique_ptr<streamdeck_adapter> adapter = create_hid_streamdeck_adapter();
     protection_service protection(registry);
-    api_server api(registry, router, protection);
+    api_server api(registry, router, *adapter, protection);
     if (!api.start(api_port)) {
         write_error_line("Unable to start Redundancy Control API on 127.0.0.1:5251");
         return exit_no_api_port;
@@ -137,6 +141,9 @@ exit_code run_services(const launch_options& options, const std::string& log_pat
     }
     registry.set_runtime_ui_port(shell.port());
     protection.start();
+    if (!adapter->start()) write_error_line("[streamdeck] unable to initialize native HID backend");
+    operator_deck_manager decks(registry, *adapter);
+    decks.start();
 
     const auto open_page = [&registry](bool configure) {
         open_external(ui_address(registry.ui_port(), configure));
@@ -149,10 +156,12 @@ exit_code run_services(const launch_options& options, const std::string& log_pat
     if (!options.background && (registry.open_browser_on_start() || options.configure))
         open_page(options.configure);
 
-    run_main_loop(registry, shell, *platform);
+    run_main_loop(registry, *adapter, shell, *platform);
 
     platform->shutdown();
     protection.stop();
+    decks.stop();
+    adapter->stop();
     shell.stop();
     api.stop();
     return exit_normal;

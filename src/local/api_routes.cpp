@@ -46,6 +46,22 @@ std::string write_delivery(const delivery_result& delivery) {
            ",\"error\":\"" + json_escape(delivery.error) + "\"}";
 }
 
+std::string write_deck(const deck_info& deck) {
+    return "{\"serial\":\"" + json_escape(deck.serial) + "\",\"name\":\"" +
+           json_escape(deck.device_name) + "\",\"productId\":\"" + json_escape(deck.pid) +
+           "\",\"keyCount\":" + std::to_string(deck.key_count) + '}';
+}
+
+// "streamDeckCount":1,"streamDecks":[...]
+std::string write_decks(const std::vector<deck_info>& decks) {
+    std::string text = "\"streamDeckCount\":" + std::to_string(decks.size()) + ",\"streamDecks\":[";
+    for (const deck_info& deck : decks) {
+        if (&deck != &decks.front()) text += ',';
+        text += write_deck(deck);
+    }
+    return text + ']';
+}
+
 struct settings {
     bool enabled = false;
     std::string main_serial;
@@ -117,9 +133,9 @@ api_reply api_routes::status() {
     body.pop_back();
     const auto active = registry_.active_system();
     body += ",\"active\":\"" + registry_.active_role() + "\",\"activeSerial\":\"" +
-            json_escape(active ? active->serial : std::string()) +
-            "\",\"streamDeckCount\":0,\"streamDecks\":[],\"protection\":" +
-            protection_.protection_status_json() + ",\"configPath\":\"" +
+            json_escape(active ? active->serial : std::string()) + "\"," +
+            write_decks(adapter_.list_decks()) +
+            ",\"protection\":" + protection_.protection_status_json() + ",\"configPath\":\"" +
             json_escape(registry_.configuration_path()) + "\"}";
     return {.body = std::move(body)};
 }

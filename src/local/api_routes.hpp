@@ -4,6 +4,7 @@
 // judges; only the replies of the route table exist.
 #pragma once
 
+#include "decks/streamdeck_adapter.hpp"
 #include "local/http_request.hpp"
 #include "protection/protection_service.hpp"
 #include "routing/command_router.hpp"
@@ -22,9 +23,9 @@ struct api_reply {
 
 class api_routes {
 public:
-    api_routes(controller_registry& registry, command_router& router,
+    api_routes(controller_registry& registry, command_router& router, streamdeck_adapter& adapter,
                protection_service& protection)
-        : registry_(registry), router_(router), protection_(protection) {}
+        : registry_(registry), router_(router), adapter_(adapter), protection_(protection) {}
 
     // Method and path are compared byte for byte. Blocks for as long as the route's work takes.
     api_reply answer(const http_request& request);
@@ -43,6 +44,7 @@ private:
 
     controller_registry& registry_;
     command_router& router_;
+    streamdeck_adapter& adapter_;
     protection_service& protection_;
 };
 

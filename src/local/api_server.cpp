@@ -11,8 +11,8 @@ constexpr int backlog = 16;
 } // namespace
 
 api_server::api_server(controller_registry& registry, command_router& router,
-                       protection_service& protection)
-    : routes_(registry, router, protection),
+                       streamdeck_adapter& adapter, protection_service& protection)
+    : routes_(registry, router, adapter, protection),
       server_(backlog, [this](const socket_handle& connection) { serve(connection); }) {}
 
 void api_server::serve(const socket_handle& connection) {

@@ -11,7 +11,7 @@ namespace elvantris::operator_control {
 // one request runs to its end before the next is read, and so the routes need no lock of their own.
 class api_server {
 public:
-    api_server(controller_registry& registry, command_router& router,
+    api_server(controller_registry& registry, command_router& router, streamdeck_adapter& adapter,
                protection_service& protection);
 
     bool start(std::uint16_t port) { return server_.start(port); }

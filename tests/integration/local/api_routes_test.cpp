@@ -1,6 +1,7 @@
 #include "local/api_routes.hpp"
 
 #include "integration/support/captured_output.hpp"
+#include "integration/support/recording_decks.hpp"
 #include "integration/support/temporary_folder.hpp"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,8 @@ TEST(api_routes, write_a_line_for_each_request_to_route_also_for_a_refused_one) 
     controller_registry registry(folder.file("operator-control.json"));
     command_router router(registry);
     protection_service protection(registry);
-    api_routes routes(registry, router, protection);
+    recording_decks decks;
+    api_routes routes(registry, router, decks, protection);
     const std::map<std::string, std::string> lines = {
         {R"({"functionId":0,"payload":"x"})",
          "[route] request function=0 target=<auto> payloadBytes=1\n"},

@@ -2,6 +2,7 @@
 
 #include "integration/support/captured_output.hpp"
 #include "integration/support/loopback_client.hpp"
+#include "integration/support/recording_decks.hpp"
 #include "integration/support/scripted_peer.hpp"
 #include "integration/support/temporary_folder.hpp"
 #include "os/files.hpp"
@@ -85,7 +86,8 @@ public:
     controller_registry registry{folder.file("operator-control.json")};
     command_router router{registry};
     protection_service protection{registry};
-    api_server server{registry, router, protection};
+    recording_decks decks;
+    api_server server{registry, router, decks, protection};
 };
 
 bool contains(const std::string& text, const std::string& piece) {
