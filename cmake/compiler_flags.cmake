@@ -5,7 +5,7 @@ find_package(Threads REQUIRED)
 
 if(ELVANTRIS_SANITIZE)
     add_compile_options(-fsanitize=${ELVANTRIS_SANITIZE} -fno-sanitize-recover=all
-                        -fno-omit-frame-pointer -O1 -g)
+                        -fno-omit-frame-pointer -O1 -g1)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         # The instrumented code confuses these of g++; the plain builds keep them as errors.
         add_compile_options(-Wno-array-bounds -Wno-maybe-uninitialized -Wno-stringop-overflow

@@ -13,6 +13,7 @@ function(embed_splash target folder)
         DEPENDS ${tiles} ${script}
         COMMENT "Embedding the splash tiles"
         VERBATIM)
+    set_source_files_properties(${source} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
     target_sources(${target} PRIVATE ${source})
 endfunction()
 

@@ -1,13 +1,13 @@
 #include "decks/hid_text.hpp"
 
-#include <cstddef>
+#include <type_traits>
 
 namespace elvantris::operator_control {
 
 std::string narrow(const wchar_t* text) {
     std::string narrowed;
     for (; text != nullptr && *text != L'\0'; ++text) {
-        const auto unit = static_cast<std::uint32_t>(*text);
+        const auto unit = static_cast<std::make_unsigned_t<wchar_t>>(*text);
         if (unit <= 127)
             narrowed += static_cast<char>(unit);
         else

@@ -6,14 +6,14 @@
 namespace elvantris::operator_control {
 namespace {
 
-constexpr int backlog = 16;
+constexpr int api_backlog = 16;
 
 } // namespace
 
 api_server::api_server(controller_registry& registry, command_router& router,
                        streamdeck_adapter& adapter, protection_service& protection)
     : routes_(registry, router, adapter, protection),
-      server_(backlog, [this](const socket_handle& connection) { serve(connection); }) {}
+      server_(api_backlog, [this](const socket_handle& connection) { serve(connection); }) {}
 
 void api_server::serve(const socket_handle& connection) {
     http_request request;

@@ -3,7 +3,7 @@
 namespace elvantris::operator_control {
 namespace {
 
-constexpr milliseconds stop_check{100};
+constexpr milliseconds stop_check_while_sending{100};
 
 std::string_view reason_phrase(int status) {
     if (status == 200) return "OK";
@@ -15,7 +15,7 @@ std::string_view reason_phrase(int status) {
 void send_to_client(const socket_handle& connection, const std::atomic<bool>& running,
                     std::string_view bytes) {
     while (!bytes.empty()) {
-        while (!wait_writable(connection, stop_check))
+        while (!wait_writable(connection, stop_check_while_sending))
             if (!running) return;
         const std::size_t sent = send_some(connection, bytes, milliseconds::zero());
         if (sent == 0) return;

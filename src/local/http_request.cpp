@@ -12,7 +12,7 @@ constexpr std::string_view line_end = "\r\n";
 constexpr std::string_view header_end_text = "\r\n\r\n";
 constexpr std::size_t longest_request = 4'194'304;
 constexpr std::size_t read_size = 8192;
-constexpr milliseconds stop_check{100};
+constexpr milliseconds stop_check_while_reading{100};
 
 std::uint32_t announced_length(std::string_view headers) {
     std::size_t at = headers.find("Content-Length:");
@@ -59,7 +59,7 @@ bool read_http_request(const socket_handle& connection, const std::atomic<bool>&
     request_assembler assembler;
     std::array<char, read_size> buffer{};
     while (true) {
-        while (!wait_readable(connection, stop_check))
+        while (!wait_readable(connection, stop_check_while_reading))
             if (!running) return false;
         const std::size_t received = receive_some(connection, buffer, milliseconds::zero());
         if (received == 0) return false;

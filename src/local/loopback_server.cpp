@@ -7,7 +7,7 @@ namespace elvantris::operator_control {
 namespace {
 
 constexpr milliseconds wake_limit{500};
-constexpr milliseconds stop_check{250}; // should the knock of a stop not come through
+constexpr milliseconds stop_check_while_idle{250}; // should the knock of a stop not come through
 constexpr milliseconds pause_after_failure{20};
 
 } // namespace
@@ -44,7 +44,7 @@ void loopback_server::stop() {
 
 void loopback_server::accept_connections() {
     while (true) {
-        const bool somebody_waits = wait_readable(listen_socket_, stop_check);
+        const bool somebody_waits = wait_readable(listen_socket_, stop_check_while_idle);
         if (!running_) return;
         if (!somebody_waits) continue;
         socket_handle connection = accept_connection(listen_socket_);

@@ -10,7 +10,7 @@
 namespace elvantris::operator_control {
 namespace {
 
-constexpr int backlog = 64;
+constexpr int shell_backlog = 64;
 constexpr std::size_t longest_first_segment = 16'383;
 constexpr milliseconds no_limit{-1};
 
@@ -53,7 +53,7 @@ std::string answer_shell_request(std::string_view first_segment) {
 }
 
 ui_shell_server::ui_shell_server()
-    : server_(backlog, [](socket_handle connection) {
+    : server_(shell_backlog, [](socket_handle connection) {
           try {
               std::thread([owned = std::move(connection)] { serve(owned); }).detach();
           } catch (const std::system_error&) {

@@ -11,7 +11,7 @@ namespace elvantris::operator_control {
 namespace {
 
 constexpr std::uint16_t discovery_port = 1255;
-constexpr std::string_view request_text = "elvantris-server?";
+constexpr std::string_view question = "elvantris-server?";
 constexpr std::string_view reply_text = "elvantris-server!";
 constexpr std::size_t longest_reply = 2047;
 constexpr std::chrono::seconds longest_round{5};
@@ -34,7 +34,7 @@ std::vector<std::string_view> split_at_commas(std::string_view text) {
 void broadcast_request(const socket_handle& socket) {
     for (const std::uint32_t target : broadcast_targets(list_interface_addresses()))
         if (const auto to = ipv4_address(dotted_text(target), discovery_port))
-            send_datagram(socket, *to, request_text);
+            send_datagram(socket, *to, question);
 }
 
 } // namespace
