@@ -18,6 +18,8 @@ control_call::control_call(server_state& state, http_front& front)
       front_(front),
       server_(state.options().bind_address, state.options().simulator_port,
               [this](httplib::Server& server) {
+                  // The console page comes from elsewhere.
+                  server.set_default_headers({{"Access-Control-Allow-Origin", "*"}});
                   server.Get("/simulator",
                              [this](const httplib::Request&, httplib::Response& response) {
                                  response.set_content(json_text(state_.report()), json_type);

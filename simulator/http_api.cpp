@@ -1,6 +1,8 @@
 #include "http_api.hpp"
 
 #include "control_server.hpp"
+#include "deck_calls.hpp"
+#include "key_spelling.hpp"
 #include "replies.hpp"
 #include "web_page.hpp"
 
@@ -10,12 +12,6 @@ namespace {
 
 using httplib::Request;
 using httplib::Response;
-
-key_spelling spelling_for(const switches& broken, const std::string& path) {
-    auto found = broken.spelling.find(path);
-    if (found == broken.spelling.end()) found = broken.spelling.find("*");
-    return found == broken.spelling.end() ? key_spelling::usual : found->second;
-}
 
 using make_reply = std::string (*)(const server_view&, key_spelling);
 
@@ -101,6 +97,7 @@ void add_http_api(httplib::Server& server, server_state& state) {
                 [&state](const Request&, Response& response, const httplib::ContentReader& reader) {
                     if (!accept_replica(state, read_body(reader))) response.status = 409;
                 });
+    add_deck_calls(server, state);
     server.Get("/", [&state](const Request&, Response& response) {
         const server_options& options = state.options();
         response.set_content(web_page(options.serial, options.workstation),

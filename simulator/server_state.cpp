@@ -29,6 +29,7 @@ std::set<std::string> backup_addresses(const std::optional<pairing>& pair,
 
 server_state::server_state(server_options options)
     : options_(std::move(options)),
+      decks_(options_.workstation, options_.serial),
       broken_(read_switches(all_switches(switches_set_))),
       event_model_(first_event_model()) {}
 
@@ -180,6 +181,7 @@ void server_state::apply_switches(const ordered_json& set, const switches& read)
         frames_frozen_since_ = std::chrono::steady_clock::now();
     switches_set_ = set;
     broken_ = read;
+    decks_.set_switches(read.decks);
 }
 
 void server_state::forget_records() {
@@ -189,6 +191,7 @@ void server_state::forget_records() {
     calls_.clear();
     model_updates_ = 0;
     last_update_.clear();
+    decks_.forget_records();
 }
 
 ordered_json server_state::report() const {
@@ -208,7 +211,8 @@ ordered_json server_state::report() const {
                         {"revision", reported_revision(broken_, revision_)},
                         {"appliedRevision", reported_applied_revision(broken_, revision_)},
                         {"modelUpdates", model_updates_},
-                        {"lastUpdate", last_update_}};
+                        {"lastUpdate", last_update_},
+                        {"operatorDecks", decks_.report()}};
     for (const received_message& each : commands_)
         result["commands"].push_back(message_json(each));
     for (const auto& [path, record] : calls_)

@@ -4,6 +4,7 @@
 // Limits: the records keep the last 10,000 commands and the first 500 different paths.
 #pragma once
 
+#include "deck_sessions.hpp"
 #include "event_model.hpp"
 #include "received_bytes.hpp"
 #include "server_options.hpp"
@@ -56,6 +57,8 @@ public:
     const server_options& options() const noexcept { return options_; }
     server_view view() const;
     switches broken() const;
+    // Has a lock of its own.
+    deck_sessions& decks() noexcept { return decks_; }
     // The fault of this path, else that of every path.
     std::optional<answer_fault> fault_for(const std::string& path) const;
 
@@ -85,6 +88,7 @@ private:
     void forget_records();
 
     const server_options options_;
+    deck_sessions decks_;
     mutable std::mutex mutex_; // guards everything below
     nlohmann::ordered_json switches_set_ = nlohmann::ordered_json::object();
     switches broken_;

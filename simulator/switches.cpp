@@ -35,6 +35,7 @@ const ordered_json& default_switches() {
         "healthCall": true,
         "httpPort": "open",
         "discovery": {"silent": false, "copies": 1, "replies": null},
+        "decks": {"useSplash": false, "pages": 3, "emptyKeys": [], "brokenKeys": []},
         "spelling": {},
         "faults": {}
     })json");
@@ -197,6 +198,25 @@ void read_discovery(const ordered_json& document, switches& result) {
     reader.finish();
 }
 
+std::vector<std::int64_t> read_keys(object_reader& reader, const char* key) {
+    const ordered_json* keys = reader.find(key);
+    std::vector<std::int64_t> result;
+    if (keys == nullptr) return result;
+    const auto is_number = [](const ordered_json& each) { return each.is_number_integer(); };
+    if (!keys->is_array() || !std::all_of(keys->begin(), keys->end(), is_number))
+        throw switch_error(std::string("decks.") + key + " must be a list of numbers");
+    return keys->get<std::vector<std::int64_t>>();
+}
+
+void read_decks(const ordered_json& document, switches& result) {
+    object_reader reader(document, "decks");
+    result.decks.use_splash = reader.flag("useSplash");
+    result.decks.pages = reader.number("pages", 1, 1000);
+    result.decks.empty_keys = read_keys(reader, "emptyKeys");
+    result.decks.broken_keys = read_keys(reader, "brokenKeys");
+    reader.finish();
+}
+
 void read_spelling(const ordered_json& document, switches& result) {
     object_reader reader(document, "spelling");
     for (const auto& [path, value] : document.items()) {
@@ -238,6 +258,7 @@ switches read_switches(const ordered_json& document) {
     read_part("resources", read_resources);
     read_part("replication", read_replication);
     read_part("discovery", read_discovery);
+    read_part("decks", read_decks);
     read_part("spelling", read_spelling);
     result.http_port_open = reader.one_of<bool>("httpPort", {{"open", true}, {"closed", false}});
     const ordered_json* faults = reader.find("faults");
@@ -246,6 +267,12 @@ switches read_switches(const ordered_json& document) {
         result.faults[path] = read_fault(value, path);
     reader.finish();
     return result;
+}
+
+key_spelling spelling_for(const switches& broken, const std::string& path) {
+    auto found = broken.spelling.find(path);
+    if (found == broken.spelling.end()) found = broken.spelling.find("*");
+    return found == broken.spelling.end() ? key_spelling::usual : found->second;
 }
 
 std::int64_t reported_revision(const switches& broken, std::int64_t held) {

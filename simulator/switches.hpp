@@ -35,6 +35,16 @@ struct answer_fault {
     bool reset = false;
 };
 
+// What the server draws on the workstations' decks.
+struct deck_switches {
+    bool use_splash = false;
+    std::int64_t pages = 3;
+    std::vector<std::int64_t> empty_keys;
+    std::vector<std::int64_t> broken_keys; // their Base64 holds a letter that it may not
+
+    bool operator==(const deck_switches&) const = default;
+};
+
 struct switches {
     std::optional<std::string> reported_serial;
     engine_state engine = engine_state::running;
@@ -61,6 +71,7 @@ struct switches {
     bool discovery_silent = false;
     std::int64_t discovery_copies = 1;
     std::optional<std::vector<std::string>> discovery_replies;
+    deck_switches decks;
     std::map<std::string, key_spelling> spelling; // by path, or "*"
     std::map<std::string, answer_fault> faults;   // by path, or "*"
 };
@@ -79,6 +90,9 @@ nlohmann::ordered_json all_switches(const nlohmann::ordered_json& set);
 
 // Takes what all_switches gives. Throws switch_error for an unknown name or a wrong value.
 switches read_switches(const nlohmann::ordered_json& document);
+
+// The entry of the path goes before that of every path.
+key_spelling spelling_for(const switches& broken, const std::string& path);
 
 // The revisions that a server with `held` applied shows to the world.
 std::int64_t reported_revision(const switches& broken, std::int64_t held);
