@@ -1,0 +1,560 @@
+// The decks on the workstation: plugged in, painted, pressed, handed over to Backup, pulled.
+import assert from 'node:assert/strict';
+import os from 'node:os';
+import { after, afterEach, before, beforeEach, describe, test } from 'node:test';
+
+import { start_browser } from './support/browser.mjs';
+import {
+  decks,
+  key_events,
+  lit_keys,
+  mini,
+  original,
+  page_of,
+  paintings,
+  plug_into,
+  read_journal,
+  scans,
+  shows_all_of,
+  tap,
+  until_painted,
+  until_read,
+  xl,
+} from './support/decks.mjs';
+import { until, windows } from './support/environment.mjs';
+import { call } from './support/http.mjs';
+import { Server } from './support/network.mjs';
+import { get_status, until_active, until_status } from './support/operator.mjs';
+import { Pair, paired_config, quick_policy } from './support/pair.mjs';
+import { Workstation } from './support/workstation.mjs';
+
+// Under Wine no deck can be plugged in.
+const with_decks = windows ? () => {} : describe;
+
+const logo_tiles = {
+  15: [2, 6, 7, 8, 11, 12, 13],
+  32: [3, 4, 10, 11, 12, 13, 18, 19, 20, 21, 25, 26, 27, 28, 29, 30],
+  6: [1, 3, 4, 5],
+  8: [1, 2, 4, 5, 6, 7],
+};
+
+with_decks('decks without a server', () => {
+  let workstation;
+  beforeEach(() => {
+    workstation = new Workstation();
+    workstation.write_config({ openBrowserOnStart: false });
+  });
+  afterEach(async () => {
+    if (workstation.program && !workstation.program.ended) await workstation.stop();
+    await workstation.remove();
+  });
+
+  async function start_with(plugged, environment) {
+    plug_into(workstation, plugged, environment);
+    await workstation.start();
+  }
+  const lines = (beginning) => workstation.log_lines(`[streamdeck] ${beginning}`);
+  const until_lines = (beginning, count) =>
+    until(`${count} of "${beginning}"`, () => lines(beginning).length >= count && lines(beginning));
+  const until_count = (count) =>
+    until_status(`${count} decks`, ({ streamDeckCount }) => streamDeckCount === count);
+  const attached_line = (name, serial, productId) =>
+    `[streamdeck] attached ${name} serial=${serial} pid=${productId}`;
+  const no_error = async () => assert.deepEqual((await decks.get('state?decode')).errors, []);
+
+  test('all_fourteen_models_attach_and_show_the_splash_on_its_own_tiles_alone', async () => {
+    const ids = [
+      0x60, 0x6d, 0x80, 0xa5, 0xb9, 0x6c, 0x8f, 0xba, 0x63, 0x90, 0xb3, 0xb8, 0x84, 0x9a,
+    ];
+    const plugged = ids.map((productId, i) => ({
+      productId,
+      serial: `S${String(99 - i)}`,
+      path: `/dev/${i}`,
+    }));
+    await start_with(plugged);
+    await until_lines('attached', 14);
+    const { decks: shown } = await decks.get('state?decode');
+    for (const { model, keys } of shown) {
+      const lit = keys.flatMap(({ brightest }, key) => (brightest > 0 ? [key] : []));
+      assert.deepEqual(lit, logo_tiles[keys.length], model);
+      assert.ok(keys.every(({ images }) => images === 1), model);
+    }
+    await no_error();
+    const status = await until_count(14);
+    assert.deepEqual(
+      status.streamDecks,
+      shown
+        .map(({ model, productId, keys }, i) => ({
+          serial: plugged[i].serial,
+          name: model,
+          productId: String(productId),
+          keyCount: keys.length,
+        }))
+        .sort((one, other) => (one.serial < other.serial ? -1 : 1)),
+    );
+    assert.deepEqual(
+      lines('attached'),
+      shown.map(({ model, productId }, i) => attached_line(model, plugged[i].serial, productId)),
+    );
+  });
+
+  test('a_serial_is_narrowed_asked_of_the_open_device_or_made_from_the_path', async () => {
+    await start_with([
+      { productId: 0x6c, serial: 'Ä1€', product: 'Déck', path: '/dev/0' },
+      { productId: 0x6c, serial: '', serialWhenOpen: 'LATE', product: '', path: '/dev/1' },
+      { productId: 0x6c, serial: null, serialWhenOpen: null, product: null, path: '/dev/2' },
+    ]);
+    assert.deepEqual(await until_lines('attached', 3), [
+      attached_line('D?ck', '?1?', 108),
+      attached_line('Stream Deck XL', 'LATE', 108),
+      attached_line('Stream Deck XL', 'path:/dev/2', 108),
+    ]);
+    const { streamDecks } = await until_count(3);
+    assert.deepEqual(streamDecks.map(({ serial }) => serial), ['?1?', 'LATE', 'path:/dev/2']);
+  });
+
+  test('of_two_with_one_serial_the_first_stays_and_each_scan_tells_of_the_other', async () => {
+    await start_with([xl, { ...mini, serial: 'XL-1' }]);
+    const told = await until_lines('serial collision', 3);
+    for (const line of told) {
+      assert.equal(
+        line,
+        '[streamdeck] serial collision: serial=XL-1 existingPath=/dev/xl newPath=/dev/mini',
+      );
+    }
+    assert.equal((await get_status()).streamDeckCount, 1);
+    await until('it is closed', async () => !(await decks.deck(mini.path)).open);
+    await decks.tell('pull', { path: xl.path });
+    await until_lines('attached Stream Deck Mini', 1);
+    await no_error();
+  });
+
+  test('an_unknown_product_is_told_once_for_each_path', async () => {
+    await start_with([{ productId: 0x00ab, product: 'Pedäl', path: '/dev/pedal' }]);
+    await scans(2);
+    const line = '[streamdeck] unsupported Elgato HID device pid=0x00ab name=Ped?l path=/dev/pedal';
+    assert.deepEqual(lines('unsupported'), [line]);
+    await decks.tell('plug', { productId: 0xabcd, product: null, path: '/dev/other' });
+    await scans(2);
+    assert.deepEqual(lines('unsupported'), [
+      line,
+      '[streamdeck] unsupported Elgato HID device pid=0xabcd name= path=/dev/other',
+    ]);
+    assert.equal((await get_status()).streamDeckCount, 0);
+  });
+
+  test('a_deck_held_by_another_program_is_told_once_and_taken_when_it_is_free', async () => {
+    await start_with([{ ...xl, heldOpen: true }]);
+    await scans(2);
+    const found =
+      '[streamdeck] found Stream Deck XL pid=0x006c but could not open it; ' +
+      'another application may own the HID device. path=/dev/xl';
+    assert.deepEqual(lines('found'), [found]);
+    await decks.tell('faults', { path: xl.path, heldOpen: false });
+    await until_lines('attached', 1);
+    // Once opened, a later failure is told again.
+    await decks.tell('pull', { path: xl.path });
+    await until_lines('detached', 1);
+    await decks.tell('plug', { ...xl, heldOpen: true });
+    await until_lines('found', 2);
+  });
+
+  test('a_pulled_deck_detaches_and_comes_back_with_the_splash', async () => {
+    await start_with([xl, mini]);
+    await until_count(2);
+    await decks.tell('pull', { path: xl.path });
+    assert.deepEqual(await until_lines('detached', 1), ['[streamdeck] detached serial=XL-1']);
+    assert.deepEqual((await get_status()).streamDecks.map(({ serial }) => serial), ['MINI-1']);
+    await decks.tell('plug', xl);
+    await until_lines('attached', 3);
+    assert.deepEqual(await lit_keys(xl.path), logo_tiles[32]);
+    await no_error();
+  });
+
+  test('a_deck_plugged_again_between_two_scans_under_the_same_path_attaches_again', async () => {
+    await start_with([xl]);
+    await until_lines('attached', 1);
+    await scans(1);
+    await decks.tell('pull', { path: xl.path });
+    await decks.tell('plug', xl);
+    await until_lines('attached', 2);
+    assert.equal(lines('detached').length, 1);
+    assert.deepEqual(await lit_keys(xl.path), logo_tiles[32]);
+    assert.equal((await get_status()).streamDeckCount, 1);
+    await no_error();
+  });
+
+  test('a_failed_read_now_and_then_detaches_nothing', async () => {
+    await start_with([xl]);
+    await until_lines('attached', 1);
+    for (let i = 0; i < 3; i += 1) {
+      await decks.tell('faults', { path: xl.path, failReads: 5 });
+      await scans(1);
+    }
+    assert.deepEqual(lines('detached'), []);
+  });
+
+  test('a_failing_enumeration_detaches_all_and_a_good_one_brings_them_back', async () => {
+    await start_with([xl, mini]);
+    await until_count(2);
+    await decks.tell('faults', { enumerationFails: true });
+    await until_count(0);
+    assert.deepEqual(await until_lines('detached', 2), [
+      '[streamdeck] detached serial=MINI-1',
+      '[streamdeck] detached serial=XL-1',
+    ]);
+    await decks.tell('faults', { enumerationFails: false });
+    await until_count(2);
+    await no_error();
+  });
+
+  test('a_splash_that_cannot_be_painted_is_told_and_the_deck_stays', async () => {
+    await start_with([{ ...xl, heldOpen: true }]);
+    await decks.tell('faults', { path: xl.path, failWrites: 1 });
+    await decks.tell('faults', { path: xl.path, heldOpen: false });
+    await until_lines('attached', 1);
+    assert.deepEqual(lines('unable'), [
+      '[streamdeck] unable to paint bundled Elvantris splash for serial=XL-1',
+    ]);
+    assert.equal((await get_status()).streamDeckCount, 1);
+    // The other keys were painted all the same.
+    assert.deepEqual(await lit_keys(xl.path), logo_tiles[32]);
+    assert.equal((await paintings(xl.path))[0], 0);
+  });
+
+  test('a_hid_backend_that_does_not_start_is_told_and_the_program_runs_without_decks', async () => {
+    await start_with([xl], { ELVANTRIS_VIRTUAL_DECKS_INIT: 'fail' });
+    assert.deepEqual(lines('unable'), ['[streamdeck] unable to initialize native HID backend']);
+    const { streamDeckCount, streamDecks } = await get_status();
+    assert.deepEqual([streamDeckCount, streamDecks], [0, []]);
+  });
+
+  test('a_key_without_an_active_server_is_read_and_vanishes', async () => {
+    await start_with([xl]);
+    await until_lines('attached', 1);
+    await tap(xl.path, 1, 2);
+    await until_read(xl.path);
+    await scans(1);
+    assert.deepEqual(lines('key event'), []);
+    assert.deepEqual(lines('display authority'), []);
+    assert.deepEqual(lines('manager'), []);
+  });
+
+  test('at_the_end_each_deck_that_is_left_gets_its_reset_and_is_closed', async () => {
+    await start_with([xl, mini, original, { ...xl, serial: 'GONE', path: '/dev/gone' }]);
+    await until_count(4);
+    await decks.tell('pull', { path: '/dev/gone' });
+    await until_count(3);
+    await workstation.stop();
+    const journal = read_journal(workstation);
+    assert.deepEqual(journal.errors, []);
+    assert.deepEqual(journal.decks.map(({ resets, open }) => [resets, open]), [
+      [1, false],
+      [1, false],
+      [1, false],
+    ]);
+    const last = ({ path }) =>
+      journal.reports
+        .filter((report) => report.path === path && report.act !== 'write')
+        .map(({ act, size, bytes }) => `${act} ${size} ${bytes.slice(0, 4)}`.trimEnd());
+    assert.deepEqual(last(xl), ['open 0', 'feature 32 0302', 'close 0']);
+    assert.deepEqual(last(mini), ['open 0', 'feature 32 0b63', 'close 0']);
+    assert.deepEqual(last(original), ['open 0', 'feature 17 0b63', 'close 0']);
+    assert.deepEqual(last({ path: '/dev/gone' }), ['open 0', 'close 0']);
+  });
+});
+
+with_decks('decks of a pair', () => {
+  const all = [xl, mini, original];
+  let pair;
+  before(async () => {
+    pair = new Pair();
+    pair.main = await Server.start('main', 'SER-A');
+    pair.backup = await Server.start('backup', 'SER-B');
+    pair.workstation = new Workstation();
+    pair.workstation.write_config(paired_config());
+    pair.workstation.write_state(quick_policy);
+    plug_into(pair.workstation, all);
+    await pair.workstation.start();
+    await pair.settle();
+  });
+  after(() => pair?.stop());
+  beforeEach(async () => {
+    await pair.settle();
+    for (const deck of all) await set_page([pair.main, pair.backup], deck.serial, 1);
+    for (const deck of all) await until_painted(pair.main, deck);
+  });
+
+  const lines = (beginning) => pair.workstation.log_lines(`[streamdeck] ${beginning}`);
+  const session = `operator-control-${os.hostname().split('.')[0].slice(0, 15)}`;
+  const both = () => [pair.main, pair.backup];
+
+  async function set_page(servers, serial, page) {
+    for (const server of servers) {
+      const body = JSON.stringify({ SessionId: session, Serial: serial, Page: page });
+      const set = () => call(server.address, 5000, 'POST', '/Home/OperatorDeckSetPage', body);
+      await until(`${server.serial} sets the page`, async () => (await set()).status === 200);
+    }
+  }
+  const polls = async (server) => (await server.calls('OperatorDeckState')).count;
+  // The server has been asked for its state afresh, and the answer dealt with.
+  async function until_polled(server) {
+    const before_now = await polls(server);
+    await until('three polls', async () => (await polls(server)) >= before_now + 3);
+  }
+
+  test('both_servers_are_offered_all_decks_again_and_again', async () => {
+    const count = lines('registered 3 deck(s) with SER-A').length;
+    await until('registered again', () => lines('registered 3 deck(s) with SER-A').length > count);
+    const rows = [
+      ['MINI-1', '99', 'Stream Deck Mini', 6, '/dev/mini', 80, 'bmp', 90],
+      ['ORIG-1', '96', 'Stream Deck Original', 15, '/dev/original', 72, 'bmp', 0],
+      ['XL-1', '108', 'Stream Deck XL', 32, '/dev/xl', 96, 'jpeg', 180],
+    ];
+    const offered = rows.map(([Serial, PID, DeviceName, KeyCount, DevicePath, side, form, turn]) => ({
+      Serial,
+      PID,
+      DeviceName,
+      KeyCount,
+      DevicePath,
+      KeyWidth: side,
+      KeyHeight: side,
+      ImageFormat: form,
+      ImageRotation: turn,
+    }));
+    const machine = session.slice('operator-control-'.length);
+    for (const server of both()) {
+      const { lastBody } = await until('a call is noted', async () => {
+        const calls = await server.calls('OperatorDeckRegister');
+        return calls.count > 0 && calls;
+      });
+      assert.equal(
+        lastBody,
+        JSON.stringify({ SessionId: session, MachineName: machine, Decks: offered }),
+      );
+    }
+  });
+
+  test('a_key_reaches_both_servers_down_and_up_in_order', async () => {
+    const expected = ['XL-1 9 true', 'XL-1 9 false', 'MINI-1 2 true', 'MINI-1 2 false'];
+    await tap(xl.path, 9);
+    await until_read(xl.path);
+    await tap(mini.path, 2);
+    await until_read(mini.path);
+    await tap(original.path, 0, 4);
+    expected.push('ORIG-1 0 true', 'ORIG-1 4 true', 'ORIG-1 0 false', 'ORIG-1 4 false');
+    for (const server of both()) {
+      const seen = await until(`${server.serial} has them`, async () => {
+        const events = await key_events(server);
+        return events.length >= expected.length && events;
+      });
+      assert.deepEqual(seen, expected);
+    }
+  });
+
+  test('the_last_key_turns_the_page_and_the_new_one_is_painted', async () => {
+    await tap(mini.path, 5);
+    await until('both have turned', async () =>
+      (await page_of(pair.main, 'MINI-1')) === 2 && (await page_of(pair.backup, 'MINI-1')) === 2);
+    await until_painted(pair.main, mini);
+    assert.deepEqual((await decks.get('state?decode')).errors, []);
+  });
+
+  test('a_failover_takes_the_pages_along_and_paints_every_key_from_backup', async () => {
+    await set_page([pair.main], 'XL-1', 3);
+    await set_page([pair.main], 'ORIG-1', 2);
+    for (const deck of all) await until_painted(pair.main, deck);
+    assert.equal(await page_of(pair.backup, 'XL-1'), 1);
+    await until_polled(pair.main);
+    const painted_before = await paintings(xl.path);
+    await pair.backup.set({ forget: true });
+    await pair.main.set({ engine: 'stopped' });
+    await until_active('backup');
+    for (const deck of all) await until_painted(pair.backup, deck);
+    const { pagesSet } = (await pair.backup.report()).operatorDecks;
+    assert.deepEqual(
+      pagesSet.map(({ serial, page }) => [serial, page]),
+      [
+        ['MINI-1', 1],
+        ['ORIG-1', 2],
+        ['XL-1', 3],
+      ],
+    );
+    assert.equal(await page_of(pair.backup, 'XL-1'), 3);
+    assert.ok((await paintings(xl.path)).every((count, key) => count > painted_before[key]));
+    assert.equal(lines('display authority=').at(-1), '[streamdeck] display authority=SER-B');
+    await set_page([pair.backup], 'XL-1', 2);
+    await until_painted(pair.backup, xl);
+    await pair.settle();
+    await until('Main has the authority', () =>
+      lines('display authority=').at(-1) === '[streamdeck] display authority=SER-A');
+    for (const deck of all) await until_painted(pair.main, deck);
+    assert.equal(await page_of(pair.main, 'XL-1'), 2);
+    assert.deepEqual((await decks.get('state?decode')).errors, []);
+  });
+
+  test('what_backup_draws_without_the_authority_is_not_painted', async () => {
+    const painted = await paintings(xl.path);
+    await set_page([pair.backup], 'XL-1', 2);
+    await pair.backup.set({ decks: { useSplash: true } });
+    await until_polled(pair.backup);
+    assert.deepEqual(await paintings(xl.path), painted);
+    assert.ok(await shows_all_of(pair.main, xl));
+  });
+
+  test('the_splash_that_main_asks_for_is_painted_and_its_keys_return', async () => {
+    await pair.main.set({ decks: { useSplash: true } });
+    for (const deck of all) {
+      await until(`the splash on ${deck.serial}`, async () => {
+        const { keys } = await decks.deck(deck.path, '?decode');
+        return String(await lit_keys(deck.path)) === String(logo_tiles[keys.length]);
+      });
+    }
+    await pair.main.set({ decks: null });
+    for (const deck of all) await until_painted(pair.main, deck);
+  });
+
+  test('an_empty_image_clears_its_key_alone', async () => {
+    await pair.main.set({ decks: { emptyKeys: [4] } });
+    for (const deck of all) {
+      await until(`key 4 of ${deck.serial} is dark`, async () => {
+        const { keys } = await decks.deck(deck.path, '?decode');
+        return keys[4].brightest === 0 && keys[3].brightest > 0 && keys[5].brightest > 0;
+      });
+    }
+    assert.deepEqual((await decks.get('state?decode')).errors, []);
+  });
+
+  test('an_image_with_broken_base64_is_told_and_its_key_keeps_what_it_shows', async () => {
+    const painted = await paintings(mini.path);
+    await pair.main.set({ decks: { brokenKeys: [1] } });
+    await set_page([pair.main], 'MINI-1', 3);
+    const line =
+      '[streamdeck] rejected invalid Base64 image from server deck=MINI-1 key=1';
+    await until('it is told', () => lines('rejected').includes(line));
+    await until('the others are painted', async () => {
+      const now = await paintings(mini.path);
+      return now.every((count, key) => key === 1 || count > painted[key]);
+    });
+    assert.equal((await paintings(mini.path))[1], painted[1]);
+  });
+
+  test('a_state_in_pascal_case_is_painted_as_well', async () => {
+    await pair.main.set({ spelling: { '/Home/OperatorDeckState': 'PascalCase' } });
+    const painted = await paintings(original.path);
+    await set_page([pair.main], 'ORIG-1', 2);
+    await until('all are painted', async () =>
+      (await paintings(original.path)).every((count, key) => count > painted[key]));
+  });
+
+  const refusals = [
+    ['backup_alone', ['backup'], ['SER-B'], false],
+    ['both', ['main', 'backup'], ['SER-A', 'SER-B'], true],
+  ];
+  for (const [name, refusing, told, unaccepted] of refusals) {
+    test(`a_key_refused_by_${name}_is_told`, async () => {
+      const before_now = lines('key event').length;
+      for (const host of refusing) {
+        await pair[host].break_path('OperatorDeckKeyEvent', { status: 500, body: '' });
+      }
+      await decks.tell('press', { path: mini.path, keys: [3] });
+      const expected = told.map(
+        (serial) =>
+          `[streamdeck] key event delivery failed server=${serial} deck=MINI-1 key=3 down=true`,
+      );
+      if (unaccepted) {
+        expected.push(
+          '[streamdeck] key event was not accepted by any Elvantris server deck=MINI-1 key=3 down=true',
+        );
+      }
+      const seen = await until('it is told', () => {
+        const now = lines('key event').slice(before_now);
+        return now.length >= expected.length && now;
+      });
+      assert.deepEqual(seen, expected);
+      for (const host of refusing) await pair[host].set({ faults: null });
+      await decks.tell('release', { path: mini.path, keys: [3] });
+      await until('the release arrives', async () =>
+        (await key_events(pair.main)).includes('MINI-1 3 false'));
+    });
+  }
+
+  const bad_states = [
+    ['no_json', { body: '{"changed":true,"decks":[{' }],
+    ['a_hostile_deck', {
+      body: '{"changed":true,"decks":[{"serial":"XL-1","keys":[{"index":99999999999,"data":"QUJD"},{"index":-1,"data":""}]},{"serial":"nobody","useSplash":true}]}',
+    }],
+    ['a_status_of_204', { status: 204, body: '' }],
+    ['a_cut_answer', { cutAfterBytes: 20, reset: true }],
+    ['a_slow_answer', { delayMs: 2000 }],
+  ];
+  for (const [name, fault] of bad_states) {
+    test(`${name}_as_state_leaves_the_keys_as_they_are`, async () => {
+      const painted = await paintings(xl.path);
+      await pair.main.break_path('OperatorDeckState', fault);
+      const before_now = await polls(pair.main);
+      await until('it is asked', async () => (await polls(pair.main)) >= before_now + 2);
+      assert.deepEqual(await paintings(xl.path), painted);
+      await pair.main.set({ faults: null });
+      await set_page([pair.main], 'XL-1', 2);
+      await until_painted(pair.main, xl);
+      assert.deepEqual(lines('manager'), []);
+    });
+  }
+
+  test('a_deck_plugged_in_during_the_show_is_painted_and_a_pulled_one_is_offered_no_more', async () => {
+    const second = { productId: 0x0080, serial: 'MK2-1', path: '/dev/mk2' };
+    await decks.tell('plug', second);
+    await until_painted(pair.main, second);
+    await decks.tell('pull', { path: second.path });
+    for (const server of both()) {
+      await until('it is offered no more', async () => {
+        const [{ decks: offered }] = (await server.report()).operatorDecks.sessions;
+        return offered.length === 3;
+      });
+    }
+  });
+
+  test('the_console_page_shows_every_key_and_hands_clicks_on', async () => {
+    const browser = await start_browser();
+    try {
+      const page = await browser.newPage();
+      const servers = both().map(({ address }) => address);
+      await page.goto(`${decks.url}/?servers=${servers}`);
+      await until('all keys are there', async () => (await page.locator('.keys img').count()) === 53);
+      await page.getByLabel('Stream Deck Mini, key 2').click();
+      for (const server of both()) {
+        await until(`${server.serial} has the click`, async () =>
+          String(await key_events(server)) === 'MINI-1 2 true,MINI-1 2 false');
+      }
+      await page.getByRole('button', { name: 'Engine stopped' }).first().click();
+      await until_active('backup');
+    } finally {
+      await browser.close();
+    }
+  });
+
+  test('the_end_of_the_program_takes_leave_of_both_servers', async () => {
+    await pair.workstation.stop();
+    for (const server of both()) {
+      const { detached, sessions } = (await server.report()).operatorDecks;
+      assert.deepEqual(detached, [session]);
+      assert.deepEqual(sessions, []);
+    }
+    assert.deepEqual(read_journal(pair.workstation).errors, []);
+    await pair.workstation.start();
+    await pair.settle();
+  });
+});
+
+test('a_start_without_any_deck_tells_so_in_the_status', async () => {
+  const workstation = new Workstation();
+  workstation.write_config({ openBrowserOnStart: false });
+  if (!windows) plug_into(workstation, []);
+  await workstation.start();
+  const { streamDeckCount, streamDecks } = await get_status();
+  assert.deepEqual([streamDeckCount, streamDecks], [0, []]);
+  assert.deepEqual(workstation.log_lines('[streamdeck] unable'), []);
+  await workstation.stop();
+  await workstation.remove();
+});
