@@ -3,6 +3,7 @@
 import fs from 'node:fs';
 import path from 'node:path';
 
+import { deck_environment, Decks, plugged } from './demo_decks.mjs';
 import { addresses, ask, Hosts, Interrupted } from './demo_hosts.mjs';
 import { bold, Timeline } from './demo_timeline.mjs';
 
@@ -23,6 +24,7 @@ const commands = {
 
 const hosts = new Hosts(prefix, folder);
 const timeline = new Timeline();
+const decks = new Decks(hosts);
 const log = path.join(folder, 'operator-control.log');
 let program;
 let step = '';
@@ -56,10 +58,19 @@ async function start() {
       path.join(folder, 'operator-control.json'),
     ],
     // Neither meets an instance that runs on this machine, nor leaves anything in its folders.
-    { XDG_RUNTIME_DIR: folder, LOCALAPPDATA: folder, XDG_CONFIG_HOME: folder },
+    {
+      XDG_RUNTIME_DIR: folder,
+      LOCALAPPDATA: folder,
+      XDG_CONFIG_HOME: folder,
+      ...deck_environment,
+    },
   );
   await hosts.until('the program answers', 5000, status);
   timeline.event('program', 'runs on the workstation and knows nothing yet');
+
+  step = 'decks';
+  await decks.show_splash();
+  timeline.event('decks', `${plugged.map(({ name }) => name).join(', ')}: attached, with the splash`);
 }
 
 async function find() {
@@ -109,6 +120,21 @@ async function pair() {
     return ready && seen.activeSerial === serials.main && faults(seen).length === 0;
   });
   timeline.event('ready', 'both servers healthy, Main active, automatic failover armed');
+
+  step = 'painted';
+  await decks.painted_by(addresses.main);
+  timeline.event('painted', `every key shows what ${names.main} draws for it`);
+}
+
+async function press() {
+  step = 'key';
+  const took = await decks.tap([addresses.main, addresses.backup]);
+  timeline.event('key', `pressed on ${plugged[0].name}, at both servers after ${took} ms`);
+
+  step = 'page';
+  const { name, page } = await decks.turn_page([addresses.main, addresses.backup]);
+  await decks.painted_by(addresses.main);
+  timeline.event('page', `the last key of ${name} turned it to page ${page}`);
 }
 
 // The next message that the device gets must be the command of `side`.
@@ -141,6 +167,11 @@ async function fault(text, make) {
   const reasons = faults(await status()).map((alert) => alert.message);
   timeline.event('transfer', `to Backup after ${took}: ${reasons[0] ?? ''}`, 'transfer');
   await outbound_command('backup', zero, 'the fault');
+  step = 'repainted';
+  const last = await decks.painted_by(addresses.backup);
+  const painted = Math.max(0, Math.round(last - zero.wall));
+  const text_of_keys = `all ${decks.key_count} keys from ${names.backup}, on the same pages`;
+  timeline.event('repainted', `${text_of_keys}, ${painted} ms after the fault`, 'transfer');
   return took;
 }
 
@@ -173,6 +204,8 @@ async function return_to_main() {
   });
   timeline.event('returned', 'the operator returned to Main');
   await outbound_command('main', zero, 'the click');
+  step = 'repainted';
+  await decks.painted_by(addresses.main);
 }
 
 async function plug_in() {
@@ -196,6 +229,7 @@ async function tour() {
   await start();
   await find();
   await pair();
+  await press();
   timeline.chapter();
   const engine = await fault("Main's engine stopped", () =>
     ask('POST', simulator('main'), { engine: 'stopped' }),
@@ -220,6 +254,8 @@ ${bold("The operator's page, http://127.0.0.1:5270/")}
   ${inside} \\
     ${chromium} --user-data-dir=${folder}/browser \\
     http://127.0.0.1:5270/
+${bold('The decks with keys to click, and the servers with faults to choose')}
+  the same browser, ${decks.page}
 ${bold('The status, and a fault of your own making')}
   ${inside} \\
     curl -s http://127.0.0.1:5251/api/status
