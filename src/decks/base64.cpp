@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string_view>
 
 namespace elvantris::operator_control {
 namespace {
@@ -58,24 +59,24 @@ std::size_t padded_byte_count(const std::string& group) {
 
 } // namespace
 
-std::optional<std::string> decode_base64(std::string_view text) {
-    std::string bytes(text.size() / 4 * 3, '\0');
-    char* to = bytes.data();
+std::optional<std::string> decode_base64(std::string text) {
+    std::string_view rest = text;
+    char* to = text.data(); // never ahead of what has been read
     while (true) {
         // The plain run of whole groups, which is nearly always all of the text.
-        while (text.size() >= 4) {
-            const std::uint32_t bits = group_bits(text.data());
+        while (rest.size() >= 4) {
+            const std::uint32_t bits = group_bits(rest.data());
             if ((bits & foreign) != 0) break;
             to = write_bytes(to, bits, 3);
-            text.remove_prefix(4);
+            rest.remove_prefix(4);
         }
-        std::string group = take_group(text);
+        std::string group = take_group(rest);
         if (group.empty()) break;
         if (group.size() < 4) return std::nullopt;
         std::size_t count = 3;
         if (group.find('=') != std::string::npos) {
             count = padded_byte_count(group);
-            const bool is_last = skip_white_space(text).empty();
+            const bool is_last = skip_white_space(rest).empty();
             if (count == 0 || !is_last) return std::nullopt;
             group.replace(count + 1, std::string::npos, 3 - count, 'A');
         }
@@ -83,8 +84,8 @@ std::optional<std::string> decode_base64(std::string_view text) {
         if ((bits & foreign) != 0) return std::nullopt;
         to = write_bytes(to, bits, count);
     }
-    bytes.resize(static_cast<std::size_t>(to - bytes.data()));
-    return bytes;
+    text.resize(static_cast<std::size_t>(to - text.data()));
+    return text;
 }
 
 } // namespace elvantris::operator_control

@@ -6,6 +6,7 @@
 #include "json/field_scanner.hpp"
 
 #include <optional>
+#include <utility>
 
 namespace elvantris::operator_control {
 namespace {
@@ -65,7 +66,8 @@ bool read_bool(std::string_view text, key_pair key) {
 
 // An empty PascalCase string counts too, unlike in the servers' other replies.
 std::string read_text(std::string_view text, key_pair key) {
-    return json_read_string(text, key.pascal, json_read_string(text, key.camel));
+    if (auto pascal = json_find_string(text, key.pascal)) return std::move(*pascal);
+    return json_read_string(text, key.camel);
 }
 
 // Calls `visit` for each object of the list, in order.

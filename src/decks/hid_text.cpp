@@ -12,7 +12,7 @@ std::string narrow(const wchar_t* text) {
             narrowed += static_cast<char>(unit);
         else
             // Where a wide character holds more than 16 bits, it stands for two units.
-            narrowed += unit > 0xFFFF ? "??" : "?";
+            narrowed += (unit >> 16U) != 0 ? "??" : "?";
     }
     return narrowed;
 }

@@ -205,11 +205,15 @@ std::int64_t json_read_int64(std::string_view text, std::string_view key, std::i
     return read_integer(text, key, fallback);
 }
 
+std::optional<std::string> json_find_string(std::string_view text, std::string_view key) {
+    const std::optional<std::string_view> value = value_text(text, key);
+    if (!value || value->front() != '"') return std::nullopt;
+    return unescape_string(*value);
+}
+
 std::string json_read_string(std::string_view text, std::string_view key,
                              std::string_view fallback) {
-    const std::optional<std::string_view> value = value_text(text, key);
-    if (!value || value->front() != '"') return std::string(fallback);
-    std::optional<std::string> content = unescape_string(*value);
+    std::optional<std::string> content = json_find_string(text, key);
     return content ? std::move(*content) : std::string(fallback);
 }
 

@@ -32,7 +32,8 @@ bool json_read_bool(std::string_view text, std::string_view key, bool fallback);
 std::int32_t json_read_int(std::string_view text, std::string_view key, std::int32_t fallback);
 std::int64_t json_read_int64(std::string_view text, std::string_view key, std::int64_t fallback);
 
-// The unescaped string. One bad escape, or no closing quote, gives the default.
+// The unescaped string. One bad escape, or no closing quote, gives nothing, or the default.
+std::optional<std::string> json_find_string(std::string_view text, std::string_view key);
 std::string json_read_string(std::string_view text, std::string_view key,
                              std::string_view fallback = {});
 

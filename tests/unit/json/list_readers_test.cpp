@@ -30,6 +30,7 @@ TEST(json_read_array_text, runs_to_the_bracket_that_closes_the_first) {
         {R"([{"b":1}})", ""},
         {"[{]", "[{]"},
         {"[}{]", "[}{]"},
+        {R"([\"]"])", R"([\"]"])"},
     };
     for (const auto& [value, array] : cases)
         EXPECT_EQ(json_read_array_text(holding(value), "a"), array) << value;
@@ -66,6 +67,11 @@ TEST(json_read_object_list, loses_the_objects_behind_a_stray_closing_brace_and_k
     EXPECT_EQ(json_read_object_list(R"({"a":[{"x":1},},{"y":2},{"z":3}]})", "a"),
               (texts{R"({"x":1})"}));
     EXPECT_EQ(json_read_object_list(R"({"a":[},{"y":2}]})", "a"), texts{});
+}
+
+TEST(json_read_object_list, takes_what_is_nested_behind_a_stray_closing_brace_for_an_element) {
+    EXPECT_EQ(json_read_object_list(R"({"a":[{"x":1},},{"a":{"b":1}}]})", "a"),
+              (texts{R"({"x":1})", R"({"b":1})"}));
 }
 
 TEST(json_read_object_list, keeps_each_key_search_inside_its_element) {

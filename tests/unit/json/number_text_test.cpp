@@ -20,9 +20,11 @@ TEST(parse_integer, tells_how_many_bytes_the_number_took) {
     }
 }
 
-TEST(parse_integer, takes_a_minus_for_signed_types_alone) {
+TEST(parse_integer, takes_a_sign_for_signed_types_alone) {
     EXPECT_EQ(parse_integer<std::int64_t>("-1")->value, -1);
+    EXPECT_EQ(parse_integer<std::int64_t>("+1")->value, 1);
     EXPECT_FALSE(parse_integer<std::uint32_t>("-1"));
+    EXPECT_FALSE(parse_integer<std::uint32_t>("+1"));
     EXPECT_EQ(parse_integer<std::uint32_t>(" 1")->value, 1U);
 }
 

@@ -1,0 +1,94 @@
+#include "running_adapter.hpp"
+
+#include <algorithm>
+
+using namespace elvantris::operator_control;
+
+namespace {
+
+using adapter_life = running_adapter;
+using texts = std::vector<std::string>;
+
+std::string reset_of(char first, char second, std::size_t size) {
+    std::string report(size, '\0');
+    report[0] = first;
+    report[1] = second;
+    return report;
+}
+
+} // namespace
+
+TEST_F(adapter_life, begins_with_no_decks) {
+    plug("/dev/A", mini_id);
+    EXPECT_TRUE(adapter->list_decks().empty());
+    EXPECT_FALSE(adapter->show_splash("A"));
+    adapter->stop();
+    EXPECT_EQ(bus.calls(), texts{});
+}
+
+TEST_F(adapter_life, does_not_begin_without_hidapi) {
+    plug("/dev/A", mini_id);
+    bus.fail_init(true);
+    EXPECT_FALSE(adapter->start());
+    EXPECT_FALSE(adapter->start());
+    adapter->stop();
+    EXPECT_EQ(bus.calls(), (texts{"init", "init"}));
+    EXPECT_EQ(bus.scans(), 0U);
+    EXPECT_EQ(log.error(), "") << "the caller tells of it";
+    bus.fail_init(false);
+    start_with(1);
+}
+
+TEST_F(adapter_life, ends_by_resetting_every_deck_in_order) {
+    plug("/dev/X", xl_id);
+    plug("/dev/M", mini_id);
+    plug("/dev/O", original_id);
+    plug("/dev/G", mini_id);
+    start_with(4);
+    EXPECT_TRUE(adapter->start()) << "once is enough";
+    bus.fail_feature_reports("/dev/M", 1); // which nobody minds
+    bus.forget_calls();
+    adapter->stop();
+    EXPECT_TRUE(adapter->list_decks().empty());
+    const texts calls{"feature /dev/G 32", "close /dev/G",      "feature /dev/M 32",
+                      "close /dev/M",      "feature /dev/O 17", "close /dev/O",
+                      "feature /dev/X 32", "close /dev/X",      "exit"};
+    EXPECT_EQ(bus.calls(), calls);
+    const std::vector<sent_report> reports = bus.reports();
+    ASSERT_EQ(reports.size(), 4U);
+    EXPECT_EQ(reports[1].bytes, reset_of(0x0B, 0x63, 32));
+    EXPECT_EQ(reports[2].bytes, reset_of(0x0B, 0x63, 17));
+    EXPECT_EQ(reports[3].bytes, reset_of(0x03, 0x02, 32));
+    EXPECT_FALSE(adapter->set_key_image("X", 0, "\xFF\xD8\xFF\xD9"));
+    adapter->stop();
+    EXPECT_EQ(bus.calls(), calls) << "a second stop does nothing";
+    EXPECT_EQ(log.output().find("detached"), std::string::npos);
+}
+
+TEST_F(adapter_life, can_begin_again_and_remembers_what_it_has_reported) {
+    plug("/dev/A", mini_id);
+    plug("/dev/H", mini_id);
+    bus.plug({.path = "/dev/u", .product_id = 0x0086});
+    bus.hold("/dev/H", true);
+    start_with(1);
+    adapter->stop();
+    start_with(2); // the second line of the same deck
+    EXPECT_EQ(serials(), texts{"A"});
+    adapter->stop();
+    EXPECT_EQ(std::ranges::count(bus.calls(), "init"), 2);
+    EXPECT_EQ(std::ranges::count(bus.calls(), "exit"), 2);
+    EXPECT_EQ(log.error(),
+              "[streamdeck] found Stream Deck Mini pid=0x0063 but could not open it; another "
+              "application may own the HID device. path=/dev/H\n"
+              "[streamdeck] unsupported Elgato HID device pid=0x0086 name= path=/dev/u\n");
+}
+
+TEST_F(adapter_life, ends_with_the_object_at_the_latest) {
+    plug("/dev/A", mini_id);
+    start_with(1);
+    adapter = create_hid_streamdeck_adapter();
+    const texts calls = bus.calls();
+    ASSERT_GE(calls.size(), 3U);
+    EXPECT_EQ(texts(calls.end() - 3, calls.end()),
+              (texts{"feature /dev/A 32", "close /dev/A", "exit"}));
+}

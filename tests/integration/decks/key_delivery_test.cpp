@@ -1,0 +1,168 @@
+// What becomes of a key, and of the session as a whole.
+#include "managed_decks.hpp"
+
+using namespace elvantris::operator_control;
+
+namespace {
+
+using key_delivery = managed_decks;
+using texts = std::vector<std::string>;
+
+} // namespace
+
+TEST_F(key_delivery, goes_to_both_members_of_a_pair_in_the_order_of_the_keys) {
+    know({"M", "B", "I"});
+    make_ready({"I"});
+    start();
+    wait_for_passes(1);
+    texts expected;
+    for (const auto& [key, down] : std::vector<std::pair<int, bool>>{
+             {3, true}, {3, false}, {0, true}, {3, true}, {0, false}}) {
+        decks.press("D \"1", key, down);
+        expected.push_back(key_event("D \\\"1", key, down));
+    }
+    ASSERT_TRUE(backup.wait_for(expected.back()));
+    EXPECT_EQ(main.calls("KeyEvent"), expected);
+    EXPECT_EQ(backup.calls("KeyEvent"), expected);
+    EXPECT_EQ(independent.calls("KeyEvent"), texts{});
+    EXPECT_EQ(log.error(), "");
+}
+
+TEST_F(key_delivery, reaches_both_while_backup_is_the_active_one) {
+    move_to("B");
+    start();
+    wait_for_passes(1);
+    decks.press("D", 1, true);
+    EXPECT_TRUE(main.wait_for(key_event("D", 1, true)));
+    EXPECT_TRUE(backup.wait_for(key_event("D", 1, true)));
+}
+
+TEST_F(key_delivery, tells_of_each_member_that_refuses_and_of_a_key_that_nobody_took) {
+    start();
+    wait_for_passes(1);
+    backup.answer("KeyEvent", 500);
+    decks.press("D", 7, true);
+    wait_for_passes(2);
+    std::string errors = "[streamdeck] key event delivery failed server=B deck=D key=7 down=true\n";
+    EXPECT_EQ(log.error(), errors);
+    main.answer("KeyEvent", 302);
+    decks.press("D", 7, false);
+    wait_for_passes(2);
+    errors += "[streamdeck] key event delivery failed server=M deck=D key=7 down=false\n"
+              "[streamdeck] key event delivery failed server=B deck=D key=7 down=false\n"
+              "[streamdeck] key event was not accepted by any Elvantris server deck=D key=7 "
+              "down=false\n";
+    EXPECT_EQ(log.error(), errors);
+    main.answer("KeyEvent", 204);
+    backup.answer("KeyEvent", 200);
+    wait_for_passes(2);
+    EXPECT_EQ(main.calls("KeyEvent").size(), 2U) << "no key is sent again";
+    decks.press("D", 7, true);
+    EXPECT_TRUE(backup.wait_for(key_event("D", 7, true)));
+    EXPECT_EQ(log.error(), errors);
+}
+
+TEST_F(key_delivery, goes_to_the_active_server_alone_without_a_pair_in_use) {
+    registry.configure(false, "M", "B");
+    start();
+    wait_for_passes(1);
+    decks.press("D", 2, true);
+    ASSERT_TRUE(main.wait_for(key_event("D", 2, true)));
+    wait_for_passes(1);
+    EXPECT_EQ(backup.calls("KeyEvent"), texts{});
+    EXPECT_EQ(log.error(), "");
+    main.answer("KeyEvent", 404);
+    decks.press("D", 2, false);
+    wait_for_passes(2);
+    EXPECT_EQ(log.error(), "[streamdeck] key event was not accepted by any Elvantris server "
+                           "deck=D key=2 down=false\n");
+    EXPECT_EQ(backup.calls("KeyEvent"), texts{});
+}
+
+TEST_F(key_delivery, drops_a_key_without_an_active_server_and_says_nothing) {
+    move_to("nobody");
+    start();
+    wait_for_passes(1);
+    decks.press("D", 2, true);
+    wait_for_passes(2);
+    move_to("M");
+    wait_for_passes(2);
+    EXPECT_EQ(main.calls("KeyEvent"), texts{}) << "nothing is kept for later";
+    EXPECT_EQ(log.error(), "");
+    decks.press("D", 2, false);
+    EXPECT_TRUE(main.wait_for(key_event("D", 2, false)));
+}
+
+TEST_F(key_delivery, keeps_no_key_waiting_on_its_way_into_the_queue) {
+    start();
+    wait_for_passes(1);
+    main.hold_state(true);
+    ASSERT_TRUE(eventually([&] { return main.is_holding(); }));
+    const steady_time begun = steady_now();
+    decks.press("D", 1, true);
+    EXPECT_LT(milliseconds_between(begun, steady_now()), 1000) << "waited for a server";
+    main.hold_state(false);
+    EXPECT_TRUE(main.wait_for(key_event("D", 1, true)));
+}
+
+TEST_F(key_delivery, goes_on_past_a_server_that_does_not_answer) {
+    main.hold_state(true);
+    start();
+    ASSERT_TRUE(backup.wait_for("State 0")) << "behind Main's time-out";
+    decks.press("D", 1, true);
+    EXPECT_TRUE(backup.wait_for(key_event("D", 1, true)));
+    EXPECT_EQ(log.error(), "");
+    main.hold_state(false);
+}
+
+TEST_F(key_delivery, ends_with_taking_leave_of_every_ready_server) {
+    know({"M", "B", "I"});
+    make_ready({"I"});
+    make_ready({"B"}, false);
+    start();
+    EXPECT_TRUE(manager->start()) << "once is enough";
+    wait_for_passes(1);
+    main.answer("Detach", 500); // which nobody minds
+    manager->stop();
+    EXPECT_EQ(main.calls().back(), detach_call());
+    EXPECT_EQ(independent.calls(), (texts{register_call(), detach_call()}));
+    EXPECT_EQ(backup.connections(), 0U);
+    const std::size_t passes = decks.passes();
+    manager->stop();
+    manager.reset();
+    EXPECT_EQ(main.calls("Detach").size(), 1U) << "one leave is enough";
+    EXPECT_EQ(decks.passes(), passes);
+    EXPECT_EQ(log.error(), "");
+}
+
+TEST_F(key_delivery, ends_with_the_object_at_the_latest) {
+    start();
+    wait_for_passes(1);
+    manager.reset();
+    EXPECT_EQ(main.calls().back(), detach_call());
+    EXPECT_EQ(backup.calls().back(), detach_call());
+}
+
+TEST_F(key_delivery, takes_no_leave_if_it_never_began) {
+    manager->stop();
+    manager.reset();
+    EXPECT_EQ(main.connections(), 0U);
+}
+
+TEST_F(key_delivery, goes_on_where_it_was_after_a_stop_and_a_start) {
+    start();
+    show(main, R"({"generation":7,"changed":true,"decks":[{"serial":"D","page":3}]})");
+    ASSERT_TRUE(main.wait_for("State 7"));
+    manager->stop();
+    main.forget_calls();
+    start();
+    wait_for_passes(1);
+    const texts calls = main.calls();
+    ASSERT_GE(calls.size(), 2U);
+    EXPECT_EQ(calls[0], register_call()) << "at once";
+    EXPECT_EQ(calls[1], "State 7");
+    move_to("B");
+    ASSERT_TRUE(backup.wait_for(page_call("D", 3)));
+    wait_for_passes(1);
+    EXPECT_EQ(told(), "[streamdeck] display authority=M\n[streamdeck] display authority=B\n");
+}

@@ -1,0 +1,162 @@
+#include "decks/splash.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string_view>
+
+using namespace elvantris::operator_control;
+
+namespace {
+
+struct set_form {
+    const char* name;
+    splash_set tiles;
+    std::size_t count;
+    std::size_t side; // pixels
+    std::set<std::size_t> logo_keys;
+};
+
+const std::set<std::size_t> logo_of_15{2, 6, 7, 8, 11, 12, 13};
+const std::set<std::size_t> logo_of_8{1, 2, 4, 5, 6, 7};
+
+std::vector<set_form> jpeg_sets() {
+    return {{"splash_15_jpeg", splash_15_jpeg, 15, 72, logo_of_15},
+            {"splash_32_jpeg",
+             splash_32_jpeg,
+             32,
+             96,
+             {3, 4, 10, 11, 12, 13, 18, 19, 20, 21, 25, 26, 27, 28, 29, 30}},
+            {"splash_8_jpeg_120", splash_8_jpeg_120, 8, 120, logo_of_8},
+            {"splash_8_jpeg_96", splash_8_jpeg_96, 8, 96, logo_of_8}};
+}
+
+std::vector<set_form> bmp_sets() {
+    return {{"splash_6_bmp", splash_6_bmp, 6, 80, {1, 3, 4, 5}},
+            {"splash_15_original", splash_15_original, 15, 72, logo_of_15}};
+}
+
+std::string_view bytes_of(const splash_tile& tile) {
+    return {reinterpret_cast<const char*>(tile.data), tile.size};
+}
+
+std::size_t number_at(std::string_view bytes, std::size_t at, std::size_t size) {
+    std::size_t value = 0;
+    for (std::size_t i = size; i-- > 0;)
+        value = value * 256 + static_cast<unsigned char>(bytes[at + i]);
+    return value;
+}
+
+// The content of the first segment with this marker before the picture's own data.
+std::string_view jpeg_segment(std::string_view jpeg, char marker) {
+    for (std::size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == '\xFF';) {
+        const std::size_t size = static_cast<unsigned char>(jpeg[at + 2]) * 256U +
+                                 static_cast<unsigned char>(jpeg[at + 3]);
+        if (jpeg[at + 1] == marker) return jpeg.substr(at + 4, size - 2);
+        if (jpeg[at + 1] == '\xDA') break;
+        at += 2 + size;
+    }
+    return {};
+}
+
+constexpr deck_model made_up_model{.product_id = 1,
+                                   .name = "Made up",
+                                   .family = deck_family::family_jpeg,
+                                   .key_count = 15,
+                                   .key_width = 72,
+                                   .key_height = 72,
+                                   .image_format = "jpeg",
+                                   .image_rotation = 180};
+
+} // namespace
+
+TEST(splash_sets, are_baseline_jfif_of_their_size_in_colour_with_halved_chroma) {
+    for (const set_form& set : jpeg_sets()) {
+        ASSERT_EQ(set.tiles.size(), set.count) << set.name;
+        for (std::size_t key = 0; key < set.count; ++key) {
+            SCOPED_TRACE(std::string(set.name) + ' ' + std::to_string(key));
+            const std::string_view tile = bytes_of(set.tiles[key]);
+            EXPECT_TRUE(tile.starts_with("\xFF\xD8"));
+            EXPECT_TRUE(tile.ends_with("\xFF\xD9"));
+            EXPECT_TRUE(jpeg_segment(tile, '\xE0').starts_with(std::string_view("JFIF\0", 5)));
+            const auto side = static_cast<char>(set.side);
+            const std::string frame{8, 0, side, 0, side, 3, 1, 0x22, 0, 2, 0x11, 1, 3, 0x11, 1};
+            EXPECT_EQ(jpeg_segment(tile, '\xC0'), frame);
+            EXPECT_TRUE(jpeg_segment(tile, '\xC2').empty());
+        }
+    }
+}
+
+TEST(splash_sets, are_bottom_up_bmps_of_24_bits_and_their_size) {
+    for (const set_form& set : bmp_sets()) {
+        ASSERT_EQ(set.tiles.size(), set.count) << set.name;
+        for (std::size_t key = 0; key < set.count; ++key) {
+            SCOPED_TRACE(std::string(set.name) + ' ' + std::to_string(key));
+            const std::string_view tile = bytes_of(set.tiles[key]);
+            const std::size_t size = 54 + set.side * set.side * 3;
+            ASSERT_EQ(tile.size(), size);
+            EXPECT_TRUE(tile.starts_with("BM"));
+            EXPECT_EQ(number_at(tile, 2, 4), size);
+            EXPECT_EQ(number_at(tile, 10, 4), 54U);
+            EXPECT_EQ(number_at(tile, 14, 4), 40U);
+            EXPECT_EQ(number_at(tile, 18, 4), set.side);
+            EXPECT_EQ(number_at(tile, 22, 4), set.side) << "positive, so the rows run upwards";
+            EXPECT_EQ(number_at(tile, 26, 2), 1U);
+            EXPECT_EQ(number_at(tile, 28, 2), 24U);
+            EXPECT_EQ(number_at(tile, 30, 4), 0U);
+        }
+    }
+}
+
+TEST(splash_sets, carry_the_logo_on_its_keys_and_plain_black_on_all_others) {
+    for (const set_form& set : bmp_sets()) {
+        for (std::size_t key = 0; key < set.count; ++key) {
+            const std::string_view pixels = bytes_of(set.tiles[key]).substr(54);
+            EXPECT_EQ(pixels.find_first_not_of('\0') != std::string_view::npos,
+                      set.logo_keys.contains(key))
+                << set.name << ' ' << key;
+        }
+    }
+    // The key in the corner is black in every set, and so is each tile with the same bytes.
+    for (const set_form& set : jpeg_sets())
+        for (std::size_t key = 0; key < set.count; ++key)
+            EXPECT_EQ(bytes_of(set.tiles[key]) != bytes_of(set.tiles[0]),
+                      set.logo_keys.contains(key))
+                << set.name << ' ' << key;
+}
+
+TEST(splash_for, gives_every_known_model_the_set_of_its_grid) {
+    const std::map<std::uint16_t, const splash_set*> sets{
+        {0x0060, &splash_15_original}, {0x006D, &splash_15_jpeg},  {0x0080, &splash_15_jpeg},
+        {0x00A5, &splash_15_jpeg},     {0x00B9, &splash_15_jpeg},  {0x006C, &splash_32_jpeg},
+        {0x008F, &splash_32_jpeg},     {0x00BA, &splash_32_jpeg},  {0x0063, &splash_6_bmp},
+        {0x0090, &splash_6_bmp},       {0x00B3, &splash_6_bmp},    {0x00B8, &splash_6_bmp},
+        {0x0084, &splash_8_jpeg_120},  {0x009A, &splash_8_jpeg_96}};
+    for (const deck_model& model : deck_models()) {
+        const splash_set tiles = splash_for(model);
+        EXPECT_EQ(tiles.data(), sets.at(model.product_id)->data()) << model.name;
+        EXPECT_EQ(tiles.size(), static_cast<std::size_t>(model.key_count)) << model.name;
+    }
+}
+
+TEST(splash_for, has_nothing_for_a_model_that_differs_in_a_single_value) {
+    ASSERT_EQ(splash_for(made_up_model).data(), splash_15_jpeg.data());
+    std::vector<deck_model> others(6, made_up_model);
+    others[0].key_count = 14;
+    others[1].key_width = 73;
+    others[2].key_height = 71;
+    others[3].image_format = "bmp";
+    others[4].image_rotation = 0;
+    others[5].key_count = 32;
+    for (std::size_t i = 0; i < others.size(); ++i)
+        EXPECT_TRUE(splash_for(others[i]).empty()) << i;
+}
+
+TEST(splash_for, gives_the_original_family_its_own_set_whatever_else_its_row_says) {
+    deck_model model = made_up_model;
+    model.family = deck_family::family_original;
+    EXPECT_EQ(splash_for(model).data(), splash_15_original.data());
+    model.key_count = 6;
+    model.image_rotation = 90;
+    EXPECT_EQ(splash_for(model).data(), splash_15_original.data());
+}
