@@ -1,10 +1,12 @@
 // How servers are found, become ready, and are lost again, without a pair.
 import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
 
 import { until } from './support/environment.mjs';
-import { Server, start_endless_replies } from './support/network.mjs';
+import { Server, start_endless_replies, start_timed_replies } from './support/network.mjs';
 import { get_status, post, system_of, until_status } from './support/operator.mjs';
+import { paired_config } from './support/pair.mjs';
 import { Workstation } from './support/workstation.mjs';
 
 let main;
@@ -31,6 +33,9 @@ afterEach(async () => {
 
 const until_ready = (serial) =>
   until_status(`${serial} is ready`, (status) => system_of(status, serial)?.uiReady);
+const until_rounds = (count) =>
+  until(`${count} rounds`, async () => (await main.report()).discoveryRequests >= count);
+const serials_of = ({ systems }) => systems.map(({ serial }) => serial).sort();
 
 test('a_server_is_found_by_broadcast_and_becomes_ready', async () => {
   await workstation.start();
@@ -56,6 +61,27 @@ test('a_server_is_found_by_broadcast_and_becomes_ready', async () => {
     },
   ]);
   assert.deepEqual([status.active, status.activeSerial], ['independent', 'SER-A']);
+  await until_rounds(2);
+  assert.equal((await get_status()).policySyncMessage, '', 'there is no pairing to write');
+});
+
+test('a_configured_workstation_without_a_pair_writes_no_pairing', async () => {
+  workstation.write_config(paired_config({ systems: [] }));
+  await workstation.start();
+  await until_rounds(2);
+  assert.equal((await get_status()).policySyncMessage, '');
+});
+
+test('every_server_is_asked_once_by_each_of_the_two_broadcast_addresses', async () => {
+  const limited = ['255.255.255.255/32', 'dev', 'lan'];
+  execFileSync('ip', ['route', 'add', ...limited]);
+  try {
+    await workstation.start();
+    await until('the first round', () => workstation.log_lines('[status]').length > 0);
+    assert.equal((await main.report()).discoveryRequests, 2);
+  } finally {
+    execFileSync('ip', ['route', 'delete', ...limited]);
+  }
 });
 
 test('the_state_is_logged_only_when_it_changes_as_six_seconds_of_silence_do', async () => {
@@ -86,6 +112,7 @@ const unready = [
   ['a_wrong_status', { faults: { '/Home/GetOperatorControlIdentity': { status: 500 } } }],
   ['no_answer', { faults: { '/Home/GetOperatorControlIdentity': { hang: true } } }],
   ['a_reset', { faults: { '/Home/GetOperatorControlIdentity': { reset: true } } }],
+  ['late', { faults: { '/Home/GetOperatorControlIdentity': { delayMs: 1500 } } }],
 ];
 for (const [name, changes] of unready) {
   test(`a_server_whose_identity_is_${name}_is_online_and_not_ready`, async () => {
@@ -96,6 +123,12 @@ for (const [name, changes] of unready) {
     assert.equal((await main.calls('GetOperatorControlIdentity')).count, 1);
   });
 }
+
+test('an_identity_that_takes_its_time_makes_a_server_ready', async () => {
+  await main.break_path('GetOperatorControlIdentity', { delayMs: 350 });
+  await workstation.start();
+  await until_ready('SER-A');
+});
 
 test('a_ready_server_survives_two_failed_probes_and_falls_with_the_third', async () => {
   await workstation.start();
@@ -112,14 +145,13 @@ test('malformed_replies_are_skipped_and_the_round_goes_on', async () => {
     discovery: {
       silent: false,
       replies: [
-        '',
         'elvantris-server',
         'elvantris-server?',
         'elvantris-server!',
         'elvantris-server!,x',
         'elvantris-server!,99999999999,Far,TOO-FAR',
         `elvantris-server!,70000,${'w'.repeat(1900)},SER-LONG,more,`,
-      ].slice(1),
+      ],
     },
   });
   await workstation.start();
@@ -130,6 +162,41 @@ test('malformed_replies_are_skipped_and_the_round_goes_on', async () => {
     ['SER-LONG', 4464],
   ]);
   assert.equal(system_of(status, 'SER-LONG').workstation.length, 1900);
+});
+
+test('an_empty_reply_ends_the_round', async () => {
+  const after = 'elvantris-server!,5000,After,SER-AFTER';
+  await spare.set({ discovery: { silent: false, replies: ['', after] } });
+  await workstation.start();
+  await until('three questions', async () => (await spare.report()).discoveryRequests >= 3);
+  assert.ok(!serials_of(await get_status()).includes('SER-AFTER'));
+  await spare.set({ reset: true });
+  await until_status('found', (status) => system_of(status, 'SER-C'));
+});
+
+test('each_reply_prolongs_the_round', async () => {
+  const late = await start_timed_replies('backup', { 350: 'P1', 700: 'P2', 1050: 'P3' });
+  try {
+    await workstation.start();
+    await until_status('all are found', (status) => status.systems.length === 4);
+    assert.deepEqual(serials_of(await get_status()), ['P1', 'P2', 'P3', 'SER-A']);
+  } finally {
+    await late.signal('SIGKILL');
+  }
+});
+
+test('a_late_reply_is_heard_by_the_longer_round_on_request_alone', async () => {
+  await main.set({ discovery: { silent: true } });
+  const late = await start_timed_replies('backup', { 900: 'SER-LATE' });
+  try {
+    await workstation.start();
+    await until_rounds(3);
+    assert.deepEqual((await get_status()).systems, []);
+    await post('/api/discover', '');
+    assert.deepEqual(serials_of(await get_status()), ['SER-LATE']);
+  } finally {
+    await late.signal('SIGKILL');
+  }
 });
 
 test('a_reply_without_serial_is_a_system_by_its_address', async () => {
@@ -146,6 +213,15 @@ test('one_serial_at_two_addresses_is_one_system', async () => {
   await until('the first pass', () => workstation.log_lines('[status]').length > 0);
   assert.ok((await spare.report()).discoveryRequests > 0);
   assert.equal((await get_status()).systems.length, 1);
+});
+
+test('of_two_replies_with_one_serial_the_first_counts', async () => {
+  const replies = ['elvantris-server!,5000,First,SER-X', 'elvantris-server!,5001,Second,SER-X'];
+  await spare.set({ discovery: { silent: false, replies } });
+  await workstation.start();
+  const status = await until_status('found', (now) => system_of(now, 'SER-X'));
+  const { webPort, workstation: name } = system_of(status, 'SER-X');
+  assert.deepEqual([webPort, name], [5000, 'First']);
 });
 
 test('discovery_by_request_finds_a_server_at_once_and_saves_it', async () => {

@@ -1,11 +1,12 @@
 // Where the files are: the default folder, the command line's paths, the log.
 import assert from 'node:assert/strict';
+import dgram from 'node:dgram';
 import fs from 'node:fs';
 import path from 'node:path';
 import { afterEach, beforeEach, test } from 'node:test';
 
 import { until, windows } from './support/environment.mjs';
-import { get_status } from './support/operator.mjs';
+import { get_status, post } from './support/operator.mjs';
 import { default_data_folder, seen_by_program, Workstation } from './support/workstation.mjs';
 
 const tail = path.join('Tarnwell Media', 'Elvantris OperatorControl', 'operator-control.json');
@@ -156,4 +157,50 @@ test('a_log_that_cannot_be_written_does_not_stop_the_start', async () => {
   fs.mkdirSync(workstation.log_file);
   await workstation.start();
   await until('the first pass saves', () => fs.existsSync(workstation.config));
+});
+
+// Few ports are left to this network's namespace, and all of those for datagrams are taken.
+async function without_datagram_ports(act) {
+  const range_file = '/proc/sys/net/ipv4/ip_local_port_range';
+  const usual = fs.readFileSync(range_file, 'utf8');
+  const first = 40000;
+  const last = first + 19;
+  const takers = [];
+  fs.writeFileSync(range_file, `${first} ${last}`);
+  try {
+    for (let port = first; port <= last; ++port) {
+      const taker = dgram.createSocket('udp4');
+      takers.push(taker);
+      await new Promise((resolve, reject) => {
+        taker.once('error', reject);
+        taker.bind(port, '0.0.0.0', resolve);
+      });
+    }
+    await act();
+  } finally {
+    for (const taker of takers) taker.close();
+    fs.writeFileSync(range_file, usual);
+  }
+}
+
+test('a_round_that_cannot_begin_costs_its_whole_pass_and_no_other', async () => {
+  const failed = 'Redundancy Control refresh: Unable to bind discovery socket';
+  const state_of_file = () => {
+    const { ino, mtimeMs } = fs.statSync(workstation.config);
+    return [ino, mtimeMs];
+  };
+  await workstation.start();
+  await until('the first pass saves', () => fs.existsSync(workstation.config));
+  let kept;
+  await without_datagram_ports(async () => {
+    await until('a failed pass', () => workstation.log_lines(failed).length === 1);
+    kept = state_of_file();
+    await until('another one', () => workstation.log_lines(failed).length === 2);
+    assert.deepEqual(state_of_file(), kept);
+
+    assert.deepEqual(await post('/api/discover', ''), { status: 200, ok: true });
+    assert.notDeepEqual(state_of_file(), kept, 'asked for, a round with nobody is one like others');
+    kept = state_of_file();
+  });
+  await until('the next pass saves', () => String(state_of_file()) !== String(kept));
 });

@@ -84,6 +84,7 @@ test('a_main_without_backup_is_taken_over_and_the_servers_are_asked_again', asyn
     systems.some(({ role }) => role === 'Main'),
   );
   assert.deepEqual([status.enabled, status.controllerConfigured], [true, false]);
+  await until_both_ready();
   await main.hold_pairing([held_main, held_backup]);
   await until_status('configured', ({ controllerConfigured }) => controllerConfigured);
 });
@@ -95,6 +96,76 @@ test('a_disabled_pairing_is_not_taken_over', async () => {
   assert.deepEqual([status.enabled, status.controllerConfigured], [false, false]);
   assert.ok(status.systems.every(({ role }) => role === 'Independent'));
 });
+
+test('a_pairing_without_systems_is_not_taken_over', async () => {
+  await main.hold_pairing([], { shared: [1] });
+  await workstation.start();
+  const status = await until_both_ready();
+  assert.deepEqual([status.enabled, status.controllerConfigured], [false, false]);
+  assert.equal(status.sharedFunctionIds.length, 23);
+});
+
+test('servers_whose_answers_take_their_time_are_waited_for', async () => {
+  const configuration = { '/Home/GetOperatorControlConfiguration': { delayMs: 350 } };
+  const replication = { '/Home/GetOperatorControlReplicationStatus': { delayMs: 250 } };
+  const faults = { ...configuration, ...replication };
+  await main.hold_pairing([held_main, held_backup]);
+  for (const server of [main, backup]) await server.set({ faults });
+  await workstation.start();
+  await until_message(synchronized);
+  await until_status('shown', ({ systems }) =>
+    systems.every(({ replicationRevision }) => replicationRevision >= 1),
+  );
+});
+
+test('servers_whose_answers_are_late_tell_neither_pairing_nor_replication', async () => {
+  const configuration = { '/Home/GetOperatorControlConfiguration': { delayMs: 1500 } };
+  const replication = { '/Home/GetOperatorControlReplicationStatus': { delayMs: 1300 } };
+  await main.hold_pairing([held_main, held_backup]);
+  for (const server of [main, backup]) await server.set({ faults: configuration });
+  await workstation.start();
+  await until_both_ready();
+  assert.equal((await get_status()).enabled, false);
+
+  for (const server of [main, backup]) await server.set({ reset: true, faults: replication });
+  await until_message(synchronized);
+  await main.set({ forget: true });
+  await until('two more rounds', async () => (await main.report()).discoveryRequests >= 2);
+  for (const { replicationRevision } of (await get_status()).systems) {
+    assert.equal(replicationRevision, 0);
+  }
+});
+
+test('an_event_that_takes_its_time_is_read_and_written', async () => {
+  await main.set({
+    faults: {
+      '/Home/GetEventModel': { delayMs: 1000 },
+      '/Home/UpdateEventModel': { delayMs: 2300 },
+    },
+  });
+  workstation.write_config(paired_config());
+  await workstation.start();
+  const { policySyncMessage } = await until_status('an outcome', (now) => now.policySyncMessage);
+  assert.equal(policySyncMessage, synchronized);
+});
+
+const readiness = [
+  ['switched_off_makes_its_servers_ready', { enabled: false }, true],
+  ['switched_on_leaves_the_readiness_to_the_protection', {}, false],
+];
+for (const [name, changes, asked] of readiness) {
+  test(`a_pair_${name}`, async () => {
+    workstation.write_config(paired_config(changes));
+    await workstation.start();
+    await until_both_ready();
+    for (const server of [main, backup]) await server.set({ forget: true });
+    for (const server of [main, backup]) {
+      await until('two more rounds', async () => (await server.report()).discoveryRequests >= 2);
+      const { count } = await server.calls('GetOperatorControlIdentity');
+      assert.equal(count > 0, asked, `${count} questions for the identity`);
+    }
+  });
+}
 
 test('a_configured_workstation_asks_no_server_for_a_pairing', async () => {
   await main.hold_pairing([held_backup, { ...held_main, Role: 'Backup' }]);
@@ -188,6 +259,16 @@ const refusals = [
     'Main is online but its current event could not be read.',
   ],
   [
+    'an_event_that_comes_late',
+    () => main.break_path('GetEventModel', { delayMs: 2500 }),
+    'Main is online but its current event could not be read.',
+  ],
+  [
+    'an_update_that_takes_too_long',
+    () => main.break_path('UpdateEventModel', { delayMs: 4500 }),
+    'Main rejected the Redundancy Control pairing update.',
+  ],
+  [
     'an_event_without_an_object',
     () => main.break_path('GetEventModel', { body: 'ERRO' }),
     'Main event configuration could not be prepared.',
@@ -219,6 +300,18 @@ test('a_failed_update_is_tried_again_in_the_next_pass', async () => {
   await until_message('Main rejected the Redundancy Control pairing update.');
   await main.set({ reset: true });
   await until_message(synchronized);
+});
+
+test('a_main_that_cannot_tell_its_pairing_is_written_to_until_it_can', async () => {
+  await main.break_path('GetOperatorControlConfiguration', { status: 500 });
+  workstation.write_config(paired_config());
+  await workstation.start();
+  await until_message('Main accepted the update but has not exposed the new pairing yet.');
+  await until('written again', async () => (await main.calls('UpdateEventModel')).count >= 2);
+  await main.set({ reset: true, forget: true });
+  await until_message(synchronized);
+  assert.equal((await main.calls('UpdateEventModel')).count, 0);
+  assert.equal((await main.calls('GetEventModel')).count, 0);
 });
 
 test('a_backup_that_follows_shows_its_revision_and_event', async () => {

@@ -232,12 +232,16 @@ test('a_full_disk_blocks_a_transfer_and_leaves_whole_files', async () => {
     }
     workstation.use_folder(disk);
     await start_on_main();
-      const filler = path.join(disk, 'filler');
+    const filler = path.join(disk, 'filler');
+    const rest = `${workstation.config}.tmp`;
+    fs.closeSync(fs.openSync(rest, 'a'));
     fill(filler);
     await until('refused', async () => {
       const { error } = await operate('backup');
       return error === 'Could not persist active server; transfer was blocked.';
     });
+    assert.ok(fs.existsSync(`${workstation.state}.tmp`));
+    await until('the vain attempt of a pass is cleared away', () => !fs.existsSync(rest));
     assert.equal((await get_status()).active, 'main');
     assert.equal(workstation.saved_config().systems.length, 2);
     assert.equal(workstation.saved_state().heldOnBackup, false);
@@ -245,6 +249,7 @@ test('a_full_disk_blocks_a_transfer_and_leaves_whole_files', async () => {
     await until('there is room again', async () => (await operate('backup')).ok);
     await until_active('backup');
     assert.equal(workstation.saved_state().heldOnBackup, true);
+    assert.ok(!fs.existsSync(`${workstation.state}.tmp`));
     await workstation.stop();
   } finally {
     if (!workstation.program.ended) await workstation.kill();

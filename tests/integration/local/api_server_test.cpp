@@ -317,6 +317,29 @@ TEST(status_route, names_the_active_server) {
     EXPECT_TRUE(contains(api.get("/api/status").body, R"("active":"none","activeSerial":"",)"));
 }
 
+TEST(status_route, lists_the_attached_decks_by_serial) {
+    running_api api;
+    EXPECT_TRUE(contains(api.get("/api/status").body,
+                         R"(,"streamDeckCount":0,"streamDecks":[],"protection":)"));
+    deck_info deck;
+    deck.serial = "path:\\\\?\\hid#1";
+    deck.pid = "99";
+    deck.device_name = "The \"left\" Mini";
+    deck.key_count = 6;
+    api.decks.attach(deck);
+    deck.serial = "CL12";
+    deck.pid = "108";
+    deck.device_name = "Stream Deck XL";
+    deck.key_count = 32;
+    api.decks.attach(deck);
+    EXPECT_TRUE(
+        contains(api.get("/api/status").body,
+                 R"(,"streamDeckCount":2,"streamDecks":[)"
+                 R"({"serial":"CL12","name":"Stream Deck XL","productId":"108","keyCount":32},)"
+                 R"({"serial":"path:\\\\?\\hid#1","name":"The \"left\" Mini","productId":"99",)"
+                 R"("keyCount":6}],"protection":)"));
+}
+
 TEST(configure_route, refuses_a_ui_port_outside_its_bounds) {
     const running_api api;
     struct port_case {
@@ -413,9 +436,10 @@ TEST(configure_route, sets_the_pair_and_reports_an_outcome_that_is_not_yet_good)
 TEST(configure_route, can_set_a_pair_that_is_switched_off) {
     running_api api;
     api.take_offline();
-    EXPECT_EQ(api.post("/api/configure", R"({"enabled":false,"mainSerial":"A","backupSerial":"B"})")
-                  .status,
-              200);
+    EXPECT_EQ(
+        api.post("/api/configure", R"({"enabled":false,"mainSerial":"A","backupSerial":"B"})"),
+        json(200, R"({"ok":true,"serverUpdated":false,"uiPort":5270,"uiPortChanged":false,)"
+                  R"("message":"Pairing saved locally. Waiting for Main to come online."})"));
     EXPECT_FALSE(api.registry.enabled());
     EXPECT_TRUE(api.registry.controller_configured());
     EXPECT_TRUE(api.registry.has_pair());
@@ -435,6 +459,28 @@ TEST(configure_route, writes_the_pair_into_main_at_once) {
                         R"("message":"Main event pairing is synchronized."})"));
     EXPECT_TRUE(api.registry.policy_synchronized());
     EXPECT_EQ(api.saved(), api.registry.to_json());
+}
+
+TEST(configure_route, saves_pair_and_port_before_it_asks_main) {
+    running_api api;
+    std::string saved_meanwhile;
+    {
+        scripted_peer main([&](peer_connection& connection) {
+            connection.read_request();
+            if (connection.index() == 0) saved_meanwhile = api.saved().value_or("");
+        });
+        api.registry.merge_discovered({{.address = "127.0.0.1",
+                                        .webPort = main.port(),
+                                        .workstation = "Desk",
+                                        .serial = "M"}},
+                                      seen);
+        EXPECT_EQ(api.post("/api/configure",
+                           R"({"enabled":true,"mainSerial":"M","backupSerial":"B","uiPort":5400})")
+                      .status,
+                  200);
+    }
+    EXPECT_TRUE(contains(saved_meanwhile, R"("uiPort":5400)")) << saved_meanwhile;
+    EXPECT_TRUE(contains(saved_meanwhile, R"("role":"Backup","backupForSerial":"M")"));
 }
 
 TEST(role_route, sets_a_role_and_saves) {

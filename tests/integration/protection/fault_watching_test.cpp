@@ -74,6 +74,25 @@ TEST_F(fault_watching, raises_nothing_during_the_grace_and_the_lost_server_right
                   "critical Main: Server communication lost.",
                   "critical Backup: Server communication lost.", not_ready,
                   "critical Main fault detected; failover blocked because Backup is not ready."}));
+    std::vector<std::string> in_order;
+    for (const shown_alert& alert : alerts())
+        in_order.push_back(alert.message);
+    EXPECT_EQ(in_order,
+              (std::vector<std::string>{
+                  "Main: Server communication lost.", "Backup: Server communication lost.",
+                  "Backup is not ready; automatic protection is degraded.",
+                  "Main fault detected; failover blocked because Backup is not ready."}));
+}
+
+TEST_F(fault_watching, takes_the_length_of_the_grace_from_the_policy) {
+    change_policy([](protection_policy& policy) { policy.startupMs = 2000; });
+    main_says.reset();
+    protection->begin(now.steady);
+    cycle_after(0ms);
+    cycle_after(1999ms);
+    EXPECT_TRUE(standing().empty());
+    cycle_after(1ms);
+    EXPECT_TRUE(stands("critical Main: Server communication lost."));
 }
 
 TEST_F(fault_watching, starts_no_timer_during_the_grace) {
@@ -275,6 +294,37 @@ TEST_F(fault_watching, moves_for_a_protected_output_and_wants_it_on_backup) {
                        "Main manually when ready."));
 }
 
+TEST_F(fault_watching, alerts_for_a_protected_output_of_backup_and_moves_nothing) {
+    change_policy([](protection_policy& policy) {
+        policy.outputRules = {rule_for("left", "right", mode_failover)};
+    });
+    main_says->available_outputs = {{"left", true}};
+    backup_says->available_outputs = {{"right", true}};
+    watch();
+    backup_says->available_outputs.clear();
+    const std::string alert = "critical Backup: Protected output unavailable: right";
+    cycle_after(250ms);
+    cycle_after(999ms);
+    EXPECT_EQ(standing(), std::set<std::string>{not_ready});
+    cycle_after(1ms);
+    EXPECT_EQ(standing(), (std::set<std::string>{not_ready, alert}));
+    EXPECT_NE(log_lines().back().find(R"("key":"B1:output:right")"), std::string::npos);
+    EXPECT_EQ(registry.active_role(), "main");
+    EXPECT_FALSE(held());
+}
+
+TEST_F(fault_watching, confirms_no_output_of_backup_that_an_ignored_rule_names_as_well) {
+    change_policy([](protection_policy& policy) {
+        policy.outputRules = {rule_for("left", "right", mode_failover),
+                              rule_for("other", "right", mode_ignore)};
+    });
+    main_says->available_outputs = {{"left", true}, {"other", true}};
+    watch();
+    for (int cycle = 0; cycle < 20; ++cycle)
+        cycle_after(250ms);
+    EXPECT_EQ(standing(), std::set<std::string>{not_ready});
+}
+
 TEST_F(fault_watching, fires_no_frame_fault_without_telemetry_yet_wants_it_of_backup) {
     main_says->telemetryAvailable = false;
     main_says->frameStalled = true;
@@ -429,6 +479,19 @@ TEST_F(fault_watching, logs_each_alert_once_when_it_begins_and_once_when_it_ends
                         R"("message":"Backup is not ready; automatic protection is degraded.")"),
             line(ended, R"("recovered","key":"B1:engine")"),
             line(ended, R"("recovered","key":"backup-readiness")")}));
+}
+
+TEST_F(fault_watching, needs_no_log) {
+    std::filesystem::create_directory(state_path() + ".alerts.jsonl");
+    watch();
+    backup_says->engineRunning = false;
+    cycle_after(250ms);
+    EXPECT_TRUE(stands("critical Backup: Engine stopped or exited."));
+    backup_says->engineRunning = true;
+    cycle_after(250ms);
+    EXPECT_TRUE(standing().empty());
+    EXPECT_TRUE(operate("backup")) << error;
+    EXPECT_EQ(registry.active_role(), "backup");
 }
 
 TEST_F(fault_watching, brings_a_fault_that_recurs_back_unacknowledged) {

@@ -44,6 +44,19 @@ TEST(send_action, carries_the_bytes_on_a_tcp_connection_and_hangs_up) {
     }
 }
 
+TEST(send_action, succeeds_at_once_without_a_byte_to_send) {
+    const scripted_peer peer(listens());
+    datagram_receiver receiver;
+    const steady_time start = steady_now();
+    std::string error;
+    EXPECT_TRUE(send_action("127.0.0.1", peer.port(), tcp, "", ample, error));
+    EXPECT_TRUE(send_action("127.0.0.1", receiver.port(), udp, "", ample, error));
+    EXPECT_LT(steady_now() - start, ample);
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(received_in_the_end(peer), std::vector<std::string>{""});
+    EXPECT_EQ(receiver.next(0ms), std::nullopt);
+}
+
 TEST(send_action, does_not_wait_for_the_devices_reply) {
     scripted_peer peer([](peer_connection& connection) { connection.hang(); });
     std::string error;
@@ -95,7 +108,9 @@ TEST(send_action, says_that_a_destination_could_not_be_resolved) {
 
 TEST(send_action, fails_where_nobody_listens) {
     std::string error;
-    EXPECT_FALSE(send_action("127.0.0.1", closed_port(), tcp, "PLAY", 1000ms, error));
+    const steady_time start = steady_now();
+    EXPECT_FALSE(send_action("127.0.0.1", closed_port(), tcp, "PLAY", 3000ms, error));
+    EXPECT_LT(steady_now() - start, 3000ms + 2s);
     EXPECT_EQ(error, failed);
 }
 

@@ -1,45 +1,19 @@
-#include "protection/protection_service.hpp"
+#include "running_pair.hpp"
 
+#include "integration/support/choked_listener.hpp"
 #include "integration/support/datagram_receiver.hpp"
-#include "integration/support/scripted_peer.hpp"
-#include "integration/support/temporary_folder.hpp"
-#include "os/clock.hpp"
 #include "os/file_paths.hpp"
-#include "os/files.hpp"
-#include "json/field_scanner.hpp"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <mutex>
-#include <thread>
 
 using namespace elvantris::operator_control;
 using namespace std::chrono_literals;
 
 namespace {
-
-bool comes_true(const std::function<bool()>& condition) {
-    const steady_time deadline = steady_now() + 20s;
-    while (steady_now() < deadline) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(5ms);
-    }
-    return condition();
-}
-
-std::string healthy_reply(const std::string& serial) {
-    return http_reply_text(200, R"({"serial":")" + serial +
-                                    R"(","version":1,"engineRunning":true,)"
-                                    R"("engineResponsive":true,"telemetryAvailable":true,)"
-                                    R"("channels":[{"ageMs":0}]})");
-}
 
 // Lets two pass together. Who waits in vain for 250 ms goes away alone.
 class meeting_point {
@@ -90,30 +64,6 @@ private:
     scripted_peer peer_;
 };
 
-// A TCP port at which every connection attempt hangs until `open_up`: its queue is full.
-class choked_listener {
-public:
-    choked_listener() : listener_(listen_on_loopback(0, 0)) {
-        const auto address =
-            resolve_address("127.0.0.1", port(), address_family::ipv4, transport::tcp).at(0);
-        while (queue_.size() < 16) {
-            socket_handle filler = connect_socket(address, milliseconds(200));
-            if (!filler.valid()) break;
-            queue_.push_back(std::move(filler));
-        }
-    }
-    std::uint16_t port() const { return bound_port(listener_); }
-    void open_up() {
-        while (wait_readable(listener_, milliseconds(0)))
-            accepted_.push_back(accept_connection(listener_));
-    }
-
-private:
-    socket_handle listener_;
-    std::vector<socket_handle> queue_;
-    std::vector<socket_handle> accepted_;
-};
-
 outbound_action action_to(std::uint16_t port, const std::string& name) {
     outbound_action action;
     action.name = name;
@@ -124,67 +74,7 @@ outbound_action action_to(std::uint16_t port, const std::string& name) {
     return action;
 }
 
-class running_protection : public testing::Test {
-protected:
-    running_protection()
-        : main_server(answer_while(main_answers, "M1")),
-          backup_server(answer_while(backup_answers, "B1")),
-          registry(folder.file("operator-control.json")) {
-        know({{"127.0.0.1", main_server.port(), "Stage left", "M1"},
-              {"127.0.0.1", backup_server.port(), "Stage right", "B1"}});
-        registry.configure(true, "M1", "B1");
-        service.emplace(registry);
-    }
-
-    void know(const std::vector<discovered_server>& servers) {
-        registry.merge_discovered(servers, steady_now());
-    }
-    void use_actions(const std::vector<outbound_action>& actions) {
-        protection_policy policy;
-        policy.startupMs = 60000;
-        policy.actions = actions;
-        ASSERT_TRUE(service->replace_policy(write_policy(policy), error)) << error;
-    }
-    // Returns when a cycle has evaluated what both have said: the pair is adopted by then.
-    void start_and_hear_both() {
-        service->start();
-        ASSERT_TRUE(comes_true([&] {
-            return age_of("M1") >= 0 && age_of("B1") >= 0 && registry.active_role() == "main";
-        }));
-    }
-
-    std::string status() const { return service->protection_status_json(); }
-    bool busy() const { return json_read_bool(status(), "actionsBusy", false); }
-    std::string last_action() const { return json_read_string(status(), "lastAction"); }
-    std::size_t alert_count() const { return json_read_object_list(status(), "alerts").size(); }
-    std::int64_t age_of(const std::string& serial) const {
-        for (const std::string& system : json_read_object_list(status(), "systems"))
-            if (json_read_string(system, "serial") == serial)
-                return json_read_int64(system, "ageMs", -2);
-        return -2;
-    }
-    std::string log() const {
-        return read_whole_file(registry.configuration_path() + ".protection.json.alerts.jsonl",
-                               1 << 20)
-            .value_or("");
-    }
-
-    static peer_script answer_while(const std::atomic<bool>& answering, const std::string& serial) {
-        return [&answering, serial](peer_connection& connection) {
-            connection.read_request();
-            if (answering) connection.send(healthy_reply(serial));
-        };
-    }
-
-    std::atomic<bool> main_answers{true};
-    std::atomic<bool> backup_answers{true};
-    temporary_folder folder;
-    scripted_peer main_server;
-    scripted_peer backup_server;
-    controller_registry registry;
-    std::optional<protection_service> service;
-    std::string error;
-};
+using running_protection = running_pair;
 
 } // namespace
 

@@ -351,6 +351,19 @@ TEST_F(transfer, that_can_not_be_saved_moves_nothing_and_is_tried_in_each_cycle)
     EXPECT_TRUE(saved().heldOnBackup);
 }
 
+TEST_F(transfer, is_no_longer_blocked_once_it_is_tried_though_it_can_not_be_saved) {
+    backup_says->engineStarting = true;
+    watch();
+    main_says->engineRunning = false;
+    cycle_after(250ms);
+    ASSERT_TRUE(stands(blocked_by_readiness));
+    break_saving();
+    backup_says->engineStarting = false;
+    cycle_after(250ms);
+    EXPECT_EQ(standing(),
+              (std::set<std::string>{"critical Main: Engine stopped or exited.", not_persisted}));
+}
+
 TEST_F(transfer, back_that_can_not_be_saved_leaves_backup_active) {
     hold_on_backup();
     break_saving();
@@ -466,6 +479,26 @@ TEST_F(transfer, operations_arm_and_disarm_are_saved_or_undone) {
     break_saving();
     EXPECT_EQ(refusal_of("disarm"), "Could not save protection state.");
     EXPECT_TRUE(json_read_bool(status(), "armed", false));
+}
+
+TEST_F(transfer, operations_that_change_nothing_to_keep_save_nothing) {
+    change_policy(
+        [](protection_policy& policy) { policy.actions = {enabled_action("A", "main")}; });
+    hold_on_backup();
+    std::filesystem::remove(state_path());
+    EXPECT_TRUE(operate("acknowledge"));
+    EXPECT_TRUE(operate("backup")) << "active already";
+    EXPECT_EQ(refusal_of("restart"), "Unknown protection operation.");
+    EXPECT_TRUE(protection->test_action(0, error)) << error;
+    const outbound_sequence sequence = protection->take_sequence();
+    EXPECT_EQ(refusal_of("main"),
+              "Wait for the outbound sequence to finish before transferring again.");
+    protection->record_step(sequence, sequence.steps.at(0), false, "failed.", now);
+    protection->finish_sequence(sequence, false);
+    main_says->engineRunning = false;
+    cycle_after(250ms);
+    EXPECT_EQ(refusal_of("main"), not_ready_for_takeover);
+    EXPECT_FALSE(std::filesystem::exists(state_path()));
 }
 
 TEST_F(transfer, operations_are_five_words) {

@@ -1,5 +1,6 @@
 #include "systems/server_http.hpp"
 
+#include "integration/support/choked_listener.hpp"
 #include "integration/support/scripted_peer.hpp"
 
 #include <gtest/gtest.h>
@@ -177,6 +178,15 @@ TEST(both_exchanges, give_status_0_for_a_server_that_never_answers) {
     http_call call = get_call(peer.port());
     call.timeout = 50ms;
     expect_both(call, 0, "");
+}
+
+TEST(both_exchanges, give_status_0_for_a_connection_that_does_not_come_about_in_time) {
+    const choked_listener listener;
+    http_call call = get_call(listener.port());
+    call.timeout = 100ms;
+    const steady_time start = steady_now();
+    expect_both(call, 0, "");
+    EXPECT_LT(steady_now() - start, 5s);
 }
 
 TEST(both_exchanges, give_status_0_for_a_server_that_never_reads_a_long_request) {

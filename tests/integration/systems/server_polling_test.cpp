@@ -217,6 +217,13 @@ TEST(poll_replication, asks_online_mains_and_backups_and_nobody_else) {
     const std::string body = R"({"Enabled":true,"Role":"Main","Revision":7,"revision":5,)"
                              R"("AppliedRevision":4,"PendingMedia":2,"EventTitle":"Gala",)"
                              R"("LastError":"none yet"})";
+    replication_status known_before;
+    known_before.role = "Backup";
+    known_before.revision = 31;
+    known_before.applied_revision = 30;
+    known_before.pending_media = 9;
+    known_before.event_title = "Old Show";
+    known_before.last_error = "slow";
     struct role_case {
         system_role role;
         bool asked;
@@ -227,16 +234,17 @@ TEST(poll_replication, asks_online_mains_and_backups_and_nobody_else) {
         scripted_peer peer(answers(replication_path, 200, body));
         one_server server("S", peer.port());
         server.registry.set_role("S", each.role, "M");
+        server.registry.set_replication("S", known_before);
         poll_replication(server.registry);
         EXPECT_EQ(peer.connections(), each.asked ? 1U : 0U);
         const system_record record = server.record();
         EXPECT_EQ(record.replicationEnabled, each.asked);
-        EXPECT_EQ(record.replicationRole, each.asked ? "Main" : "Independent");
-        EXPECT_EQ(record.replicationRevision, each.asked ? 7 : 0);
-        EXPECT_EQ(record.replicationAppliedRevision, each.asked ? 4 : 0);
-        EXPECT_EQ(record.replicationPendingMedia, each.asked ? 2 : 0);
-        EXPECT_EQ(record.replicationEventTitle, each.asked ? "Gala" : "");
-        EXPECT_EQ(record.replicationLastError, each.asked ? "none yet" : "");
+        EXPECT_EQ(record.replicationRole, each.asked ? "Main" : "Backup");
+        EXPECT_EQ(record.replicationRevision, each.asked ? 7 : 31);
+        EXPECT_EQ(record.replicationAppliedRevision, each.asked ? 4 : 30);
+        EXPECT_EQ(record.replicationPendingMedia, each.asked ? 2 : 9);
+        EXPECT_EQ(record.replicationEventTitle, each.asked ? "Gala" : "Old Show");
+        EXPECT_EQ(record.replicationLastError, each.asked ? "none yet" : "slow");
     }
 }
 

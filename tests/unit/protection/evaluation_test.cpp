@@ -98,6 +98,9 @@ TEST(heard_lately, ends_at_exactly_the_loss_time) {
     EXPECT_TRUE(heard_lately(policy, health, now));
     EXPECT_TRUE(heard_lately(policy, health, now + 999ms));
     EXPECT_FALSE(heard_lately(policy, health, now + 1000ms));
+    policy.lossMs = 700;
+    EXPECT_TRUE(heard_lately(policy, health, now + 699ms));
+    EXPECT_FALSE(heard_lately(policy, health, now + 700ms));
     health.reachable = false;
     EXPECT_FALSE(heard_lately(policy, health, now));
 }
@@ -317,6 +320,9 @@ TEST(server_ready, wants_a_healthy_engine_whatever_the_modes_say) {
 TEST(server_ready, passes_an_age_of_exactly_the_loss_time) {
     expect_backup_ready(true, nothing, [](auto& health) { health.lastSeen = now - 1000ms; });
     expect_backup_ready(false, nothing, [](auto& health) { health.lastSeen = now - 1000ms - 1ns; });
+    const policy_change sooner = [](auto& policy) { policy.lossMs = 700; };
+    expect_backup_ready(true, sooner, [](auto& health) { health.lastSeen = now - 700ms; });
+    expect_backup_ready(false, sooner, [](auto& health) { health.lastSeen = now - 700ms - 1ns; });
 }
 
 TEST(server_ready, counts_frames_clock_and_outputs_only_where_they_may_cause_a_failover) {

@@ -321,6 +321,19 @@ TEST(validate_policy, holds_an_enabled_action_to_its_bounds) {
     });
 }
 
+TEST(validate_policy, takes_no_negative_number_of_a_rule_or_an_action) {
+    EXPECT_EQ(
+        error_of(parse_policy(R"({"outputRules":[{"mainId":"a","backupId":"b","mode":-1}]})")),
+        outputs_rule);
+    const auto action_text = [](const std::string& more) {
+        return R"({"actions":[{"enabled":true,"host":"h","port":9,"payload":"GO")" + more + "}]}";
+    };
+    EXPECT_EQ(error_of(parse_policy(action_text(""))), accepted);
+    for (const std::string name : {"delayMs", "timeoutMs", "retries"})
+        EXPECT_EQ(error_of(parse_policy(action_text(",\"" + name + "\":-1"))), actions_rule)
+            << name;
+}
+
 TEST(validate_policy, refuses_an_enabled_action_whose_command_can_not_be_decoded) {
     const auto payload = [](const std::string& value) {
         return action_with([value](auto& action) { action.payload = value; });

@@ -99,8 +99,8 @@ TEST(parse_discovery_reply, is_absent_for_a_datagram_that_is_no_answer) {
           "elvantris-server?,5000", "Elvantris-server!,5000", " elvantris-server!,5000",
           "elvantris-server!,", "elvantris-server!5000", "elvantris-server!,,",
           "elvantris-server!,,WS1,ABC", "elvantris-server!,x", "elvantris-server!,x5000",
-          "elvantris-server!,-1", "elvantris-server!, ,WS1", "elvantris-server!,4294967296",
-          "elvantris-server!,99999999999999999999"})
+          "elvantris-server!,-1", "elvantris-server!,+5000", "elvantris-server!, ,WS1",
+          "elvantris-server!,4294967296", "elvantris-server!,99999999999999999999"})
         EXPECT_FALSE(parse_discovery_reply(datagram, sender)) << datagram;
 }
 

@@ -92,6 +92,7 @@ TEST(parse_bounded_response, enforces_the_announced_length) {
                                            {announcing("many", twelve), 200, twelve},
                                            {announcing("", twelve), 200, twelve},
                                            {announcing("-5", twelve), 200, twelve},
+                                           {announcing("+13", twelve), 200, twelve},
                                            {announcing("10 bytes", twelve), 200, "1234567890"},
                                            {announcing("18446744073709551615", twelve), 0, ""},
                                            {announcing("99999999999999999999999", twelve), 0, ""},
@@ -150,6 +151,11 @@ TEST(parse_bounded_response, decodes_only_where_a_line_names_the_chunked_coding)
         EXPECT_EQ(response.status, 200) << each.headers;
         EXPECT_EQ(response.body, each.decoded ? "abc" : raw) << each.headers;
     }
+}
+
+TEST(parse_bounded_response, takes_the_status_line_for_a_header_line_as_well) {
+    expect_all(parse_bounded_response,
+               {{"transfer-encoding: 200 chunked\r\n\r\n3\r\nabc\r\n0\r\n", 200, "abc"}});
 }
 
 TEST(parse_bounded_response, prefers_chunked_coding_to_an_announced_length) {

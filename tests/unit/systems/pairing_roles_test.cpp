@@ -167,6 +167,18 @@ TEST(import_config, takes_a_lone_main_and_stays_unconfigured) {
     EXPECT_TRUE(registry->controller_configured());
 }
 
+TEST(import_config, takes_no_independent_server_for_a_backup_though_it_names_a_main) {
+    const auto registry = empty_registry();
+    operator_control_config config = pairing_of_main_and_backup();
+    config.systems = {member_of_pairing("M", system_role::main),
+                      member_of_pairing("I", system_role::independent, "M")};
+    registry->import_config(config);
+    EXPECT_EQ(registry->find_main()->serial, "M");
+    EXPECT_FALSE(registry->has_pair());
+    EXPECT_FALSE(registry->find_backup_for("M"));
+    EXPECT_FALSE(registry->controller_configured());
+}
+
 TEST(import_config, makes_servers_independent_that_the_config_does_not_name) {
     const auto registry = empty_registry();
     operator_control_config config = pairing_of_main_and_backup();
