@@ -17,8 +17,14 @@ async function start_on(host, ...command) {
   return child;
 }
 
-export const start_endless_replies = (host) =>
-  start_on(host, process.execPath, path.join(root, 'tests/e2e/support/endless_replies.mjs'));
+const start_helper = (host, name, ...words) =>
+  start_on(host, process.execPath, path.join(root, 'tests/e2e/support', name), ...words);
+
+export const start_endless_replies = (host) => start_helper(host, 'endless_replies.mjs');
+
+// Answers each question so many milliseconds later: { 350: 'SERIAL' }.
+export const start_timed_replies = (host, serials) =>
+  start_helper(host, 'timed_replies.mjs', ...Object.entries(serials).flat());
 
 // One media server on the host of that name.
 export class Server {

@@ -128,7 +128,8 @@ export class Workstation {
 
   opened() {
     if (!fs.existsSync(this.opened_file)) return [];
-    return fs.readFileSync(this.opened_file, 'utf8').trimEnd().split('\n');
+    // The file is there a moment before the line in it.
+    return fs.readFileSync(this.opened_file, 'utf8').split('\n').filter(Boolean);
   }
 
   until_opened(count) {
