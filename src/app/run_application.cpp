@@ -54,7 +54,7 @@ void stop_on_signal(int signal) {
 
 void write_banner(const launch_options& options, std::uint16_t ui_port,
                   const std::string& log_path) {
-    std::cout << "Elvantris Redundancy Control 0.9.2\n"
+    std::cout << "Elvantris Redundancy Control " ELVANTRIS_VERSION "\n"
                  "Operator view: " +
                      ui_address(ui_port, false) +
                      "\n"

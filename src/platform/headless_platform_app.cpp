@@ -1,3 +1,4 @@
+#include "platform/autostart.hpp"
 #include "platform/platform_app.hpp"
 
 namespace elvantris::operator_control {
@@ -14,8 +15,8 @@ public:
     void pump_events() override {}
     void update_status(const tray_status& /*status*/) override {}
     void set_ui_port_hint(std::uint16_t /*port*/) override {}
-    bool autostart_enabled() override { return false; }
-    bool set_autostart(bool /*value*/) override { return false; }
+    bool autostart_enabled() override { return operator_control::autostart_enabled(); }
+    bool set_autostart(bool value) override { return operator_control::set_autostart(value); }
     void shutdown() override {}
 };
 

@@ -1,0 +1,193 @@
+// Looks at the program's tray from the Windows side, for the tests. Each call prints one JSON
+// value.
+//   inspector window               the tray's hidden window
+//   inspector menu                 the open menus
+//   inspector titles               class and title of every visible window
+//   inspector taskbar              its place
+//   inspector send MESSAGE W L     sends a message, by number or registered name, to the window
+//   inspector post MESSAGE W L     the same without waiting
+//   inspector break-run-key        lets the key of what starts with the session lead nowhere
+//   inspector mend-run-key         puts an empty one in its place
+//   inspector delete-icon          takes the icon away behind the program's back
+#include "menu_reader.hpp"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include <shellapi.h>
+
+// Windows' own, and the only way to delete a key that is a link.
+extern "C" LONG WINAPI NtDeleteKey(HANDLE key);
+
+namespace {
+
+constexpr const wchar_t* tray_class = L"ElvantrisOperatorControlTrayWindow";
+constexpr DWORD answer_limit_ms = 5000;
+
+void print(const std::wstring& json) {
+    const int length = static_cast<int>(json.size());
+    std::string utf8(json.size() * 3, '\0');
+    utf8.resize(static_cast<std::size_t>(
+        ::WideCharToMultiByte(CP_UTF8, 0, json.data(), length, utf8.data(),
+                              static_cast<int>(utf8.size()), nullptr, nullptr)));
+    std::puts(utf8.c_str());
+}
+
+HWND tray_window() {
+    return ::FindWindowW(tray_class, nullptr);
+}
+
+std::wstring title_of(HWND window) {
+    std::wstring title(256, L'\0');
+    title.resize(static_cast<std::size_t>(::GetWindowTextW(window, title.data(), 256)));
+    return title;
+}
+
+std::wstring class_of(HWND window) {
+    std::wstring name(256, L'\0');
+    name.resize(static_cast<std::size_t>(::GetClassNameW(window, name.data(), 256)));
+    return name;
+}
+
+void print_window() {
+    const HWND window = tray_window();
+    if (window == nullptr) return print(L"null");
+    RECT place{};
+    ::GetWindowRect(window, &place);
+    print(L"{\"title\":\"" + title_of(window) + L"\",\"visible\":" +
+          (::IsWindowVisible(window) ? L"true" : L"false") + L",\"left\":" +
+          std::to_wstring(place.left) + L",\"top\":" + std::to_wstring(place.top) + L",\"dpi\":" +
+          std::to_wstring(::GetDpiForSystem()) + L"}");
+}
+
+LRESULT CALLBACK take_answer(HWND window, UINT message, WPARAM word, LPARAM data) {
+    if (message != WM_COPYDATA) return ::DefWindowProcW(window, message, word, data);
+    const auto* copied = reinterpret_cast<const COPYDATASTRUCT*>(data);
+    print({static_cast<const wchar_t*>(copied->lpData), copied->cbData / sizeof(wchar_t)});
+    ::PostQuitMessage(0);
+    return TRUE;
+}
+
+int print_menu() {
+    WNDCLASSW description{};
+    description.lpfnWndProc = take_answer;
+    description.lpszClassName = L"elvantris_test_asker";
+    ::RegisterClassW(&description);
+    const HWND asker = ::CreateWindowW(description.lpszClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE,
+                                       nullptr, nullptr, nullptr);
+    const HMODULE library = ::LoadLibraryW(L"menu_reader.dll");
+    const HWND window = tray_window();
+    if (library == nullptr || window == nullptr) return EXIT_FAILURE;
+    void* const procedure = reinterpret_cast<void*>(::GetProcAddress(library, "read_menu_hook"));
+    const HHOOK hook = ::SetWindowsHookExW(WH_GETMESSAGE, reinterpret_cast<HOOKPROC>(procedure),
+                                           library, ::GetWindowThreadProcessId(window, nullptr));
+    ::PostMessageW(window, ::RegisterWindowMessageW(read_menu_message),
+                   reinterpret_cast<WPARAM>(asker), 0);
+    ::SetTimer(asker, 1, answer_limit_ms, nullptr);
+    MSG message;
+    while (::GetMessageW(&message, nullptr, 0, 0) > 0 && message.message != WM_TIMER)
+        ::DispatchMessageW(&message);
+    ::UnhookWindowsHookEx(hook);
+    return message.message == WM_TIMER ? EXIT_FAILURE : EXIT_SUCCESS;
+}
+
+BOOL CALLBACK collect_title(HWND window, LPARAM collected) {
+    if (!::IsWindowVisible(window)) return TRUE;
+    auto& json = *reinterpret_cast<std::wstring*>(collected);
+    json += (json.size() > 1 ? L",[\"" : L"[\"") + class_of(window) + L"\",\"" + title_of(window) +
+            L"\"]";
+    return TRUE;
+}
+
+void print_titles() {
+    std::wstring json = L"[";
+    ::EnumWindows(collect_title, reinterpret_cast<LPARAM>(&json));
+    print(json + L"]");
+}
+
+void print_taskbar() {
+    RECT place{};
+    const bool found = ::GetWindowRect(::FindWindowW(L"Shell_TrayWnd", nullptr), &place) != 0;
+    if (!found) return print(L"null");
+    print(L"{\"right\":" + std::to_wstring(place.right) + L",\"top\":" +
+          std::to_wstring(place.top) + L",\"height\":" + std::to_wstring(place.bottom - place.top) +
+          L"}");
+}
+
+void message_to_window(bool wait, wchar_t** words) {
+    const UINT number = static_cast<UINT>(std::wcstoul(words[0], nullptr, 0));
+    const UINT message = number != 0 ? number : ::RegisterWindowMessageW(words[0]);
+    const WPARAM first = std::wcstoul(words[1], nullptr, 0);
+    const auto second = static_cast<LPARAM>(std::wcstoul(words[2], nullptr, 0));
+    print(std::to_wstring(wait ? ::SendMessageW(tray_window(), message, first, second)
+                               : ::PostMessageW(tray_window(), message, first, second)));
+}
+
+constexpr const wchar_t* run_key = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
+
+HKEY make_run_key(DWORD options, REGSAM access) {
+    HKEY key = nullptr;
+    ::RegCreateKeyExW(HKEY_CURRENT_USER, run_key, 0, nullptr, options, access, nullptr, &key,
+                      nullptr);
+    return key;
+}
+
+void break_run_key() {
+    ::RegDeleteTreeW(HKEY_CURRENT_USER, run_key);
+    const HKEY link = make_run_key(REG_OPTION_CREATE_LINK, KEY_SET_VALUE | KEY_CREATE_LINK);
+    const std::wstring target = L"\\Registry\\Machine\\Software\\Nowhere\\Run";
+    const LSTATUS result = ::RegSetValueExW(link, L"SymbolicLinkValue", 0, REG_LINK,
+                                            reinterpret_cast<const BYTE*>(target.data()),
+                                            static_cast<DWORD>(target.size() * sizeof(wchar_t)));
+    ::RegCloseKey(link);
+    print(result == ERROR_SUCCESS ? L"true" : L"false");
+}
+
+void mend_run_key() {
+    HKEY link = nullptr;
+    if (::RegOpenKeyExW(HKEY_CURRENT_USER, run_key, REG_OPTION_OPEN_LINK, DELETE, &link) ==
+        ERROR_SUCCESS) {
+        ::NtDeleteKey(link);
+        ::RegCloseKey(link);
+    }
+    const HKEY key = make_run_key(REG_OPTION_NON_VOLATILE, KEY_SET_VALUE);
+    print(key != nullptr ? L"true" : L"false");
+    ::RegCloseKey(key);
+}
+
+void delete_icon() {
+    NOTIFYICONDATAW icon{};
+    icon.cbSize = sizeof icon;
+    icon.hWnd = tray_window();
+    icon.uID = 1;
+    print(::Shell_NotifyIconW(NIM_DELETE, &icon) ? L"true" : L"false");
+}
+
+} // namespace
+
+int main() {
+    ::SetProcessDPIAware(); // places as they are on the screen
+    int count = 0;
+    wchar_t** const words = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+    const std::wstring act = count > 1 ? words[1] : L"";
+    if (act == L"menu") return print_menu();
+    if (act == L"window") {
+        print_window();
+    } else if (act == L"titles") {
+        print_titles();
+    } else if (act == L"taskbar") {
+        print_taskbar();
+    } else if ((act == L"send" || act == L"post") && count == 5) {
+        message_to_window(act == L"send", words + 2);
+    } else if (act == L"break-run-key") {
+        break_run_key();
+    } else if (act == L"mend-run-key") {
+        mend_run_key();
+    } else if (act == L"delete-icon") {
+        delete_icon();
+    } else {
+        return 2;
+    }
+    return EXIT_SUCCESS;
+}
