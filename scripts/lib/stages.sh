@@ -102,4 +102,9 @@ check_windows_imports() {
     fi
 }
 
+build_packages() {
+    scripts/package_windows
+    scripts/package_linux
+}
+
 node_tests() { node --test --test-concurrency=1 "$@"; }

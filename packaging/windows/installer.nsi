@@ -1,0 +1,139 @@
+; The installer: for the user who runs it, without an administrator.
+; scripts/package_windows gives VERSION, PROGRAM (the .exe), ICON and OUTPUT.
+
+Unicode true
+Target amd64-unicode
+SetCompressor /SOLID lzma
+ManifestDPIAware true
+RequestExecutionLevel user
+
+!include MUI2.nsh
+!include WinMessages.nsh
+
+!define NAME "Elvantris Redundancy Control"
+!define FILE "elvantris-redundancy-control.exe"
+!define MAKER "Tarnwell Media"
+!define UNINSTALL_KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\ElvantrisRedundancyControl"
+!define RUN_KEY "Software\Microsoft\Windows\CurrentVersion\Run"
+!define SETTINGS "$LOCALAPPDATA\${MAKER}\Elvantris OperatorControl"
+
+; The tray's window, its Exit item, and how long a pass on a network of dead servers may take.
+!define TRAY_WINDOW "ElvantrisOperatorControlTrayWindow"
+!define EXIT_ITEM 1005
+!define END_LIMIT_MS 30000
+
+Name "${NAME}"
+OutFile "${OUTPUT}"
+InstallDir "$LOCALAPPDATA\Programs\${NAME}"
+InstallDirRegKey HKCU "${UNINSTALL_KEY}" "InstallLocation"
+BrandingText "${NAME} ${VERSION}"
+ShowInstDetails show
+ShowUninstDetails show
+
+VIProductVersion "${VERSION}.0"
+VIAddVersionKey "ProductName" "${NAME}"
+VIAddVersionKey "FileDescription" "${NAME} Setup"
+VIAddVersionKey "CompanyName" "${MAKER}"
+VIAddVersionKey "LegalCopyright" "${MAKER}"
+VIAddVersionKey "FileVersion" "${VERSION}"
+VIAddVersionKey "ProductVersion" "${VERSION}"
+
+!define MUI_ICON "${ICON}"
+!define MUI_UNICON "${ICON}"
+!define MUI_FINISHPAGE_RUN "$INSTDIR\${FILE}"
+!define MUI_UNCONFIRMPAGE_TEXT_TOP "${NAME} will be removed. Your settings and logs stay in ${SETTINGS}."
+!insertmacro MUI_PAGE_DIRECTORY
+!insertmacro MUI_PAGE_INSTFILES
+!define MUI_PAGE_CUSTOMFUNCTION_PRE skip_if_started_again
+!insertmacro MUI_PAGE_FINISH
+!insertmacro MUI_UNPAGE_CONFIRM
+!insertmacro MUI_UNPAGE_INSTFILES
+!insertmacro MUI_LANGUAGE "English"
+
+Var was_running
+
+Function skip_if_started_again
+    StrCmp $was_running "yes" 0 +2
+    Abort
+FunctionEnd
+
+; Asks the running copy to end, as its own menu would, and waits until it has.
+!macro define_end_running_copy prefix
+Function ${prefix}end_running_copy
+    StrCpy $was_running "no"
+    ask:
+    FindWindow $0 "${TRAY_WINDOW}"
+    StrCmp $0 0 done
+    StrCpy $was_running "yes"
+    DetailPrint "Ending the running copy"
+    System::Call 'user32::GetWindowThreadProcessId(p r0, *i .r1)'
+    System::Call 'kernel32::OpenProcess(i 0x00100000, i 0, i r1) p .r2' ; to wait for it
+    ; An open menu would hold it up.
+    System::Call 'user32::PostMessage(p r0, i ${WM_CANCELMODE}, p 0, p 0)'
+    System::Call 'user32::PostMessage(p r0, i ${WM_COMMAND}, p ${EXIT_ITEM}, p 0)'
+    System::Call 'kernel32::WaitForSingleObject(p r2, i ${END_LIMIT_MS}) i .r3'
+    System::Call 'kernel32::CloseHandle(p r2)'
+    StrCmp $3 0 done
+    MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION \
+        "${NAME} is still running. End it from its icon beside the clock, then try again." \
+        /SD IDCANCEL IDRETRY ask
+    Delete "$INSTDIR\${FILE}.new"
+    ; It ends once it answers again: what was posted to it can't be taken back.
+    Abort "The running copy did not end in time. It is unchanged; start it again when it has ended."
+    done:
+FunctionEnd
+!macroend
+!insertmacro define_end_running_copy ""
+!insertmacro define_end_running_copy "un."
+
+Section
+    SetOutPath "$INSTDIR"
+    ; Laid beside the old file, so that a full disk is found out while that one still runs.
+    SetOverwrite try
+    ClearErrors
+    File "/oname=${FILE}.new" "${PROGRAM}"
+    IfErrors 0 +2
+    Abort "The program could not be written into $INSTDIR; nothing was changed."
+
+    Call end_running_copy
+    ClearErrors
+    Delete "$INSTDIR\${FILE}"
+    Rename "$INSTDIR\${FILE}.new" "$INSTDIR\${FILE}"
+    IfErrors 0 replaced
+    Delete "$INSTDIR\${FILE}.new"
+    StrCmp $was_running "yes" 0 +2
+    Exec '"$INSTDIR\${FILE}" --background'
+    Abort "The old program file in $INSTDIR could not be replaced."
+
+    replaced:
+    ; The file that tells which servers are paired and where operation stands is the operator's:
+    ; the new copy reads it and goes on where the old one stopped.
+    StrCmp $was_running "yes" 0 +2
+    Exec '"$INSTDIR\${FILE}" --background'
+
+    WriteUninstaller "$INSTDIR\uninstall.exe"
+    CreateShortcut "$SMPROGRAMS\${NAME}.lnk" "$INSTDIR\${FILE}"
+    WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayName" "${NAME}"
+    WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}"
+    WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayIcon" "$INSTDIR\${FILE}"
+    WriteRegStr HKCU "${UNINSTALL_KEY}" "Publisher" "${MAKER}"
+    WriteRegStr HKCU "${UNINSTALL_KEY}" "InstallLocation" "$INSTDIR"
+    WriteRegStr HKCU "${UNINSTALL_KEY}" "UninstallString" '"$INSTDIR\uninstall.exe"'
+    WriteRegStr HKCU "${UNINSTALL_KEY}" "QuietUninstallString" '"$INSTDIR\uninstall.exe" /S'
+    WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoModify" 1
+    WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoRepair" 1
+SectionEnd
+
+Section "Uninstall"
+    Call un.end_running_copy
+    Delete "$INSTDIR\${FILE}"
+    Delete "$INSTDIR\uninstall.exe"
+    RMDir "$INSTDIR"
+    Delete "$SMPROGRAMS\${NAME}.lnk"
+    DeleteRegValue HKCU "${RUN_KEY}" "ElvantrisOperatorControl"
+    DeleteRegKey HKCU "${UNINSTALL_KEY}"
+    DetailPrint "Settings and logs were left in ${SETTINGS}"
+    MessageBox MB_OK|MB_ICONINFORMATION \
+        "${NAME} has been removed.$\r$\n$\r$\nYour settings and logs were left in$\r$\n${SETTINGS}" \
+        /SD IDOK
+SectionEnd
