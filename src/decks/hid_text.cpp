@@ -1,13 +1,11 @@
 #include "decks/hid_text.hpp"
 
-#include <type_traits>
-
 namespace elvantris::operator_control {
 
 std::string narrow(const wchar_t* text) {
     std::string narrowed;
     for (; text != nullptr && *text != L'\0'; ++text) {
-        const auto unit = static_cast<std::make_unsigned_t<wchar_t>>(*text);
+        const auto unit = std::char_traits<wchar_t>::to_int_type(*text);
         if (unit <= 127)
             narrowed += static_cast<char>(unit);
         else
