@@ -22,7 +22,11 @@ finish() {
 system=${1:-}
 [[ $system == linux || $system == windows ]] || usage
 files=("${@:2}")
-((${#files[@]})) || files=(tests/e2e/*.test.mjs)
+if ((${#files[@]} == 0)); then
+    files=(tests/e2e/*.test.mjs)
+    # One browser and one document on both systems: the page is looked at once.
+    [[ $system == linux ]] || mapfile -t files < <(printf '%s\n' "${files[@]}" | grep -v /page_)
+fi
 
 network=e2e-$$
 trap finish EXIT

@@ -1,14 +1,13 @@
 #include "local/page.hpp"
 
+#include "local/page/page_text.hpp"
+
 namespace elvantris::operator_control {
 
 std::string build_shell_page() {
-    return "<!doctype html>\n<html lang=\"en\">\n<head><meta charset=\"utf-8\">"
-           "<title>Elvantris Redundancy Control</title></head>\n<body>"
-           "<h1>Elvantris Redundancy Control</h1>"
-           "<p>The program is running. Its state: "
-           "<a href=\"http://127.0.0.1:5251/\">diagnostics</a>.</p>"
-           "</body>\n</html>";
+    std::string page;
+    page.reserve(shell_piece.size() + protection_piece.size() + closing_text.size());
+    return page.append(shell_piece).append(protection_piece).append(closing_text);
 }
 
 } // namespace elvantris::operator_control

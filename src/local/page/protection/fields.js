@@ -1,0 +1,35 @@
+// Controls with their words, as the lists of rules and actions need them many times.
+let fields_made = 0;
+
+function make_field(words, control, tooltip) {
+  fields_made += 1;
+  Object.assign(control, { id: `vorField${fields_made}`, title: tooltip });
+  const label = make('label', { htmlFor: control.id, textContent: words, title: tooltip });
+  return make('div', { className: 'field' }, label, control);
+}
+
+function make_select(options, value) {
+  const select = make('select');
+  select.append(...options.map(([option, text]) => make_option(option, text, option === value)));
+  return select;
+}
+
+function make_button(text, tooltip, act) {
+  const button = make('button', { type: 'button', textContent: text, title: tooltip });
+  button.addEventListener('click', act);
+  return button;
+}
+
+const mode_options = [
+  [0, 'Ignore'],
+  [1, 'Alert only'],
+  [2, 'Alert + failover'],
+];
+
+// The list is built anew, so the focus has to be put back: on what was moved or added, or beside
+// what is gone.
+function focus_in_block(list, index, what) {
+  const blocks = list.children;
+  const block = blocks[Math.min(index, blocks.length - 1)];
+  (block?.querySelector(what) ?? list.nextElementSibling).focus();
+}

@@ -1,0 +1,63 @@
+// The policy that is being edited; null while the dialog is closed.
+let vorDraft = null;
+
+function collect_draft() {
+  collect_policy_form();
+  collect_output_rules();
+  collect_actions();
+}
+
+function fill_protection_dialog() {
+  fill_policy_form();
+  fill_output_rules();
+  fill_actions();
+}
+
+function render_health_summary(protection) {
+  const lines = sides.map(({ role }) => {
+    const health = health_of(system_with_role(role), protection);
+    return `${role}: ${condition_of(health, protection.policy).line}`;
+  });
+  if (protection.heldOnBackup) {
+    lines.push('Held on Backup. Recovery does not return automatically.');
+  }
+  const summary = by_id('vorHealthSummary');
+  const shown = [...summary.children].map(({ textContent }) => textContent);
+  if (shown.join('\n') === lines.join('\n')) return;
+  summary.replaceChildren(...lines.map((line) => make('p', { textContent: line })));
+}
+
+// What follows the status while the dialog is open. The rest belongs to the operator.
+function render_protection_dialog(protection) {
+  set_text(
+    by_id('vorArmButton'),
+    protection.armed ? 'Disarm Automatic Failover' : 'Arm Automatic Failover',
+  );
+  render_health_summary(protection);
+  const running = protection.actionsBusy ? 'Outbound sequence running. ' : '';
+  const last = protection.lastAction || 'No external actions have run.';
+  set_text(by_id('vorLastAction'), running + last);
+  render_alert_list(protection);
+}
+
+function open_protection() {
+  if (!state?.protection) return;
+  vorDraft = structuredClone(state.protection.policy);
+  fill_protection_dialog();
+  say_in_protection('');
+  render_protection_dialog(state.protection);
+  show_dialog(by_id('vorProtectionBg'));
+}
+
+function close_protection() {
+  vorDraft = null;
+  hide_dialog(by_id('vorProtectionBg'));
+}
+
+prepare_dialog(by_id('vorProtectionBg'), close_protection);
+share_tooltips(by_id('vorProtectionBg'));
+by_id('vorClose').addEventListener('click', close_protection);
+by_id('vorCloseFoot').addEventListener('click', close_protection);
+by_id('vorAddRule').addEventListener('click', add_rule);
+by_id('vorAddAction').addEventListener('click', add_action);
+by_id('vorAudible').addEventListener('change', enable_audio);

@@ -1,0 +1,76 @@
+function system_option(system, selected_serial) {
+  const name = system.workstation || system.serial;
+  const place = system.address ? ` (${system.address})` : '';
+  const text = `${name} - ${system.online ? 'Online' : 'Offline'}${place}`;
+  return make_option(system.serial, text, system.serial === selected_serial);
+}
+
+function fill_system_list(list, selected_serial, excluded_serial = '') {
+  const systems = (state?.systems ?? []).filter(
+    ({ serial }) => serial && serial !== excluded_serial,
+  );
+  list.replaceChildren(
+    make_option('', 'Select system...', false),
+    ...systems.map((system) => system_option(system, selected_serial)),
+  );
+}
+
+const serial_with_role = (role) => (state ? system_with_role(role)?.serial : '') ?? '';
+
+function fill_pair_lists() {
+  const main = serial_with_role('Main');
+  fill_system_list(by_id('mainSelect'), main);
+  fill_system_list(by_id('backupSelect'), serial_with_role('Backup'), main);
+}
+
+function exclude_chosen_main() {
+  const backups = by_id('backupSelect');
+  fill_system_list(backups, backups.value, by_id('mainSelect').value);
+}
+
+// Filled at opening alone: a poll must not disturb what is being edited.
+function fill_setup_dialog() {
+  by_id('enabled').checked = state?.enabled === true;
+  by_id('uiPort').value = state?.uiPort ?? 5270;
+  by_id('openBrowserOnStart').checked = state?.openBrowserOnStart !== false;
+  fill_pair_lists();
+  fill_commands(state?.sharedFunctionIds ?? recommendedIds);
+  const path = state?.configPath || 'operator-control.json';
+  set_text(by_id('configPath'), `Workstation configuration: ${path}`);
+  set_title(by_id('configPath'), path);
+  show_message(by_id('setupStatus'), state?.policySyncMessage ?? '');
+}
+
+let setup_closing = 0;
+
+async function open_setup() {
+  if (!state) await refresh();
+  clearTimeout(setup_closing);
+  fill_setup_dialog();
+  show_dialog(by_id('setupBg'));
+}
+
+function close_setup() {
+  clearTimeout(setup_closing);
+  hide_dialog(by_id('setupBg'));
+}
+
+async function rediscover() {
+  // The list of systems tells what came of it.
+  await post('/api/discover').catch(() => {});
+  setTimeout(refresh, 250);
+}
+
+prepare_dialog(by_id('setupBg'), close_setup);
+share_tooltips(by_id('setupBg'));
+by_id('openSetup').addEventListener('click', open_setup);
+by_id('openSetupFromCard').addEventListener('click', open_setup);
+by_id('setupClose').addEventListener('click', close_setup);
+by_id('setupCancel').addEventListener('click', close_setup);
+by_id('mainSelect').addEventListener('change', exclude_chosen_main);
+by_id('commandsRecommended').addEventListener('click', () => check_commands(recommendedIds));
+by_id('commandsAll').addEventListener('click', () =>
+  check_commands(commandDefs.map(({ id }) => id)),
+);
+by_id('commandsNone').addEventListener('click', () => check_commands([]));
+by_id('rediscover').addEventListener('click', rediscover);

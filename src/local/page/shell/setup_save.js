@@ -1,0 +1,87 @@
+const read_setup_form = () => ({
+  enabled: by_id('enabled').checked,
+  mainSerial: by_id('mainSelect').value,
+  backupSerial: by_id('backupSelect').value,
+  uiPort: Number.parseInt(by_id('uiPort').value, 10),
+  openBrowserOnStart: by_id('openBrowserOnStart').checked,
+  sharedFunctionIds: checked_commands(),
+});
+
+// The first thing wrong with the form; empty if it can be sent.
+function setup_error({ enabled, mainSerial, backupSerial, uiPort }) {
+  if (!(uiPort >= 1024 && uiPort <= 65535)) {
+    return 'Control UI port must be between 1024 and 65535.';
+  }
+  if (enabled && (!mainSerial || !backupSerial)) return 'Choose both a Main and a Backup.';
+  if (mainSerial && mainSerial === backupSerial) {
+    return 'Main and Backup must be different systems.';
+  }
+  return '';
+}
+
+const say_in_setup = (text, kind) => show_message(by_id('setupStatus'), text, kind);
+
+// True once the page is on its way to the new port; false if the program stays on the old one.
+async function move_to_port(port) {
+  for (let tries = 0; tries < 30; tries += 1) {
+    await pause(200);
+    const status = await get_status().catch(() => null);
+    if (!status) continue;
+    if (status.runtimeUiPort === port) {
+      location.replace(`http://127.0.0.1:${port}/`);
+      return true;
+    }
+    if (status.uiPort !== port) return false;
+  }
+  return false;
+}
+
+async function follow_port(port) {
+  say_in_setup(`Configuration saved. Switching Redundancy Control to port ${port}...`, 'good');
+  if (await move_to_port(port)) return;
+  say_in_setup(
+    'Port saved, but the browser could not reconnect automatically. Reopen Redundancy Control ' +
+      'from the tray/menu-bar icon.',
+    'warntext',
+  );
+}
+
+// A warning stays for longer, to be read.
+async function finish_setup({ message, serverUpdated }) {
+  say_in_setup(message || 'Configuration saved.', serverUpdated ? 'good' : 'warntext');
+  setup_closing = setTimeout(close_setup, serverUpdated ? 700 : 1500);
+  await refresh();
+}
+
+async function send_setup(form) {
+  say_in_setup('Saving configuration...');
+  let outcome;
+  try {
+    outcome = await post('/api/configure', form);
+  } catch (error) {
+    say_in_setup(`Unable to save configuration: ${error.message}`, 'danger');
+    return;
+  }
+  const { accepted, reply } = outcome;
+  if (!accepted) {
+    say_in_setup(`Unable to save configuration: ${reply.error || 'Save failed'}`, 'danger');
+  } else if (reply.uiPortChanged) await follow_port(form.uiPort);
+  else await finish_setup(reply);
+}
+
+let setup_saving = false;
+
+async function save_setup() {
+  if (setup_saving) return;
+  const form = read_setup_form();
+  const error = setup_error(form);
+  if (error) {
+    say_in_setup(error, 'danger');
+    return;
+  }
+  setup_saving = true;
+  await send_setup(form);
+  setup_saving = false;
+}
+
+by_id('setupSave').addEventListener('click', save_setup);

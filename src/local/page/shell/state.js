@@ -1,0 +1,2 @@
+// The last status; null until the first one has come.
+let state = null;

@@ -1,0 +1,23 @@
+// What a server is called, and how it is. A missing one has words too.
+const sides = [
+  { role: 'Main', id: 'main', card: 'standbyMain' },
+  { role: 'Backup', id: 'backup', card: 'standbyBackup' },
+];
+
+const system_with_role = (role) => state.systems.find((system) => system.role === role);
+
+function label_of(system) {
+  if (!system) return 'Not configured';
+  return system.workstation || system.serial || 'Elvantris';
+}
+
+function state_word(system) {
+  if (system?.uiReady) return 'Ready';
+  return system?.online ? 'Starting' : 'Offline';
+}
+
+function detail_of(system) {
+  if (!system) return 'Not configured';
+  const place = system.address ? `${system.address}:${system.webPort} - ` : '';
+  return place + state_word(system);
+}

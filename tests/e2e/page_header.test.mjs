@@ -1,0 +1,235 @@
+// The header: badges, sync chip, deck chip, and what becomes of them when the API goes away.
+import assert from 'node:assert/strict';
+import { after, afterEach, before, test } from 'node:test';
+
+import { backup, main, nothing_active, offline, starting, status } from './support/page_status.mjs';
+import { PageView } from './support/page_view.mjs';
+
+let view;
+before(async () => {
+  view = await PageView.start();
+});
+afterEach(() => view.assert_no_complaint());
+after(() => view?.stop());
+
+const plain = (changes) => status({ protection: undefined, ...changes });
+const pair = (main_changes, backup_changes) => ({
+  systems: [main(main_changes), backup(backup_changes)],
+});
+
+test('before_the_first_status_the_header_shows_its_starting_texts', async () => {
+  await view.open(null);
+  const shown = await view.read('mainStatus', 'backupStatus', 'syncStatus', 'deckStatus');
+  assert.equal(shown.mainStatus.text, 'Main: --');
+  assert.equal(shown.backupStatus.text, 'Backup: --');
+  assert.equal(shown.syncStatus.text, 'Starting');
+  assert.equal(shown.deckStatus.text, '0');
+  const chips = await view.read('syncBadge', 'deckBadge');
+  assert.equal(chips.syncBadge.text.trim(), 'Show Sync Starting');
+  assert.equal(chips.syncBadge.title, 'Controller starting...');
+  assert.equal(chips.deckBadge.text.trim(), 'Stream Decks 0');
+  assert.equal(
+    chips.deckBadge.title,
+    'Number of physical Stream Deck consoles currently owned by Elvantris Redundancy Control.',
+  );
+  assert.equal(await view.page.title(), 'Elvantris Redundancy Control');
+  assert.equal(
+    await view.page.getAttribute('text="ELVANTRIS REDUNDANCY CONTROL"', 'title'),
+    'This browser is being hosted by Elvantris Redundancy Control with redundant Main / Backup ' +
+      'supervision.',
+  );
+  assert.equal(await view.visible('standby'), true);
+  assert.equal(await view.visible('elvantrisUi'), false);
+  assert.equal(await view.page.getAttribute('iframe', 'title'), 'Elvantris server interface');
+});
+
+test('the_header_stands_in_its_order', async () => {
+  await view.open(plain());
+  const order = await view.page.$$eval('.bar > *', (all) => all.map(({ id, textContent }) => id || textContent));
+  assert.deepEqual(order, [
+    'ELVANTRIS REDUNDANCY CONTROL',
+    'mainBadge',
+    'backupBadge',
+    'syncBadge',
+    'deckBadge',
+    'shellFullscreenButton',
+    'openSetup',
+  ]);
+});
+
+const badge_cases = [
+  ['ready', {}, 'Stage left READY', 'Stage left. 10.77.0.11:5000 - Ready.', 'on'],
+  ['starting', starting, 'Stage left STARTING', 'Stage left. 10.77.0.11:5000 - Starting.', 'warn'],
+  ['offline', offline, 'Stage left OFFLINE', 'Stage left. 10.77.0.11:5000 - Offline.', 'off'],
+  ['ready_though_not_online', { online: false }, 'Stage left READY', 'Stage left. 10.77.0.11:5000 - Ready.', 'on'],
+  ['without_a_name', { workstation: '' }, 'SER-X READY', 'SER-X. 10.77.0.11:5000 - Ready.', 'on'],
+  ['without_name_and_serial', { workstation: '', serial: '' }, 'Elvantris READY', 'Elvantris. 10.77.0.11:5000 - Ready.', 'on'],
+  ['without_an_address', { address: '' }, 'Stage left READY', 'Stage left. Ready.', 'on'],
+];
+for (const role of ['Main', 'Backup']) {
+  const id = role.toLowerCase();
+  test(`the_${id}_badge_tells_name_and_state`, async () => {
+    await view.open(plain());
+    for (const [name, changes, text, detail, dot] of badge_cases) {
+      await view.show(plain({ systems: [main({ serial: 'SER-X', role, ...changes })] }));
+      const shown = await view.read(`${id}Status`, `${id}Badge`, `${id}Dot`);
+      assert.equal(shown[`${id}Status`].text, `${role}: ${text}`, name);
+      assert.equal(shown[`${id}Badge`].title, `${role} system: ${detail}`, name);
+      assert.equal(shown[`${id}Dot`].dot, dot, name);
+    }
+  });
+
+  test(`without_a_${id}_its_badge_says_so`, async () => {
+    await view.open(plain({ systems: [], ...nothing_active }));
+    const shown = await view.read(`${id}Status`, `${id}Badge`, `${id}Dot`);
+    assert.equal(shown[`${id}Status`].text, `${role}: Not configured OFFLINE`);
+    assert.equal(shown[`${id}Badge`].title, `No ${role} system is currently configured.`);
+    assert.equal(shown[`${id}Dot`].dot, 'off');
+  });
+}
+
+test('the_first_system_of_a_role_is_the_one_shown', async () => {
+  await view.open(plain({ systems: [backup(), main(), main({ workstation: 'Second' })] }));
+  assert.equal(await view.text('mainStatus'), 'Main: Stage left READY');
+});
+
+const waiting = 'Pairing saved locally; waiting to synchronize with Main.';
+const degraded = 'Redundancy degraded - Backup UI unavailable.';
+const on_backup = 'Operating on Backup - Main UI unavailable.';
+const at = (mr, br, pm) => pair({ replicationRevision: mr }, { replicationAppliedRevision: br, replicationPendingMedia: pm });
+const sync_cases = [
+  ['disabled', { enabled: false, active: 'backup', policySynchronized: false }, 'Disabled', 'off', 'Redundancy is not enabled.'],
+  ['backup_active', { active: 'backup', policySynchronized: false }, 'Backup Active', 'warn', on_backup],
+  ['pending_with_a_reason', { policySynchronized: false, policySyncMessage: 'Main is busy.' }, 'Pairing Pending', 'warn', 'Main is busy.'],
+  ['pending_without_a_reason', { policySynchronized: false, policySyncMessage: '' }, 'Pairing Pending', 'warn', waiting],
+  ['in_sync', at(12, 12, 0), 'In Sync · Rev 12', 'on', 'Main and Backup show state are synchronized at revision 12.'],
+  ['in_sync_at_one', at(1, 1, 0), 'In Sync · Rev 1', 'on', 'Main and Backup show state are synchronized at revision 1.'],
+  ['no_revision', at(0, 0, 0), 'Syncing · 0/0', 'warn', 'Synchronizing show state - Main revision 0, Backup revision 0.'],
+  ['behind', at(12, 11, 0), 'Syncing · 11/12', 'warn', 'Synchronizing show state - Main revision 12, Backup revision 11.'],
+  ['ahead', at(12, 13, 0), 'Syncing · 13/12', 'warn', 'Synchronizing show state - Main revision 12, Backup revision 13.'],
+  ['media_pending', at(12, 12, 3), 'Syncing · 12/12 · Media 3', 'warn', 'Synchronizing show state - Main revision 12, Backup revision 12, pending media 3.'],
+  ['only_main_ready', pair({}, starting), 'Backup Offline', 'warn', degraded],
+  ['only_main_there', { systems: [main()] }, 'Backup Offline', 'warn', degraded],
+  ['only_backup_ready', { ...pair(offline), ...nothing_active }, 'Backup Active', 'warn', on_backup],
+  ['neither_ready', { ...pair(offline, offline), ...nothing_active }, 'Unavailable', 'off', 'Both configured systems are unavailable.'],
+  ['neither_there', { systems: [], ...nothing_active }, 'Unavailable', 'off', 'Both configured systems are unavailable.'],
+];
+test('the_sync_chip_shows_the_first_row_that_holds', async () => {
+  await view.open(plain());
+  for (const [name, changes, value, dot, tooltip] of sync_cases) {
+    await view.show(plain(changes));
+    const shown = await view.read('syncStatus', 'syncDot', 'syncBadge');
+    assert.equal(shown.syncStatus.text, value, name);
+    assert.equal(shown.syncDot.dot, dot, name);
+    assert.equal(shown.syncBadge.title, tooltip, name);
+  }
+});
+
+test('the_deck_chip_counts', async () => {
+  await view.open(plain());
+  const owned = 'connected and owned by Elvantris Redundancy Control.';
+  for (const [count, tooltip] of [
+    [0, `0 physical Stream Deck consoles are ${owned}`],
+    [1, `1 physical Stream Deck console is ${owned}`],
+    [2, `2 physical Stream Deck consoles are ${owned}`],
+  ]) {
+    await view.show(plain({ streamDeckCount: count }));
+    const shown = await view.read('deckStatus', 'deckBadge');
+    assert.equal(shown.deckStatus.text, String(count));
+    assert.equal(shown.deckBadge.title, tooltip);
+  }
+});
+
+for (const failure of ['away', 'broken']) {
+  test(`with_the_api_${failure}_only_the_sync_chip_changes_until_it_is_back`, async () => {
+    await view.open(status());
+    const picture = () => view.read('mainStatus', 'backupStatus', 'deckStatus', 'vorBanner');
+    const before_it = await picture();
+    const loads = view.frames.length;
+    await view.show(failure);
+    const shown = await view.read('syncStatus', 'syncDot', 'syncBadge');
+    assert.equal(shown.syncStatus.text, 'Unavailable');
+    assert.equal(shown.syncDot.dot, 'off');
+    assert.equal(shown.syncBadge.title, 'Redundancy Control status service unavailable.');
+    assert.deepEqual(await picture(), before_it);
+    assert.equal(await view.visible('elvantrisUi'), true);
+    await view.show(status());
+    assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
+    assert.equal(view.frames.length, loads);
+    view.complaints.length = 0; // the browser's own words about the failed request
+  });
+}
+
+test('an_api_that_hangs_shows_as_unavailable', async () => {
+  await view.open(status());
+  view.status = null;
+  await view.until_text('syncStatus', 'Unavailable');
+});
+
+test('polling_goes_on_every_half_second_without_waiting_for_an_answer', async () => {
+  await view.open(status());
+  let asked = 0;
+  view.page.on('request', (request) => {
+    if (request.url().endsWith('/api/status')) asked += 1;
+  });
+  view.status = null;
+  await view.page.waitForTimeout(2200);
+  assert.ok(asked >= 3 && asked <= 5, `${asked} polls`);
+});
+
+test('names_that_look_like_markup_stay_text', async () => {
+  const hostile = `<img src=x onerror="document.title='taken'">&amp;"'`;
+  const systems = [main({ workstation: hostile, serial: hostile }), backup({ workstation: hostile })];
+  await view.open(status({ systems, activeSerial: hostile, policySyncMessage: hostile, policySynchronized: false }));
+  assert.equal(await view.text('mainStatus'), `Main: ${hostile} WAITING`);
+  assert.equal(await view.text('standbyMain'), hostile);
+  assert.equal((await view.read('syncBadge')).syncBadge.title, hostile);
+  await view.page.click('text=Configure Redundancy');
+  const option = await view.page.$eval('#mainSelect option:checked', ({ textContent, value }) => [textContent, value]);
+  assert.deepEqual(option, [`${hostile} - Online (10.77.0.11)`, hostile]);
+  assert.equal(await view.page.locator('img').count(), 0);
+  assert.equal(await view.page.title(), 'Elvantris Redundancy Control');
+});
+
+test('fullscreen_takes_the_whole_document_and_the_button_says_the_way_back', async () => {
+  const page = await view.open(plain());
+  const button = page.locator('#shellFullscreenButton');
+  const words = async () => [await button.getAttribute('title'), await button.getAttribute('aria-label')];
+  const enter = [
+    'Enter fullscreen while keeping the Redundancy Control status header visible.',
+    'Enter Redundancy Control fullscreen',
+  ];
+  assert.deepEqual(await words(), enter);
+  await button.click();
+  await page.waitForFunction('document.fullscreenElement === document.documentElement');
+  await page.waitForFunction("shellFullscreenButton.ariaLabel.startsWith('Exit')");
+  assert.deepEqual(await words(), [
+    'Exit fullscreen and return the Redundancy Control shell to its browser window.',
+    'Exit Redundancy Control fullscreen',
+  ]);
+  assert.equal(await view.visible('mainBadge'), true);
+  await button.click();
+  await page.waitForFunction("shellFullscreenButton.ariaLabel.startsWith('Enter')");
+  assert.deepEqual(await words(), enter);
+});
+
+test('fullscreen_falls_back_to_the_prefixed_call', async () => {
+  const page = await view.open(plain());
+  await page.evaluate('document.documentElement.requestFullscreen = undefined');
+  await page.click('#shellFullscreenButton');
+  await page.waitForFunction('document.fullscreenElement === document.documentElement');
+});
+
+for (const [name, refusal] of [
+  ['that_refuses', '() => Promise.reject(new Error("no"))'],
+  ['without_such_a_thing', 'undefined'],
+]) {
+  test(`a_browser_${name}_is_not_put_into_fullscreen_and_nothing_breaks`, async () => {
+    const page = await view.open(plain());
+    await page.evaluate(`Object.assign(document.documentElement, {
+      requestFullscreen: ${refusal}, webkitRequestFullscreen: ${refusal}, msRequestFullscreen: ${refusal},
+    })`);
+    await page.click('#shellFullscreenButton');
+    assert.equal(await page.evaluate('document.fullscreenElement === null'), true);
+  });
+}

@@ -1,0 +1,438 @@
+// The protection piece: the words of the badges, the banner, and the dialog with its posts.
+import assert from 'node:assert/strict';
+import { after, afterEach, before, test } from 'node:test';
+
+import { until } from './support/environment.mjs';
+import {
+  action,
+  alert,
+  backup,
+  health,
+  main,
+  nothing_active,
+  output,
+  policy,
+  protection,
+  starting,
+  status,
+} from './support/page_status.mjs';
+import { PageView } from './support/page_view.mjs';
+
+let view;
+before(async () => {
+  view = await PageView.start();
+});
+afterEach(() => view.assert_no_complaint());
+after(() => view?.stop());
+
+const guarded = (changes, others) => status({ protection: protection(changes), ...others });
+const with_policy = (changes, others) => guarded({ policy: policy(changes), ...others });
+
+const word_cases = [
+  ['no_sample', null, 'WAITING', 'Waiting for health', 'warn'],
+  ['never_heard', { ageMs: -1, supported: false }, 'WAITING', 'Waiting for health', 'warn'],
+  ['lost', { ageMs: 1000, supported: false, engineRunning: false }, 'OFFLINE', 'Communication lost', 'off'],
+  ['nearly_lost', { ageMs: 999 }, 'READY', 'Engine responding; frames advancing', 'on'],
+  ['just_heard', { ageMs: 0 }, 'READY', 'Engine responding; frames advancing', 'on'],
+  ['too_old_for_health', { supported: false, engineRunning: false }, 'HEALTH UNKNOWN', 'Health endpoint unavailable', 'warn'],
+  ['stopped', { engineRunning: false, engineResponsive: false, frameStalled: true }, 'ENGINE STOPPED', 'Engine stopped', 'warn'],
+  ['unresponsive', { engineResponsive: false, frameStalled: true, telemetryAvailable: false }, 'ENGINE UNRESPONSIVE', 'Engine unresponsive', 'warn'],
+  ['stalled', { frameStalled: true, telemetryAvailable: false }, 'FRAME STALL', 'Frame progress stalled', 'warn'],
+  ['without_telemetry', { telemetryAvailable: false }, 'TELEMETRY UNKNOWN', 'Engine responding; frame telemetry unavailable', 'warn'],
+  ['well', {}, 'READY', 'Engine responding; frames advancing', 'on'],
+];
+for (const [role, serial, name, id] of [
+  ['Main', 'SER-A', 'Stage left', 'main'],
+  ['Backup', 'SER-B', 'Stage right', 'backup'],
+]) {
+  test(`the_${id}_badge_and_its_line_show_the_first_condition_that_holds`, async () => {
+    await view.open_protection();
+    for (const [case_name, changes, word, line, dot] of word_cases) {
+      const systems = changes ? [health(serial, changes)] : [];
+      // The plain words of the header would be others.
+      await view.show(guarded({ systems }, { systems: [main(starting), backup(starting)] }));
+      const shown = await view.read(`${id}Status`, `${id}Dot`);
+      assert.equal(shown[`${id}Status`].text, `${role}: ${name} ${word}`, case_name);
+      assert.equal(shown[`${id}Dot`].dot, dot, case_name);
+      const lines = await view.page.$$eval('#vorHealthSummary p', (all) => all.map((one) => one.textContent));
+      assert.ok(lines.includes(`${role}: ${line}`), `${case_name}: ${lines}`);
+    }
+  });
+}
+
+test('the_limit_of_a_lost_server_is_the_policy_s', async () => {
+  await view.open(with_policy({ lossMs: 3000 }, { systems: [health('SER-A', { ageMs: 2999 })] }));
+  assert.equal(await view.text('mainStatus'), 'Main: Stage left READY');
+  await view.show(with_policy({ lossMs: 3000 }, { systems: [health('SER-A', { ageMs: 3000 })] }));
+  assert.equal(await view.text('mainStatus'), 'Main: Stage left OFFLINE');
+});
+
+test('without_a_main_its_line_waits_and_its_badge_stays_plain', async () => {
+  await view.open_protection(status({ systems: [], ...nothing_active }));
+  assert.equal(await view.text('mainStatus'), 'Main: Not configured OFFLINE');
+  assert.equal(await view.text('vorHealthSummary'), 'Main: Waiting for healthBackup: Waiting for health');
+});
+
+const rule = (mode, mainId, backupId) => ({ mainId, backupId, mode });
+const output_cases = [
+  ['both_up', [rule(2, 'out-1', 'out-2')], {}, 'READY', 'READY'],
+  ['not_in_the_list', [rule(2, 'gone', 'gone')], {}, 'PROTECTED OUTPUT FAULT', 'PROTECTED OUTPUT FAULT'],
+  ['main_alone', [rule(2, 'gone', 'out-1')], {}, 'PROTECTED OUTPUT FAULT', 'READY'],
+  ['backup_alone', [rule(2, 'out-1', 'gone')], {}, 'READY', 'PROTECTED OUTPUT FAULT'],
+  ['not_available', [rule(2, 'bad', 'bad')], { available: false }, 'PROTECTED OUTPUT FAULT', 'PROTECTED OUTPUT FAULT'],
+  ['not_known', [rule(2, 'bad', 'bad')], { known: false }, 'PROTECTED OUTPUT FAULT', 'PROTECTED OUTPUT FAULT'],
+  ['known_not_told', [rule(2, 'bad', 'bad')], { known: undefined }, 'READY', 'READY'],
+  ['available_not_told', [rule(2, 'bad', 'bad')], { available: undefined }, 'PROTECTED OUTPUT FAULT', 'PROTECTED OUTPUT FAULT'],
+  ['alert_only', [rule(1, 'gone', 'gone')], {}, 'READY', 'READY'],
+  ['ignored', [rule(0, 'gone', 'gone')], {}, 'READY', 'READY'],
+  ['no_id', [rule(2, '', '')], {}, 'READY', 'READY'],
+  ['second_rule', [rule(2, 'out-1', 'out-1'), rule(2, 'gone', 'gone')], {}, 'PROTECTED OUTPUT FAULT', 'PROTECTED OUTPUT FAULT'],
+  ['another_condition_goes_first', [rule(2, 'gone', 'gone')], {}, 'FRAME STALL', 'FRAME STALL', { frameStalled: true }],
+];
+test('a_protected_output_that_is_down_takes_the_place_of_ready', async () => {
+  await view.open(status());
+  for (const [name, outputRules, changes, on_main, on_backup, other] of output_cases) {
+    const outputs = [output('out-1'), output('out-2'), output('bad', changes)];
+    const systems = ['SER-A', 'SER-B'].map((serial) => health(serial, { outputs, ...other }));
+    await view.show(with_policy({ outputRules }, { systems }));
+    assert.equal(await view.text('mainStatus'), `Main: Stage left ${on_main}`, name);
+    assert.equal(await view.text('backupStatus'), `Backup: Stage right ${on_backup}`, name);
+    const { mainDot } = await view.read('mainDot');
+    assert.equal(mainDot.dot, on_main === 'READY' ? 'on' : 'warn', name);
+  }
+});
+
+const notice = alert(1, { severity: 'notice', message: 'Moved.' });
+const recovered = alert(2, { active: false, recovered: 1 });
+const banner_cases = [
+  ['armed', {}, {}, 'PROTECTION ARMED · 0 active alerts', ''],
+  ['disarmed', { armed: false }, {}, 'AUTO FAILOVER DISARMED · 0 active alerts', ''],
+  ['pair_disabled', { heldOnBackup: true }, { enabled: false }, 'PROTECTION ARMED · Pair disabled · 0 active alerts', ''],
+  ['held', { heldOnBackup: true }, {}, 'PROTECTION ARMED · Backup held active · 0 active alerts', ''],
+  ['one_alert', { alerts: [alert(1)] }, {}, 'PROTECTION ARMED · 1 active alert · Main: Engine stopped or exited.', 'fault'],
+  ['the_first_of_two', { alerts: [notice, recovered, alert(3, { message: 'First.', acknowledged: true }), alert(4)] }, {}, 'PROTECTION ARMED · 2 active alerts · First.', 'fault'],
+  ['none_that_counts', { alerts: [notice, recovered] }, {}, 'PROTECTION ARMED · 0 active alerts', ''],
+];
+test('the_banner_sums_up', async () => {
+  const page = await view.open(status());
+  for (const [name, changes, others, text, fault] of banner_cases) {
+    await view.show(guarded(changes, others));
+    assert.equal(await page.textContent('#vorBanner p'), text, name);
+    assert.equal((await view.read('vorBanner')).vorBanner.dot, `vor-banner ${fault}`.trim(), name);
+    const bold = text.split(' · ')[0];
+    assert.equal(await page.textContent('#vorBanner b'), bold, name);
+  }
+  assert.equal(await page.locator('#vorBanner').count(), 1);
+  const below = await page.$eval('#vorBanner', (banner) => banner.nextElementSibling.contains(document.getElementById('elvantrisUi')));
+  assert.equal(below, true);
+});
+
+test('a_status_without_protection_renders_nothing_of_it', async () => {
+  const page = await view.open(status({ protection: undefined }));
+  assert.equal(await page.locator('#vorBanner').count(), 0);
+  assert.equal(await view.text('mainStatus'), 'Main: Stage left READY');
+  await page.evaluate('open_protection()');
+  assert.equal(await view.visible('vorProtectionBg'), false);
+});
+
+const labels = {
+  server: 'Server communication lost',
+  engine: 'Engine stopped or crashed',
+  responsive: 'Engine unresponsive',
+  frames: 'Engine channel frame progress stalled',
+  sync: 'Backup show / asset synchronization (failover setting gates Backup readiness)',
+  clock: 'Engaged external clock lost / unlocked',
+  resources: 'Sustained resource pressure (warning only)',
+};
+test('each_condition_has_its_label_and_its_options', async () => {
+  const page = await view.open_protection(with_policy({ server: 0, engine: 1, sync: 2 }));
+  assert.deepEqual(await page.locator('#vorModes label').allTextContents(), Object.values(labels));
+  const usual = ['0 Ignore', '1 Alert only', '2 Alert + failover'];
+  for (const [key, label] of Object.entries(labels)) {
+    const select = page.getByLabel(label, { exact: true });
+    const options = await select.locator('option').evaluateAll((all) => all.map((one) => `${one.value} ${one.textContent}`));
+    const wanted = { sync: [...usual.slice(0, 2), '2 Require for Backup takeover'], resources: usual.slice(0, 2) };
+    assert.deepEqual(options, wanted[key] ?? usual, key);
+  }
+  const chosen = await page.$$eval('#vorModes select', (all) => all.map(({ value }) => value));
+  assert.deepEqual(chosen, ['0', '1', '2', '2', '2', '1', '1']);
+});
+
+test('each_delay_has_its_label_and_its_bounds', async () => {
+  const page = await view.open_protection(with_policy({ lossMs: 700, audible: true }));
+  for (const [label, id, min, max, value] of [
+    ['Server / engine response timeout (ms)', 'vorLossMs', '500', '30000', '700'],
+    ['Channel frame stall timeout (ms)', 'vorStallMs', '500', '30000', '1500'],
+    ['Output fault confirmation delay (ms)', 'vorOutputMs', '500', '30000', '1000'],
+    ['Startup / changed-pair grace (ms)', 'vorStartupMs', '1000', '60000', '5000'],
+  ]) {
+    const field = page.getByLabel(label, { exact: true });
+    assert.deepEqual(await field.evaluate((one) => [one.id, one.min, one.max, one.value]), [id, min, max, value]);
+  }
+  assert.equal(await page.getByLabel('Optional audible alerts in this browser').isChecked(), true);
+});
+
+test('the_dialog_has_its_heads_its_help_and_its_buttons', async () => {
+  const page = await view.open_protection();
+  const heads = await page.locator('#vorProtectionBg :is(h2, h3)').allTextContents();
+  assert.deepEqual(heads, [
+    'Health, Protection & External Actions', 'Protection', 'Protected Outputs',
+    'External Action Sequences', 'Alerts & Recent History',
+  ]);
+  assert.deepEqual(await page.locator('#vorProtectionBg .help').allTextContents(), [
+    'Monitoring and alerts continue while automatic failover is disarmed. External commands are optional. A transfer holds on Backup until you return to Main. Configure the system pair first.',
+    'Sound requires a browser interaction and this VOR page to remain open. Channel progress measures completed engine frames, including paused media and black. Resource warnings require 10 seconds of CPU at least 95%, available memory below 5%, or GPU temperature at least 90 C. External clock monitoring applies only when engaged; a shared clock failure may affect both servers. Display monitoring reflects OS connection status; consumer monitoring reflects engine delivery. Neither proves a valid downstream picture.',
+    'Choose critical outputs or Extended nodes and their corresponding Backup counterparts. Failover requires every output marked Alert + failover to be healthy on Backup. Disarm before intentionally removing protected outputs or changing engine configuration.',
+    'Enabled actions run in list order on transfer to Backup or an operator return to Main. Each step opens its own TCP connection or sends one UDP datagram. Use a single command field for devices needing multiple commands on one connection. Supported escapes: \\r \\n \\t \\\\ \\xHH. A failed step stops its sequence. Retries can repeat a partially delivered command; leave zero unless the command is safe to repeat. Test sends the saved command to the actual destination.',
+  ]);
+  const buttons = await page.$$eval('#vorProtectionBg button', (all) => all.map(({ textContent }) => textContent));
+  assert.deepEqual(buttons, [
+    'Close', 'Disarm Automatic Failover', 'Take Backup', 'Return to Main', 'Acknowledge Alerts',
+    'Add Output Rule', 'Add Action', 'Close', 'Save Protection Settings',
+  ]);
+  for (const [name, tooltip] of [
+    ['Disarm Automatic Failover', 'Arm or disarm automatic failover; monitoring remains active.'],
+    ['Take Backup', 'Transfer to a healthy Backup and run enabled Backup actions.'],
+    ['Return to Main', 'Return to a healthy Main and run enabled Main actions.'],
+    ['Acknowledge Alerts', 'Silence current alerts without clearing unresolved faults.'],
+  ]) {
+    assert.equal(await page.getByRole('button', { name }).getAttribute('title'), tooltip);
+  }
+});
+
+test('the_live_parts_follow_the_status_while_the_dialog_is_open', async () => {
+  await view.open_protection();
+  assert.equal(await view.text('vorLastAction'), 'No external actions have run.');
+  await view.show(guarded({ armed: false, heldOnBackup: true, actionsBusy: true, lastAction: 'Sent.' }));
+  assert.equal(await view.text('vorArmButton'), 'Arm Automatic Failover');
+  assert.equal(await view.text('vorLastAction'), 'Outbound sequence running. Sent.');
+  assert.match(await view.text('vorHealthSummary'), /Held on Backup\. Recovery does not return automatically\.$/);
+  await view.show(guarded({ actionsBusy: true }));
+  assert.equal(await view.text('vorLastAction'), 'Outbound sequence running. No external actions have run.');
+  assert.doesNotMatch(await view.text('vorHealthSummary'), /Held/);
+});
+
+test('alerts_stand_newest_first_with_their_word_and_their_times', async () => {
+  const page = await view.open_protection();
+  const empty = 'No alerts in this VOR session. Fault/recovery history is also retained in the workstation log.';
+  assert.equal(await view.text('vorAlertList'), empty);
+  const list = [
+    alert(1, { active: false, recovered: Date.UTC(2025, 4, 17, 20, 0, 0), acknowledged: true }),
+    alert(2, { acknowledged: true, message: '<b>Second</b>', severity: 'warning' }),
+    alert(3, { severity: 'notice', message: 'Third.' }),
+  ];
+  const read = () => page.$$eval('#vorAlertList > div', (all) => all.map((one) => [
+    one.querySelector('b').textContent,
+    one.querySelector('span').textContent,
+    one.querySelector('small').textContent,
+    one.classList.contains('recovered'),
+  ]));
+  const time = (ms) => page.evaluate((value) => new Date(value).toLocaleString(), ms);
+  await view.show(guarded({ alerts: list }));
+  assert.deepEqual(await read(), [
+    ['ACTIVE', 'Third.', await time(list[2].started), false],
+    ['ACTIVE / ACKNOWLEDGED', '<b>Second</b>', await time(list[1].started), false],
+    ['RECOVERED', list[0].message, `${await time(list[0].started)} - recovered ${await time(list[0].recovered)}`, true],
+  ]);
+  await view.show(guarded({ alerts: [list[1], { ...list[2], active: false, recovered: 1 }, alert(4)] }));
+  assert.deepEqual((await read()).map(([word]) => word), ['ACTIVE', 'RECOVERED', 'ACTIVE / ACKNOWLEDGED']);
+  await view.show(guarded({ alerts: [] }));
+  assert.equal(await view.text('vorAlertList'), empty);
+});
+
+const rules = [rule(2, 'out-1', 'gone'), rule(1, 'out-2', '')];
+const named = [output('out-1', { name: 'Left wall' }), output('out-2', { name: '', available: false })];
+test('rules_offer_the_outputs_of_their_side_and_keep_what_is_gone', async () => {
+  const systems = [health('SER-A', { outputs: named }), health('SER-B', { outputs: [output('b-1')] })];
+  const page = await view.open_protection(with_policy({ outputRules: rules }, { systems }));
+  const read = () => page.$$eval('#vorOutputRules .vor-rule', (all) => all.map((block) => [...block.querySelectorAll('select')].map((select) => [select.value, ...[...select.options].map((one) => `${one.value}=${one.textContent}`)])));
+  const modes = ['0=Ignore', '1=Alert only', '2=Alert + failover'];
+  const on_main = ['=Select output...', 'out-1=Left wall', 'out-2=out-2 (unavailable)'];
+  assert.deepEqual(await read(), [
+    [['out-1', ...on_main], ['gone', '=Select output...', 'gone=gone (unavailable)', 'b-1=b-1'], ['2', ...modes]],
+    [['out-2', ...on_main], ['', '=Select output...', 'b-1=b-1'], ['1', ...modes]],
+  ]);
+  await page.click('text=Add Output Rule');
+  assert.deepEqual((await read())[2].map(([value]) => value), ['', '', '1']);
+  for (const label of ['Main output', 'Corresponding Backup output', 'Response']) {
+    assert.equal(await page.getByLabel(label, { exact: true }).count(), 3);
+  }
+  // An output that vanishes while the dialog is open stays chosen.
+  await view.show(with_policy({ outputRules: rules }, { systems: [] }));
+  await page.locator('text=Remove Rule').nth(1).click();
+  assert.deepEqual((await read()).map(([[value]]) => value), ['out-1', '']);
+  assert.equal((await read())[0][0][2], 'out-1=out-1 (unavailable)');
+});
+
+const block_values = () => view.page.$$eval('.vor-action', (all) => all.map((block) => Object.fromEntries([...block.querySelectorAll('[data-key]')].map((one) => [one.dataset.key, one.type === 'checkbox' ? one.checked : one.value]))));
+const names = async () => (await block_values()).map(({ name }) => name);
+const in_action = (index) => view.page.locator('.vor-action').nth(index);
+
+test('an_action_block_shows_all_fields_of_its_action', async () => {
+  await view.open_protection(with_policy({ actions: [action({ transport: 'UDP', event: 'main', retries: 2, delayMs: 5 })] }));
+  assert.deepEqual(await block_values(), [{
+    enabled: true, name: 'Router', host: '10.77.0.20', port: '7000', event: 'main', transport: 'UDP',
+    delayMs: '5', timeoutMs: '1000', retries: '2', payload: 'TAKE 2\\r',
+  }]);
+  const words = await in_action(0).locator('label').allTextContents();
+  assert.deepEqual(words.map((text) => text.trim()), [
+    'Enable action 1', 'Name', 'Destination host', 'Port', 'Event', 'Transport',
+    'Delay before step (ms)', 'Connect/send timeout (ms)', 'Retries (0-3)', 'Command string',
+  ]);
+  const options = (label) => in_action(0).getByLabel(label, { exact: true }).locator('option').evaluateAll((all) => all.map((one) => `${one.value}=${one.textContent}`));
+  assert.deepEqual(await options('Event'), ['backup=Transfer to Backup', 'main=Return to Main']);
+  assert.deepEqual(await options('Transport'), ['TCP=TCP', 'UDP=UDP']);
+  assert.deepEqual(await in_action(0).locator('button').allTextContents(), ['Test Saved Action', 'Move Up', 'Move Down', 'Remove Action']);
+});
+
+test('a_new_action_has_its_defaults', async () => {
+  const page = await view.open_protection(with_policy({ actions: [action()] }));
+  await page.click('text=Add Action');
+  assert.deepEqual((await block_values())[1], {
+    enabled: false, name: 'Action 2', host: '', port: '0', event: 'backup', transport: 'TCP',
+    delayMs: '0', timeoutMs: '1000', retries: '0', payload: '',
+  });
+});
+
+test('actions_move_and_go_and_no_edit_is_lost', async () => {
+  const page = await view.open_protection(with_policy({ actions: ['A', 'B', 'C'].map((name) => action({ name })), outputRules: [rule(1, 'out-1', '')] }));
+  await in_action(1).getByLabel('Name', { exact: true }).fill('B edited');
+  await in_action(2).getByLabel('Command string').fill('GO\\r');
+  await page.getByLabel('Response', { exact: true }).selectOption('2');
+  await in_action(2).locator('text=Move Up').click();
+  assert.deepEqual(await names(), ['A', 'C', 'B edited']);
+  assert.equal((await block_values())[1].payload, 'GO\\r');
+  await in_action(0).locator('text=Move Up').click();
+  await in_action(2).locator('text=Move Down').click();
+  assert.deepEqual(await names(), ['A', 'C', 'B edited']);
+  await in_action(0).locator('text=Move Down').click();
+  assert.deepEqual(await names(), ['C', 'A', 'B edited']);
+  await in_action(1).locator('text=Remove Action').click();
+  assert.deepEqual(await names(), ['C', 'B edited']);
+  await page.click('text=Add Output Rule');
+  assert.deepEqual(await names(), ['C', 'B edited']);
+  assert.equal(await page.getByLabel('Response', { exact: true }).first().inputValue(), '2');
+  assert.deepEqual(view.posts, []);
+});
+
+test('polling_does_not_disturb_what_is_typed', async () => {
+  const page = await view.open_protection(with_policy({ actions: [action()] }));
+  await page.fill('#vorLossMs', '2500');
+  await in_action(0).getByLabel('Name', { exact: true }).fill('Half a na');
+  await view.show(with_policy({ lossMs: 900, actions: [action({ name: 'Other' })] }, { alerts: [alert(1)] }));
+  await page.keyboard.type('me');
+  assert.deepEqual(await names(), ['Half a name']);
+  assert.equal(await page.inputValue('#vorLossMs'), '2500');
+});
+
+test('saving_sends_the_whole_draft_with_the_live_arming', async () => {
+  const actions = [action()];
+  const page = await view.open_protection(with_policy({ outputRules: [rule(2, 'out-1', 'out-2')], actions }));
+  await page.fill('#vorStallMs', '2000');
+  await page.getByLabel(labels.resources).selectOption('0');
+  await page.check('#vorAudible');
+  await in_action(0).getByLabel('Port', { exact: true }).fill('7001');
+  // Disarmed from elsewhere while the dialog is open.
+  await view.show(with_policy({ outputRules: [rule(2, 'out-1', 'out-2')], actions }, { armed: false }));
+  await page.click('text=Save Protection Settings');
+  await view.until_text('vorProtectionMessage', 'Protection settings saved.');
+  assert.deepEqual(view.posts, [{
+    path: '/api/protection',
+    type: 'text/plain',
+    body: policy({ armed: false, audible: true, stallMs: 2000, resources: 0, outputRules: [rule(2, 'out-1', 'out-2')], actions: [action({ port: 7001 })] }),
+  }]);
+  assert.equal(await view.visible('vorProtectionBg'), true);
+});
+
+for (const [button, live, operation, success] of [
+  ['Disarm Automatic Failover', { armed: true }, 'disarm', 'Operation completed.'],
+  ['Arm Automatic Failover', { armed: false }, 'arm', 'Operation completed.'],
+  ['Take Backup', {}, 'backup', 'Operation completed.'],
+  ['Return to Main', {}, 'main', 'Operation completed.'],
+  ['Acknowledge Alerts', {}, 'acknowledge', 'Current alerts acknowledged.'],
+]) {
+  test(`the_button_for_${operation}_posts_it`, async () => {
+    const page = await view.open_protection(guarded(live));
+    await page.getByRole('button', { name: button, exact: true }).click();
+    await view.until_text('vorProtectionMessage', success);
+    assert.deepEqual(view.posts, [{ path: '/api/protection/operate', type: 'text/plain', body: { operation } }]);
+  });
+}
+
+for (const [name, reply, text] of [
+  ['a_refusal', { status: 400, json: { ok: false, error: 'Not ready.' } }, 'Not ready.'],
+  ['a_refusal_without_words', { status: 400, json: { ok: false } }, 'Request failed.'],
+  ['a_false_ok', { status: 200, json: { ok: false } }, 'Request failed.'],
+  ['no_answer', 'away', 'Failed to fetch'],
+]) {
+  test(`${name}_shows_below_the_dialog_and_keeps_the_draft`, async () => {
+    const page = await view.open_protection();
+    await page.fill('#vorLossMs', '2500');
+    view.reply = reply;
+    for (const button of ['Save Protection Settings', 'Take Backup']) {
+      await page.click(`text=${button}`);
+      await view.until_text('vorProtectionMessage', text);
+      assert.equal(await page.inputValue('#vorLossMs'), '2500');
+      assert.equal(await view.visible('vorProtectionBg'), true);
+    }
+    view.complaints.length = 0; // the browser's own words about the failed request
+  });
+}
+
+test('only_a_saved_action_is_tested', async () => {
+  const page = await view.open_protection(with_policy({ actions: [action(), action({ name: 'Second' })] }));
+  await in_action(1).locator('text=Test Saved Action').click();
+  await view.until_text('vorProtectionMessage', 'Saved action queued for delivery.');
+  assert.deepEqual(view.posts, [{ path: '/api/protection/test', type: 'text/plain', body: { index: 1 } }]);
+  await in_action(0).getByLabel('Port', { exact: true }).fill('7001');
+  await in_action(1).locator('text=Test Saved Action').click();
+  assert.equal(await view.text('vorProtectionMessage'), 'Save action edits before testing.');
+  await page.click('text=Add Action');
+  await in_action(2).locator('text=Test Saved Action').click();
+  assert.equal(await view.text('vorProtectionMessage'), 'Save action edits before testing.');
+  assert.equal(view.posts.length, 1);
+});
+
+test('closing_drops_the_draft_and_opening_clears_the_message', async () => {
+  const page = await view.open_protection();
+  for (const close of ['#vorClose', '#vorCloseFoot', 'Escape', 'background']) {
+    await page.fill('#vorLossMs', '2500');
+    await page.click('text=Take Backup');
+    await view.until_text('vorProtectionMessage', 'Operation completed.');
+    if (close === 'Escape') await page.keyboard.press('Escape');
+    else if (close === 'background') await page.mouse.click(2, 400);
+    else await page.click(close);
+    assert.equal(await view.visible('vorProtectionBg'), false, close);
+    assert.equal(await page.evaluate('vorDraft'), null);
+    await page.click('text=Health & Alerts');
+    assert.equal(await page.inputValue('#vorLossMs'), '1000', close);
+    assert.equal(await view.text('vorProtectionMessage'), '');
+  }
+});
+
+test('alerts_make_no_sound_while_the_status_names_audible_in_the_policy_alone', async () => {
+  const page = await view.open_protection(with_policy({ audible: true }));
+  await page.evaluate(() => {
+    window.tones = [];
+    const start = OscillatorNode.prototype.start;
+    OscillatorNode.prototype.start = function () {
+      window.tones.push(this.frequency.value);
+      start.call(this);
+    };
+  });
+  await page.click('text=Acknowledge Alerts');
+  await until('audio runs', () => page.evaluate("vorAudio.state === 'running'"));
+  const loud = { policy: policy({ audible: true }), alerts: [alert(1)] };
+  await view.show(guarded(loud));
+  assert.deepEqual(await page.evaluate('tones'), []);
+  // The test of the key stands all the same, one level higher up.
+  await view.show(guarded({ ...loud, audible: true, alerts: [alert(1, { acknowledged: true })] }));
+  await view.show(guarded({ ...loud, audible: true, alerts: [notice] }));
+  assert.deepEqual(await page.evaluate('tones'), []);
+  await view.show(guarded({ ...loud, audible: true }));
+  await view.show(guarded({ ...loud, audible: true }));
+  assert.deepEqual(await page.evaluate('tones'), [740]);
+  await page.evaluate('vorLastSound -= 10001');
+  await view.show(guarded({ ...loud, audible: true }));
+  assert.deepEqual(await page.evaluate('tones'), [740, 740]);
+});

@@ -1,0 +1,384 @@
+// The setup dialog: what it shows, what it refuses, what it sends, and how it ends.
+import assert from 'node:assert/strict';
+import { after, afterEach, before, test } from 'node:test';
+
+import { until } from './support/environment.mjs';
+import { backup, main, nothing_active, offline, status } from './support/page_status.mjs';
+import { PageView } from './support/page_view.mjs';
+
+let view;
+before(async () => {
+  view = await PageView.start();
+});
+afterEach(() => view.assert_no_complaint());
+after(() => view?.stop());
+
+const value = (id) => view.page.$eval(`#${id}`, (control) => control.value);
+const checked = (id) => view.page.isChecked(`#${id}`);
+const options = (id) => view.page.$$eval(`#${id} option`, (all) => all.map((one) => [one.value, one.textContent]));
+const checked_ids = () => view.page.$$eval('.cmdCheck:checked', (all) => all.map((box) => Number(box.value)));
+const save = () => view.page.click('text=Save Configuration');
+const message = async () => {
+  const { setupStatus } = await view.read('setupStatus');
+  return [setupStatus.text, setupStatus.dot.replace('message', '').trim()];
+};
+const until_message = (text) => view.until_text('setupStatus', text);
+const closed = () => view.page.waitForSelector('#setupBg', { state: 'hidden' });
+
+const table_ids = [1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 24, 25, 26, 27, 28, 29];
+const titles = [
+  'PadGrid Load Deck', 'PadGrid Play Column', 'PadGrid Stop', 'PadGrid Next', 'PadGrid Previous',
+  'Load Timeline', 'Start Timeline', 'Pause Timeline', 'Stop Timeline', 'Timeline GOTO 60',
+  'Timeline GOTO 30', 'Timeline GOTO 10', 'Next Placemark', 'Previous Placemark',
+  'Mute Pixel Space', 'Mute Track', 'Hide Track', 'Timeline Breakout', 'Play Background',
+  'Clear Background', 'Toggle Background Audio', 'Hide / Restore Screens', 'Clear All Layers',
+];
+const third = main({ serial: 'SER-C', workstation: '', role: 'Independent', address: '', ...offline });
+
+test('it_opens_with_what_the_status_holds', async () => {
+  const systems = [main(), backup(), third, main({ serial: '', role: 'Independent' })];
+  await view.open_setup(status({ systems, uiPort: 5300 }));
+  assert.equal(await checked('enabled'), true);
+  assert.equal(await value('uiPort'), '5300');
+  assert.equal(await checked('openBrowserOnStart'), true);
+  assert.deepEqual(await options('mainSelect'), [
+    ['', 'Select system...'],
+    ['SER-A', 'Stage left - Online (10.77.0.11)'],
+    ['SER-B', 'Stage right - Online (10.77.0.12)'],
+    ['SER-C', 'SER-C - Offline'],
+  ]);
+  assert.deepEqual(await options('backupSelect'), [
+    ['', 'Select system...'],
+    ['SER-B', 'Stage right - Online (10.77.0.12)'],
+    ['SER-C', 'SER-C - Offline'],
+  ]);
+  assert.equal(await value('mainSelect'), 'SER-A');
+  assert.equal(await value('backupSelect'), 'SER-B');
+  assert.deepEqual(await checked_ids(), [1, 2, 3]);
+  assert.equal(await view.text('configPath'), 'Workstation configuration: /home/operator/operator-control.json');
+  assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
+});
+
+const opening_cases = [
+  ['enabled_only_if_exactly_true', { enabled: 1 }, () => checked('enabled'), false],
+  ['not_enabled', { enabled: false }, () => checked('enabled'), false],
+  ['the_default_port', { uiPort: undefined }, () => value('uiPort'), '5270'],
+  ['the_browser_unless_exactly_false', { openBrowserOnStart: undefined }, () => checked('openBrowserOnStart'), true],
+  ['no_browser', { openBrowserOnStart: false }, () => checked('openBrowserOnStart'), false],
+  ['all_commands_without_a_set', { sharedFunctionIds: undefined }, checked_ids, table_ids],
+  ['no_command_of_an_empty_set', { sharedFunctionIds: [] }, checked_ids, []],
+  ['no_main', { systems: [backup()] }, () => value('mainSelect'), ''],
+  ['no_backup', { systems: [main()] }, () => value('backupSelect'), ''],
+  ['no_path', { configPath: '' }, () => view.text('configPath'), 'Workstation configuration: operator-control.json'],
+];
+for (const [name, changes, read, wanted] of opening_cases) {
+  test(`it_opens_with_${name}`, async () => {
+    await view.open_setup(status(changes));
+    assert.deepEqual(await read(), wanted);
+  });
+}
+
+test('every_control_has_its_words_and_its_tooltip', async () => {
+  const page = await view.open_setup();
+  const dialog = page.locator('#setupBg [role=dialog]');
+  for (const [label, tooltip] of [
+    ['Enable live Main / Backup operation', 'Enable automatic Main / Backup operation and failover.'],
+    ['Main system', 'Select the preferred Main Elvantris system.'],
+    ['Backup system', 'Select the redundant Backup Elvantris system.'],
+    ['Control UI port', 'Local port for the Redundancy Control browser UI. Valid range: 1024–65535.'],
+    ['Open browser when Redundancy Control is launched manually', 'Open the Redundancy Control browser shell after a manual application launch.'],
+    ...titles.map((title) => [title, `Mirror ${title} to the Backup system when redundancy is enabled.`]),
+  ]) {
+    assert.equal(await dialog.getByLabel(label, { exact: true }).getAttribute('title'), tooltip);
+  }
+  for (const [name, tooltip] of [
+    ['Recommended', 'Restore the recommended shared-command selection.'],
+    ['Select All', 'Enable mirroring for every listed operational command.'],
+    ['Clear All', 'Disable mirroring for every listed operational command.'],
+    ['Rediscover Systems', 'Send a discovery request now instead of waiting for the normal automatic discovery cycle.'],
+  ]) {
+    assert.equal(await dialog.getByRole('button', { name, exact: true }).getAttribute('title'), tooltip);
+  }
+  const heads = await dialog.locator('h2, h3').allTextContents();
+  assert.deepEqual(heads, ['Elvantris Redundancy Control', 'System Pair', 'Shared Operational Commands', 'Controller State']);
+  assert.equal(
+    await page.getAttribute('#commandsHead', 'title'),
+    'Choose which non-Stream-Deck operational commands should also be mirrored to Backup.',
+  );
+  assert.equal(
+    await view.text('pairHint'),
+    'The pairing is stored on this Redundancy Control workstation and synchronized into the Main event when Main is online.',
+  );
+  const ids = await page.$$eval('.cmdCheck', (all) => all.map((box) => Number(box.value)));
+  assert.deepEqual(ids, table_ids);
+  assert.deepEqual(await page.evaluate('recommendedIds'), table_ids);
+  const buttons = await dialog.getByRole('button').allTextContents();
+  assert.deepEqual(buttons, ['Close', 'Recommended', 'Select All', 'Clear All', 'Rediscover Systems', 'Cancel', 'Save Configuration']);
+});
+
+test('another_main_is_taken_out_of_the_backups_and_the_choice_stays_if_it_can', async () => {
+  const page = await view.open_setup(status({ systems: [main(), backup(), third] }));
+  await page.selectOption('#mainSelect', 'SER-C');
+  assert.deepEqual((await options('backupSelect')).map(([serial]) => serial), ['', 'SER-A', 'SER-B']);
+  assert.equal(await value('backupSelect'), 'SER-B');
+  await page.selectOption('#mainSelect', 'SER-B');
+  assert.deepEqual((await options('backupSelect')).map(([serial]) => serial), ['', 'SER-A', 'SER-C']);
+  assert.equal(await value('backupSelect'), '');
+});
+
+test('the_buttons_choose_commands', async () => {
+  const page = await view.open_setup();
+  await page.click('text=Clear All');
+  assert.deepEqual(await checked_ids(), []);
+  await page.click('text=Select All');
+  assert.deepEqual(await checked_ids(), table_ids);
+  await page.click('text=Clear All');
+  await page.click('text=Recommended');
+  assert.deepEqual(await checked_ids(), table_ids);
+});
+
+test('polling_does_not_disturb_an_edit', async () => {
+  const page = await view.open_setup(status({ systems: [main(), backup(), third] }));
+  await page.uncheck('#enabled');
+  await page.fill('#uiPort', '6000');
+  await page.selectOption('#backupSelect', 'SER-C');
+  await page.click('text=Clear All');
+  await page.focus('#uiPort');
+  await view.show(status({ uiPort: 5400, sharedFunctionIds: [5], policySyncMessage: 'Something else.' }));
+  assert.equal(await checked('enabled'), false);
+  assert.equal(await value('uiPort'), '6000');
+  assert.equal(await value('backupSelect'), 'SER-C');
+  assert.deepEqual(await checked_ids(), []);
+  assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
+  assert.equal(await page.evaluate('document.activeElement.id'), 'uiPort');
+});
+
+test('what_is_wrong_is_said_in_order_and_nothing_is_sent', async () => {
+  const page = await view.open_setup(status({ systems: [main(), backup()] }));
+  const port_error = 'Control UI port must be between 1024 and 65535.';
+  await page.selectOption('#backupSelect', '');
+  for (const port of ['1023', '65536', '', '-1']) {
+    await page.fill('#uiPort', port);
+    await save();
+    assert.deepEqual(await message(), [port_error, 'danger'], port);
+  }
+  for (const port of ['1024', '65535']) {
+    await page.fill('#uiPort', port);
+    await save();
+    assert.deepEqual(await message(), ['Choose both a Main and a Backup.', 'danger'], port);
+  }
+  await page.selectOption('#mainSelect', '');
+  await save();
+  assert.deepEqual(await message(), ['Choose both a Main and a Backup.', 'danger']);
+  assert.deepEqual(view.posts, []);
+});
+
+for (const enabled of [true, false]) {
+  test(`the_same_system_twice_is_refused_with_the_pair_${enabled ? 'on' : 'off'}`, async () => {
+    const page = await view.open_setup();
+    await page.setChecked('#enabled', enabled);
+    // The lists never offer it; the form is judged all the same.
+    await page.evaluate("backupSelect.append(new Option('again', 'SER-A', true, true))");
+    await save();
+    assert.deepEqual(await message(), ['Main and Backup must be different systems.', 'danger']);
+    assert.deepEqual(view.posts, []);
+  });
+}
+
+test('a_disabled_pair_may_be_left_open', async () => {
+  const page = await view.open_setup();
+  await page.uncheck('#enabled');
+  await page.selectOption('#backupSelect', '');
+  await save();
+  await until('it is sent', () => view.posts.length === 1);
+  assert.equal(view.posts[0].body.backupSerial, '');
+  await closed();
+});
+
+test('saving_sends_the_form_as_plain_text_and_drops_ids_outside_the_table', async () => {
+  const page = await view.open_setup(status({ sharedFunctionIds: [2, 20, 29] }));
+  view.reply = { status: 200, json: { ok: true, serverUpdated: true, uiPort: 5270, uiPortChanged: false, message: 'Written.' } };
+  await page.uncheck('#openBrowserOnStart');
+  await save();
+  await until_message('Written.');
+  assert.deepEqual(view.posts, [
+    {
+      path: '/api/configure',
+      type: 'text/plain',
+      body: {
+        enabled: true,
+        mainSerial: 'SER-A',
+        backupSerial: 'SER-B',
+        uiPort: 5270,
+        openBrowserOnStart: false,
+        sharedFunctionIds: [2, 29],
+      },
+    },
+  ]);
+  assert.deepEqual(await message(), ['Written.', 'good']);
+  await closed();
+});
+
+const saved = (changes) => ({ status: 200, json: { ok: true, serverUpdated: false, uiPort: 5270, uiPortChanged: false, message: '', ...changes } });
+for (const [name, reply, text, kind, least, most] of [
+  ['a_good_save_closes_soon', saved({ serverUpdated: true }), 'Configuration saved.', 'good', 600, 1300],
+  ['a_warning_stays_longer', saved({ message: 'Main is offline.' }), 'Main is offline.', 'warntext', 1400, 2400],
+]) {
+  test(name, async () => {
+    await view.open_setup();
+    view.reply = reply;
+    await save();
+    await until_message(text);
+    const started = Date.now();
+    assert.deepEqual(await message(), [text, kind]);
+    await closed();
+    const took = Date.now() - started;
+    assert.ok(took > least - 150 && took < most, `${took} ms`);
+  });
+}
+
+const failed = 'Unable to save configuration: ';
+for (const [name, reply, text] of [
+  ['a_refusal', { status: 400, json: { ok: false, error: 'No such system.' } }, 'No such system.'],
+  ['a_refusal_without_words', { status: 400, json: { ok: false } }, 'Save failed'],
+  ['a_failed_status_that_says_ok', { status: 404, json: { ok: true } }, 'Save failed'],
+  ['an_ok_that_is_not_true', { status: 200, json: { ok: 1 } }, 'Save failed'],
+  ['no_answer', 'away', 'Failed to fetch'],
+]) {
+  test(`${name}_is_shown_and_the_dialog_stays_open`, async () => {
+    await view.open_setup();
+    view.reply = reply;
+    await save();
+    await until_message(failed + text);
+    assert.deepEqual(await message(), [failed + text, 'danger']);
+    assert.equal(await view.visible('setupBg'), true);
+    assert.equal(await value('mainSelect'), 'SER-A');
+    view.complaints.length = 0; // the browser's own words about the failed request
+  });
+}
+
+test('while_a_save_is_on_its_way_the_dialog_says_so_and_sends_no_second', async () => {
+  const page = await view.open_setup();
+  let release;
+  const held = new Promise((resolve) => (release = resolve));
+  await page.route('**/api/configure', async (route) => {
+    await held;
+    await route.fallback();
+  });
+  await save();
+  assert.deepEqual(await message(), ['Saving configuration...', '']);
+  await save();
+  release();
+  await closed();
+  assert.equal(view.posts.length, 1);
+});
+
+const switching = 'Configuration saved. Switching Redundancy Control to port 5300...';
+const no_reconnect =
+  'Port saved, but the browser could not reconnect automatically. Reopen Redundancy Control from the tray/menu-bar icon.';
+async function change_port() {
+  const page = await view.open_setup();
+  view.reply = saved({ uiPort: 5300, uiPortChanged: true, serverUpdated: true });
+  await page.fill('#uiPort', '5300');
+  view.status = status({ uiPort: 5300, runtimeUiPort: 5270 });
+  await save();
+  await until_message(switching);
+  return page;
+}
+
+test('a_changed_port_is_followed_once_the_program_listens_there', async () => {
+  const page = await change_port();
+  assert.deepEqual(await message(), [switching, 'good']);
+  view.status = 'away'; // a failed call is only a try
+  await page.waitForTimeout(450);
+  assert.equal(page.url(), 'http://127.0.0.1:5270/');
+  await page.route('http://127.0.0.1:5300/', (route) => route.fulfill({ contentType: 'text/html', body: 'moved' }));
+  view.status = status({ uiPort: 5300, runtimeUiPort: 5300 });
+  await page.waitForURL('http://127.0.0.1:5300/');
+  view.complaints.length = 0; // the browser's own words about the failed requests
+});
+
+test('a_port_that_was_put_back_ends_the_waiting_and_leaves_the_dialog_open', async () => {
+  const page = await change_port();
+  view.status = status();
+  await until_message(no_reconnect);
+  assert.deepEqual(await message(), [no_reconnect, 'warntext']);
+  assert.equal(await view.visible('setupBg'), true);
+  assert.equal(page.url(), 'http://127.0.0.1:5270/');
+});
+
+test('after_thirty_tries_the_waiting_ends', async () => {
+  const page = await view.open_setup();
+  const outcome = await page.evaluate(async () => {
+    let tries = 0;
+    window.fetch = async () => {
+      tries += 1;
+      return new Response(JSON.stringify({ uiPort: 5300, runtimeUiPort: 5270, systems: [] }));
+    };
+    clearInterval(1);
+    window.setTimeout = (act) => queueMicrotask(act);
+    const before_it = tries;
+    const moved = await move_to_port(5300);
+    return { moved, tries: tries - before_it };
+  });
+  assert.equal(outcome.moved, false);
+  assert.equal(outcome.tries, 30);
+});
+
+test('rediscover_posts_and_looks_again_whatever_comes_of_it', async () => {
+  for (const reply of [{ status: 200, json: { ok: true } }, { status: 404, json: {} }, 'away']) {
+    const page = await view.open_setup();
+    view.reply = reply;
+    await page.click('text=Rediscover Systems');
+    await until('it is sent', () => view.posts.length === 1);
+    assert.equal(view.posts[0].path, '/api/discover');
+    await view.show(status({ streamDeckCount: 7 }));
+    assert.equal(await view.text('deckStatus'), '7');
+    assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
+    view.complaints.length = 0;
+  }
+});
+
+test('configure_1_opens_it_once_after_the_first_status', async () => {
+  const page = await view.open(status(), { query: '?configure=1' });
+  await page.waitForSelector('#setupBg', { state: 'visible' });
+  await page.click('text=Cancel');
+  await view.show(status());
+  assert.equal(await view.visible('setupBg'), false);
+  for (const query of ['?configure=0', '?configure', '?other=1']) {
+    await view.open(status(), { query });
+    await view.show(status());
+    assert.equal(await view.visible('setupBg'), false, query);
+  }
+});
+
+test('without_a_status_it_asks_for_one_before_it_opens', async () => {
+  const page = await view.open(null);
+  view.status = status({ ...nothing_active, uiPort: 5333 });
+  await page.click('text=Configure Systems');
+  await page.waitForSelector('#setupBg', { state: 'visible' });
+  assert.equal(await value('uiPort'), '5333');
+});
+
+for (const way of ['Close', 'Cancel', 'Escape', 'background']) {
+  test(`${way}_closes_it_without_saving_and_hands_the_focus_back`, async () => {
+    const page = await view.open_setup(status(nothing_active));
+    if (way === 'Escape') await page.keyboard.press('Escape');
+    else if (way === 'background') await page.mouse.click(5, 400);
+    else await page.click(`#setupBg >> text="${way}"`);
+    assert.equal(await view.visible('setupBg'), false);
+    assert.equal(await page.evaluate('document.activeElement.id'), 'openSetup');
+    assert.deepEqual(view.posts, []);
+  });
+}
+
+test('a_click_on_the_dialog_itself_keeps_it_open', async () => {
+  const page = await view.open_setup();
+  await page.click('#setupTitle');
+  // Marking text and letting go outside is no click on the background.
+  await page.locator('#setupTitle').hover();
+  await page.mouse.down();
+  await page.mouse.move(5, 400);
+  await page.mouse.up();
+  assert.equal(await view.visible('setupBg'), true);
+});

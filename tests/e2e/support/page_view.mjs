@@ -1,0 +1,156 @@
+// The real page in a real browser, looking at statuses that the test makes up: for what is hard to
+// bring about with a real pair. Everything but the document itself is answered here.
+import assert from 'node:assert/strict';
+
+import { start_browser } from './browser.mjs';
+import { status } from './page_status.mjs';
+import { Workstation } from './workstation.mjs';
+
+export const page_address = 'http://127.0.0.1:5270/';
+
+// What a browser can complain of; a test that provokes such a thing takes it from here.
+export function watch_complaints(page) {
+  const complaints = [];
+  page.on('pageerror', (error) => complaints.push(error.message));
+  page.on('console', (line) => {
+    if (line.type() === 'error') complaints.push(line.text());
+  });
+  return complaints;
+}
+
+export class PageView {
+  static async start() {
+    const view = new PageView();
+    view.complaints = [];
+    view.workstation = new Workstation();
+    await view.workstation.start();
+    view.browser = await start_browser();
+    return view;
+  }
+
+  async stop() {
+    await this.browser?.close();
+    await this.workstation?.stop();
+    await this.workstation?.remove();
+  }
+
+  // The page afresh at `query`, up to its first render; without a status, none ever comes. One
+  // tab serves all tests of a file: a new one takes longer than most of them.
+  async open(first, { query = '', viewport = { width: 1280, height: 720 } } = {}) {
+    this.page ??= await this.new_page();
+    await this.page.unrouteAll({ behavior: 'ignoreErrors' });
+    this.status = first;
+    this.posts = [];
+    this.reply = { status: 200, json: { ok: true } };
+    this.frames = [];
+    await this.page.setViewportSize(viewport);
+    await this.page.route('**', (route) => this.answer(route));
+    await this.page.goto(page_address + query);
+    if (first && typeof first === 'object') await this.page.waitForFunction('state !== null');
+    this.complaints.length = 0; // of what was there before
+    return this.page;
+  }
+
+  async new_page() {
+    const page = await this.browser.newPage();
+    page.setDefaultTimeout(8000);
+    this.complaints = watch_complaints(page);
+    this.hosts = new Set();
+    return page;
+  }
+
+  answer(route) {
+    const request = route.request();
+    const { host, pathname } = new URL(request.url());
+    this.hosts.add(host);
+    if (host === '127.0.0.1:5251') {
+      return request.method() === 'GET' ? this.answer_status(route) : this.take(route, pathname);
+    }
+    if (host.startsWith('10.77.0.')) {
+      this.frames.push(request.url());
+      return route.fulfill({ contentType: 'text/html', body: '<!doctype html><title>server</title>' });
+    }
+    return route.continue();
+  }
+
+  answer_status(route) {
+    if (this.status === 'away') return route.abort();
+    if (this.status === 'broken') return route.fulfill({ status: 404, body: 'not found' });
+    if (!this.status) return undefined; // for ever on its way
+    return this.fulfill(route, { status: 200, json: this.status });
+  }
+
+  take(route, path) {
+    const request = route.request();
+    this.posts.push({
+      path,
+      type: request.headers()['content-type'],
+      body: request.postData() ? JSON.parse(request.postData()) : undefined,
+    });
+    return this.reply === 'away' ? route.abort() : this.fulfill(route, this.reply);
+  }
+
+  fulfill(route, { status: code, json }) {
+    return route.fulfill({
+      status: code,
+      headers: { 'Access-Control-Allow-Origin': '*' },
+      json,
+    });
+  }
+
+  // One poll that brings this status.
+  async show(next) {
+    this.status = next;
+    await this.page.evaluate('refresh()');
+  }
+
+  text(id) {
+    return this.page.evaluate((name) => document.getElementById(name).textContent, id);
+  }
+
+  // Text, tooltip and class of many elements at once.
+  read(...ids) {
+    return this.page.evaluate(
+      (names) =>
+        Object.fromEntries(
+          names.map((id) => {
+            const { textContent, title, className } = document.getElementById(id);
+            return [id, { text: textContent, title, dot: className.replace(/^dot ?/, '') }];
+          }),
+        ),
+      ids,
+    );
+  }
+
+  visible(id) {
+    return this.page.isVisible(`#${id}`);
+  }
+
+  async open_setup(first = status(), options) {
+    await this.open(first, options);
+    await this.page.click('text=Configure Redundancy');
+    await this.page.waitForSelector('#setupBg', { state: 'visible' });
+    return this.page;
+  }
+
+  async open_protection(first = status(), options) {
+    await this.open(first, options);
+    await this.page.click('text=Health & Alerts');
+    await this.page.waitForSelector('#vorProtectionBg', { state: 'visible' });
+    return this.page;
+  }
+
+  // The text comes as the outcome of what was done before.
+  until_text(id, text) {
+    return this.page
+      .waitForFunction(
+        ([name, wanted]) => document.getElementById(name).textContent === wanted,
+        [id, text],
+      )
+      .catch(async () => assert.equal(await this.text(id), text));
+  }
+
+  assert_no_complaint() {
+    assert.deepEqual(this.complaints, []);
+  }
+}
