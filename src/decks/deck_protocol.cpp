@@ -1,7 +1,7 @@
 #include "decks/deck_protocol.hpp"
 
 #include "decks/base64.hpp"
-#include "os/standard_streams.hpp"
+#include "systems/form_encoding.hpp"
 #include "json/escape.hpp"
 #include "json/field_scanner.hpp"
 
@@ -32,24 +32,6 @@ std::string write_deck(const deck_info& deck) {
            number_field("ImageRotation", deck.image_rotation) + '}';
 }
 
-std::string encode_for_query(std::string_view text) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    constexpr std::string_view plain =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
-    std::string encoded;
-    for (const char byte : text) {
-        if (plain.find(byte) != std::string_view::npos) {
-            encoded += byte;
-        } else if (byte == ' ') {
-            encoded += '+';
-        } else {
-            const auto value = static_cast<unsigned char>(byte);
-            encoded += {'%', digits[value / 16U], digits[value % 16U]};
-        }
-    }
-    return encoded;
-}
-
 // Both spellings of a key; PascalCase decides where both can be read.
 struct key_pair {
     std::string_view camel;
@@ -70,30 +52,41 @@ std::string read_text(std::string_view text, key_pair key) {
     return json_read_string(text, key.camel);
 }
 
-// Calls `visit` for each object of the list, in order.
-template<typename visitor>
-void read_list(std::string_view text, key_pair key, visitor visit) {
-    bool any = false;
-    for (const std::string_view name : {key.pascal, key.camel}) {
-        json_object_cursor objects(json_view_array(text, name));
-        while (const auto object = objects.next()) {
-            any = true;
-            visit(*object);
+// One reply may hold so many objects in all its lists. Far more than any console needs; without it
+// 64 MiB of empty objects would become gigabytes of records.
+constexpr std::size_t most_objects = 262'144;
+
+class list_reader {
+public:
+    // Calls `visit` for each object of the list, in order.
+    template<typename visitor>
+    void read(std::string_view text, key_pair key, visitor visit) {
+        bool any = false;
+        for (const std::string_view name : {key.pascal, key.camel}) {
+            json_object_cursor objects(json_view_array(text, name));
+            while (left_ > 0) {
+                const auto object = objects.next();
+                if (!object) break;
+                --left_;
+                any = true;
+                visit(*object);
+            }
+            if (any) return;
         }
-        if (any) return;
     }
-}
+
+private:
+    std::size_t left_ = most_objects;
+};
 
 void read_key(std::string_view text, deck_view& view) {
     const std::int32_t index = read_number(text, {"index", "Index"});
     // White space alone decodes to nothing, as an empty text does: the key is to be cleared.
     std::optional<std::string> image = decode_base64(read_text(text, {"data", "Data"}));
-    if (!image) {
-        write_error_line("[streamdeck] rejected invalid Base64 image from server deck=" +
-                         view.serial + " key=" + std::to_string(index));
-        return;
-    }
-    view.keys.push_back({.index = index, .image = std::move(*image)});
+    if (image)
+        view.keys.push_back({.index = index, .image = std::move(*image)});
+    else
+        view.refused_keys.push_back(index);
 }
 
 deck_cue read_cue(std::string_view text) {
@@ -107,21 +100,23 @@ deck_cue read_cue(std::string_view text) {
             .page_delta = read_number(text, {"pageDelta", "PageDelta"})};
 }
 
-void read_script(std::string_view text, deck_view& view) {
+void read_script(std::string_view text, deck_view& view, list_reader& lists) {
     std::vector<deck_cue>& cues = view.scripts[read_number(text, {"index", "Index"})];
     cues.clear();
-    read_list(text, {"cues", "Cues"}, [&](std::string_view cue) { cues.push_back(read_cue(cue)); });
+    lists.read(text, {"cues", "Cues"},
+               [&](std::string_view cue) { cues.push_back(read_cue(cue)); });
 }
 
-deck_view read_view(std::string_view text) {
+deck_view read_view(std::string_view text, list_reader& lists) {
     deck_view view{.serial = read_text(text, {"serial", "Serial"}),
                    .page = read_number(text, {"page", "Page"}, 1),
                    .use_splash = read_bool(text, {"useSplash", "UseSplash"}),
                    .keys = {},
-                   .scripts = {}};
-    read_list(text, {"keys", "Keys"}, [&](std::string_view key) { read_key(key, view); });
-    read_list(text, {"scripts", "Scripts"},
-              [&](std::string_view script) { read_script(script, view); });
+                   .scripts = {},
+                   .refused_keys = {}};
+    lists.read(text, {"keys", "Keys"}, [&](std::string_view key) { read_key(key, view); });
+    lists.read(text, {"scripts", "Scripts"},
+               [&](std::string_view script) { read_script(script, view, lists); });
     return view;
 }
 
@@ -155,7 +150,7 @@ std::string write_detach(const std::string& session_id) {
 }
 
 std::string state_path(const std::string& session_id, std::int64_t since) {
-    return "/Home/OperatorDeckState?sessionId=" + encode_for_query(session_id) +
+    return "/Home/OperatorDeckState?sessionId=" + url_encode_form(session_id) +
            "&since=" + std::to_string(since);
 }
 
@@ -165,8 +160,9 @@ deck_state_reply read_deck_state(std::string_view body, std::int64_t since) {
                            .changed = read_bool(body, {"changed", "Changed"}),
                            .decks = {},
                            .accepted = true};
-    read_list(body, {"decks", "Decks"},
-              [&](std::string_view deck) { reply.decks.push_back(read_view(deck)); });
+    list_reader lists;
+    lists.read(body, {"decks", "Decks"},
+               [&](std::string_view deck) { reply.decks.push_back(read_view(deck, lists)); });
     return reply;
 }
 

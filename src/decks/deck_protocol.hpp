@@ -35,6 +35,7 @@ struct deck_view {
     bool use_splash = false; // in place of any keys
     std::vector<deck_key_image> keys;
     std::map<std::int32_t, std::vector<deck_cue>> scripts;
+    std::vector<std::int32_t> refused_keys; // their image was no Base64
 };
 
 struct deck_state_reply {
@@ -55,7 +56,8 @@ std::string write_detach(const std::string& session_id);
 std::string state_path(const std::string& session_id, std::int64_t since);
 
 // Never fails: what can't be read takes its default, the generation that of the request. A key
-// whose image is no Base64 is logged and left out; the rest of the reply stands.
+// whose image is no Base64 is left out; the rest of the reply stands. Reads up to 262,144 objects
+// of all lists together.
 deck_state_reply read_deck_state(std::string_view body, std::int64_t since);
 
 } // namespace elvantris::operator_control

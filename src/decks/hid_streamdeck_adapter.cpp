@@ -17,6 +17,7 @@
 #include <mutex>
 #include <set>
 #include <span>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -26,6 +27,7 @@ namespace {
 constexpr std::uint16_t vendor_id = 0x0FD9;
 constexpr std::chrono::seconds scan_period{2};
 constexpr std::chrono::milliseconds key_period{20};
+constexpr std::uint32_t reads_to_judge = 2; // a single failure is no more than an empty read
 constexpr std::size_t input_buffer_size = 512;
 constexpr std::size_t serial_buffer_size = 256;
 
@@ -39,7 +41,7 @@ std::string text_or_empty(const char* text) {
 std::string find_serial(const hid_device_info& entry, hid_device* device, const std::string& path) {
     if (std::string listed = narrow(entry.serial_number); !listed.empty()) return listed;
     std::array<wchar_t, serial_buffer_size> buffer{};
-    if (::hid_get_serial_number_string(device, buffer.data(), buffer.size() - 1) == 0)
+    if (::hid_get_serial_number_string(device, buffer.data(), buffer.size()) == 0)
         if (std::string asked = narrow(buffer.data()); !asked.empty()) return asked;
     return "path:" + path;
 }
@@ -85,13 +87,16 @@ public:
 private:
     void work();
     void scan();
-    void drop_dead_decks();
+    // Gives the paths of those that went.
+    std::set<std::string> drop_dead_decks();
     void look_at(const hid_device_info& entry, std::set<std::string>& seen_paths);
     hid_device* open(const deck_model& model, const std::string& path);
     void attach(const deck_pointer& deck);
-    // Takes the decks that `gone` names out of the map, and closes them.
+    // The first deck of a serial stays; another is closed, and the result is false.
+    bool insert(const deck_pointer& deck);
+    // Takes the decks that `gone` names out of the map, closes them and gives them back.
     template<typename predicate>
-    void detach_where(predicate gone);
+    std::vector<deck_pointer> detach_where(predicate gone);
     void read_keys();
     static void read_deck(connected_deck& deck, const deck_key_handler& handler);
 
@@ -101,7 +106,9 @@ private:
 
     std::atomic<bool> running_{false};
     std::thread worker_;
-    std::mutex mutex_; // guards `decks_` and `key_handler_`; taken before a deck's own, if both
+    // Guards `decks_` and `key_handler_`. Taken before a deck's own, where both are held; a deck
+    // that nobody else knows yet is the exception.
+    std::mutex mutex_;
     std::map<std::string, deck_pointer> decks_; // by serial
     std::set<std::string> unsupported_paths_;   // reported already; the adapter's thread alone
     std::set<std::string> open_failed_paths_;   // reported already; the adapter's thread alone
@@ -112,7 +119,13 @@ bool hid_streamdeck_adapter::start() {
     if (running_) return true;
     if (::hid_init() != 0) return false;
     running_ = true;
-    worker_ = std::thread([this] { work(); });
+    try {
+        worker_ = std::thread([this] { work(); });
+    } catch (const std::system_error&) {
+        running_ = false;
+        ::hid_exit();
+        return false;
+    }
     return true;
 }
 
@@ -192,26 +205,30 @@ void hid_streamdeck_adapter::work() {
 }
 
 void hid_streamdeck_adapter::scan() {
-    drop_dead_decks();
+    const std::set<std::string> dead_paths = drop_dead_decks();
     std::set<std::string> seen_paths;
     {
         const device_list devices(::hid_enumerate(vendor_id, 0), &::hid_free_enumeration);
         for (const hid_device_info* entry = devices.get(); entry != nullptr; entry = entry->next)
-            look_at(*entry, seen_paths);
+            if (!dead_paths.contains(text_or_empty(entry->path))) look_at(*entry, seen_paths);
     }
     detach_where(
         [&](const connected_deck& deck) { return !seen_paths.contains(deck.info.device_path); });
 }
 
 // A deck that was pulled and plugged again since the last scan can stand on the bus under its old
-// path, while the handle that we hold is dead. It departs here and attaches again like a new one.
-void hid_streamdeck_adapter::drop_dead_decks() {
-    detach_where([](const connected_deck& deck) {
-        return deck.reads_tried > 0 && deck.reads_failed == deck.reads_tried;
-    });
+// path, while the handle that we hold is dead. It departs here and attaches again at the next scan:
+// by then the servers have been told that it is gone, and draw all of its keys anew.
+std::set<std::string> hid_streamdeck_adapter::drop_dead_decks() {
+    std::set<std::string> paths;
+    for (const deck_pointer& deck : detach_where([](const connected_deck& each) {
+             return each.reads_tried >= reads_to_judge && each.reads_failed == each.reads_tried;
+         }))
+        paths.insert(deck->info.device_path);
     const std::lock_guard lock(mutex_);
     for (const auto& [serial, deck] : decks_)
-        deck->reads_tried = deck->reads_failed = 0;
+        if (deck->reads_tried >= reads_to_judge) deck->reads_tried = deck->reads_failed = 0;
+    return paths;
 }
 
 void hid_streamdeck_adapter::look_at(const hid_device_info& entry,
@@ -250,19 +267,9 @@ hid_device* hid_streamdeck_adapter::open(const deck_model& model, const std::str
 void hid_streamdeck_adapter::attach(const deck_pointer& deck) {
     const deck_info& info = deck->info;
     {
-        const std::lock_guard lock(mutex_);
-        const auto [place, inserted] = decks_.try_emplace(info.serial, deck);
-        if (!inserted) {
-            const std::string& first_path = place->second->info.device_path;
-            if (first_path != info.device_path)
-                write_error_line("[streamdeck] serial collision: serial=" + info.serial +
-                                 " existingPath=" + first_path + " newPath=" + info.device_path);
-            close_device(*deck);
-            return;
-        }
-    }
-    {
-        const std::lock_guard lock(deck->mutex);
+        // Before anybody can find it: nothing may be painted that the splash would cover.
+        const std::lock_guard deck_lock(deck->mutex);
+        if (!insert(deck)) return;
         if (!write_splash(*deck))
             write_error_line("[streamdeck] unable to paint bundled Elvantris splash for serial=" +
                              info.serial);
@@ -271,8 +278,21 @@ void hid_streamdeck_adapter::attach(const deck_pointer& deck) {
                       " pid=" + info.pid);
 }
 
+bool hid_streamdeck_adapter::insert(const deck_pointer& deck) {
+    const deck_info& info = deck->info;
+    const std::lock_guard lock(mutex_);
+    const auto [place, inserted] = decks_.try_emplace(info.serial, deck);
+    if (inserted) return true;
+    const std::string& first_path = place->second->info.device_path;
+    if (first_path != info.device_path)
+        write_error_line("[streamdeck] serial collision: serial=" + info.serial +
+                         " existingPath=" + first_path + " newPath=" + info.device_path);
+    close_device(*deck);
+    return false;
+}
+
 template<typename predicate>
-void hid_streamdeck_adapter::detach_where(predicate gone) {
+std::vector<deck_pointer> hid_streamdeck_adapter::detach_where(predicate gone) {
     std::vector<deck_pointer> departed;
     {
         const std::lock_guard lock(mutex_);
@@ -287,6 +307,7 @@ void hid_streamdeck_adapter::detach_where(predicate gone) {
         close_device(*deck);
         write_output_line("[streamdeck] detached serial=" + deck->info.serial);
     }
+    return departed;
 }
 
 void hid_streamdeck_adapter::read_keys() {

@@ -22,12 +22,11 @@ std::size_t header_size(deck_family family) {
 std::size_t state_position(deck_family family, std::size_t key) {
     switch (family) {
     case deck_family::family_jpeg:
-        return 4 + key;
     case deck_family::family_mini:
-        return 1 + key;
+        return header_size(family) + key;
     case deck_family::family_original:
         // Within each row of five the states run from the right.
-        return 5 + key - 2 * (key % 5);
+        return header_size(family) + 4 + key - 2 * (key % 5);
     }
     return 0;
 }

@@ -1,5 +1,6 @@
 #include "decks/operator_deck_client.hpp"
 
+#include "os/standard_streams.hpp"
 #include "systems/server_http.hpp"
 
 #include <chrono>
@@ -29,6 +30,13 @@ bool post(const system_record& server, std::string_view operation, std::string b
     return response.status >= 200 && response.status <= 299;
 }
 
+void log_refused_keys(const deck_state_reply& reply) {
+    for (const deck_view& view : reply.decks)
+        for (const std::int32_t key : view.refused_keys)
+            write_error_line("[streamdeck] rejected invalid Base64 image from server deck=" +
+                             view.serial + " key=" + std::to_string(key));
+}
+
 } // namespace
 
 bool operator_deck_client::post_register(const system_record& server, const std::string& session_id,
@@ -51,7 +59,9 @@ deck_state_reply operator_deck_client::get_state(const system_record& server,
                                              .timeout = timeout},
                                             state_limit);
     if (response.status != 200) return {};
-    return read_deck_state(response.body, since);
+    deck_state_reply reply = read_deck_state(response.body, since);
+    log_refused_keys(reply);
+    return reply;
 }
 
 bool operator_deck_client::post_key_event(const system_record& server,

@@ -4,7 +4,7 @@
 // Units: `timeout` bounds connecting and each single send and read; the whole exchange ends after
 //   10 s at the latest, so that a server which trickles its answer can't keep the keys waiting.
 // Failure: false, or `accepted` false, for every cause alike. Nothing is thrown for the network's
-//   sake, logged or tried again.
+//   sake or tried again, and nothing logged but an image that is no Base64.
 #pragma once
 
 #include "decks/deck_protocol.hpp"

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <exception>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 namespace elvantris::operator_control {

@@ -42,7 +42,4 @@ std::string build_operator_control_json(const operator_control_config& desired,
 std::string splice_operator_control(std::string_view event_model_text,
                                     std::string_view object_text);
 
-// Form encoding: a blank becomes +, all but letters, digits and -._~ become %XX. Pure.
-std::string url_encode_form(std::string_view text);
-
 } // namespace elvantris::operator_control

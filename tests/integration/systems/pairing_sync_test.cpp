@@ -1,5 +1,7 @@
 #include "systems/pairing_sync.hpp"
 
+#include "systems/form_encoding.hpp"
+
 #include "integration/support/scripted_peer.hpp"
 
 #include <gtest/gtest.h>
