@@ -1,5 +1,9 @@
 #include "local/loopback_server.hpp"
 
+#include "os/standard_streams.hpp"
+
+#include <exception>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -49,10 +53,19 @@ void loopback_server::accept_connections() {
         if (!somebody_waits) continue;
         socket_handle connection = accept_connection(listen_socket_);
         if (connection.valid())
-            handler_(std::move(connection));
+            handle(std::move(connection));
         else
             // Out of handles, most likely: trying again at full speed would only make it worse.
             std::this_thread::sleep_for(pause_after_failure);
+    }
+}
+
+// A request that the memory has no room for must not end the program.
+void loopback_server::handle(socket_handle connection) {
+    try {
+        handler_(std::move(connection));
+    } catch (const std::exception& failure) {
+        write_error_line("Redundancy Control request: " + std::string(failure.what()));
     }
 }
 

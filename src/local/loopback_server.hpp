@@ -36,6 +36,7 @@ public:
 
 private:
     void accept_connections();
+    void handle(socket_handle connection);
 
     int backlog_;
     connection_handler handler_;

@@ -3,6 +3,7 @@
 #include "integration/support/loopback_client.hpp"
 
 #include <gtest/gtest.h>
+#include <stdexcept>
 
 using namespace elvantris::operator_control;
 using namespace std::chrono_literals;
@@ -18,6 +19,19 @@ TEST(loopback_server, hands_each_connection_to_its_handler) {
         EXPECT_EQ(loopback_client(server.port()).read_to_end(), "hello");
     server.stop();
     EXPECT_EQ(served, 3);
+}
+
+TEST(loopback_server, outlives_a_handler_that_throws) {
+    std::atomic<int> served = 0;
+    loopback_server server(4, [&](socket_handle connection) {
+        if (++served == 1) throw std::runtime_error("no room");
+        send_some(connection, "x", 1s);
+    });
+    ASSERT_TRUE(server.start(0));
+    EXPECT_EQ(loopback_client(server.port()).read_to_end(), "");
+    EXPECT_EQ(loopback_client(server.port()).read_to_end(), "x");
+    server.stop();
+    EXPECT_EQ(served, 2);
 }
 
 TEST(loopback_server, tells_a_handler_at_work_that_it_stops_and_waits_for_it) {
