@@ -13,7 +13,7 @@ function alert_word({ active, acknowledged }) {
 }
 
 function alert_times({ started, recovered }) {
-  const end = recovered === 0 ? '' : ` - recovered ${local_time.format(recovered)}`;
+  const end = recovered ? ` - recovered ${local_time.format(recovered)}` : '';
   return local_time.format(started) + end;
 }
 
@@ -33,9 +33,9 @@ function make_alert(alert) {
 // What stands in the list, by alert: only what has changed is made anew.
 let shown_alerts = new Map();
 
-function alert_entry(alert) {
+function alert_entry(alert, key) {
   const text = JSON.stringify(alert);
-  const shown = shown_alerts.get(alert.id);
+  const shown = shown_alerts.get(key);
   return shown?.text === text ? shown : { text, element: make_alert(alert) };
 }
 
@@ -50,9 +50,10 @@ function show_in_order(list, elements) {
   }
 }
 
-function render_alert_list({ alerts }) {
+function render_alert_list({ alerts = [] }) {
   const list = by_id('vorAlertList');
-  shown_alerts = new Map(alerts.map((alert) => [alert.id, alert_entry(alert)]));
+  const keyed = alerts.map((alert, index) => [alert.id ?? index, alert]);
+  shown_alerts = new Map(keyed.map(([key, alert]) => [key, alert_entry(alert, key)]));
   if (alerts.length === 0) {
     set_text(
       list,

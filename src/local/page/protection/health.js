@@ -31,7 +31,7 @@ const health_conditions = [
     line: 'Frame progress stalled',
   },
   {
-    holds: (health) => health.telemetryAvailable === false,
+    holds: (health) => !health.telemetryAvailable,
     word: 'TELEMETRY UNKNOWN',
     line: 'Engine responding; frame telemetry unavailable',
   },
@@ -46,13 +46,13 @@ const condition_of = (health, policy) =>
   health_conditions.find(({ holds }) => holds(health, policy));
 
 function health_of(system, protection) {
-  return system && protection.systems.find(({ serial }) => serial === system.serial);
+  return system && (protection.systems ?? []).find(({ serial }) => serial === system.serial);
 }
 
 // The side's end of every rule that calls for failover must be up.
-function has_output_fault(side, health, { outputRules }) {
+function has_output_fault(side, health, { outputRules = [] }) {
   const up = new Set();
-  for (const output of health.outputs) {
+  for (const output of health.outputs ?? []) {
     if (output?.available === true && output.known !== false) up.add(output.id);
   }
   return outputRules.some((rule) => {

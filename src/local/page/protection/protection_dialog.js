@@ -56,7 +56,6 @@ function close_protection() {
 
 prepare_dialog(by_id('vorProtectionBg'), close_protection);
 share_tooltips(by_id('vorProtectionBg'));
-by_id('vorClose').addEventListener('click', close_protection);
 by_id('vorCloseFoot').addEventListener('click', close_protection);
 by_id('vorAddRule').addEventListener('click', add_rule);
 by_id('vorAddAction').addEventListener('click', add_action);

@@ -2,9 +2,9 @@ const say_in_protection = (text, kind) =>
   show_message(by_id('vorProtectionMessage'), text, kind);
 
 async function post_to_protection(path, body) {
-  const { accepted, reply } = await post(path, body);
+  const { succeeded, reply } = await post(path, body);
   await refresh();
-  if (!accepted) throw new Error(reply.error || 'Request failed.');
+  if (!succeeded || reply.ok === false) throw new Error(reply.error || 'Request failed.');
 }
 
 async function report_post(path, body, success) {

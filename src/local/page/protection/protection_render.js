@@ -1,6 +1,6 @@
 function render_protection(protection) {
   render_protection_badges(protection);
-  const alerts = protection.alerts.filter(
+  const alerts = (protection.alerts ?? []).filter(
     ({ active, severity }) => active && severity !== 'notice',
   );
   render_banner(protection, alerts);

@@ -1,12 +1,15 @@
 const api = 'http://127.0.0.1:5251';
 
-// An API that hangs must not leave an old picture looking like a live one.
+// An API that hangs must not leave an old picture looking like a live one. It answers one request
+// after the other, so a poll behind a save waits for as long as that takes.
 const status_limit_ms = 5000;
+const status_limit_behind_post_ms = 30000;
+let posts_pending = 0;
 
 async function get_status() {
   const response = await fetch(`${api}/api/status`, {
     cache: 'no-store',
-    signal: AbortSignal.timeout(status_limit_ms),
+    signal: AbortSignal.timeout(posts_pending > 0 ? status_limit_behind_post_ms : status_limit_ms),
   });
   if (!response.ok) throw new Error(`status ${response.status}`);
   return response.json();
@@ -14,11 +17,15 @@ async function get_status() {
 
 // Plain text needs no preflight, to which the API has no answer.
 async function post(path, body) {
-  const response = await fetch(api + path, {
-    method: 'POST',
-    headers: { 'Content-Type': 'text/plain' },
-    body: JSON.stringify(body),
-  });
-  const reply = (await response.json().catch(() => null)) ?? {};
-  return { accepted: response.ok && reply.ok === true, reply };
+  posts_pending += 1;
+  try {
+    const response = await fetch(api + path, {
+      method: 'POST',
+      headers: { 'Content-Type': 'text/plain' },
+      body: JSON.stringify(body),
+    });
+    return { succeeded: response.ok, reply: (await response.json().catch(() => null)) ?? {} };
+  } finally {
+    posts_pending -= 1;
+  }
 }

@@ -74,8 +74,8 @@ const backup_active = {
 };
 
 function sync_of_status() {
-  const main = system_with_role('Main');
-  const backup = system_with_role('Backup');
+  const main = ready_system_with_role('Main');
+  const backup = ready_system_with_role('Backup');
   if (state.enabled === false) {
     return { value: 'Disabled', dot: 'off', tooltip: 'Redundancy is not enabled.' };
   }
@@ -84,12 +84,12 @@ function sync_of_status() {
     const waiting = 'Pairing saved locally; waiting to synchronize with Main.';
     return { value: 'Pairing Pending', dot: 'warn', tooltip: state.policySyncMessage || waiting };
   }
-  if (main?.uiReady && backup?.uiReady) return replication_sync(main, backup);
-  if (main?.uiReady) {
+  if (main && backup) return replication_sync(main, backup);
+  if (main) {
     const tooltip = 'Redundancy degraded - Backup UI unavailable.';
     return { value: 'Backup Offline', dot: 'warn', tooltip };
   }
-  if (backup?.uiReady) return backup_active;
+  if (backup) return backup_active;
   return { value: 'Unavailable', dot: 'off', tooltip: 'Both configured systems are unavailable.' };
 }
 

@@ -6,7 +6,7 @@ function system_option(system, selected_serial) {
 }
 
 function fill_system_list(list, selected_serial, excluded_serial = '') {
-  const systems = (state?.systems ?? []).filter(
+  const systems = known_systems().filter(
     ({ serial }) => serial && serial !== excluded_serial,
   );
   list.replaceChildren(
@@ -15,7 +15,7 @@ function fill_system_list(list, selected_serial, excluded_serial = '') {
   );
 }
 
-const serial_with_role = (role) => (state ? system_with_role(role)?.serial : '') ?? '';
+const serial_with_role = (role) => system_with_role(role)?.serial ?? '';
 
 function fill_pair_lists() {
   const main = serial_with_role('Main');
@@ -42,10 +42,12 @@ function fill_setup_dialog() {
 }
 
 let setup_closing = 0;
+let setup_openings = 0;
 
 async function open_setup() {
   if (!state) await refresh();
   clearTimeout(setup_closing);
+  setup_openings += 1;
   fill_setup_dialog();
   show_dialog(by_id('setupBg'));
 }

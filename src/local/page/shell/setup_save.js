@@ -53,35 +53,39 @@ async function finish_setup({ message, serverUpdated }) {
   await refresh();
 }
 
-async function send_setup(form) {
-  say_in_setup('Saving configuration...');
-  let outcome;
+// The reply, or why there is none to go on with.
+async function post_setup(form) {
   try {
-    outcome = await post('/api/configure', form);
+    const { succeeded, reply } = await post('/api/configure', form);
+    if (succeeded && reply.ok === true) return { reply };
+    return { failure: reply.error || 'Save failed' };
   } catch (error) {
-    say_in_setup(`Unable to save configuration: ${error.message}`, 'danger');
-    return;
+    return { failure: error.message };
   }
-  const { accepted, reply } = outcome;
-  if (!accepted) {
-    say_in_setup(`Unable to save configuration: ${reply.error || 'Save failed'}`, 'danger');
-  } else if (reply.uiPortChanged) await follow_port(form.uiPort);
+}
+
+// The opening of the dialog whose form is on its way; 0 for none.
+let setup_posting = 0;
+
+async function send_setup(form) {
+  const opening = setup_openings;
+  setup_posting = opening;
+  say_in_setup('Saving configuration...');
+  const { reply, failure } = await post_setup(form);
+  // Closed and opened again meanwhile, the dialog is about something else.
+  if (opening !== setup_openings) return;
+  setup_posting = 0;
+  if (failure) say_in_setup(`Unable to save configuration: ${failure}`, 'danger');
+  else if (reply.uiPortChanged) await follow_port(form.uiPort);
   else await finish_setup(reply);
 }
 
-let setup_saving = false;
-
 async function save_setup() {
-  if (setup_saving) return;
+  if (setup_posting === setup_openings) return;
   const form = read_setup_form();
   const error = setup_error(form);
-  if (error) {
-    say_in_setup(error, 'danger');
-    return;
-  }
-  setup_saving = true;
-  await send_setup(form);
-  setup_saving = false;
+  if (error) say_in_setup(error, 'danger');
+  else await send_setup(form);
 }
 
 by_id('setupSave').addEventListener('click', save_setup);

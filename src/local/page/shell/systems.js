@@ -4,7 +4,12 @@ const sides = [
   { role: 'Backup', id: 'backup', card: 'standbyBackup' },
 ];
 
-const system_with_role = (role) => state.systems.find((system) => system.role === role);
+const known_systems = () => state?.systems ?? [];
+
+const system_with_role = (role) => known_systems().find((system) => system.role === role);
+
+const ready_system_with_role = (role) =>
+  known_systems().find((system) => system.role === role && system.uiReady);
 
 function label_of(system) {
   if (!system) return 'Not configured';

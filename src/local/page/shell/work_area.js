@@ -3,7 +3,7 @@ let lastActiveKey = '';
 
 function active_system() {
   if (!['main', 'backup', 'independent'].includes(state.active)) return undefined;
-  return state.systems.find(({ serial }) => serial === state.activeSerial);
+  return known_systems().find(({ serial }) => serial === state.activeSerial);
 }
 
 function frame_source({ address, webPort }) {
