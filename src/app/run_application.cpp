@@ -25,6 +25,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <clocale>
 #include <csignal>
 #include <cstdint>
 #include <exception>
@@ -58,7 +59,9 @@ void write_banner(const launch_options& options, std::uint16_t ui_port,
                  "Operator view: " +
                      ui_address(ui_port, false) +
                      "\n"
-                     "Diagnostics:   http://127.0.0.1:5251/\n"
+                     "Diagnostics:   " +
+                     ui_address(api_port, false) +
+                     "\n"
                      "Config:        " +
                      options.config_path +
                      "\n"
@@ -130,7 +133,8 @@ exit_code run_services(const launch_options& options, const std::string& log_pat
     protection_service protection(registry);
     api_server api(registry, router, *adapter, protection);
     if (!api.start(api_port)) {
-        write_error_line("Unable to start Redundancy Control API on 127.0.0.1:5251");
+        write_error_line("Unable to start Redundancy Control API on 127.0.0.1:" +
+                         std::to_string(api_port));
         return exit_no_api_port;
     }
     ui_shell_server shell;
@@ -171,12 +175,15 @@ exit_code run_services(const launch_options& options, const std::string& log_pat
 
 int run_application(int argc, char** argv) {
     application_running = true;
-    std::signal(SIGINT, stop_on_signal);
-    std::signal(SIGTERM, stop_on_signal);
     ignore_broken_pipes();
+    // The names of HID devices come through the C library, which knows ASCII alone until told.
+    std::setlocale(LC_CTYPE, "C.UTF-8");
 
     const launch_options options = parse_command_line(argc, argv);
     attach_console(options.console);
+    // Only now: a new console forgets the handlers that were there before it.
+    std::signal(SIGINT, stop_on_signal);
+    std::signal(SIGTERM, stop_on_signal);
     const std::string log_path = log_path_for(options.config_path);
     create_folders(parent_folder(log_path));
     const log_redirect redirect(log_path, options.console);

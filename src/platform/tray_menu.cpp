@@ -13,7 +13,7 @@ std::vector<tray_menu_item> build_tray_menu(const tray_status& status, bool auto
     using enum menu_command;
     using enum menu_item_state;
     const tray_menu_item line;
-    return {{"Open Redundancy Control", open_ui, preset},
+    return {{"Open Redundancy Control", open_ui, default_item},
             {"Configure Redundancy", open_configure, usual},
             line,
             information(status.main_line, "Main: --"),

@@ -17,12 +17,13 @@ enum class menu_command {
     exit_app = 1005
 };
 
-enum class menu_item_state { separator, usual, preset, checked, greyed };
+enum class menu_item_state { separator, usual, default_item, checked, greyed };
 
 struct tray_menu_item {
     std::string text;
     menu_command command = menu_command::none;
-    menu_item_state state = menu_item_state::separator; // `preset`: what a double click does, too
+    menu_item_state state =
+        menu_item_state::separator; // `default_item`: what a double click does, too
 };
 
 // From top to bottom. Pure.

@@ -6,8 +6,7 @@
 #include "os/windows/wide_text.hpp"
 
 #include <array>
-#include <cstddef>
-#include <cwchar>
+#include <iterator>
 #include <string_view>
 #include <utility>
 #include <windows.h>
@@ -52,11 +51,11 @@ void append_item(HMENU menu, const tray_menu_item& item) {
         flags |= MF_CHECKED;
         break;
     case menu_item_state::usual:
-    case menu_item_state::preset:
+    case menu_item_state::default_item:
         break;
     }
     ::AppendMenuW(menu, flags, id, menu_text(item.text).c_str());
-    if (item.state == menu_item_state::preset) ::SetMenuDefaultItem(menu, id, FALSE);
+    if (item.state == menu_item_state::default_item) ::SetMenuDefaultItem(menu, id, FALSE);
 }
 
 class windows_platform_app final : public platform_app {
@@ -149,7 +148,8 @@ NOTIFYICONDATAW windows_platform_app::icon_data() const {
 void windows_platform_app::add_icon() const {
     if (window_ == nullptr) return;
     NOTIFYICONDATAW icon = icon_data();
-    icon.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP;
+    // Without the last, this version of the icon keeps its tip to itself.
+    icon.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP | NIF_SHOWTIP;
     icon.uCallbackMessage = tray_message;
     icon.hIcon = load_icon(SM_CXSMICON, SM_CYSMICON);
     title.copy(icon.szTip, std::size(icon.szTip) - 1);
@@ -174,7 +174,7 @@ LRESULT CALLBACK windows_platform_app::window_procedure(HWND window, UINT messag
 }
 
 LRESULT windows_platform_app::handle(HWND window, UINT message, WPARAM word, LPARAM data) {
-    if (message == taskbar_created_) {
+    if (taskbar_created_ != 0 && message == taskbar_created_) {
         add_icon();
         return 0;
     }

@@ -16,7 +16,7 @@ std::string in_words(menu_item_state state) {
         return "separator";
     case menu_item_state::usual:
         return "usual";
-    case menu_item_state::preset:
+    case menu_item_state::default_item:
         return "preset";
     case menu_item_state::checked:
         return "checked";
