@@ -52,7 +52,7 @@ std::vector<std::string> status_lines(const status_view& view) {
             .append(system.address)
             .append(" web=")
             .append(std::to_string(system.webPort))
-            .append(" control=1256");
+            .append(" control=" + std::to_string(control_port));
         if (!system.backupForSerial.empty()) line += " backupFor=" + system.backupForSerial;
         lines.push_back(std::move(line));
     }

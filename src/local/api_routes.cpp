@@ -132,7 +132,7 @@ api_reply api_routes::status() {
     std::string body = registry_.to_json();
     body.pop_back();
     const auto active = registry_.active_system();
-    body += ",\"active\":\"" + registry_.active_role() + "\",\"activeSerial\":\"" +
+    body += ",\"active\":\"" + active_word(active) + "\",\"activeSerial\":\"" +
             json_escape(active ? active->serial : std::string()) + "\"," +
             write_decks(adapter_.list_decks()) +
             ",\"protection\":" + protection_.protection_status_json() + ",\"configPath\":\"" +
@@ -164,7 +164,6 @@ api_reply api_routes::discover() {
         found = discover_servers(discovery_silence);
     } catch (const std::exception&) {
         // Nobody found, as far as the client is told; the main loop logs the cause in its passes.
-        found.clear();
     }
     registry_.merge_discovered(found, steady_now());
     registry_.save();
@@ -174,7 +173,7 @@ api_reply api_routes::discover() {
 api_reply api_routes::configure(const std::string& body) {
     const settings wanted = read_settings(body, registry_);
     if (const std::string_view error = settings_error(wanted, registry_); !error.empty())
-        return bad_request(R"({"ok":false,"error":")" + std::string(error) + "\"}");
+        return outcome(false, std::string(error));
 
     const std::uint16_t port_before = registry_.ui_port();
     if (wanted.concerns_pair())

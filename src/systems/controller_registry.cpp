@@ -112,6 +112,19 @@ void merge_one(std::vector<system_record>& systems, const discovered_server& ser
 
 } // namespace
 
+std::string active_word(const std::optional<system_record>& active) {
+    if (!active) return "none";
+    switch (active->role) {
+    case system_role::main:
+        return "main";
+    case system_role::backup:
+        return "backup";
+    case system_role::independent:
+        break;
+    }
+    return "independent";
+}
+
 controller_registry::controller_registry(std::string configuration_path)
     : configuration_path_(std::move(configuration_path)) {}
 
@@ -176,18 +189,7 @@ std::optional<system_record> controller_registry::active_system() const {
 }
 
 std::string controller_registry::active_role() const {
-    const std::lock_guard lock(state_lock_);
-    const system_record* const active = find_active(state_);
-    if (active == nullptr) return "none";
-    switch (active->role) {
-    case system_role::main:
-        return "main";
-    case system_role::backup:
-        return "backup";
-    case system_role::independent:
-        break;
-    }
-    return "independent";
+    return active_word(active_system());
 }
 
 operator_control_config controller_registry::pairing_config() const {

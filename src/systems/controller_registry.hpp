@@ -20,6 +20,9 @@
 
 namespace elvantris::operator_control {
 
+// "main", "backup", "independent", or "none" without an active server.
+std::string active_word(const std::optional<system_record>& active);
+
 class controller_registry {
 public:
     explicit controller_registry(std::string configuration_path);
@@ -43,7 +46,7 @@ public:
     // The server to which the operator's view goes. Only a server that is online and ready
     // qualifies; while protection pins one, no other takes its place.
     std::optional<system_record> active_system() const;
-    // "main", "backup", "independent", or "none" without an active server.
+    // The word for the active server's role.
     std::string active_role() const;
 
     // The pairing that this workstation wants Main to hold.

@@ -21,7 +21,7 @@ std::string write_system(const system_record& system) {
     append_text(out, "workstation", system.workstation);
     append_text(out, "address", system.address);
     append_bare(out, "webPort", std::to_string(system.webPort));
-    append_bare(out, "controlPort", "1256");
+    append_bare(out, "controlPort", std::to_string(control_port));
     append_text(out, "role", role_word(system.role));
     append_text(out, "backupForSerial", system.backupForSerial);
     append_bare(out, "online", json_bool(system.online));

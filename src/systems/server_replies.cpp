@@ -3,7 +3,6 @@
 #include "json/field_scanner.hpp"
 
 #include <algorithm>
-#include <iterator>
 
 namespace elvantris::operator_control {
 namespace {
