@@ -3,35 +3,58 @@
 # What a stage prints is kept in build/test/ and shown whole only when it fails.
 mkdir -p build/test
 stages_run=0
+begun_names=() begun_outputs=() begun_pids=()
 stages_started=$SECONDS
 gtest_passed=0
 node_passed=0
 
-# stage NAME COMMAND... : one line when it passes, everything it said and the end when it fails.
-stage() {
-    local name=$1 started=$SECONDS output
+# begin_stage NAME COMMAND... : starts one of several stages that run side by side.
+begin_stage() {
+    local name=$1 output
     shift
     output=build/test/${name//[^a-z0-9]/_}.txt
-    printf '%-30s' "$name"
-    # A plain call under `if` would switch `set -e` off inside the command's functions.
-    set +e
-    (set -e; "$@") >"$output" 2>&1
-    local result=$?
-    set -e
-    if ((result != 0)); then
-        echo "FAILED"
-        cat "$output"
-        echo "FAILED: $name (exit code $result)"
-        exit 1
-    fi
-    count_passed "$output"
-    stages_run=$((stages_run + 1))
-    printf '%4d s   %s\n' $((SECONDS - started)) "$(stage_counts "$output")"
+    {
+        local started=$SECONDS result=0
+        # A plain call under `if` would switch `set -e` off inside the command's functions.
+        set +e
+        (set -e; "$@") >"$output" 2>&1
+        result=$?
+        echo $((SECONDS - started)) >"$output.seconds"
+        exit $result
+    } &
+    begun_names+=("$name") begun_outputs+=("$output") begun_pids+=($!)
 }
 
-# The test runner's own count in what a stage has printed.
-gtest_count() { sed -nE 's/^\[  PASSED  \] ([0-9]+) tests?\..*/\1/p' "$1" | tail -1; }
-node_count() { sed -nE 's/^(# |ℹ )pass ([0-9]+)\r?$/\2/p' "$1" | tail -1; }
+# One line for each that passed; everything it said and the end for the first that failed.
+finish_stages() {
+    local i failed=-1 output
+    for i in "${!begun_pids[@]}"; do
+        wait "${begun_pids[i]}" || { ((failed >= 0)) || failed=$i; }
+    done
+    for i in "${!begun_pids[@]}"; do
+        output=${begun_outputs[i]}
+        ((i != failed)) || continue
+        count_passed "$output"
+        stages_run=$((stages_run + 1))
+        printf '%-30s%4d s   %s\n' "${begun_names[i]}" "$(<"$output.seconds")" "$(stage_counts "$output")"
+    done
+    if ((failed >= 0)); then
+        echo "${begun_names[failed]}: FAILED"
+        cat "${begun_outputs[failed]}"
+        echo "FAILED: ${begun_names[failed]}"
+        exit 1
+    fi
+    begun_names=() begun_outputs=() begun_pids=()
+}
+
+stage() {
+    begin_stage "$@"
+    finish_stages
+}
+
+# The test runner's own counts in what a stage has printed.
+gtest_count() { sed -nE 's/^\[  PASSED  \] ([0-9]+) tests?\..*/\1/p' "$1" | awk '{ sum += $1 } END { if (NR) print sum }'; }
+node_count() { sed -nE 's/^(# |ℹ )pass ([0-9]+)\r?$/\2/p' "$1" | awk '{ sum += $1 } END { if (NR) print sum }'; }
 
 stage_counts() {
     local gtest node
@@ -72,6 +95,17 @@ build_preset() {
     cmake --build --preset "$1"
 }
 
+# The integration tests wait far more than they compute.
+run_shards() {
+    local count=4 i result=0 pids=()
+    for ((i = 0; i < count; ++i)); do
+        GTEST_TOTAL_SHARDS=$count GTEST_SHARD_INDEX=$i "$@" --gtest_brief=1 &
+        pids+=($!)
+    done
+    for i in "${pids[@]}"; do wait "$i" || result=1; done
+    return $result
+}
+
 # A console program of the Windows build. The prefix is the tests' own; the machine's stays as it is.
 run_in_wine() {
     export WINEDEBUG=-all WINEPREFIX=$PWD/build/test/wine
@@ -79,14 +113,18 @@ run_in_wine() {
     wine "$@"
 }
 
+run_fuzz_target() {
+    local seconds=$1 name=$2
+    mkdir -p "build/fuzz/corpus/$name"
+    "build/fuzz/fuzz_$name" -max_total_time="$seconds" -max_len=4096 -rss_limit_mb=1024 \
+        -print_final_stats=0 -artifact_prefix="build/fuzz/$name-" \
+        "build/fuzz/corpus/$name" "tests/fuzz/corpus/$name"
+}
+
 run_fuzz_targets() {
-    local seconds=$1 target name
-    for target in build/fuzz/fuzz_*; do
-        name=${target#build/fuzz/fuzz_}
-        mkdir -p "build/fuzz/corpus/$name"
-        "$target" -max_total_time="$seconds" -max_len=4096 -rss_limit_mb=1024 -print_final_stats=0 \
-            -artifact_prefix="build/fuzz/$name-" "build/fuzz/corpus/$name" "tests/fuzz/corpus/$name"
-    done
+    export -f run_fuzz_target
+    find build/fuzz -maxdepth 1 -name 'fuzz_*' -executable -printf '%f\n' | sed 's/^fuzz_//' |
+        xargs -P2 -I{} bash -c "set -e; run_fuzz_target $1 {}"
 }
 
 # The program must run on a Windows that has nothing of ours.
