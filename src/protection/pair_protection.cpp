@@ -142,7 +142,7 @@ void pair_protection::run_failover_decision(const system_record& backup, const f
     case failover_action::move_to_backup: {
         // A transfer that can't be saved is tried again in the next cycle; its alert tells.
         std::string error;
-        transfer_to(backup, "backup", reason, now, error);
+        transfer_to(backup, pair_side::backup, reason, now, error);
         break;
     }
     case failover_action::none:
@@ -151,10 +151,10 @@ void pair_protection::run_failover_decision(const system_record& backup, const f
     clear_alert("failover-blocked", now);
 }
 
-bool pair_protection::transfer_to(const system_record& target, std::string_view word,
+bool pair_protection::transfer_to(const system_record& target, pair_side side,
                                   const std::string& reason, const moment& now,
                                   std::string& error) {
-    const bool to_backup = word == "backup";
+    const bool to_backup = side == pair_side::backup;
     const bool held_before = std::exchange(memory_.heldOnBackup, to_backup);
     if (!save()) {
         memory_.heldOnBackup = held_before;
@@ -175,7 +175,8 @@ bool pair_protection::transfer_to(const system_record& target, std::string_view 
     outbound_sequence sequence{.steps = {},
                                .name = to_backup ? "Transfer to Backup" : "Return to Main"};
     for (const outbound_action& action : memory_.policy.actions)
-        if (action.enabled && action.event == word) sequence.steps.push_back(action);
+        if (action.enabled && action.event == (to_backup ? "backup" : "main"))
+            sequence.steps.push_back(action);
     if (!sequence.steps.empty()) queue_.push_back(std::move(sequence));
     return true;
 }
@@ -186,8 +187,8 @@ bool pair_protection::operate(std::string_view operation, const moment& now, std
         return true;
     }
     if (operation == "arm" || operation == "disarm") return set_armed(operation == "arm", error);
-    if (operation == "main" || operation == "backup")
-        return transfer_on_request(operation, now, error);
+    if (operation == "main") return transfer_on_request(pair_side::main, now, error);
+    if (operation == "backup") return transfer_on_request(pair_side::backup, now, error);
     error = "Unknown protection operation.";
     return false;
 }
@@ -200,20 +201,20 @@ bool pair_protection::set_armed(bool armed, std::string& error) {
     return false;
 }
 
-bool pair_protection::transfer_on_request(std::string_view word, const moment& now,
-                                          std::string& error) {
+bool pair_protection::transfer_on_request(pair_side side, const moment& now, std::string& error) {
     if (actions_busy()) {
         error = "Wait for the outbound sequence to finish before transferring again.";
         return false;
     }
     const auto main = registry_.find_main();
-    const auto target = word == "main" || !main ? main : registry_.find_backup_for(main->serial);
+    const auto target =
+        side == pair_side::main || !main ? main : registry_.find_backup_for(main->serial);
     if (!registry_.enabled() || !target || !ready(*target, now.steady)) {
         error = "Requested server is not ready for takeover. Check engine and protected outputs.";
         return false;
     }
     if (active_serial_ == target->serial) return true;
-    return transfer_to(*target, word, "Operator requested transfer", now, error);
+    return transfer_to(*target, side, "Operator requested transfer", now, error);
 }
 
 bool pair_protection::replace_policy(protection_policy policy, std::string& error) {

@@ -82,8 +82,8 @@ private:
     bool ready(const system_record& system, steady_time now) const;
     bool save() const { return save_memory(state_path_, memory_); }
     bool set_armed(bool armed, std::string& error);
-    bool transfer_on_request(std::string_view word, const moment& now, std::string& error);
-    bool transfer_to(const system_record& target, std::string_view word, const std::string& reason,
+    bool transfer_on_request(pair_side side, const moment& now, std::string& error);
+    bool transfer_to(const system_record& target, pair_side side, const std::string& reason,
                      const moment& now, std::string& error);
     bool actions_busy() const { return sequence_running_ || !queue_.empty(); }
 
