@@ -30,8 +30,9 @@ export const read_journal = (workstation) =>
 // At least so many more scans of the bus have gone by from begin to end.
 export async function scans(count) {
   const seen = async () => (await decks.get('state')).calls.hid_free_enumeration ?? 0;
-  const before = await seen();
-  await until(`${count} scans`, async () => (await seen()) >= before + count);
+  // The program may be about to load the library that answers here.
+  const before = await until('the bus answers', () => seen().then((n) => [n], () => null));
+  await until(`${count} scans`, async () => (await seen()) >= before[0] + count);
 }
 
 // The device has sent all that was queued.
