@@ -35,33 +35,47 @@ std::string key_text(std::size_t index, const std::string& data) {
     return "{\"index\":" + std::to_string(index) + ",\"data\":\"" + data + "\"}";
 }
 
-std::string state_text(const std::string& keys) {
-    return R"({"generation":7,"changed":true,"decks":[{"serial":"CL12K1A00234","page":1,)"
-           R"("useSplash":false,"keys":[)" +
-           keys + "],\"scripts\":[]}]}";
+// What stands before and behind the objects of one list in a state.
+struct list_place {
+    std::string_view before;
+    std::string_view behind;
+};
+
+constexpr list_place decks{R"({"generation":7,"changed":true,"decks":[)", "]}"};
+constexpr list_place keys{
+    R"({"generation":7,"changed":true,"decks":[{"serial":"CL12K1A00234","page":1,)"
+    R"("useSplash":false,"keys":[)",
+    R"(],"scripts":[]}]})"};
+constexpr list_place cues{
+    R"({"generation":7,"changed":true,"decks":[{"serial":"CL12K1A00234","page":1,)"
+    R"("useSplash":false,"keys":[],"scripts":[{"index":0,"cues":[)",
+    "]}]}]}"};
+
+std::string state_text(const list_place& place, const std::string& objects) {
+    return std::string(place.before) + objects + std::string(place.behind);
 }
 
 // All keys of an XL, each with an image of 6 KiB.
 void read_xl_state(benchmark::State& state) {
     const std::string data = random_base64(8192);
-    std::string keys;
+    std::string objects;
     for (std::size_t key = 0; key < 32; ++key)
-        (keys += key_text(key, data)) += ',';
-    keys.pop_back();
-    const std::string body = state_text(keys);
+        (objects += key_text(key, data)) += ',';
+    objects.pop_back();
+    const std::string body = state_text(keys, objects);
     for (auto _ : state)
         benchmark::DoNotOptimize(read_deck_state(body, 0));
 }
 BENCHMARK(read_xl_state)->Unit(benchmark::kMicrosecond);
 
-// As many of these keys as the longest answer holds.
-std::string largest_body(const std::string& key) {
-    std::string keys;
-    keys.reserve(largest_state);
-    while (keys.size() + key.size() + 200 < largest_state)
-        (keys += key) += ',';
-    keys.pop_back();
-    return state_text(keys);
+// As many of these objects as the longest answer holds.
+std::string largest_body(const list_place& place, const std::string& object) {
+    std::string objects;
+    objects.reserve(largest_state);
+    while (objects.size() + object.size() + 200 < largest_state)
+        (objects += object) += ',';
+    objects.pop_back();
+    return state_text(place, objects);
 }
 
 // Bytes of memory; "VmRSS" is now, "VmHWM" the most since the mark was reset.
@@ -77,21 +91,24 @@ double memory(const std::string& name) {
 }
 
 // `peak_by_size` counts the body itself as well.
-void read_largest_state(benchmark::State& state, const std::string& key) {
-    const std::string body = largest_body(key);
+void read_largest_state(benchmark::State& state, const list_place& place,
+                        const std::string& object) {
+    const std::string body = largest_body(place, object);
     const double before = memory("VmRSS") - static_cast<double>(body.size());
     std::ofstream("/proc/self/clear_refs") << 5;
     for (auto _ : state)
         benchmark::DoNotOptimize(read_deck_state(body, 0));
     state.counters["peak_by_size"] = (memory("VmHWM") - before) / static_cast<double>(body.size());
 }
-BENCHMARK_CAPTURE(read_largest_state, images_of_6_kib, key_text(3, random_base64(8192)))
+BENCHMARK_CAPTURE(read_largest_state, images_of_6_kib, keys, key_text(3, random_base64(8192)))
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(read_largest_state, one_image, key_text(3, random_base64(67'000'000)))
+BENCHMARK_CAPTURE(read_largest_state, one_image, keys, key_text(3, random_base64(67'000'000)))
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(read_largest_state, keys_without_image, key_text(3, {}))
+BENCHMARK_CAPTURE(read_largest_state, keys_without_image, keys, key_text(3, {}))
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(read_largest_state, empty_keys, "{}")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(read_largest_state, keys_of_nothing, keys, "{}")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(read_largest_state, cues_of_nothing, cues, "{}")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(read_largest_state, decks_of_nothing, decks, "{}")->Unit(benchmark::kMillisecond);
 
 void convert(benchmark::State& state) {
     const std::string& bmp = black_image(deck_family::family_original);

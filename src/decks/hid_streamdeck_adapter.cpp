@@ -106,8 +106,8 @@ private:
 
     std::atomic<bool> running_{false};
     std::thread worker_;
-    // Guards `decks_` and `key_handler_`. Taken before a deck's own, where both are held; a deck
-    // that nobody else knows yet is the exception.
+    // Guards `decks_` and `key_handler_`. Taken with a deck's own mutex held only where nobody else
+    // knows that deck yet; all other paths hold one at a time.
     std::mutex mutex_;
     std::map<std::string, deck_pointer> decks_; // by serial
     std::set<std::string> unsupported_paths_;   // reported already; the adapter's thread alone
@@ -132,13 +132,16 @@ bool hid_streamdeck_adapter::start() {
 void hid_streamdeck_adapter::stop() {
     if (!running_.exchange(false)) return;
     if (worker_.joinable()) worker_.join();
-    const std::lock_guard lock(mutex_);
-    for (const auto& [serial, deck] : decks_) {
-        const std::lock_guard deck_lock(deck->mutex);
+    std::map<std::string, deck_pointer> decks;
+    {
+        const std::lock_guard lock(mutex_);
+        decks.swap(decks_);
+    }
+    for (const auto& [serial, deck] : decks) {
+        const std::lock_guard lock(deck->mutex);
         send_reset(*deck);
         close_device(*deck);
     }
-    decks_.clear();
     ::hid_exit();
 }
 

@@ -515,6 +515,22 @@ with_decks('decks of a pair', () => {
     }
   });
 
+  test('a_deck_pulled_and_plugged_at_once_misses_a_registration_and_is_painted_from_main_again', async () => {
+    const told = (beginning) => lines(beginning).length;
+    const before_now = { detached: told('detached'), attached: told('attached') };
+    const without_it = told('registered 2 deck(s) with SER-A');
+    await decks.tell('pull', { path: xl.path });
+    await decks.tell('plug', xl);
+    await until('it is painted', () => shows_all_of(pair.main, xl), 15000);
+    assert.equal(told('detached'), before_now.detached + 1);
+    assert.equal(told('attached'), before_now.attached + 1);
+    assert.ok(told('registered 2 deck(s) with SER-A') > without_it);
+    await tap(xl.path, 5);
+    await until('its keys arrive', async () =>
+      (await key_events(pair.main)).includes('XL-1 5 false'));
+    assert.deepEqual((await decks.get('state?decode')).errors, []);
+  });
+
   test('the_console_page_shows_every_key_and_hands_clicks_on', async () => {
     const browser = await start_browser();
     try {
@@ -557,4 +573,51 @@ test('a_start_without_any_deck_tells_so_in_the_status', async () => {
   assert.deepEqual(workstation.log_lines('[streamdeck] unable'), []);
   await workstation.stop();
   await workstation.remove();
+});
+
+with_decks('the name of the workstation in a session', () => {
+  const names = [
+    ['a_long_name_is_cut_to_15', 'fifteen-letters-and-more.of.a.domain', 'fifteen-letters'],
+    ['a_domain_is_left_out', 'short.of.a.domain', 'short'],
+    ['no_name_is_operator', '', 'operator'],
+  ];
+  // The program alone sees this name.
+  const with_name = (name, command) => [
+    'unshare',
+    '--uts',
+    'sh',
+    '-c',
+    'echo "$0" > /proc/sys/kernel/hostname && exec "$@"',
+    name,
+    ...command,
+  ];
+  for (const [rule, name, expected] of names) {
+    test(rule, async () => {
+      const server = await Server.start('spare', 'SER-I');
+      const workstation = new Workstation();
+      workstation.write_config({ openBrowserOnStart: false });
+      plug_into(workstation, []);
+      const plain = workstation.command.bind(workstation);
+      workstation.command = (...given) => {
+        const [command, options] = plain(...given);
+        return [with_name(name, command), options];
+      };
+      try {
+        await workstation.start();
+        const { lastBody } = await until('it is registered', async () => {
+          const calls = await server.calls('OperatorDeckRegister');
+          return calls.count > 0 && calls;
+        });
+        assert.deepEqual(JSON.parse(lastBody), {
+          SessionId: `operator-control-${expected}`,
+          MachineName: expected,
+          Decks: [],
+        });
+        await workstation.stop();
+      } finally {
+        await workstation.remove();
+        await server.stop();
+      }
+    });
+  }
 });

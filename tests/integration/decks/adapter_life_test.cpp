@@ -1,6 +1,7 @@
 #include "running_adapter.hpp"
 
 #include <algorithm>
+#include <thread>
 
 using namespace elvantris::operator_control;
 
@@ -45,7 +46,8 @@ TEST_F(adapter_life, ends_by_resetting_every_deck_in_order) {
     plug("/dev/O", original_id);
     plug("/dev/G", mini_id);
     start_with(4);
-    EXPECT_TRUE(adapter->start()) << "once is enough";
+    EXPECT_TRUE(adapter->start());
+    EXPECT_EQ(std::ranges::count(bus.calls(), "init"), 1) << "once is enough";
     bus.fail_feature_reports("/dev/M", 1); // which nobody minds
     bus.forget_calls();
     adapter->stop();
@@ -91,4 +93,38 @@ TEST_F(adapter_life, ends_with_the_object_at_the_latest) {
     ASSERT_GE(calls.size(), 3U);
     EXPECT_EQ(texts(calls.end() - 3, calls.end()),
               (texts{"feature /dev/A 32", "close /dev/A", "exit"}));
+}
+
+TEST_F(adapter_life, looks_for_decks_every_two_seconds_and_at_their_keys_every_20_ms) {
+    plug("/dev/A", mini_id);
+    listen();
+    const steady_time begun = steady_now();
+    ASSERT_TRUE(adapter->start());
+    ASSERT_TRUE(eventually([&] { return bus.scans() == 2; }));
+    const std::size_t reads_before = bus.reads("/dev/A");
+    ASSERT_TRUE(eventually([&] { return bus.scans() == 3; }));
+    const std::size_t reads = bus.reads("/dev/A") - reads_before;
+    const auto taken = milliseconds_between(begun, steady_now());
+    EXPECT_GE(taken, 3'900);
+    EXPECT_LT(taken, 6'000);
+    EXPECT_GE(reads, 30U);
+    EXPECT_LE(reads, 105U);
+}
+
+TEST_F(adapter_life, ends_behind_an_image_that_is_being_written) {
+    plug("/dev/X", xl_id);
+    plug("/dev/M", mini_id);
+    start_with(2);
+    bus.block_writes("/dev/X", true);
+    std::thread writer([this] { EXPECT_TRUE(adapter->set_key_image("X", 0, "\xFF\xD8\xFF\xD9")); });
+    ASSERT_TRUE(eventually([&] { return bus.is_write_waiting("/dev/X"); }));
+    bus.forget_calls();
+    std::thread stopper([this] { adapter->stop(); });
+    EXPECT_TRUE(eventually([&] { return bus.calls().size() == 2; })) << "M has gone";
+    EXPECT_FALSE(eventually([&] { return bus.calls().size() > 2; }, milliseconds(100)));
+    bus.block_writes("/dev/X", false);
+    writer.join();
+    stopper.join();
+    EXPECT_EQ(bus.calls(), (texts{"feature /dev/M 32", "close /dev/M", "feature /dev/X 32",
+                                  "close /dev/X", "exit"}));
 }

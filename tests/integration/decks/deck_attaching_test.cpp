@@ -1,6 +1,8 @@
 #include "running_adapter.hpp"
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 using namespace elvantris::operator_control;
 
@@ -43,8 +45,8 @@ TEST_F(deck_attaching, happens_in_the_first_scan_and_lists_the_decks_by_serial) 
     texts calls = bus.calls();
     std::erase_if(calls, [](const std::string& call) { return call.starts_with("write "); });
     EXPECT_EQ(calls, (texts{"init", "open /dev/x", "set nonblocking /dev/x 1", "open /dev/m",
-                            "set nonblocking /dev/m 1", "ask serial /dev/m", "open /dev/o",
-                            "set nonblocking /dev/o 1", "ask serial /dev/o", "open /dev/k",
+                            "set nonblocking /dev/m 1", "ask serial /dev/m 256", "open /dev/o",
+                            "set nonblocking /dev/o 1", "ask serial /dev/o 256", "open /dev/k",
                             "set nonblocking /dev/k 1"}));
 }
 
@@ -170,7 +172,100 @@ TEST_F(deck_attaching, ends_when_the_bus_lists_nothing_and_begins_anew_after_it)
     EXPECT_TRUE(eventually([&] { return serials() == texts{"A", "B"}; }));
 }
 
-TEST_F(deck_attaching, renews_a_deck_whose_every_read_has_failed_since_the_last_scan) {
+TEST_F(deck_attaching, ends_behind_an_image_that_is_being_written) {
+    plug("/dev/X", xl_id);
+    plug("/dev/M", mini_id);
+    start_with(2);
+    bus.block_writes("/dev/X", true);
+    std::thread writer([this] { EXPECT_TRUE(adapter->set_key_image("X", 0, "\xFF\xD8\xFF\xD9")); });
+    ASSERT_TRUE(eventually([&] { return bus.is_write_waiting("/dev/X"); }));
+    bus.forget_calls();
+    bus.fail_enumeration(true);
+    EXPECT_TRUE(eventually([&] { return logs("[streamdeck] detached serial=M"); }));
+    EXPECT_FALSE(eventually([&] { return bus.calls().size() > 1; }, milliseconds(100)));
+    bus.block_writes("/dev/X", false);
+    writer.join();
+    EXPECT_TRUE(eventually([&] { return logs("[streamdeck] detached serial=X"); }));
+    EXPECT_EQ(bus.calls(), (texts{"close /dev/M", "close /dev/X"}));
+}
+
+TEST_F(deck_attaching, ends_when_an_unknown_product_stands_under_the_decks_path) {
+    plug("/dev/D", mk2_id);
+    start_with(1);
+    bus.pull("/dev/D");
+    bus.plug({.path = "/dev/D", .product_id = 0x0BAD});
+    EXPECT_TRUE(eventually([&] { return logs("[streamdeck] detached serial=D"); }));
+    EXPECT_EQ(serials(), texts{});
+}
+
+TEST_F(deck_attaching, takes_a_serial_of_any_length_and_the_path_for_an_empty_one) {
+    const std::string longest(255, 's');
+    bus.plug({.path = "/dev/e", .product_id = mini_id, .asked_serial = L""});
+    bus.plug({.path = "/dev/l", .product_id = mini_id, .asked_serial = std::wstring(255, L's')});
+    bus.plug({.path = "/dev/n", .product_id = mini_id, .serial = std::wstring(300, L'n')});
+    start_with(3);
+    EXPECT_EQ(serials(), (texts{std::string(300, 'n'), "path:/dev/e", longest}));
+}
+
+TEST_F(deck_attaching, paints_nothing_of_another_thread_before_the_splash_is_complete) {
+    // A painter that could slip in would do so on one of so many decks.
+    constexpr int deck_count = 800;
+    for (int i = 0; i < deck_count; ++i) {
+        const std::string serial = std::to_string(1000 + i);
+        bus.plug({.path = "/dev/" + serial,
+                  .product_id = mk2_id,
+                  .serial = std::wstring(serial.begin(), serial.end())});
+    }
+    const std::string image = "\xFF\xD8\xFF\xD9";
+    std::atomic<bool> all_attached = false;
+    const auto paint_each_as_soon_as_it_is_there = [&] {
+        for (int i = 0; i < deck_count; ++i)
+            while (!adapter->set_key_image(std::to_string(1000 + i), 14, image) && !all_attached) {
+            }
+    };
+    std::thread painter(paint_each_as_soon_as_it_is_there);
+    std::thread other_painter(paint_each_as_soon_as_it_is_there);
+    start_with(deck_count);
+    all_attached = true;
+    painter.join();
+    other_painter.join();
+
+    std::map<std::string, texts> reports;
+    for (const sent_report& report : bus.reports())
+        reports[report.path].push_back(report.bytes);
+    ASSERT_EQ(reports.size(), static_cast<std::size_t>(deck_count));
+    for (const auto& [path, sent] : reports)
+        for (std::size_t at = 0; at < sent.size(); ++at)
+            // The images of the splash are longer than the painter's.
+            EXPECT_EQ(sent[at].compare(4, 2, std::string("\x04\0", 2)) == 0, at + 2 >= sent.size())
+                << path << ' ' << at << " of " << sent.size();
+}
+
+TEST_F(deck_attaching, does_not_end_by_a_single_read_between_two_scans) {
+    plug("/dev/A", mini_id);
+    plug("/dev/B", mini_id);
+    plug("/dev/C", mini_id);
+    // Each key of A keeps the adapter until the next scan is due: the other decks are read just
+    // once between two scans.
+    adapter->set_key_handler([this](const std::string& serial, std::int32_t, bool) {
+        if (serial != "A") return;
+        std::this_thread::sleep_for(milliseconds(2'050));
+    });
+    bus.fail_reads("/dev/B", 1);
+    bus.fail_reads("/dev/C", SIZE_MAX);
+    bus.queue_input("/dev/A", key_report(7, {1}));
+    bus.queue_input("/dev/A", key_report(7));
+    start_with(3);
+    ASSERT_TRUE(eventually([&] { return bus.scans() == 2 && bus.reads("/dev/A") == 2; }));
+    EXPECT_EQ(bus.reads("/dev/C"), 1U);
+    EXPECT_EQ(serials(), (texts{"A", "B", "C"}));
+    // By the third scan there have been two, and both reads of C failed.
+    ASSERT_TRUE(eventually([&] { return logs("[streamdeck] detached serial=C"); }));
+    EXPECT_EQ(bus.reads("/dev/C"), 2U);
+    EXPECT_EQ(serials(), (texts{"A", "B"}));
+}
+
+TEST_F(deck_attaching, ends_when_every_read_has_failed_since_the_last_scan_until_the_next_scan) {
     plug("/dev/A", mini_id);
     plug("/dev/B", mini_id);
     plug("/dev/C", mini_id);
@@ -186,7 +281,12 @@ TEST_F(deck_attaching, renews_a_deck_whose_every_read_has_failed_since_the_last_
     const std::string once = "[streamdeck] attached Stream Deck Mini serial=A pid=99\n"
                              "[streamdeck] attached Stream Deck Mini serial=B pid=99\n"
                              "[streamdeck] attached Stream Deck Mini serial=C pid=99\n";
-    // The next scan knows of a read that worked and leaves them; the one after it renews both.
+    // The next scan knows of a read that worked and leaves them; the one after it lets both go, and
+    // they are away for long enough that every server is told so.
+    ASSERT_TRUE(eventually([&] { return serials() == texts{"C"}; }));
+    const steady_time gone = steady_now();
+    ASSERT_TRUE(eventually([&] { return serials() != texts{"C"}; }));
+    EXPECT_GE(milliseconds_between(gone, steady_now()), 1'800);
     ASSERT_TRUE(eventually([&] {
         return log.output() == once + "[streamdeck] detached serial=A\n"
                                       "[streamdeck] detached serial=B\n"

@@ -1,6 +1,8 @@
 #include "decks/image_reports.hpp"
 #include "running_adapter.hpp"
 
+#include <algorithm>
+#include <atomic>
 #include <thread>
 
 using namespace elvantris::operator_control;
@@ -205,6 +207,48 @@ TEST_F(deck_images, of_two_threads_never_mix_on_one_deck) {
             ++images;
     }
     EXPECT_EQ(images, 40U);
+}
+
+TEST_F(deck_images, of_a_splash_or_a_clearing_of_all_keys_let_none_in_between) {
+    bus.forget_calls();
+    adapter->show_splash("O");
+    const texts splash = sent();
+    bus.forget_calls();
+    adapter->clear_all_keys("O");
+    const texts clearing = sent();
+    const texts image = expected("/dev/O", deck_family::family_original, 3,
+                                 black_image(deck_family::family_original));
+    ASSERT_EQ(splash.size(), 30U);
+    ASSERT_EQ(clearing.size(), 30U);
+    bus.forget_calls();
+
+    std::atomic<bool> done = false;
+    const auto paint = [&] {
+        do
+            adapter->set_key_image("O", 3, black_image(deck_family::family_original));
+        while (!done);
+    };
+    std::thread painter(paint);
+    std::thread other_painter(paint);
+    for (int i = 0; i < 60; ++i) {
+        EXPECT_TRUE(adapter->show_splash("O"));
+        EXPECT_TRUE(adapter->clear_all_keys("O"));
+    }
+    done = true;
+    painter.join();
+    other_painter.join();
+    const texts all = sent();
+    for (auto at = all.begin(); at != all.end();) {
+        const auto begins_with = [&](const texts& whole) {
+            return all.end() - at >= static_cast<std::ptrdiff_t>(whole.size()) &&
+                   std::equal(whole.begin(), whole.end(), at);
+        };
+        const auto* const found = begins_with(splash)     ? &splash
+                                  : begins_with(clearing) ? &clearing
+                                                          : &image;
+        ASSERT_TRUE(begins_with(*found)) << "report " << at - all.begin();
+        at += static_cast<std::ptrdiff_t>(found->size());
+    }
 }
 
 TEST_F(deck_images, that_wait_for_one_deck_hold_up_no_other) {

@@ -80,6 +80,22 @@ TEST_F(deck_keys, go_to_the_newest_handler_alone) {
     adapter->stop();
 }
 
+TEST_F(deck_keys, of_one_report_all_go_to_the_handler_that_was_there_before) {
+    plug("/dev/M", mini_id);
+    start_with(1);
+    std::atomic<int> first = 0;
+    std::atomic<int> second = 0;
+    adapter->set_key_handler([&](const std::string&, std::int32_t, bool) {
+        ++first;
+        adapter->set_key_handler([&](const std::string&, std::int32_t, bool) { ++second; });
+    });
+    bus.queue_input("/dev/M", key_report(7, {1, 3, 6}));
+    bus.queue_input("/dev/M", key_report(7, {1, 3}));
+    EXPECT_TRUE(eventually([&] { return second == 1; }));
+    EXPECT_EQ(first, 3);
+    adapter->stop(); // before what the handlers refer to goes
+}
+
 TEST_F(deck_keys, reach_a_handler_that_uses_the_adapter_itself) {
     plug("/dev/M", mini_id);
     start_with(1);

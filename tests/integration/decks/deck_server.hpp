@@ -6,10 +6,10 @@
 #include "integration/support/scripted_peer.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <deque>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,14 +31,29 @@ public:
         const std::lock_guard lock(mutex_);
         states_.push_back(state);
     }
-    // Whether polls wait until they are let go.
-    void hold_state(bool held) { state_held_ = held; }
-    bool is_holding() const { return holding_; }
+    // Whether the calls of one kind wait for their answer until they are let go.
+    void hold(const std::string& kind, bool held) {
+        const std::lock_guard lock(mutex_);
+        if (held)
+            held_.insert(kind);
+        else
+            held_.erase(kind);
+    }
+    bool is_holding(const std::string& kind) const {
+        const std::lock_guard lock(mutex_);
+        return waiting_.contains(kind);
+    }
 
     // "Register {...}", "State 7", "KeyEvent {...}", "SetPage {...}", "Detach {...}".
     std::vector<std::string> calls() const {
         const std::lock_guard lock(mutex_);
         return calls_;
+    }
+    // When each call of one kind came.
+    std::vector<steady_time> times(const std::string& kind) const {
+        const std::lock_guard lock(mutex_);
+        const auto found = times_.find(kind);
+        return found == times_.end() ? std::vector<steady_time>() : found->second;
     }
     std::vector<std::string> calls(std::string_view kind) const {
         std::vector<std::string> found = calls();
@@ -76,13 +91,9 @@ private:
         {
             const std::lock_guard lock(mutex_);
             calls_.push_back(call);
+            times_[kind].push_back(steady_now());
         }
-        if (kind == "State" && state_held_) {
-            holding_ = true;
-            while (state_held_ && connection.wanted())
-                std::this_thread::sleep_for(milliseconds(2));
-            holding_ = false;
-        }
+        wait_while_held(kind, connection);
         std::string reply;
         {
             const std::lock_guard lock(mutex_);
@@ -98,12 +109,25 @@ private:
         connection.send(reply);
     }
 
-    mutable std::mutex mutex_; // guards the three below
+    void wait_while_held(const std::string& kind, const peer_connection& connection) {
+        std::unique_lock lock(mutex_);
+        if (!held_.contains(kind)) return;
+        const auto waiting = waiting_.insert(kind);
+        while (held_.contains(kind) && connection.wanted()) {
+            lock.unlock();
+            std::this_thread::sleep_for(milliseconds(2));
+            lock.lock();
+        }
+        waiting_.erase(waiting);
+    }
+
+    mutable std::mutex mutex_; // guards all below but `peer_`
     std::map<std::string, int> statuses_;
     std::deque<std::string> states_;
     std::vector<std::string> calls_;
-    std::atomic<bool> state_held_ = false;
-    std::atomic<bool> holding_ = false;
+    std::map<std::string, std::vector<steady_time>> times_;
+    std::set<std::string> held_;
+    std::multiset<std::string> waiting_;
     scripted_peer peer_{[this](peer_connection& connection) { serve(connection); }};
 };
 

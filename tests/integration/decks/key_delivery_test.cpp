@@ -5,7 +5,36 @@ using namespace elvantris::operator_control;
 
 namespace {
 
-using key_delivery = managed_decks;
+class key_delivery : public managed_decks {
+protected:
+    // A key finds its way into the queue while a server keeps the manager waiting.
+    void expect_press_at_once_while(const deck_server& server, const std::string& kind) {
+        ASSERT_TRUE(eventually([&] { return server.is_holding(kind); })) << kind;
+        const steady_time begun = steady_now();
+        decks.press("D", 9, true);
+        EXPECT_LT(milliseconds_between(begun, steady_now()), 250) << kind;
+    }
+};
+
+// The first call of this kind behind that moment.
+steady_time wait_for_call_after(steady_time moment, const deck_server& server,
+                                const std::string& kind) {
+    steady_time found = moment;
+    EXPECT_TRUE(eventually([&] {
+        const std::vector<steady_time> times = server.times(kind);
+        const auto next = std::ranges::upper_bound(times, moment);
+        if (next != times.end()) found = *next;
+        return next != times.end();
+    })) << kind;
+    return found;
+}
+
+// A server notes a call a little later than the program's time-out for it begins.
+void expect_about(int limit, steady_time from, steady_time to, const std::string& kind) {
+    EXPECT_GE(milliseconds_between(from, to), limit - 100) << kind;
+    EXPECT_LT(milliseconds_between(from, to), limit + 300) << kind;
+}
+
 using texts = std::vector<std::string>;
 
 } // namespace
@@ -79,6 +108,20 @@ TEST_F(key_delivery, goes_to_the_active_server_alone_without_a_pair_in_use) {
     EXPECT_EQ(backup.calls("KeyEvent"), texts{});
 }
 
+TEST_F(key_delivery, is_not_accepted_where_no_member_of_the_pair_is_ready) {
+    know({"M", "B", "I"});
+    make_ready({"M", "B"}, false);
+    make_ready({"I"});
+    move_to("I");
+    start();
+    wait_for_passes(1);
+    decks.press("D", 2, true);
+    wait_for_passes(2);
+    EXPECT_EQ(log.error(), "[streamdeck] key event was not accepted by any Elvantris server "
+                           "deck=D key=2 down=true\n");
+    EXPECT_EQ(independent.calls("KeyEvent"), texts{});
+}
+
 TEST_F(key_delivery, drops_a_key_without_an_active_server_and_says_nothing) {
     move_to("nobody");
     start();
@@ -93,26 +136,41 @@ TEST_F(key_delivery, drops_a_key_without_an_active_server_and_says_nothing) {
     EXPECT_TRUE(main.wait_for(key_event("D", 2, false)));
 }
 
-TEST_F(key_delivery, keeps_no_key_waiting_on_its_way_into_the_queue) {
+TEST_F(key_delivery, waits_for_no_answer_longer_than_its_call_deserves) {
     start();
-    wait_for_passes(1);
-    main.hold_state(true);
-    ASSERT_TRUE(eventually([&] { return main.is_holding(); }));
-    const steady_time begun = steady_now();
-    decks.press("D", 1, true);
-    EXPECT_LT(milliseconds_between(begun, steady_now()), 1000) << "waited for a server";
-    main.hold_state(false);
-    EXPECT_TRUE(main.wait_for(key_event("D", 1, true)));
+    show(main, R"({"generation":1,"changed":true,"decks":[{"serial":"A"},{"serial":"B"}]})");
+    // Main keeps the call waiting: the one to Backup comes behind its time-out.
+    for (const auto& [kind, limit] :
+         std::map<std::string, int>{{"Register", 750}, {"State", 1500}, {"KeyEvent", 600}}) {
+        main.hold(kind, true);
+        if (kind == "KeyEvent") decks.press("D", 1, true);
+        expect_press_at_once_while(main, kind);
+        const steady_time asked = main.times(kind).back();
+        expect_about(limit, asked, wait_for_call_after(asked, backup, kind), kind);
+        main.hold(kind, false);
+    }
+    // One page behind the other, to the server that takes over.
+    backup.hold("SetPage", true);
+    move_to("B");
+    expect_press_at_once_while(backup, "SetPage");
+    ASSERT_TRUE(eventually([&] { return backup.times("SetPage").size() == 2; }));
+    expect_about(500, backup.times("SetPage")[0], backup.times("SetPage")[1], "SetPage");
+    backup.hold("SetPage", false);
+
+    main.hold("Detach", true);
+    manager->stop();
+    ASSERT_EQ(backup.times("Detach").size(), 1U);
+    expect_about(300, main.times("Detach").at(0), backup.times("Detach")[0], "Detach");
 }
 
 TEST_F(key_delivery, goes_on_past_a_server_that_does_not_answer) {
-    main.hold_state(true);
+    main.hold("State", true);
     start();
     ASSERT_TRUE(backup.wait_for("State 0")) << "behind Main's time-out";
     decks.press("D", 1, true);
     EXPECT_TRUE(backup.wait_for(key_event("D", 1, true)));
     EXPECT_EQ(log.error(), "");
-    main.hold_state(false);
+    main.hold("State", false);
 }
 
 TEST_F(key_delivery, ends_with_taking_leave_of_every_ready_server) {

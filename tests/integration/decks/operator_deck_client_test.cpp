@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <thread>
 
 using namespace elvantris::operator_control;
 using namespace std::chrono_literals;
@@ -155,4 +156,41 @@ TEST(operator_deck_client, reads_twice_as_much_of_a_state_as_of_any_other_answer
     EXPECT_FALSE(client.post_detach(server_at(peer.port()), "s", 5000ms));
     const scripted_peer too_much(replies(http_reply_text(200, body + body)));
     EXPECT_FALSE(client.get_state(server_at(too_much.port()), "s", 3, 5000ms).accepted);
+}
+
+TEST(operator_deck_client, ends_every_exchange_after_ten_seconds_at_the_latest) {
+    const scripted_peer trickling([](peer_connection& connection) {
+        connection.read_request();
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n");
+        while (connection.wanted() && connection.send(" "))
+            std::this_thread::sleep_for(100ms);
+    });
+    const steady_time begun = steady_now();
+    std::vector<std::thread> exchanges;
+    for (const post_case& each : posts())
+        exchanges.emplace_back([&trickling, begun, each] {
+            EXPECT_FALSE(each.call(server_at(trickling.port()), 5000ms)) << each.operation;
+            EXPECT_GE(milliseconds_between(begun, steady_now()), 9'900) << each.operation;
+        });
+    EXPECT_FALSE(client.get_state(server_at(trickling.port()), "s", 3, 5000ms).accepted);
+    EXPECT_GE(milliseconds_between(begun, steady_now()), 9'900);
+    for (std::thread& exchange : exchanges)
+        exchange.join();
+    EXPECT_LT(milliseconds_between(begun, steady_now()), 13'000);
+}
+
+TEST(operator_deck_client, tells_of_each_image_that_is_no_base64) {
+    const std::string body =
+        R"({"generation":9,"decks":[{"serial":"A","keys":[{"index":2,"data":"QUJ*"},)"
+        R"({"index":1,"data":"QQ=="},{"index":3,"data":"QUJ"}]},)"
+        R"({"serial":"B \"x","keys":[{"index":-5,"data":"Q==="}]}]})";
+    const std::string line = "[streamdeck] rejected invalid Base64 image from server deck=";
+    const scripted_peer peer(
+        replies_in_turn({http_reply_text(500, body), http_reply_text(200, body)}));
+    const captured_log log;
+    EXPECT_FALSE(client.get_state(server_at(peer.port()), "s", 3, 5000ms).accepted);
+    EXPECT_EQ(log.error(), "");
+    EXPECT_TRUE(client.get_state(server_at(peer.port()), "s", 3, 5000ms).accepted);
+    EXPECT_EQ(log.error(), line + "A key=2\n" + line + "A key=3\n" + line + "B \"x key=-5\n");
+    EXPECT_EQ(log.output(), "");
 }

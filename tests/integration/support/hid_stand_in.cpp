@@ -344,7 +344,7 @@ int hid_set_nonblocking(hid_device* handle, int nonblock) {
 int hid_get_serial_number_string(hid_device* handle, wchar_t* text, std::size_t size) {
     const std::lock_guard lock(bus->mutex);
     bus->check(*handle, "ask serial");
-    bus->calls.push_back("ask serial " + handle->path);
+    bus->calls.push_back("ask serial " + handle->path + ' ' + std::to_string(size));
     const plugged_device* const device = bus->behind(*handle);
     if (device == nullptr || !device->device.asked_serial) return -1;
     const std::wstring& serial = *device->device.asked_serial;

@@ -60,7 +60,7 @@ public:
     void queue_input(const std::string& path, const std::string& report);
     std::size_t queued_input(const std::string& path) const;
 
-    // "init", "exit", "open /a", "set nonblocking /a 1", "ask serial /a", "write /a 1024",
+    // "init", "exit", "open /a", "set nonblocking /a 1", "ask serial /a 256", "write /a 1024",
     // "feature /a 32", "close /a"; not the enumerations and reads, which never end.
     std::vector<std::string> calls() const;
     std::vector<sent_report> reports() const;

@@ -1,7 +1,5 @@
 #include "decks/deck_protocol.hpp"
 
-#include "integration/support/captured_log.hpp"
-
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -52,7 +50,19 @@ std::vector<std::string> images(const deck_view& view) {
     return found;
 }
 
+// So many of the same, as a list.
+std::string list_of(const std::string& object, std::size_t count) {
+    std::string list = "[";
+    for (std::size_t i = 0; i < count; ++i)
+        (list += object) += ',';
+    if (count > 0) list.pop_back();
+    return list + ']';
+}
+
 using texts = std::vector<std::string>;
+
+// Of all lists of a reply together.
+constexpr std::size_t most_objects = 262'144;
 
 } // namespace
 
@@ -255,8 +265,7 @@ TEST(read_deck_state, reads_each_field_of_a_key_in_both_spellings) {
         EXPECT_EQ(images(read_one_view(R"({"serial":"A",)" + keys + "}")), expected) << keys;
 }
 
-TEST(read_deck_state, logs_and_leaves_out_a_key_whose_image_is_no_base64_and_nothing_else) {
-    const captured_log log;
+TEST(read_deck_state, leaves_out_a_key_whose_image_is_no_base64_and_nothing_else) {
     const deck_state_reply reply = read_deck_state(
         R"({"generation":9,"changed":true,"decks":[{"serial":"A","keys":[{"index":1,"data":"QQ=="},)"
         R"({"index":2,"data":"QUJ*"},{"index":3,"data":"QUJ"},{"index":4,"data":"Qg=="}]},)"
@@ -266,11 +275,8 @@ TEST(read_deck_state, logs_and_leaves_out_a_key_whose_image_is_no_base64_and_not
     ASSERT_EQ(serials(reply), (texts{"A", "B \"x"}));
     EXPECT_EQ(images(reply.decks[0]), (texts{"1:A", "4:B"}));
     EXPECT_EQ(images(reply.decks[1]), texts{});
-    EXPECT_EQ(log.error(),
-              "[streamdeck] rejected invalid Base64 image from server deck=A key=2\n"
-              "[streamdeck] rejected invalid Base64 image from server deck=A key=3\n"
-              "[streamdeck] rejected invalid Base64 image from server deck=B \"x key=-5\n");
-    EXPECT_EQ(log.output(), "");
+    EXPECT_EQ(reply.decks[0].refused_keys, (std::vector<std::int32_t>{2, 3}));
+    EXPECT_EQ(reply.decks[1].refused_keys, std::vector<std::int32_t>{-5});
 }
 
 TEST(read_deck_state, reads_each_field_of_a_cue_in_both_spellings) {
@@ -342,4 +348,50 @@ TEST(read_deck_state, finds_the_first_occurrence_of_a_key_at_any_depth) {
     const deck_view view = read_one_view(R"({"keys":[{"page":9,"index":1}],"serial":"A"})");
     EXPECT_EQ(view.page, 9);
     EXPECT_EQ(view.serial, "A");
+}
+
+TEST(read_deck_state, reads_a_bounded_number_of_objects_from_a_list) {
+    const auto decks = [](std::size_t sent) {
+        return read_deck_state("{\"decks\":" + list_of("{}", sent) + '}', 0).decks.size();
+    };
+    const auto keys = [](std::size_t sent) {
+        return read_one_view(R"({"keys":)" + list_of("{}", sent) + '}').keys.size();
+    };
+    const auto cues = [](std::size_t sent) {
+        return read_one_view(R"({"scripts":[{"index":1,"cues":)" + list_of("{}", sent) + "}]}")
+            .scripts.at(1)
+            .size();
+    };
+    EXPECT_EQ(decks(most_objects), most_objects);
+    EXPECT_EQ(decks(most_objects + 1), most_objects);
+    // The deck is one of them, and so is the script that holds the cues.
+    EXPECT_EQ(keys(most_objects - 1), most_objects - 1);
+    EXPECT_EQ(keys(most_objects), most_objects - 1);
+    EXPECT_EQ(cues(most_objects - 2), most_objects - 2);
+    EXPECT_EQ(cues(most_objects - 1), most_objects - 2);
+}
+
+TEST(read_deck_state, leaves_out_what_stands_behind_the_last_object_that_it_reads) {
+    const auto reply_with = [](std::size_t keys) {
+        return read_deck_state(
+            R"({"generation":6,"changed":true,"decks":[{"serial":"A"},{"keys":)" +
+                list_of("{}", keys) +
+                R"(,"scripts":[{"index":1,"cues":[{"port":2}]},{"index":2}]},)"
+                R"({"serial":"last","page":3}]})",
+            0);
+    };
+    // Two decks, these keys, two scripts, a cue and the last deck: just as many as are read.
+    const deck_state_reply whole = reply_with(most_objects - 6);
+    ASSERT_EQ(whole.decks.size(), 3U);
+    EXPECT_EQ(whole.decks[1].scripts.size(), 2U);
+    EXPECT_EQ(whole.decks[2].page, 3);
+    EXPECT_EQ(reply_with(most_objects - 5).decks.size(), 2U);
+    // One script is left, and none of its cues.
+    const deck_state_reply cut = reply_with(most_objects - 3);
+    ASSERT_EQ(cut.decks.size(), 2U);
+    EXPECT_EQ(cut.decks[1].keys.size(), most_objects - 3);
+    ASSERT_EQ(cut.decks[1].scripts.size(), 1U);
+    EXPECT_TRUE(cut.decks[1].scripts.at(1).empty());
+    EXPECT_EQ(cut.generation, 6);
+    EXPECT_TRUE(cut.changed);
 }
