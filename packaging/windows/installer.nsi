@@ -22,6 +22,10 @@ RequestExecutionLevel user
 !define EXIT_ITEM 1005
 !define END_LIMIT_MS 30000
 
+; A virus scanner may hold a file for some seconds.
+!define FILE_TRIES 10
+!define FILE_PAUSE_MS 500
+
 Name "${NAME}"
 OutFile "${OUTPUT}"
 InstallDir "$LOCALAPPDATA\Programs\${NAME}"
@@ -68,12 +72,18 @@ Function ${prefix}end_running_copy
     DetailPrint "Ending the running copy"
     System::Call 'user32::GetWindowThreadProcessId(p r0, *i .r1)'
     System::Call 'kernel32::OpenProcess(i 0x00100000, i 0, i r1) p .r2' ; to wait for it
+    StrCmp $2 0 0 opened
+    ; It has ended in between, or it is not ours to wait for.
+    FindWindow $0 "${TRAY_WINDOW}"
+    StrCmp $0 0 done running
+    opened:
     ; An open menu would hold it up.
     System::Call 'user32::PostMessage(p r0, i ${WM_CANCELMODE}, p 0, p 0)'
     System::Call 'user32::PostMessage(p r0, i ${WM_COMMAND}, p ${EXIT_ITEM}, p 0)'
     System::Call 'kernel32::WaitForSingleObject(p r2, i ${END_LIMIT_MS}) i .r3'
     System::Call 'kernel32::CloseHandle(p r2)'
     StrCmp $3 0 done
+    running:
     MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION \
         "${NAME} is still running. End it from its icon beside the clock, then try again." \
         /SD IDCANCEL IDRETRY ask
@@ -86,6 +96,28 @@ FunctionEnd
 !insertmacro define_end_running_copy ""
 !insertmacro define_end_running_copy "un."
 
+; Puts the new file in the place of the old one, which stays beside it until that has worked. Sets
+; the error flag if it has not; the old file is in its place again then.
+Function replace_program
+    StrCpy $R0 0
+    again:
+    ClearErrors
+    IfFileExists "$INSTDIR\${FILE}" 0 put_new ; absent, or an earlier setup was cut short here
+    Delete "$INSTDIR\${FILE}.old"
+    Rename "$INSTDIR\${FILE}" "$INSTDIR\${FILE}.old"
+    IfErrors failed
+    put_new:
+    Rename "$INSTDIR\${FILE}.new" "$INSTDIR\${FILE}"
+    IfErrors 0 replaced
+    Rename "$INSTDIR\${FILE}.old" "$INSTDIR\${FILE}"
+    failed:
+    Sleep ${FILE_PAUSE_MS}
+    IntOp $R0 $R0 + 1
+    IntCmp $R0 ${FILE_TRIES} 0 again
+    SetErrors
+    replaced:
+FunctionEnd
+
 Section
     SetOutPath "$INSTDIR"
     ; Laid beside the old file, so that a full disk is found out while that one still runs.
@@ -96,20 +128,19 @@ Section
     Abort "The program could not be written into $INSTDIR; nothing was changed."
 
     Call end_running_copy
-    ClearErrors
-    Delete "$INSTDIR\${FILE}"
-    Rename "$INSTDIR\${FILE}.new" "$INSTDIR\${FILE}"
+    Call replace_program
     IfErrors 0 replaced
     Delete "$INSTDIR\${FILE}.new"
     StrCmp $was_running "yes" 0 +2
     Exec '"$INSTDIR\${FILE}" --background'
-    Abort "The old program file in $INSTDIR could not be replaced."
+    Abort "The old program file in $INSTDIR could not be replaced; it is in its place as before."
 
     replaced:
     ; The file that tells which servers are paired and where operation stands is the operator's:
     ; the new copy reads it and goes on where the old one stopped.
     StrCmp $was_running "yes" 0 +2
     Exec '"$INSTDIR\${FILE}" --background'
+    Delete "$INSTDIR\${FILE}.old"
 
     WriteUninstaller "$INSTDIR\uninstall.exe"
     CreateShortcut "$SMPROGRAMS\${NAME}.lnk" "$INSTDIR\${FILE}"
@@ -126,7 +157,20 @@ SectionEnd
 
 Section "Uninstall"
     Call un.end_running_copy
+    ; First of all: whoever can't lose the program must keep the way to remove it.
+    StrCpy $R0 0
+    again:
+    ClearErrors
     Delete "$INSTDIR\${FILE}"
+    IfErrors 0 deleted
+    Sleep ${FILE_PAUSE_MS}
+    IntOp $R0 $R0 + 1
+    IntCmp $R0 ${FILE_TRIES} 0 again
+    Abort "The program file in $INSTDIR is in use by another program; nothing was removed."
+
+    deleted:
+    Delete "$INSTDIR\${FILE}.old"
+    Delete "$INSTDIR\${FILE}.new"
     Delete "$INSTDIR\uninstall.exe"
     RMDir "$INSTDIR"
     Delete "$SMPROGRAMS\${NAME}.lnk"

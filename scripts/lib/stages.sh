@@ -106,12 +106,19 @@ run_shards() {
     return $result
 }
 
-# A console program of the Windows build. The prefix is the tests' own; the machine's stays as it is.
-run_in_wine() {
-    export WINEDEBUG=-all WINEPREFIX=$PWD/build/test/wine
-    export XDG_RUNTIME_DIR=$PWD/build/test
-    wine "$@"
+# The tests' own Wine; the machine's stays as it is. Without a screen it makes windows by a driver
+# that draws nothing.
+in_wine() {
+    WINEDEBUG=-all WINEPREFIX=$PWD/build/test/wine XDG_RUNTIME_DIR=$PWD/build/test "$@"
 }
+
+prepare_wine() {
+    in_wine wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
+    in_wine wineserver -w
+}
+
+# A console program of the Windows build.
+run_in_wine() { in_wine wine "$@"; }
 
 run_fuzz_target() {
     local seconds=$1 name=$2

@@ -223,11 +223,24 @@ test('a_second_start_gives_way_and_adds_no_icon', async () => {
   await the_icon();
 });
 
-test('a_console_has_the_programs_name_and_takes_the_log', async () => {
+test('a_console_has_the_programs_name_takes_the_log_and_ends_the_program_with_ctrl_c', async () => {
   await workstation.start_in_tray('--background', '--console');
   assert.deepEqual(await window_titles('WineConsoleClass'), ['Elvantris Redundancy Control']);
+  const lines = await until('the banner is written', async () => {
+    const lines = await inspect('console');
+    return lines.some((line) => line.startsWith('Log: ')) && lines;
+  });
+  const banner = lines.findIndex((line) => line.startsWith('Elvantris'));
+  assert.deepEqual(lines.slice(banner, banner + 3), [
+    'Elvantris Redundancy Control 0.9.2',
+    'Operator view: http://127.0.0.1:5270/',
+    'Diagnostics:   http://127.0.0.1:5251/',
+  ]);
   await take_picture('console');
   assert.equal(fs.existsSync(workstation.log_file), false);
+  await mouse(300, 300, 'click', '1', 'key', 'ctrl+c');
+  assert.deepEqual(await exit_code(), { code: 0, signal: null });
+  assert.deepEqual(await icons(), []);
 });
 
 test('a_folder_with_blanks_and_letters_of_any_language_serves', async () => {

@@ -2,6 +2,7 @@
 // Each step stands on the one before.
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
+import os from 'node:os';
 import path from 'node:path';
 import { after, before, test } from 'node:test';
 
@@ -11,7 +12,7 @@ import { answers } from '../e2e/support/http.mjs';
 import { Server } from '../e2e/support/network.mjs';
 import { get_status, until_active, until_status } from '../e2e/support/operator.mjs';
 import { paired_config, quick_policy } from '../e2e/support/pair.mjs';
-import { default_data_folder } from '../e2e/support/workstation.mjs';
+import { default_data_folder, seen_by_program } from '../e2e/support/workstation.mjs';
 import {
   choose,
   DesktopWorkstation,
@@ -23,14 +24,14 @@ import {
   run_value,
   take_picture,
   the_icon,
+  while_held,
   wine,
-  window_titles,
 } from './support/desktop.mjs';
 
 const version = '0.9.2';
 const setup = path.join(root, `build/package/elvantris-redundancy-control-${version}-setup.exe`);
 const uninstall_key =
-  'HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\ElvantrisRedundancyControl';
+  'Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\ElvantrisRedundancyControl';
 
 const local = default_data_folder();
 const folder = path.join(local, 'Programs', 'Elvantris Redundancy Control');
@@ -40,6 +41,11 @@ const shortcut = path.join(
   'Roaming/Microsoft/Windows/Start Menu/Programs/Elvantris Redundancy Control.lnk',
 );
 const settings = path.join(local, 'Tarnwell Media', 'Elvantris OperatorControl');
+const told_settings = [
+  `C:\\users\\${os.userInfo().username}\\AppData\\Local`,
+  'Tarnwell Media',
+  'Elvantris OperatorControl',
+].join('\\');
 
 let workstation;
 let main;
@@ -62,14 +68,36 @@ after(async () => {
 });
 
 const install = () => wine(setup, '/S');
+const banners = () => workstation.log_lines('Elvantris Redundancy Control').length;
+
+async function uninstall_entry(hive = 'HKCU') {
+  const { output } = await wine('reg', 'query', `${hive}\\${uninstall_key}`);
+  return output.includes('DisplayName') ? output : undefined;
+}
+
+async function until_started(count) {
+  await until('the new copy answers', async () => {
+    return banners() === count && (await answers(5251));
+  });
+  // Nobody is active before both have been asked.
+  const { active, protection } = await until_status('it knows', ({ active }) => active !== 'none');
+  assert.deepEqual([active, protection.heldOnBackup], ['backup', true]);
+}
 
 test('it_installs_for_the_user_alone_and_starts_nothing', async () => {
   assert.equal((await install()).code, 0);
   assert.deepEqual(fs.readdirSync(folder).sort(), [path.basename(installed), 'uninstall.exe']);
   assert.ok(fs.existsSync(shortcut));
-  const { output } = await wine('reg', 'query', uninstall_key);
-  assert.match(output, /DisplayName\s+REG_SZ\s+Elvantris Redundancy Control$/m);
-  assert.match(output, /DisplayVersion\s+REG_SZ\s+0\.9\.2$/m);
+  const entry = await uninstall_entry();
+  assert.match(entry, /DisplayName\s+REG_SZ\s+Elvantris Redundancy Control$/m);
+  assert.match(entry, /DisplayVersion\s+REG_SZ\s+0\.9\.2$/m);
+  // Nothing where only an administrator may write.
+  assert.equal(await uninstall_entry('HKLM'), undefined);
+  const drive = path.join(process.env.WINEPREFIX, 'drive_c');
+  for (const programs of ['Program Files', 'Program Files (x86)']) {
+    const names = fs.readdirSync(path.join(drive, programs));
+    assert.deepEqual(names.filter((name) => /elvantris|tarnwell/i.test(name)), []);
+  }
   assert.equal(await inspect('window'), null);
   shipped = fs.readFileSync(installed);
 });
@@ -95,17 +123,13 @@ test('an_upgrade_during_a_hold_leaves_operation_on_backup', async () => {
   await until_active('backup');
   await main.set({ reset: true });
   await until_status('main is well again', both_run);
-  const banners = () => workstation.log_lines('Elvantris Redundancy Control').length;
   assert.equal(banners(), 1);
 
   // Its menu is open: the operator was about to choose something.
   await open_menu();
   assert.equal((await install()).code, 0);
   assert.deepEqual(await workstation.program.exited, { code: 0, signal: null });
-  const status = await until('the new copy answers', async () => {
-    return banners() === 2 && (await answers(5251)) && get_status();
-  });
-  assert.deepEqual([status.active, status.protection.heldOnBackup], ['backup', true]);
+  await until_started(2);
   assert.ok(fs.readFileSync(installed).equals(shipped));
   await until_status('the new copy has seen a healthy main', both_run);
   assert.equal((await get_status()).active, 'backup');
@@ -114,15 +138,62 @@ test('an_upgrade_during_a_hold_leaves_operation_on_backup', async () => {
   assert.equal(fs.readdirSync(folder).length, 2);
 });
 
+test('a_folder_that_refuses_the_new_file_is_found_out_while_the_program_runs', async () => {
+  // As a folder without the right to write; what may stop an ordinary user does not stop root.
+  fs.mkdirSync(`${installed}.new`);
+  assert.equal((await install()).code, 2);
+  fs.rmdirSync(`${installed}.new`);
+  assert.equal(banners(), 2);
+  assert.equal(await answers(5251), true);
+  assert.ok(fs.readFileSync(installed).equals(shipped));
+});
+
+test('an_upgrade_that_fails_leaves_the_old_program_in_place_and_running', async () => {
+  const older = Buffer.concat([shipped, Buffer.from('an older version')]);
+  fs.appendFileSync(installed, older.subarray(shipped.length));
+  await while_held(`${installed}.new`, async (until_held) => {
+    const [{ code }] = await Promise.all([install(), until_held()]);
+    assert.equal(code, 2);
+    await until_started(3);
+    assert.ok(fs.readFileSync(installed).equals(older));
+  });
+  assert.equal((await install()).code, 0);
+  await until_started(4);
+  assert.ok(fs.readFileSync(installed).equals(shipped));
+  assert.equal(fs.readdirSync(folder).length, 2);
+});
+
+test('a_removal_that_fails_leaves_the_way_to_remove_it', async () => {
+  // In the folder itself, and not in a copy whose end nobody hears of. The path takes no blanks.
+  const short = path.join(workstation.folder, 'installed');
+  fs.symlinkSync(folder, short);
+  await while_held(installed, async (until_held) => {
+    await until_held();
+    const in_place = `_?=${seen_by_program(short)}`;
+    const { code } = await wine(path.join(folder, 'uninstall.exe'), '/S', in_place);
+    assert.equal(code, 2);
+  });
+  assert.equal(await answers(5251), false);
+  assert.deepEqual(fs.readdirSync(folder).sort(), [path.basename(installed), 'uninstall.exe']);
+  assert.ok(fs.readFileSync(installed).equals(shipped));
+  assert.ok(fs.existsSync(shortcut));
+  assert.ok(await uninstall_entry());
+  assert.ok(await run_value());
+});
+
+test('windows_starts_the_installed_program_with_the_session', async () => {
+  assert.equal(await inspect('window'), null);
+  await wine('wineboot');
+  await until_started(5);
+  await the_icon();
+});
+
 test('removing_ends_the_program_and_leaves_the_settings', async () => {
   const kept = fs.readFileSync(workstation.state, 'utf8');
   assert.equal((await wine(path.join(folder, 'uninstall.exe'), '/S')).code, 0);
   // It goes on in a copy of itself.
   await until('the folder is gone', () => !fs.existsSync(folder));
-  await until('the entry is gone', async () => {
-    const { output } = await wine('reg', 'query', uninstall_key);
-    return !output.includes('DisplayName');
-  });
+  await until('the entry is gone', async () => !(await uninstall_entry()));
   assert.equal(fs.existsSync(shortcut), false);
   assert.equal(await run_value(), undefined);
   assert.equal(await answers(5251), false);
@@ -135,11 +206,22 @@ test('removing_by_hand_tells_where_the_settings_stay', async () => {
   assert.equal((await install()).code, 0);
   // It goes on in a copy of itself, which waits for the operator.
   await wine(path.join(folder, 'uninstall.exe'));
-  const is_removal = (title) => title.startsWith('Elvantris Redundancy Control Uninstall');
-  await until('its window', async () => (await window_titles('#32770')).some(is_removal));
+  const dialog_saying = (text) =>
+    until(`a dialog says ${text}`, async () => {
+      const dialog = await inspect('dialog');
+      return dialog?.texts.find((shown) => shown.includes(text));
+    });
+  const go_on = () => inspect('press', '1');
+  assert.ok((await dialog_saying('will be removed')).includes(told_settings));
   await take_picture('uninstall');
-  await run('wineserver', '-k');
-  fs.rmSync(folder, { recursive: true });
+  await go_on();
+  assert.ok((await dialog_saying('has been removed')).includes(told_settings));
+  await take_picture('uninstalled');
+  await go_on();
+  await dialog_saying('Completed');
+  await go_on();
+  await until('it has ended', async () => (await inspect('dialog')) === null);
+  assert.equal(fs.existsSync(folder), false);
 });
 
 function both_run({ protection }) {

@@ -9,6 +9,10 @@
 //   inspector break-run-key        lets the key of what starts with the session lead nowhere
 //   inspector mend-run-key         puts an empty one in its place
 //   inspector delete-icon          takes the icon away behind the program's back
+//   inspector dialog               title and texts of the topmost dialog that takes input
+//   inspector press ID             presses a button of it
+//   inspector console              the lines in the program's console
+//   inspector hold FILE            waits for the file, and keeps others from moving or deleting it
 #include "menu_reader.hpp"
 
 #include <cstdio>
@@ -24,6 +28,7 @@ namespace {
 
 constexpr const wchar_t* tray_class = L"ElvantrisOperatorControlTrayWindow";
 constexpr DWORD answer_limit_ms = 5000;
+constexpr DWORD hold_limit_ms = 60000;
 
 void print(const std::wstring& json) {
     const int length = static_cast<int>(json.size());
@@ -55,7 +60,7 @@ void print_window() {
     if (window == nullptr) return print(L"null");
     RECT place{};
     ::GetWindowRect(window, &place);
-    print(L"{\"title\":\"" + title_of(window) + L"\",\"visible\":" +
+    print(L"{\"title\":" + json_text(title_of(window)) + L",\"visible\":" +
           (::IsWindowVisible(window) ? L"true" : L"false") + L",\"left\":" +
           std::to_wstring(place.left) + L",\"top\":" + std::to_wstring(place.top) + L",\"dpi\":" +
           std::to_wstring(::GetDpiForSystem()) + L"}");
@@ -95,8 +100,8 @@ int print_menu() {
 BOOL CALLBACK collect_title(HWND window, LPARAM collected) {
     if (!::IsWindowVisible(window)) return TRUE;
     auto& json = *reinterpret_cast<std::wstring*>(collected);
-    json += (json.size() > 1 ? L",[\"" : L"[\"") + class_of(window) + L"\",\"" + title_of(window) +
-            L"\"]";
+    json += (json.size() > 1 ? L",[" : L"[") + json_text(class_of(window)) + L"," +
+            json_text(title_of(window)) + L"]";
     return TRUE;
 }
 
@@ -164,6 +169,83 @@ void delete_icon() {
     print(::Shell_NotifyIconW(NIM_DELETE, &icon) ? L"true" : L"false");
 }
 
+BOOL CALLBACK find_dialog(HWND window, LPARAM found) {
+    if (!::IsWindowVisible(window) || !::IsWindowEnabled(window)) return TRUE;
+    if (class_of(window) != L"#32770") return TRUE;
+    *reinterpret_cast<HWND*>(found) = window;
+    return FALSE;
+}
+
+HWND topmost_dialog() {
+    HWND dialog = nullptr;
+    ::EnumWindows(find_dialog, reinterpret_cast<LPARAM>(&dialog));
+    return dialog;
+}
+
+// Another program's control gives its text to a message alone.
+BOOL CALLBACK collect_text(HWND window, LPARAM collected) {
+    if (!::IsWindowVisible(window)) return TRUE;
+    std::wstring text(1024, L'\0');
+    DWORD_PTR length = 0;
+    ::SendMessageTimeoutW(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()),
+                          SMTO_ABORTIFHUNG, answer_limit_ms, &length);
+    text.resize(length);
+    if (text.empty()) return TRUE;
+    auto& json = *reinterpret_cast<std::wstring*>(collected);
+    json += (json.size() > 1 ? L"," : L"") + json_text(text);
+    return TRUE;
+}
+
+void print_dialog() {
+    const HWND dialog = topmost_dialog();
+    if (dialog == nullptr) return print(L"null");
+    std::wstring texts = L"[";
+    ::EnumChildWindows(dialog, collect_text, reinterpret_cast<LPARAM>(&texts));
+    print(L"{\"title\":" + json_text(title_of(dialog)) + L",\"texts\":" + texts + L"]}");
+}
+
+void press(const wchar_t* id) {
+    const WPARAM command = std::wcstoul(id, nullptr, 0);
+    print(::PostMessageW(topmost_dialog(), WM_COMMAND, command, 0) ? L"true" : L"false");
+}
+
+// Goes over to the program's console; what is printed goes to a file all the same.
+void print_console() {
+    DWORD process = 0;
+    ::GetWindowThreadProcessId(tray_window(), &process);
+    ::FreeConsole();
+    CONSOLE_SCREEN_BUFFER_INFO buffer{};
+    const bool entered = ::AttachConsole(process) != 0;
+    const HANDLE console =
+        ::CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                      nullptr, OPEN_EXISTING, 0, nullptr);
+    if (!entered || !::GetConsoleScreenBufferInfo(console, &buffer)) return print(L"null");
+    std::wstring json = L"[";
+    for (SHORT row = 0; row <= buffer.dwCursorPosition.Y; ++row) {
+        std::wstring line(static_cast<std::size_t>(buffer.dwSize.X), L' ');
+        DWORD length = 0;
+        ::ReadConsoleOutputCharacterW(console, line.data(), static_cast<DWORD>(line.size()),
+                                      {0, row}, &length);
+        line.resize(length);
+        line.resize(line.find_last_not_of(L' ') + 1);
+        json += (row > 0 ? L"," : L"") + json_text(line);
+    }
+    print(json + L"]");
+}
+
+void hold(const wchar_t* file) {
+    const ULONGLONG deadline = ::GetTickCount64() + hold_limit_ms;
+    HANDLE held = INVALID_HANDLE_VALUE;
+    while (held == INVALID_HANDLE_VALUE && ::GetTickCount64() < deadline) {
+        held = ::CreateFileW(file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                             OPEN_EXISTING, 0, nullptr);
+        ::Sleep(1);
+    }
+    print(held != INVALID_HANDLE_VALUE ? L"true" : L"false");
+    std::fflush(stdout);
+    ::Sleep(hold_limit_ms);
+}
+
 } // namespace
 
 int main() {
@@ -186,6 +268,14 @@ int main() {
         mend_run_key();
     } else if (act == L"delete-icon") {
         delete_icon();
+    } else if (act == L"dialog") {
+        print_dialog();
+    } else if (act == L"press" && count == 3) {
+        press(words[2]);
+    } else if (act == L"console") {
+        print_console();
+    } else if (act == L"hold" && count == 3) {
+        hold(words[2]);
     } else {
         return 2;
     }

@@ -2,8 +2,6 @@
 // inspector.exe hooks this library into the thread that owns the tray's window.
 #include "menu_reader.hpp"
 
-#include <string>
-
 namespace {
 
 constexpr UINT mn_gethmenu = 0x01E1;
@@ -15,15 +13,6 @@ BOOL CALLBACK collect_menu(HWND window, LPARAM collected) {
     if (name == L"#32768" && ::IsWindowVisible(window))
         reinterpret_cast<std::vector<HWND>*>(collected)->push_back(window);
     return TRUE;
-}
-
-std::wstring json_text(const std::wstring& text) {
-    std::wstring quoted = L"\"";
-    for (const wchar_t character : text) {
-        if (character == L'"' || character == L'\\') quoted += L'\\';
-        quoted += character;
-    }
-    return quoted + L'"';
 }
 
 const wchar_t* word(bool value) {

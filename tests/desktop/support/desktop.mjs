@@ -4,8 +4,9 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 
+import { Child } from '../../e2e/support/children.mjs';
 import { root, until } from '../../e2e/support/environment.mjs';
-import { Workstation } from '../../e2e/support/workstation.mjs';
+import { seen_by_program, Workstation } from '../../e2e/support/workstation.mjs';
 
 export const build = path.join(root, process.env.ELVANTRIS_WINDOWS_BUILD);
 const pictures = path.join(root, 'build', 'test', 'desktop');
@@ -39,10 +40,24 @@ export async function run(command, ...words) {
 
 export const wine = (...words) => run('wine', ...words);
 
+const inspector = path.join(build, 'desktop', 'inspector.exe');
+
 export async function inspect(...words) {
-  const { code, output } = await wine(path.join(build, 'desktop', 'inspector.exe'), ...words);
+  const { code, output } = await wine(inspector, ...words);
   if (code !== 0) throw new Error(`inspector ${words.join(' ')} ended with ${code}`);
   return JSON.parse(output);
+}
+
+// Does something while another program keeps the file from being moved or deleted, as a virus
+// scanner does. The file may come to be in the meantime.
+export async function while_held(file, act) {
+  const words = ['wine', inspector, 'hold', seen_by_program(file)];
+  const holder = new Child(words, { env: surroundings });
+  try {
+    await act(() => until('the file is held', () => holder.text.output.includes('true')));
+  } finally {
+    await holder.signal('SIGKILL');
+  }
 }
 
 // To be done before the first program of a desktop; changes what the next ones see.

@@ -1,5 +1,6 @@
 #include "app/launch_options.hpp"
 
+#include "integration/support/environment.hpp"
 #include "integration/support/temporary_folder.hpp"
 #include "os/file_paths.hpp"
 #include "os/files.hpp"
@@ -7,53 +8,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <list>
-#include <optional>
-#include <utility>
 
 using namespace elvantris::operator_control;
 
 namespace {
 
 constexpr std::size_t ample = 1'000'000;
-
-// The environment keeps pointers to the texts that it is given.
-void put_into_environment(const std::string& text) {
-    static std::list<std::string> kept;
-    ::putenv(kept.emplace_back(text).data());
-}
-
-void clear_variable(const std::string& name) {
-    // The systems differ in which of the two forms takes a variable away.
-    put_into_environment(name + '=');
-    if (environment_variable(name)) put_into_environment(name);
-}
-
-// One environment variable, put back at the end.
-class variable {
-public:
-    explicit variable(std::string name)
-        : name_(std::move(name)), before_(environment_variable(name_)) {}
-    ~variable() {
-        if (before_)
-            set(*before_);
-        else
-            clear();
-    }
-    variable(const variable&) = delete;
-    variable& operator=(const variable&) = delete;
-    variable(variable&&) = delete;
-    variable& operator=(variable&&) = delete;
-
-    void set(const std::string& value) { put_into_environment(name_ + '=' + value); }
-    void clear() { clear_variable(name_); }
-
-private:
-    std::string name_;
-    std::optional<std::string> before_;
-};
 
 std::string default_path_under(const std::string& folder) {
     const std::string maker = path_inside(folder, "Tarnwell Media");

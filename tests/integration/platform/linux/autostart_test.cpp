@@ -1,11 +1,10 @@
 #include "platform/autostart.hpp"
 
+#include "integration/support/environment.hpp"
 #include "integration/support/temporary_folder.hpp"
 #include "os/files.hpp"
-#include "os/process.hpp"
 #include "platform/linux/autostart_entry.hpp"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
 
 namespace elvantris::operator_control {
@@ -15,24 +14,13 @@ namespace {
 class autostart : public testing::Test {
 protected:
     autostart() {
-        ::setenv("HOME", home_.path().c_str(), 1);
-        ::unsetenv("XDG_CONFIG_HOME");
-    }
-    ~autostart() override {
-        restore("HOME", old_home_);
-        restore("XDG_CONFIG_HOME", old_settings_);
-    }
-
-    static void restore(const char* name, const std::optional<std::string>& value) {
-        if (value)
-            ::setenv(name, value->c_str(), 1);
-        else
-            ::unsetenv(name);
+        home_variable_.set(home_.path());
+        settings_variable_.clear();
     }
 
     temporary_folder home_;
-    std::optional<std::string> old_home_ = environment_variable("HOME");
-    std::optional<std::string> old_settings_ = environment_variable("XDG_CONFIG_HOME");
+    variable home_variable_{"HOME"};
+    variable settings_variable_{"XDG_CONFIG_HOME"};
 };
 
 TEST_F(autostart, is_switched_on_and_off_by_an_entry_in_a_folder_that_is_made) {
@@ -57,10 +45,10 @@ TEST_F(autostart, counts_an_entry_that_does_not_exist_as_removed) {
 TEST_F(autostart, honours_the_users_folder_of_settings_if_its_path_is_whole) {
     const temporary_folder settings;
     const std::string name = "autostart/elvantris-redundancy-control.desktop";
-    ::setenv("XDG_CONFIG_HOME", settings.path().c_str(), 1);
+    settings_variable_.set(settings.path());
     EXPECT_EQ(autostart_entry_path(), settings.file(name));
     for (const char* const none : {"", "settings"}) {
-        ::setenv("XDG_CONFIG_HOME", none, 1);
+        settings_variable_.set(none);
         EXPECT_EQ(autostart_entry_path(), home_.file(".config/" + name));
     }
 }
@@ -75,9 +63,9 @@ TEST_F(autostart, tells_that_the_entry_could_not_be_written) {
 TEST_F(autostart, tells_that_a_user_without_a_home_has_none) {
     for (const bool set : {true, false}) {
         if (set)
-            ::setenv("HOME", "", 1);
+            home_variable_.set("");
         else
-            ::unsetenv("HOME");
+            home_variable_.clear();
         EXPECT_EQ(autostart_entry_path(), "");
         EXPECT_FALSE(set_autostart(true));
         EXPECT_FALSE(set_autostart(false));
