@@ -23,8 +23,8 @@ delivery_target target_of(const system_record& system) {
 
 std::future<delivery_result> start_delivery(std::string_view place, const system_record& system,
                                             const std::string& payload) {
-    write_output_line("[route] " + std::string(place) + " -> " + system.address +
-                      ':' + std::to_string(control_port) + " serial=" + system.serial);
+    write_output_line("[route] " + std::string(place) + " -> " + system.address + ':' +
+                      std::to_string(control_port) + " serial=" + system.serial);
     const auto deliver = [target = target_of(system), payload] {
         return udp_send_command(target, payload);
     };
