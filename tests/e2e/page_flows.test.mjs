@@ -185,6 +185,12 @@ test('a_program_that_goes_away_and_comes_back_shows_on_the_sync_chip_alone', asy
   complaints.length = 0; // the browser's own words about the failed requests
 });
 
+test('a_poll_asks_past_the_browser_s_cache', async () => {
+  const poll = await page.waitForRequest((request) => request.url().endsWith('/api/status'));
+  const headers = await poll.allHeaders();
+  assert.equal(headers['cache-control'], 'no-cache');
+});
+
 async function save_port(port) {
   await page.click('text=Configure Redundancy');
   await page.fill('#uiPort', String(port));

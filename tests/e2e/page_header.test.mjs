@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
-import { backup, main, nothing_active, offline, starting, status } from './support/page_status.mjs';
+import { backup, hostile, main, nothing_active, offline, starting, status } from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
 let view;
@@ -110,6 +110,7 @@ const sync_cases = [
   ['media_pending', at(12, 12, 3), 'Syncing · 12/12 · Media 3', 'warn', 'Synchronizing show state - Main revision 12, Backup revision 12, pending media 3.'],
   ['only_main_ready', pair({}, starting), 'Backup Offline', 'warn', degraded],
   ['only_main_there', { systems: [main()] }, 'Backup Offline', 'warn', degraded],
+  ['a_ready_main_behind_one_that_is_not', { systems: [main(offline), main({ serial: 'SER-C' })] }, 'Backup Offline', 'warn', degraded],
   ['only_backup_ready', { ...pair(offline), ...nothing_active }, 'Backup Active', 'warn', on_backup],
   ['neither_ready', { ...pair(offline, offline), ...nothing_active }, 'Unavailable', 'off', 'Both configured systems are unavailable.'],
   ['neither_there', { systems: [], ...nothing_active }, 'Unavailable', 'off', 'Both configured systems are unavailable.'],
@@ -160,8 +161,24 @@ for (const failure of ['away', 'broken']) {
   });
 }
 
+test('a_page_that_never_reached_the_api_says_so_and_keeps_its_starting_texts', async () => {
+  await view.open('away');
+  await view.until_text('syncStatus', 'Unavailable');
+  const shown = await view.read('syncDot', 'syncBadge');
+  assert.equal(shown.syncDot.dot, 'off');
+  assert.equal(shown.syncBadge.title, 'Redundancy Control status service unavailable.');
+  assert.equal(await view.text('mainStatus'), 'Main: --');
+  assert.equal(await view.text('backupStatus'), 'Backup: --');
+  assert.equal(await view.visible('standby'), true);
+  assert.equal(await view.visible('elvantrisUi'), false);
+  assert.equal(await view.text('standbyTitle'), 'Elvantris Redundancy Control is ready');
+  assert.equal(await view.text('standbyText'), 'Waiting for an Elvantris Main system.');
+  view.complaints.length = 0; // the browser's own words about the failed requests
+});
+
 test('an_api_that_hangs_shows_as_unavailable', async () => {
   await view.open(status());
+  await view.shorten_limits(10);
   view.status = null;
   await view.until_text('syncStatus', 'Unavailable');
 });
@@ -178,17 +195,17 @@ test('polling_goes_on_every_half_second_without_waiting_for_an_answer', async ()
 });
 
 test('names_that_look_like_markup_stay_text', async () => {
-  const hostile = `<img src=x onerror="document.title='taken'">&amp;"'`;
   const systems = [main({ workstation: hostile, serial: hostile }), backup({ workstation: hostile })];
-  await view.open(status({ systems, activeSerial: hostile, policySyncMessage: hostile, policySynchronized: false }));
+  await view.open(status({ systems, activeSerial: hostile, policySyncMessage: hostile, policySynchronized: false, configPath: hostile }));
   assert.equal(await view.text('mainStatus'), `Main: ${hostile} WAITING`);
   assert.equal(await view.text('standbyMain'), hostile);
   assert.equal((await view.read('syncBadge')).syncBadge.title, hostile);
   await view.page.click('text=Configure Redundancy');
   const option = await view.page.$eval('#mainSelect option:checked', ({ textContent, value }) => [textContent, value]);
   assert.deepEqual(option, [`${hostile} - Online (10.77.0.11)`, hostile]);
-  assert.equal(await view.page.locator('img').count(), 0);
-  assert.equal(await view.page.title(), 'Elvantris Redundancy Control');
+  const { configPath } = await view.read('configPath');
+  assert.deepEqual([configPath.text, configPath.title], [`Workstation configuration: ${hostile}`, hostile]);
+  await view.assert_no_markup_taken();
 });
 
 test('fullscreen_takes_the_whole_document_and_the_button_says_the_way_back', async () => {

@@ -8,6 +8,7 @@ import {
   alert,
   backup,
   health,
+  hostile,
   main,
   nothing_active,
   output,
@@ -39,6 +40,7 @@ const word_cases = [
   ['unresponsive', { engineResponsive: false, frameStalled: true, telemetryAvailable: false }, 'ENGINE UNRESPONSIVE', 'Engine unresponsive', 'warn'],
   ['stalled', { frameStalled: true, telemetryAvailable: false }, 'FRAME STALL', 'Frame progress stalled', 'warn'],
   ['without_telemetry', { telemetryAvailable: false }, 'TELEMETRY UNKNOWN', 'Engine responding; frame telemetry unavailable', 'warn'],
+  ['telemetry_not_told', { telemetryAvailable: undefined }, 'TELEMETRY UNKNOWN', 'Engine responding; frame telemetry unavailable', 'warn'],
   ['well', {}, 'READY', 'Engine responding; frames advancing', 'on'],
 ];
 for (const [role, serial, name, id] of [
@@ -102,6 +104,36 @@ test('a_protected_output_that_is_down_takes_the_place_of_ready', async () => {
   }
 });
 
+const bare = (changes) => status({ protection: { policy: { lossMs: 1000 }, ...changes } });
+const bare_sample = { serial: 'SER-A', ageMs: 10 };
+const bare_cases = [
+  ['nothing_but_a_limit', bare(), 'WAITING', 'WAITING', 0],
+  ['bare_samples', bare({ systems: [bare_sample, { serial: 'SER-B', ageMs: 10 }] }), 'TELEMETRY UNKNOWN', 'TELEMETRY UNKNOWN', 0],
+  ['no_rules', bare({ systems: [{ ...bare_sample, telemetryAvailable: true }] }), 'READY', 'WAITING', 0],
+  [
+    'a_rule_without_outputs',
+    bare({ policy: { lossMs: 1000, outputRules: [rule(2, 'out-1', '')] }, systems: [{ ...bare_sample, telemetryAvailable: true }] }),
+    'PROTECTED OUTPUT FAULT', 'WAITING', 0,
+  ],
+  ['bare_alerts', bare({ alerts: [{ active: true, message: 'One.', started: 1 }, { active: true, message: 'Two.', started: 2 }] }), 'WAITING', 'WAITING', 2],
+];
+test('what_a_status_leaves_out_disturbs_nothing', async () => {
+  const page = await view.open_protection();
+  for (const [name, next, on_main, on_backup, alerts] of bare_cases) {
+    await view.show(next);
+    assert.equal(await view.text('mainStatus'), `Main: Stage left ${on_main}`, name);
+    assert.equal(await view.text('backupStatus'), `Backup: Stage right ${on_backup}`, name);
+    assert.equal(await page.locator('.vor-alert').count(), alerts, name);
+    assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12', name);
+  }
+  const listed = await page.$$eval('.vor-alert', (all) => all.map((one) => [one.querySelector('span').textContent, one.querySelector('small').textContent]));
+  assert.deepEqual(listed.map(([text]) => text), ['Two.', 'One.']);
+  for (const [, times] of listed) assert.doesNotMatch(times, /recovered/);
+  await view.show(status({ systems: undefined }));
+  assert.equal(await view.text('mainStatus'), 'Main: Not configured OFFLINE');
+  assert.equal(await view.text('syncStatus'), 'Unavailable');
+});
+
 const notice = alert(1, { severity: 'notice', message: 'Moved.' });
 const recovered = alert(2, { active: false, recovered: 1 });
 const banner_cases = [
@@ -125,6 +157,8 @@ test('the_banner_sums_up', async () => {
   assert.equal(await page.locator('#vorBanner').count(), 1);
   const below = await page.$eval('#vorBanner', (banner) => banner.nextElementSibling.contains(document.getElementById('elvantrisUi')));
   assert.equal(below, true);
+  const last = await page.$eval('#vorBanner > :last-child', ({ tagName, textContent }) => [tagName, textContent]);
+  assert.deepEqual(last, ['BUTTON', 'Health & Alerts']);
 });
 
 test('a_status_without_protection_renders_nothing_of_it', async () => {
@@ -187,7 +221,7 @@ test('the_dialog_has_its_heads_its_help_and_its_buttons', async () => {
   ]);
   const buttons = await page.$$eval('#vorProtectionBg button', (all) => all.map(({ textContent }) => textContent));
   assert.deepEqual(buttons, [
-    'Close', 'Disarm Automatic Failover', 'Take Backup', 'Return to Main', 'Acknowledge Alerts',
+    'Disarm Automatic Failover', 'Take Backup', 'Return to Main', 'Acknowledge Alerts',
     'Add Output Rule', 'Add Action', 'Close', 'Save Protection Settings',
   ]);
   for (const [name, tooltip] of [
@@ -344,6 +378,7 @@ test('saving_sends_the_whole_draft_with_the_live_arming', async () => {
   assert.equal(await view.visible('vorProtectionBg'), true);
 });
 
+const audio_runs = () => view.page.waitForFunction("vorAudio?.state === 'running'");
 for (const [button, live, operation, success] of [
   ['Disarm Automatic Failover', { armed: true }, 'disarm', 'Operation completed.'],
   ['Arm Automatic Failover', { armed: false }, 'arm', 'Operation completed.'],
@@ -355,6 +390,7 @@ for (const [button, live, operation, success] of [
     const page = await view.open_protection(guarded(live));
     await page.getByRole('button', { name: button, exact: true }).click();
     await view.until_text('vorProtectionMessage', success);
+    await audio_runs();
     assert.deepEqual(view.posts, [{ path: '/api/protection/operate', type: 'text/plain', body: { operation } }]);
   });
 }
@@ -362,22 +398,87 @@ for (const [button, live, operation, success] of [
 for (const [name, reply, text] of [
   ['a_refusal', { status: 400, json: { ok: false, error: 'Not ready.' } }, 'Not ready.'],
   ['a_refusal_without_words', { status: 400, json: { ok: false } }, 'Request failed.'],
+  ['a_failed_status_that_says_ok', { status: 404, json: { ok: true } }, 'Request failed.'],
   ['a_false_ok', { status: 200, json: { ok: false } }, 'Request failed.'],
   ['no_answer', 'away', 'Failed to fetch'],
 ]) {
   test(`${name}_shows_below_the_dialog_and_keeps_the_draft`, async () => {
-    const page = await view.open_protection();
+    const page = await view.open_protection(with_policy({ actions: [action()] }));
     await page.fill('#vorLossMs', '2500');
     view.reply = reply;
-    for (const button of ['Save Protection Settings', 'Take Backup']) {
+    for (const button of ['Save Protection Settings', 'Take Backup', 'Test Saved Action']) {
+      await page.evaluate("say_in_protection('')");
       await page.click(`text=${button}`);
       await view.until_text('vorProtectionMessage', text);
+      assert.match((await view.read('vorProtectionMessage')).vorProtectionMessage.dot, /danger/);
       assert.equal(await page.inputValue('#vorLossMs'), '2500');
       assert.equal(await view.visible('vorProtectionBg'), true);
     }
     view.complaints.length = 0; // the browser's own words about the failed request
   });
 }
+
+const posts = [
+  ['Save Protection Settings', '/api/protection', 'Protection settings saved.'],
+  ['Take Backup', '/api/protection/operate', 'Operation completed.'],
+  ['Test Saved Action', '/api/protection/test', 'Saved action queued for delivery.'],
+];
+test('a_reply_without_an_ok_counts_as_success', async () => {
+  const page = await view.open_protection(with_policy({ actions: [action()] }));
+  view.reply = { status: 200, json: {} };
+  for (const [button, , success] of posts) {
+    await page.click(`text=${button}`);
+    await view.until_text('vorProtectionMessage', success);
+  }
+});
+
+for (const [button, path] of posts) {
+  test(`${path}_is_followed_by_a_look_at_the_status_whatever_the_reply`, async () => {
+    const page = await view.open_protection(with_policy({ actions: [action()] }));
+    await view.stop_polling();
+    for (const [count, reply] of [
+      [3, { status: 200, json: { ok: true } }],
+      [7, { status: 400, json: { ok: false } }],
+    ]) {
+      view.reply = reply;
+      view.status = guarded({ policy: policy({ actions: [action()] }) }, { streamDeckCount: count });
+      await page.evaluate('requests.length = 0');
+      await page.click(`text=${button}`);
+      assert.deepEqual((await view.until_requests(2)).map((one) => one.path), [path, '/api/status']);
+      await view.until_text('deckStatus', String(count));
+    }
+    view.complaints.length = 0; // the browser's own words about the refusal
+  });
+}
+
+test('texts_that_look_like_markup_stay_text', async () => {
+  const outputs = [output(hostile, { name: hostile }), output('out-1', { name: hostile })];
+  const outputRules = [rule(1, hostile, hostile)];
+  const page = await view.open_protection(guarded({
+    policy: policy({ outputRules, actions: [action({ name: hostile, host: hostile, payload: hostile })] }),
+    systems: [health('SER-A', { outputs }), health('SER-B')],
+    alerts: [alert(1, { message: hostile, severity: hostile })],
+    lastAction: hostile,
+  }));
+  assert.equal(await page.textContent('#vorBanner p'), `PROTECTION ARMED · 1 active alert · ${hostile}`);
+  assert.equal(await page.textContent('.vor-alert span'), hostile);
+  assert.equal(await view.text('vorLastAction'), hostile);
+  const offered = await page.$$eval('.vor-rule select', ([on_main, on_backup]) =>
+    [on_main, on_backup].map((select) => [...select.options].map(({ value, textContent }) => [value, textContent])),
+  );
+  const select = ['', 'Select output...'];
+  assert.deepEqual(offered, [
+    [select, [hostile, hostile], ['out-1', hostile]],
+    [select, [hostile, `${hostile} (unavailable)`], ['out-1', 'out-1'], ['out-2', 'out-2']],
+  ]);
+  const [{ name, host, payload }] = await block_values();
+  assert.deepEqual([name, host, payload], [hostile, hostile, hostile]);
+  view.reply = { status: 400, json: { ok: false, error: hostile } };
+  await page.click('text=Take Backup');
+  await view.until_text('vorProtectionMessage', hostile);
+  await view.assert_no_markup_taken();
+  view.complaints.length = 0; // the browser's own words about the refusal
+});
 
 test('only_a_saved_action_is_tested', async () => {
   const page = await view.open_protection(with_policy({ actions: [action(), action({ name: 'Second' })] }));
@@ -395,7 +496,7 @@ test('only_a_saved_action_is_tested', async () => {
 
 test('closing_drops_the_draft_and_opening_clears_the_message', async () => {
   const page = await view.open_protection();
-  for (const close of ['#vorClose', '#vorCloseFoot', 'Escape', 'background']) {
+  for (const close of ['#vorCloseFoot', 'Escape', 'background']) {
     await page.fill('#vorLossMs', '2500');
     await page.click('text=Take Backup');
     await view.until_text('vorProtectionMessage', 'Operation completed.');
@@ -410,29 +511,126 @@ test('closing_drops_the_draft_and_opening_clears_the_message', async () => {
   }
 });
 
-test('alerts_make_no_sound_while_the_status_names_audible_in_the_policy_alone', async () => {
-  const page = await view.open_protection(with_policy({ audible: true }));
-  await page.evaluate(() => {
-    window.tones = [];
-    const start = OscillatorNode.prototype.start;
-    OscillatorNode.prototype.start = function () {
-      window.tones.push(this.frequency.value);
-      start.call(this);
+test('a_click_on_the_dialog_itself_keeps_it_open', async () => {
+  const page = await view.open_protection();
+  await page.fill('#vorLossMs', '2500');
+  await page.click('#vorTitle');
+  // Marking text and letting go outside is no click on the background.
+  await page.locator('#vorTitle').hover();
+  await page.mouse.down();
+  await page.mouse.move(2, 400);
+  await page.mouse.up();
+  assert.equal(await view.visible('vorProtectionBg'), true);
+  assert.equal(await page.inputValue('#vorLossMs'), '2500');
+});
+
+test('a_change_of_its_check_box_starts_the_audio', async () => {
+  for (const audible of [false, true]) {
+    const page = await view.open_protection(with_policy({ audible }));
+    assert.equal(await page.evaluate('vorAudio'), null);
+    await page.click('#vorAudible');
+    await audio_runs();
+  }
+});
+
+test('a_save_starts_the_audio_if_it_is_wanted_and_the_save_succeeds', async () => {
+  for (const [audible, reply, text, starts] of [
+    [true, { status: 200, json: { ok: true } }, 'Protection settings saved.', true],
+    [false, { status: 200, json: { ok: true } }, 'Protection settings saved.', false],
+    [true, { status: 400, json: { ok: false } }, 'Request failed.', false],
+  ]) {
+    const page = await view.open_protection(with_policy({ audible }));
+    view.reply = reply;
+    await page.click('text=Save Protection Settings');
+    await view.until_text('vorProtectionMessage', text);
+    if (starts) await audio_runs();
+    else assert.equal(await page.evaluate('vorAudio'), null);
+    view.complaints.length = 0; // the browser's own words about the refusal
+  }
+});
+
+// All that the page does with its audio from here on.
+const listen = () => view.page.evaluate(() => {
+  window.heard = { tones: [], gains: [], ends: [], ways: [] };
+  const note = (type, name, tell) => {
+    const act = type.prototype[name];
+    type.prototype[name] = function (...details) {
+      tell(this, ...details);
+      return act.apply(this, details);
     };
-  });
+  };
+  const { tones, gains, ends, ways } = window.heard;
+  note(AudioScheduledSourceNode, 'start', ({ frequency }) => tones.push(frequency.value));
+  note(AudioScheduledSourceNode, 'stop', (_, when) => ends.push(when));
+  note(AudioParam, 'setValueAtTime', (_, ...change) => gains.push(change));
+  note(AudioParam, 'exponentialRampToValueAtTime', (_, ...change) => gains.push(change));
+  note(AudioNode, 'connect', (from, to) => ways.push([from.constructor.name, to.constructor.name]));
+});
+const tones = () => view.page.evaluate('heard.tones');
+const loud = { audible: true, alerts: [alert(1)] };
+
+// The dialog open, its audio running, and nothing heard so far.
+async function start_audio() {
+  const page = await view.open_protection();
+  await listen();
   await page.click('text=Acknowledge Alerts');
-  await until('audio runs', () => page.evaluate("vorAudio.state === 'running'"));
-  const loud = { policy: policy({ audible: true }), alerts: [alert(1)] };
-  await view.show(guarded(loud));
-  assert.deepEqual(await page.evaluate('tones'), []);
+  await audio_runs();
+  return page;
+}
+
+test('alerts_make_no_sound_while_the_status_names_audible_in_the_policy_alone', async () => {
+  await start_audio();
+  await view.show(guarded({ policy: policy({ audible: true }), alerts: loud.alerts }));
+  assert.deepEqual(await tones(), []);
   // The test of the key stands all the same, one level higher up.
-  await view.show(guarded({ ...loud, audible: true, alerts: [alert(1, { acknowledged: true })] }));
-  await view.show(guarded({ ...loud, audible: true, alerts: [notice] }));
-  assert.deepEqual(await page.evaluate('tones'), []);
-  await view.show(guarded({ ...loud, audible: true }));
-  await view.show(guarded({ ...loud, audible: true }));
-  assert.deepEqual(await page.evaluate('tones'), [740]);
-  await page.evaluate('vorLastSound -= 10001');
-  await view.show(guarded({ ...loud, audible: true }));
-  assert.deepEqual(await page.evaluate('tones'), [740, 740]);
+  await view.show(guarded(loud));
+  assert.deepEqual(await tones(), [740]);
+});
+
+test('only_alerts_that_count_and_wait_for_an_operator_sound', async () => {
+  await start_audio();
+  for (const changes of [{ acknowledged: true }, { severity: 'notice' }, { active: false, recovered: 1 }]) {
+    await view.show(guarded({ ...loud, alerts: [alert(1, changes)] }));
+    assert.deepEqual(await tones(), [], JSON.stringify(changes));
+  }
+  await view.show(guarded({ ...loud, alerts: [alert(1, { acknowledged: true }), alert(2)] }));
+  assert.deepEqual(await tones(), [740]);
+});
+
+test('audio_that_does_not_run_sounds_nothing_and_misses_nothing', async () => {
+  const page = await view.open(status());
+  await listen();
+  await view.show(guarded(loud));
+  assert.equal(await page.evaluate('vorAudio'), null);
+  await page.click('text=Health & Alerts');
+  await page.click('#vorAudible');
+  await until('the alert is heard', async () => (await tones()).length === 1);
+  await page.evaluate('vorAudio.suspend()');
+  await page.evaluate('vorLastSound = 0');
+  await view.show(guarded(loud));
+  assert.deepEqual(await tones(), [740]);
+  await page.evaluate('vorAudio.resume()');
+  await view.show(guarded(loud));
+  assert.deepEqual(await tones(), [740, 740]);
+});
+
+test('more_than_ten_seconds_lie_between_two_sounds', async () => {
+  const page = await start_audio();
+  const begin = Date.now();
+  for (const [after_ms, count] of [[0, 1], [1, 1], [10000, 1], [10001, 2], [20001, 2], [20002, 3]]) {
+    await page.evaluate((now) => (Date.now = () => now), begin + after_ms);
+    await view.show(guarded(loud));
+    assert.equal((await tones()).length, count, `${after_ms} ms`);
+  }
+});
+
+test('the_sound_is_a_short_tone_that_falls_away', async () => {
+  const page = await start_audio();
+  await view.show(guarded(loud));
+  const { gains, ends, ways } = await page.evaluate('heard');
+  assert.deepEqual(gains.map(([value]) => value), [0.08, 0.001]);
+  const [[, begin], [, end]] = gains;
+  assert.ok(Math.abs(end - begin - 0.25) < 0.02, `${end - begin} s`);
+  assert.deepEqual(ends, [end]);
+  assert.deepEqual(ways, [['OscillatorNode', 'GainNode'], ['GainNode', 'AudioDestinationNode']]);
 });

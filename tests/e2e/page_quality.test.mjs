@@ -4,7 +4,7 @@ import fs from 'node:fs';
 import { createRequire } from 'node:module';
 import { after, afterEach, before, test } from 'node:test';
 
-import { call } from './support/http.mjs';
+import { call, Connection } from './support/http.mjs';
 import {
   action, alert, backup, health, main, nothing_active, offline, policy, protection, status,
 } from './support/page_status.mjs';
@@ -37,6 +37,11 @@ test('the_document_is_small_and_whole', async () => {
   assert.ok(body.startsWith('<!doctype html>'));
   assert.ok(body.endsWith('</script>\n</body>\n</html>'));
   assert.doesNotMatch(body, /@[A-Z_]+@/);
+});
+
+test('a_client_that_says_nothing_is_told_nothing', async () => {
+  const silent = await Connection.open(5270);
+  assert.equal(await silent.finish(), '');
 });
 
 test('it_asks_no_host_but_the_program_and_the_active_server', async () => {

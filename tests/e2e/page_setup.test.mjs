@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
 import { until } from './support/environment.mjs';
-import { backup, main, nothing_active, offline, status } from './support/page_status.mjs';
+import { backup, hostile, main, nothing_active, offline, status } from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
 let view;
@@ -17,7 +17,7 @@ const value = (id) => view.page.$eval(`#${id}`, (control) => control.value);
 const checked = (id) => view.page.isChecked(`#${id}`);
 const options = (id) => view.page.$$eval(`#${id} option`, (all) => all.map((one) => [one.value, one.textContent]));
 const checked_ids = () => view.page.$$eval('.cmdCheck:checked', (all) => all.map((box) => Number(box.value)));
-const save = () => view.page.click('text=Save Configuration');
+const save = () => view.page.click('#setupSave');
 const message = async () => {
   const { setupStatus } = await view.read('setupStatus');
   return [setupStatus.text, setupStatus.dot.replace('message', '').trim()];
@@ -259,18 +259,109 @@ for (const [name, reply, text] of [
 
 test('while_a_save_is_on_its_way_the_dialog_says_so_and_sends_no_second', async () => {
   const page = await view.open_setup();
-  let release;
-  const held = new Promise((resolve) => (release = resolve));
-  await page.route('**/api/configure', async (route) => {
-    await held;
-    await route.fallback();
-  });
+  const held = await view.hold('/api/configure');
   await save();
   assert.deepEqual(await message(), ['Saving configuration...', '']);
   await save();
-  release();
+  held.release();
   await closed();
   assert.equal(view.posts.length, 1);
+});
+
+test('a_save_that_keeps_the_api_busy_leaves_the_sync_chip_alone_and_succeeds', async () => {
+  const page = await view.open_setup();
+  await view.shorten_limits(10);
+  await page.evaluate(() => {
+    window.chip = [];
+    new MutationObserver(() => window.chip.push(syncStatus.textContent)).observe(syncStatus, {
+      childList: true, characterData: true, subtree: true,
+    });
+  });
+  view.reply = saved({ serverUpdated: true, message: 'Written.' });
+  const held = await view.hold('/api/configure');
+  await save();
+  const polls = await view.hold('/api/status');
+  // By the third poll the first has waited for twice as long as it would without the save.
+  await until('polls wait', () => polls.waiting() >= 3);
+  held.release();
+  polls.release();
+  await until_message('Written.');
+  await closed();
+  assert.deepEqual(await page.evaluate('chip'), []);
+  assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
+});
+
+test('behind_a_save_that_never_ends_the_status_is_given_up_all_the_same', async () => {
+  await view.open_setup();
+  await view.shorten_limits(20);
+  await view.hold('/api/configure');
+  await save();
+  await view.hold('/api/status');
+  await view.until_text('syncStatus', 'Unavailable');
+  assert.deepEqual(await message(), ['Saving configuration...', '']);
+});
+
+for (const [name, reply] of [
+  ['a_success', () => saved({ serverUpdated: true, message: 'Written.' })],
+  ['a_warning', () => saved({ message: 'Main is offline.' })],
+  ['a_refusal', () => ({ status: 400, json: { ok: false, error: 'No such system.' } })],
+]) {
+  test(`${name}_that_comes_late_leaves_a_dialog_alone_that_was_opened_again`, async () => {
+    const page = await view.open_setup();
+    view.reply = reply();
+    const held = await view.hold('/api/configure');
+    await save();
+    await page.keyboard.press('Escape');
+    await page.click('text=Configure Redundancy');
+    await page.evaluate(() => {
+      window.timers = [];
+      const { setTimeout } = window;
+      window.setTimeout = (act, ms) => window.timers.push(ms) && setTimeout(act, ms);
+    });
+    held.release();
+    await page.waitForFunction('posts_pending === 0');
+    assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
+    assert.deepEqual(await page.evaluate('timers'), []);
+    assert.equal(await view.visible('setupBg'), true);
+    view.complaints.length = 0; // the browser's own words about a refusal
+  });
+}
+
+test('a_dialog_opened_again_saves_beside_the_save_before', async () => {
+  const page = await view.open_setup();
+  const held = await view.hold('/api/configure');
+  await save();
+  await page.keyboard.press('Escape');
+  await page.click('text=Configure Redundancy');
+  await page.uncheck('#enabled');
+  await save();
+  await until('both are on their way', () => held.waiting() === 2);
+  held.release();
+  await closed();
+  assert.deepEqual(view.posts.map(({ body }) => body.enabled).sort(), [false, true]);
+});
+
+test('a_save_is_followed_by_a_look_at_the_status', async () => {
+  await view.open_setup();
+  await view.stop_polling();
+  view.status = status({ streamDeckCount: 7 });
+  await save();
+  await closed();
+  await view.until_text('deckStatus', '7');
+  assert.deepEqual((await view.until_requests(2)).map(({ path }) => path), ['/api/configure', '/api/status']);
+});
+
+test('replies_that_look_like_markup_stay_text', async () => {
+  await view.open_setup(status({ policySyncMessage: hostile }));
+  assert.equal((await message())[0], hostile);
+  view.reply = { status: 400, json: { ok: false, error: hostile } };
+  await save();
+  await until_message(failed + hostile);
+  view.complaints.length = 0; // the browser's own words about the refusal
+  view.reply = saved({ message: hostile });
+  await save();
+  await until_message(hostile);
+  await view.assert_no_markup_taken();
 });
 
 const switching = 'Configuration saved. Switching Redundancy Control to port 5300...';
@@ -328,12 +419,16 @@ test('after_thirty_tries_the_waiting_ends', async () => {
 test('rediscover_posts_and_looks_again_whatever_comes_of_it', async () => {
   for (const reply of [{ status: 200, json: { ok: true } }, { status: 404, json: {} }, 'away']) {
     const page = await view.open_setup();
+    await view.stop_polling();
     view.reply = reply;
+    view.status = status({ streamDeckCount: 7 });
     await page.click('text=Rediscover Systems');
-    await until('it is sent', () => view.posts.length === 1);
-    assert.equal(view.posts[0].path, '/api/discover');
-    await view.show(status({ streamDeckCount: 7 }));
-    assert.equal(await view.text('deckStatus'), '7');
+    const [discover, look] = await view.until_requests(2);
+    assert.deepEqual([discover.path, look.path], ['/api/discover', '/api/status']);
+    const waited = look.sent - discover.answered;
+    assert.ok(waited > 245 && waited < 1000, `${waited} ms`);
+    await view.until_text('deckStatus', '7');
+    assert.equal(view.posts.length, 1);
     assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
     view.complaints.length = 0;
   }

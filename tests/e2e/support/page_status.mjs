@@ -122,4 +122,7 @@ export const status = (changes) => ({
   ...changes,
 });
 
+// What would be seen at work if it were taken for markup.
+export const hostile = `<img src=x onerror="document.title='taken'">&amp;"'`;
+
 export const nothing_active = { active: 'none', activeSerial: '' };

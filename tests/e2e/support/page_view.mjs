@@ -98,6 +98,51 @@ export class PageView {
     });
   }
 
+  // Requests to `path` stay without an answer until they are released.
+  async hold(path) {
+    let release;
+    const released = new Promise((resolve) => (release = resolve));
+    let waiting = 0;
+    await this.page.route(`**${path}`, async (route) => {
+      waiting += 1;
+      await released;
+      await route.fallback();
+    });
+    return { release, waiting: () => waiting };
+  }
+
+  // The time limits of requests end so many times sooner.
+  shorten_limits(times) {
+    return this.page.evaluate((divisor) => {
+      const timeout = AbortSignal.timeout.bind(AbortSignal);
+      AbortSignal.timeout = (ms) => timeout(ms / divisor);
+    }, times);
+  }
+
+  // No timer polls from here on; the page's list `requests` tells what it asks for all the same.
+  stop_polling() {
+    return this.page.evaluate(() => {
+      for (let timer = setInterval(() => {}, 60000); timer > 0; timer -= 1) clearInterval(timer);
+      window.requests = [];
+      const { fetch } = window;
+      window.fetch = async (address, details) => {
+        const request = { path: new URL(address).pathname, sent: performance.now() };
+        window.requests.push(request);
+        try {
+          return await fetch(address, details);
+        } finally {
+          request.answered = performance.now();
+        }
+      };
+    });
+  }
+
+  // What the page has asked for since, as soon as it is so much.
+  async until_requests(count) {
+    await this.page.waitForFunction((wanted) => window.requests.length >= wanted, count);
+    return this.page.evaluate('requests');
+  }
+
   // One poll that brings this status.
   async show(next) {
     this.status = next;
@@ -148,6 +193,11 @@ export class PageView {
         [id, text],
       )
       .catch(async () => assert.equal(await this.text(id), text));
+  }
+
+  async assert_no_markup_taken() {
+    assert.equal(await this.page.locator('img').count(), 0);
+    assert.equal(await this.page.title(), 'Elvantris Redundancy Control');
   }
 
   assert_no_complaint() {

@@ -72,9 +72,10 @@ async function send_setup(form) {
   setup_posting = opening;
   say_in_setup('Saving configuration...');
   const { reply, failure } = await post_setup(form);
-  // Closed and opened again meanwhile, the dialog is about something else.
-  if (opening !== setup_openings) return;
-  setup_posting = 0;
+  // Closed and opened again meanwhile, the dialog is about something else. A page whose port goes
+  // away follows it all the same.
+  if (opening !== setup_openings && !reply?.uiPortChanged) return;
+  if (setup_posting === opening) setup_posting = 0;
   if (failure) say_in_setup(`Unable to save configuration: ${failure}`, 'danger');
   else if (reply.uiPortChanged) await follow_port(form.uiPort);
   else await finish_setup(reply);
