@@ -98,15 +98,5 @@ void run(const device_options& options) {
 
 int main(int count, char** values) {
     using namespace elvantris::simulator;
-    hold_back_end_signals();
-    try {
-        run(read_device_options(count, values));
-        return 0;
-    } catch (const argument_error& error) {
-        std::cerr << "outside_device: " << error.what() << '\n';
-        return 2;
-    } catch (const std::exception& error) {
-        std::cerr << "outside_device: " << error.what() << '\n';
-        return 1;
-    }
+    return run_program("outside_device", [&] { run(read_device_options(count, values)); });
 }

@@ -1,6 +1,10 @@
 #include "program_end.hpp"
 
+#include "arguments.hpp"
+
 #include <csignal>
+#include <exception>
+#include <iostream>
 
 namespace elvantris::simulator {
 
@@ -14,12 +18,27 @@ sigset_t end_signals() {
     return set;
 }
 
-} // namespace
-
+// Before any other thread is started, so that all of them hold the signals back.
 void hold_back_end_signals() {
     const sigset_t set = end_signals();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
+}
+
+} // namespace
+
+int run_program(const char* name, const std::function<void()>& run) {
+    hold_back_end_signals();
+    try {
+        run();
+        return 0;
+    } catch (const argument_error& error) {
+        std::cerr << name << ": " << error.what() << '\n';
+        return 2;
+    } catch (const std::exception& error) {
+        std::cerr << name << ": " << error.what() << '\n';
+        return 1;
+    }
 }
 
 void wait_for_end_signal() {

@@ -35,15 +35,5 @@ void run(const server_options& options) {
 
 int main(int count, char** values) {
     using namespace elvantris::simulator;
-    hold_back_end_signals();
-    try {
-        run(read_server_options(count, values));
-        return 0;
-    } catch (const argument_error& error) {
-        std::cerr << "simulated_server: " << error.what() << '\n';
-        return 2;
-    } catch (const std::exception& error) {
-        std::cerr << "simulated_server: " << error.what() << '\n';
-        return 1;
-    }
+    return run_program("simulated_server", [&] { run(read_server_options(count, values)); });
 }
