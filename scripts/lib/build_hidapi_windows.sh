@@ -50,8 +50,8 @@ source_apt update
 (cd "$work/source" && source_apt source --only-source "hidapi=$version")
 
 hidapi=$(echo "$work"/source/hidapi-*/)
-# A deck that another application holds must not open; a write must tell the truth about its end and
-# leave nothing behind that Windows still writes to.
+# It must start under Wine too; a deck that another application holds must not open; a write must
+# tell the truth about its end and leave nothing behind that Windows still writes to.
 patch -s -p1 -d "$hidapi" <scripts/lib/hidapi_windows.patch
 x86_64-w64-mingw32-gcc-posix -O2 -I"$hidapi/hidapi" -c "$hidapi/windows/hid.c" -o "$work/hid.o"
 x86_64-w64-mingw32-ar rcs "$work/result/lib/libhidapi.a" "$work/hid.o"
