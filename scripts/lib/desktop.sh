@@ -42,6 +42,6 @@ start='
     (wineserver -p && wineboot) 2>/dev/null
     "$@"'
 : >"$WINEPREFIX/display"
-in_workstation bash -c "$start" - node --test --test-concurrency=1 \
+in_workstation bash -c "$start" - timeout 600 node --test --test-concurrency=1 \
     --test-reporter=./tests/e2e/support/failures.mjs --test-reporter-destination=stdout \
     "${files[@]}" {turn}>&-

@@ -31,7 +31,8 @@ network=e2e-$$
 trap finish EXIT
 namespaces_up "$network"
 export ELVANTRIS_SYSTEM=$system ELVANTRIS_NETWORK=$network
-suite=(node --test --test-concurrency=1 --test-reporter=./tests/e2e/support/failures.mjs
+# A test that never ends must not take the whole run along.
+suite=(timeout 900 node --test --test-concurrency=1 --test-reporter=./tests/e2e/support/failures.mjs
     --test-reporter-destination=stdout "${files[@]}")
 if [[ $system == windows ]]; then
     # The prefix is kept between runs: making it takes longer than many a test.
