@@ -64,12 +64,14 @@ std::optional<std::string> decode_base64(std::string text) {
     char* to = text.data(); // never ahead of what has been read
     while (true) {
         // The plain run of whole groups, which is nearly always all of the text.
-        while (rest.size() >= 4) {
-            const std::uint32_t bits = group_bits(rest.data());
+        const char* from = rest.data();
+        const char* const end = from + rest.size() / 4 * 4;
+        for (; from != end; from += 4) {
+            const std::uint32_t bits = group_bits(from);
             if ((bits & foreign) != 0) break;
             to = write_bytes(to, bits, 3);
-            rest.remove_prefix(4);
         }
+        rest.remove_prefix(static_cast<std::size_t>(from - rest.data()));
         std::string group = take_group(rest);
         if (group.empty()) break;
         if (group.size() < 4) return std::nullopt;
