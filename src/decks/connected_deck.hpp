@@ -20,7 +20,7 @@ struct connected_deck {
     std::vector<bool> key_state;   // true for a key that is down; the adapter's thread alone
     // Guards `device`. Held for a whole image, so that the reports of two never interleave.
     std::mutex mutex;
-    // Of the reads since the last scan; the adapter's thread alone.
+    // Of the reads since a scan last judged them; the adapter's thread alone.
     std::uint32_t reads_tried = 0;
     std::uint32_t reads_failed = 0;
 };
