@@ -1,9 +1,9 @@
 #include "decks/deck_protocol.hpp"
 
 #include "decks/base64.hpp"
-#include "systems/form_encoding.hpp"
 #include "json/escape.hpp"
 #include "json/field_scanner.hpp"
+#include "systems/form_encoding.hpp"
 
 #include <optional>
 #include <utility>

@@ -1,8 +1,8 @@
 #include "decks/operator_deck_manager.hpp"
 
+#include "json/escape.hpp"
 #include "os/process.hpp"
 #include "os/standard_streams.hpp"
-#include "json/escape.hpp"
 
 #include <chrono>
 #include <exception>

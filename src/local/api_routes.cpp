@@ -1,10 +1,10 @@
 #include "local/api_routes.hpp"
 
+#include "json/escape.hpp"
+#include "json/field_scanner.hpp"
 #include "os/standard_streams.hpp"
 #include "systems/discovery.hpp"
 #include "systems/pairing_sync.hpp"
-#include "json/escape.hpp"
-#include "json/field_scanner.hpp"
 
 #include <algorithm>
 #include <exception>

@@ -1,7 +1,7 @@
 #include "protection/alert_log.hpp"
 
-#include "os/files.hpp"
 #include "json/escape.hpp"
+#include "os/files.hpp"
 
 namespace elvantris::operator_control {
 namespace {

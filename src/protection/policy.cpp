@@ -1,8 +1,8 @@
 #include "protection/policy.hpp"
 
-#include "protection/command_escapes.hpp"
 #include "json/escape.hpp"
 #include "json/field_scanner.hpp"
+#include "protection/command_escapes.hpp"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,9 @@
 #include "protection/state_file.hpp"
 
-#include "os/file_paths.hpp"
-#include "os/files.hpp"
 #include "json/escape.hpp"
 #include "json/field_scanner.hpp"
+#include "os/file_paths.hpp"
+#include "os/files.hpp"
 
 #include <utility>
 

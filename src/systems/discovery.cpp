@@ -1,7 +1,7 @@
 #include "systems/discovery.hpp"
 
-#include "os/clock.hpp"
 #include "json/number_text.hpp"
+#include "os/clock.hpp"
 
 #include <algorithm>
 #include <array>

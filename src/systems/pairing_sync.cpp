@@ -1,11 +1,11 @@
 #include "systems/pairing_sync.hpp"
 
-#include "systems/form_encoding.hpp"
-#include "systems/server_http.hpp"
-#include "systems/server_polling.hpp"
 #include "json/escape.hpp"
 #include "json/field_scanner.hpp"
 #include "json/number_text.hpp"
+#include "systems/form_encoding.hpp"
+#include "systems/server_http.hpp"
+#include "systems/server_polling.hpp"
 
 #include <algorithm>
 #include <set>

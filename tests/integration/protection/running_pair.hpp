@@ -4,10 +4,10 @@
 
 #include "integration/support/scripted_peer.hpp"
 #include "integration/support/temporary_folder.hpp"
+#include "json/field_scanner.hpp"
 #include "os/clock.hpp"
 #include "os/files.hpp"
 #include "protection/protection_service.hpp"
-#include "json/field_scanner.hpp"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,9 @@
 #pragma once
 
 #include "integration/support/temporary_folder.hpp"
+#include "json/field_scanner.hpp"
 #include "os/files.hpp"
 #include "protection/pair_protection.hpp"
-#include "json/field_scanner.hpp"
 
 #include <gtest/gtest.h>
 
