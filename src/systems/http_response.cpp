@@ -73,16 +73,9 @@ std::optional<std::uint64_t> parse_chunk_size(std::string_view line) {
     return size;
 }
 
-} // namespace
-
-http_response parse_plain_response(std::string_view text) {
+http_response parse_framed(std::string_view text, bool cut) {
     const response_parts parts = split_response(text);
-    return {.status = parts.status, .body = std::string(parts.raw_body)};
-}
-
-http_response parse_bounded_response(std::string_view text) {
-    const response_parts parts = split_response(text);
-    if (!parts.headers) return {.status = parts.status, .body = {}};
+    if (!parts.headers) return {.status = cut ? 0 : parts.status, .body = {}};
 
     const std::string headers = lower_case(*parts.headers);
     if (header_line_holds(headers, "transfer-encoding:", "chunked")) {
@@ -91,9 +84,24 @@ http_response parse_bounded_response(std::string_view text) {
         return {.status = parts.status, .body = std::move(*body)};
     }
     const std::uint64_t length = content_length(headers);
-    if (length > parts.raw_body.size()) return {};
+    if (length > parts.raw_body.size() || (cut && length == 0)) return {};
     return {.status = parts.status,
             .body = std::string(length == 0 ? parts.raw_body : parts.raw_body.substr(0, length))};
+}
+
+} // namespace
+
+http_response parse_plain_response(std::string_view text) {
+    const response_parts parts = split_response(text);
+    return {.status = parts.status, .body = std::string(parts.raw_body)};
+}
+
+http_response parse_bounded_response(std::string_view text) {
+    return parse_framed(text, false);
+}
+
+http_response parse_cut_response(std::string_view text) {
+    return parse_framed(text, true);
 }
 
 std::optional<std::string> decode_chunked(std::string_view body) {

@@ -21,6 +21,10 @@ http_response parse_plain_response(std::string_view text);
 // Chunked coding is decoded and Content-Length is enforced: a truncated body is no response.
 http_response parse_bounded_response(std::string_view text);
 
+// The same for a text that the reader cut while more might have come: it is a response only if its
+// framing shows it whole.
+http_response parse_cut_response(std::string_view text);
+
 // The payload of a chunked body, up to and including its last chunk; trailers are not read.
 // Absent for a body that breaks the framing or ends without the chunk of size 0.
 std::optional<std::string> decode_chunked(std::string_view body);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace elvantris::operator_control {
@@ -58,22 +59,28 @@ bool send_all(const socket_handle& socket, std::string_view bytes, const step_li
     return true;
 }
 
-std::string read_until_closed(const socket_handle& socket, std::uint64_t read_limit,
-                              const step_limit& limit) {
+struct received_text {
+    std::string text;
+    bool cut = false; // the whole exchange was over before the server had ended
+};
+
+received_text read_until_closed(const socket_handle& socket, std::uint64_t read_limit,
+                                const step_limit& limit) {
     std::string text;
     std::array<char, read_buffer_size> buffer{};
-    while (text.size() < read_limit && !limit.over()) {
+    while (text.size() < read_limit) {
+        if (limit.over()) return {.text = std::move(text), .cut = true};
         const std::size_t received = receive_some(socket, buffer, limit.now());
-        if (received == 0) break;
+        if (received == 0) return {.text = std::move(text), .cut = limit.over()};
         text.append(buffer.data(), received);
     }
-    return text;
+    return {.text = std::move(text)};
 }
 
 // Absent if the request didn't get out; else all that came back.
-std::optional<std::string> exchange_text(const http_call& call, address_family family,
-                                         const std::string& host_header, std::uint64_t read_limit,
-                                         std::optional<milliseconds> longest) {
+std::optional<received_text> exchange_text(const http_call& call, address_family family,
+                                           const std::string& host_header, std::uint64_t read_limit,
+                                           std::optional<milliseconds> longest) {
     const auto addresses = resolve_address(call.host, call.port, family, transport::tcp);
     const step_limit limit(call.timeout, longest);
     const socket_handle socket = connect_with_timeout(addresses, limit);
@@ -85,16 +92,17 @@ std::optional<std::string> exchange_text(const http_call& call, address_family f
 } // namespace
 
 http_response http_exchange(const http_call& call) {
-    const auto text = exchange_text(call, address_family::ipv4, call.host, plain_read_limit, {});
-    return text ? parse_plain_response(*text) : http_response{};
+    const auto reply = exchange_text(call, address_family::ipv4, call.host, plain_read_limit, {});
+    return reply ? parse_plain_response(reply->text) : http_response{};
 }
 
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
                                     std::optional<milliseconds> longest) {
-    const auto text =
+    const auto reply =
         exchange_text(call, address_family::any, call.host + ':' + std::to_string(call.port),
                       read_limit, longest);
-    return text ? parse_bounded_response(*text) : http_response{};
+    if (!reply) return {};
+    return reply->cut ? parse_cut_response(reply->text) : parse_bounded_response(reply->text);
 }
 
 } // namespace elvantris::operator_control

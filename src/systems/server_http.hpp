@@ -34,7 +34,8 @@ struct http_call {
 http_response http_exchange(const http_call& call);
 
 // Reads up to `read_limit` bytes, in whole buffers. `longest` ends the exchange that long after
-// the name is resolved, whatever the single time-outs would still allow.
+// the name is resolved, whatever the single time-outs would still allow; what has come by then is
+// a response only if its framing shows it whole.
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
                                     std::optional<milliseconds> longest = std::nullopt);
 

@@ -5,7 +5,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     using namespace elvantris::operator_control;
     const std::string_view text = as_text(bytes, size);
     require(parse_plain_response(text).body.size() <= text.size());
-    require(parse_bounded_response(text).body.size() <= text.size());
+    const http_response bounded = parse_bounded_response(text);
+    require(bounded.body.size() <= text.size());
+    const http_response cut = parse_cut_response(text);
+    require(cut.status == 0 || (cut.status == bounded.status && cut.body == bounded.body));
     if (const auto decoded = decode_chunked(text)) require(decoded->size() < text.size());
     return 0;
 }

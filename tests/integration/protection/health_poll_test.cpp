@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr std::uint32_t stall_ms = 1500;
-constexpr std::chrono::milliseconds longest{700};
+constexpr std::chrono::milliseconds longest{750};
 const std::string health_path = "/Home/GetVorHealth";
 const std::string identity_path = "/Home/GetOperatorControlIdentity";
 const std::string good_health =
@@ -172,6 +172,16 @@ TEST(ask_health, takes_a_whole_reply_from_a_server_that_does_not_hang_up) {
     EXPECT_TRUE(ask(peer).has_value());
 }
 
+TEST(ask_health, has_time_for_both_requests_to_a_server_that_frames_nothing_and_does_not_hang_up) {
+    const scripted_peer peer([](peer_connection& connection) {
+        connection.read_request();
+        connection.send(connection.index() == 0 ? "HTTP/1.1 404 Not Found\r\n\r\n"
+                                                : "HTTP/1.1 200 OK\r\n\r\n" + good_identity);
+        connection.hang();
+    });
+    EXPECT_TRUE(ask(peer).has_value());
+}
+
 TEST(ask_health, gives_a_server_up_that_hangs) {
     const scripted_peer peer([](peer_connection& connection) { connection.hang(); });
     const steady_time before = steady_now();
@@ -192,8 +202,21 @@ TEST(ask_health, ends_as_a_whole_though_a_server_trickles_its_answer_for_ever) {
     const steady_time before = steady_now();
     EXPECT_FALSE(ask(peer).has_value());
     const auto waited = steady_now() - before;
-    EXPECT_GE(waited, 690ms);
+    EXPECT_GE(waited, 740ms);
     EXPECT_LT(waited, 5s);
+}
+
+// The part that came would pass for a server whose engine has stopped.
+TEST(ask_health, learns_nothing_from_an_unframed_answer_that_it_cut) {
+    const scripted_peer peer([](peer_connection& connection) {
+        connection.read_request();
+        connection.send("HTTP/1.1 200 OK\r\n\r\n{\"serial\":\"S1\",\"version\":1,");
+        const steady_time end = steady_now() + 1200ms;
+        while (connection.wanted() && steady_now() < end && connection.send(" "))
+            std::this_thread::sleep_for(50ms);
+        connection.send("\"engineRunning\":true}");
+    });
+    EXPECT_FALSE(ask(peer).has_value());
 }
 
 TEST(ask_health, bounds_both_requests_of_the_fallback_together) {

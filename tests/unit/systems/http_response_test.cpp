@@ -99,6 +99,16 @@ TEST(parse_bounded_response, enforces_the_announced_length) {
                                        });
 }
 
+TEST(parse_cut_response, takes_only_what_its_framing_shows_whole) {
+    expect_all(parse_cut_response, {{reply("Content-Length: 4\r\n", "body"), 200, "body"},
+                                    {reply("Content-Length: 5\r\n", "body"), 0, ""},
+                                    {chunked("4\r\nbody\r\n0\r\n\r\n"), 200, "body"},
+                                    {chunked("4\r\nbody\r\n"), 0, ""},
+                                    {reply("", "body"), 0, ""},
+                                    {reply("Content-Length: 0\r\n", ""), 0, ""},
+                                    {"HTTP/1.1 200 OK\r\nContent-Le", 0, ""}});
+}
+
 TEST(parse_bounded_response, finds_the_announced_length_in_any_case_and_with_any_white_space) {
     for (const std::string line : {"Content-Length: 2", "content-length:2", "CONTENT-LENGTH: \t 2"})
         EXPECT_EQ(parse_bounded_response(reply(line + "\r\n", "abcd")).body, "ab") << line;
