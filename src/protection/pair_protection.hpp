@@ -39,6 +39,7 @@ public:
     void begin(steady_time now);
 
     std::uint32_t stall_ms() const { return memory_.policy.stallMs; }
+    std::uint32_t loss_ms() const { return memory_.policy.lossMs; }
 
     // An absent result is a failed poll: it leaves what was known, and time does the rest.
     void note_health(const std::string& serial, std::optional<server_health> health);

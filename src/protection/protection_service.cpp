@@ -16,11 +16,13 @@ namespace {
 
 constexpr milliseconds cycle_period{250};
 
-constexpr milliseconds longest_poll{700};
-// A poll may last longer than the shortest loss time. A good answer that has grown so old while the
-// other server was waited for is asked for again, or a trickling Main would make Backup look lost.
-// The second poll ends in time to leave the other's answer fresh.
-constexpr milliseconds oldest_answer{400};
+// Room for both requests of one poll, each with its own time-out.
+constexpr milliseconds longest_poll{750};
+// A poll may last longer than the shortest loss time. A good answer that is nearly lost again when
+// the other server has been waited for is asked for once more, or a trickling Main would make
+// Backup look lost. The second poll ends in time to leave the other's answer fresh.
+constexpr milliseconds nearly_lost{100};
+constexpr milliseconds longest_second_poll{400};
 
 } // namespace
 
@@ -95,9 +97,9 @@ void protection_service::monitor_loop() {
 void protection_service::run_cycle() {
     const auto main = registry_.find_main();
     const auto backup = main ? registry_.find_backup_for(main->serial) : std::nullopt;
-    const std::uint32_t stall_ms = [this] {
+    const auto [stall_ms, loss] = [this] {
         const std::lock_guard lock(lock_);
-        return protection_.stall_ms();
+        return std::pair(protection_.stall_ms(), milliseconds(protection_.loss_ms()));
     }();
     struct finished_poll {
         bool answered = false;
@@ -113,8 +115,8 @@ void protection_service::run_cycle() {
         if (system && !system->address.empty())
             polls.push_back(
                 {.system = *system,
-                 .result = std::async(std::launch::async, [this, copy = *system, stall_ms] {
-                     const bool answered = poll_health(copy, stall_ms, longest_poll);
+                 .result = std::async(std::launch::async, [this, copy = *system, stall = stall_ms] {
+                     const bool answered = poll_health(copy, stall, longest_poll);
                      return finished_poll{.answered = answered, .end = steady_now()};
                  })});
     std::vector<finished_poll> results;
@@ -122,8 +124,8 @@ void protection_service::run_cycle() {
     for (running_poll& poll : polls)
         results.push_back(poll.result.get());
     for (std::size_t i = 0; i < polls.size(); ++i)
-        if (running_ && results[i].answered && steady_now() - results[i].end > oldest_answer)
-            poll_health(polls[i].system, stall_ms, oldest_answer);
+        if (running_ && results[i].answered && steady_now() - results[i].end > loss - nearly_lost)
+            poll_health(polls[i].system, stall_ms, longest_second_poll);
 
     const std::lock_guard lock(lock_);
     protection_.evaluate_cycle(now_on_both_clocks());

@@ -155,6 +155,18 @@ TEST_F(monitor_cycle, asks_no_server_again_whose_answer_was_no_good) {
     service->stop();
 }
 
+TEST_F(monitor_cycle, asks_no_server_again_whose_answer_is_far_from_lost) {
+    const scripted_peer main(
+        [](peer_connection& connection) { answer_in_halves(connection, "M1", 250ms); });
+    const scripted_peer backup(
+        [](peer_connection& connection) { answer_in_halves(connection, "B1", 0ms); });
+    policy.lossMs = 1000;
+    start_with(main, backup);
+    ASSERT_TRUE(comes_true([&] { return main.connections() >= 4; }));
+    EXPECT_LE(backup.connections(), 5U);
+    service->stop();
+}
+
 TEST_F(monitor_cycle, judges_each_answer_by_the_stall_time_of_the_policy) {
     const scripted_peer main(replies(http_reply_text(200, healthy_body("M1", 1700))));
     const auto stalled = [&](bool expected) {
