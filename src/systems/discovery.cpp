@@ -14,7 +14,7 @@ constexpr std::uint16_t discovery_port = 1255;
 constexpr std::string_view question = "elvantris-server?";
 constexpr std::string_view reply_text = "elvantris-server!";
 constexpr std::size_t longest_reply = 2047;
-constexpr std::chrono::seconds longest_round{5};
+constexpr std::chrono::seconds longest_round{15};
 
 bool is_loopback(std::uint32_t address) {
     return address >> 24U == 127;

@@ -35,8 +35,8 @@ private:
     std::vector<discovered_server> servers_;
 };
 
-// One round, in the order of arrival. It lasts until nothing has come for `silence`, and 5 seconds
-// at most, so that a flood can't hold its caller.
+// One round, in the order of arrival. It lasts until nothing has come for `silence`, and 15 seconds
+// at most, so that a flood can't hold its caller for good.
 //
 // Threads: any; each round has its own socket and port.
 // Failure: throws std::runtime_error with a fixed text if the round can't begin. Afterwards

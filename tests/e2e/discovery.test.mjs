@@ -247,7 +247,7 @@ test('replies_without_end_do_not_hold_the_rounds', async () => {
   const endless = await start_endless_replies('backup');
   try {
     await workstation.start();
-    await until('a second round', async () => (await main.report()).discoveryRequests > 1);
+    await until('a second round', async () => (await main.report()).discoveryRequests > 1, 40000);
     await until_ready('SER-A');
   } finally {
     await endless.signal('SIGKILL');
