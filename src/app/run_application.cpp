@@ -53,6 +53,11 @@ void stop_on_signal(int signal) {
     application_running = false;
 }
 
+void handle_stop_signals() {
+    std::signal(SIGINT, stop_on_signal);
+    std::signal(SIGTERM, stop_on_signal);
+}
+
 void write_banner(const launch_options& options, std::uint16_t ui_port,
                   const std::string& log_path) {
     std::cout << "Elvantris Redundancy Control " ELVANTRIS_VERSION "\n"
@@ -175,15 +180,15 @@ exit_code run_services(const launch_options& options, const std::string& log_pat
 
 int run_application(int argc, char** argv) {
     application_running = true;
-    ignore_broken_pipes();
+    handle_stop_signals();
+    ignore_write_signals();
     // The names of HID devices come through the C library, which knows ASCII alone until told.
     std::setlocale(LC_CTYPE, "C.UTF-8");
 
     const launch_options options = parse_command_line(argc, argv);
     attach_console(options.console);
-    // Only now: a new console forgets the handlers that were there before it.
-    std::signal(SIGINT, stop_on_signal);
-    std::signal(SIGTERM, stop_on_signal);
+    // A new console has forgotten the handlers that were there before it.
+    handle_stop_signals();
     const std::string log_path = log_path_for(options.config_path);
     create_folders(parent_folder(log_path));
     const log_redirect redirect(log_path, options.console);

@@ -14,8 +14,9 @@ std::vector<std::string> command_line_arguments(int argc, char** argv);
 // Absent if the variable is not set.
 std::optional<std::string> environment_variable(const std::string& name);
 
-// Keeps a reader of our output that goes away from ending the process.
-void ignore_broken_pipes();
+// A write that can't be done fails, and no more: neither a reader that went away nor a file of the
+// largest size that this user may write ends the process.
+void ignore_write_signals();
 
 // The computer's short name: its first label, at most 15 characters.
 std::string host_name();

@@ -17,8 +17,9 @@ std::optional<std::string> environment_variable(const std::string& name) {
     return value;
 }
 
-void ignore_broken_pipes() {
+void ignore_write_signals() {
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 std::string host_name() {

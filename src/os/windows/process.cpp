@@ -30,7 +30,7 @@ std::optional<std::string> environment_variable(const std::string& name) {
     return to_utf8(value);
 }
 
-void ignore_broken_pipes() {} // a failed write is all that happens here
+void ignore_write_signals() {} // a failed write is all that happens here
 
 std::string host_name() {
     std::array<wchar_t, MAX_COMPUTERNAME_LENGTH + 1> name{};

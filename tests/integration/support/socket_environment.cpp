@@ -14,7 +14,7 @@ public:
     void SetUp() override {
         runtime_.emplace();
         ASSERT_TRUE(runtime_->started());
-        ignore_broken_pipes();
+        ignore_write_signals();
     }
     void TearDown() override { runtime_.reset(); }
 
