@@ -64,7 +64,7 @@ void migrate_local_config(const std::string& path) {
 
 std::string log_path_for(const std::string& config_path) {
     const std::string folder = parent_folder(config_path);
-    return path_inside(folder.empty() ? "." : folder, log_file_name);
+    return path_inside(folder.empty() ? current_folder() : folder, log_file_name);
 }
 
 } // namespace elvantris::operator_control

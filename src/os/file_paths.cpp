@@ -38,6 +38,14 @@ std::string parent_folder(const std::string& path) {
     }
 }
 
+std::string current_folder() {
+    try {
+        return to_utf8(fs::current_path());
+    } catch (const std::exception&) {
+        return ".";
+    }
+}
+
 std::string path_inside(const std::string& folder, const std::string& name) {
     if (folder.empty()) return name;
     try {

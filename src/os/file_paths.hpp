@@ -9,6 +9,9 @@ namespace elvantris::operator_control {
 // The path without its last part; empty if it has no folder.
 std::string parent_folder(const std::string& path);
 
+// Where relative paths begin; "." if the system won't say.
+std::string current_folder();
+
 // `name` inside `folder`, with the system's own separator; `name` alone if `folder` is empty.
 std::string path_inside(const std::string& folder, const std::string& name);
 

@@ -1,5 +1,6 @@
 #include "app/launch_options.hpp"
 #include "app/ui_address.hpp"
+#include "os/file_paths.hpp"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,7 @@ std::string with_slashes(std::string path) {
 } // namespace
 
 TEST(log_path_for, stands_beside_the_configuration_file_or_in_the_current_folder) {
+    const std::string here = with_slashes(current_folder());
     struct {
         std::string config_path;
         std::string log_path;
@@ -25,8 +27,8 @@ TEST(log_path_for, stands_beside_the_configuration_file_or_in_the_current_folder
         {"folder/x.json", "folder/operator-control.log"},
         {"/a folder/b/x", "/a folder/b/operator-control.log"},
         {"b\xc3\xbchne/x.json", "b\xc3\xbchne/operator-control.log"},
-        {"x.json", "./operator-control.log"},
-        {"", "./operator-control.log"},
+        {"x.json", here + "/operator-control.log"},
+        {"", here + "/operator-control.log"},
     };
     for (const auto& [config_path, log_path] : cases)
         EXPECT_EQ(with_slashes(log_path_for(config_path)), log_path) << config_path;
