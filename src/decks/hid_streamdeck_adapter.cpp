@@ -31,7 +31,6 @@ constexpr std::uint32_t reads_to_judge = 2; // a single failure is no more than 
 constexpr std::size_t input_buffer_size = 512;
 constexpr std::size_t serial_buffer_size = 256;
 
-using device_list = std::unique_ptr<hid_device_info, decltype(&::hid_free_enumeration)>;
 using deck_pointer = std::shared_ptr<connected_deck>;
 
 std::string text_or_empty(const char* text) {
@@ -40,8 +39,8 @@ std::string text_or_empty(const char* text) {
 
 std::string find_serial(const hid_device_info& entry, hid_device* device, const std::string& path) {
     if (std::string listed = narrow(entry.serial_number); !listed.empty()) return listed;
-    std::array<wchar_t, serial_buffer_size> buffer{};
-    if (::hid_get_serial_number_string(device, buffer.data(), buffer.size()) == 0)
+    std::array<wchar_t, serial_buffer_size + 1> buffer{}; // ends with a zero in any case
+    if (::hid_get_serial_number_string(device, buffer.data(), serial_buffer_size) == 0)
         if (std::string asked = narrow(buffer.data()); !asked.empty()) return asked;
     return "path:" + path;
 }
@@ -211,7 +210,9 @@ void hid_streamdeck_adapter::scan() {
     const std::set<std::string> dead_paths = drop_dead_decks();
     std::set<std::string> seen_paths;
     {
-        const device_list devices(::hid_enumerate(vendor_id, 0), &::hid_free_enumeration);
+        // Shared only since that gives an empty list back too.
+        const std::shared_ptr<hid_device_info> devices(::hid_enumerate(vendor_id, 0),
+                                                       ::hid_free_enumeration);
         for (const hid_device_info* entry = devices.get(); entry != nullptr; entry = entry->next)
             if (!dead_paths.contains(text_or_empty(entry->path))) look_at(*entry, seen_paths);
     }

@@ -199,9 +199,9 @@ TEST_F(deck_attaching, ends_when_an_unknown_product_stands_under_the_decks_path)
 }
 
 TEST_F(deck_attaching, takes_a_serial_of_any_length_and_the_path_for_an_empty_one) {
-    const std::string longest(255, 's');
+    const std::string longest(256, 's');
     bus.plug({.path = "/dev/e", .product_id = mini_id, .asked_serial = L""});
-    bus.plug({.path = "/dev/l", .product_id = mini_id, .asked_serial = std::wstring(255, L's')});
+    bus.plug({.path = "/dev/l", .product_id = mini_id, .asked_serial = std::wstring(300, L's')});
     bus.plug({.path = "/dev/n", .product_id = mini_id, .serial = std::wstring(300, L'n')});
     start_with(3);
     EXPECT_EQ(serials(), (texts{std::string(300, 'n'), "path:/dev/e", longest}));
@@ -220,7 +220,9 @@ TEST_F(deck_attaching, paints_nothing_of_another_thread_before_the_splash_is_com
     std::atomic<bool> all_attached = false;
     const auto paint_each_as_soon_as_it_is_there = [&] {
         for (int i = 0; i < deck_count; ++i)
-            while (!adapter->set_key_image(std::to_string(1000 + i), 14, image) && !all_attached) {
+            for (bool last_try = false; !last_try;) {
+                last_try = all_attached;
+                if (adapter->set_key_image(std::to_string(1000 + i), 14, image)) break;
             }
     };
     std::thread painter(paint_each_as_soon_as_it_is_there);

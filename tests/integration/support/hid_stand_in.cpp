@@ -348,9 +348,10 @@ int hid_get_serial_number_string(hid_device* handle, wchar_t* text, std::size_t 
     const plugged_device* const device = bus->behind(*handle);
     if (device == nullptr || !device->device.asked_serial) return -1;
     const std::wstring& serial = *device->device.asked_serial;
-    const std::size_t length = std::min(serial.size(), size - 1);
+    // The least kind of library: without a zero where it has no room for one.
+    const std::size_t length = std::min(serial.size(), size);
     std::copy_n(serial.data(), length, text);
-    text[length] = L'\0';
+    if (length < size) text[length] = L'\0';
     return 0;
 }
 
