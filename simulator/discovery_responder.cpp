@@ -9,7 +9,7 @@ namespace elvantris::simulator {
 
 namespace {
 
-constexpr std::string_view request = "elvantris-server?";
+constexpr std::string_view question = "elvantris-server?";
 
 } // namespace
 
@@ -27,7 +27,7 @@ discovery_responder::~discovery_responder() {
 void discovery_responder::run() {
     while (wait_for(socket_.get(), POLLIN, stop_) == wait_result::ready) {
         const std::optional<datagram> received = receive_datagram(socket_.get());
-        if (!received || received->bytes != request) continue;
+        if (!received || received->bytes != question) continue;
         state_.record_discovery_request();
         answer(received->from);
     }
