@@ -31,16 +31,23 @@ network=e2e-$$
 trap finish EXIT
 namespaces_up "$network"
 export ELVANTRIS_SYSTEM=$system ELVANTRIS_NETWORK=$network
+# All that has run so far, with its times.
+course=build/test/course-$network.txt
+mkdir -p build/test
 # A test that never ends must not take the whole run along.
 suite=(timeout 900 node --test --test-concurrency=1 --test-reporter=./tests/e2e/support/failures.mjs
-    --test-reporter-destination=stdout "${files[@]}")
+    --test-reporter-destination=stdout
+    --test-reporter=spec --test-reporter-destination="$course" "${files[@]}")
 if [[ $system == windows ]]; then
-    # The prefix is kept between runs: making it takes longer than many a test.
-    export WINEPREFIX=$PWD/build/test/e2e-wine WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
-    mkdir -p "$WINEPREFIX"
-    # Two runs take turns in it.
-    exec {turn}>"$WINEPREFIX/turn"
-    flock "$turn"
+    # Prefixes are kept between runs: making one takes longer than many a test. Each run takes the
+    # first that no other run is using.
+    export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
+    number=0
+    until [[ -n ${turn:-} ]] && flock -n "$turn"; do
+        export WINEPREFIX=$PWD/build/test/e2e-wine-$((++number))
+        mkdir -p "$WINEPREFIX"
+        exec {turn}>"$WINEPREFIX/turn"
+    done
     # Wine's server opens the sockets and files of the Windows program: it has to live where the
     # tests do, in the same namespaces of network and mounts.
     # A server that an aborted run has left behind would hold them elsewhere.

@@ -95,6 +95,12 @@ build_preset() {
     cmake --build --preset "$1"
 }
 
+# For what runs beside tests that wait for more than they compute: it takes what they leave over.
+behind() {
+    renice -n 19 -p $BASHPID >/dev/null
+    "$@"
+}
+
 # The integration tests wait far more than they compute.
 run_shards() {
     local count=4 i result=0 pids=()
@@ -154,6 +160,15 @@ check_windows_imports() {
 build_packages() {
     scripts/package_windows
     scripts/package_linux
+}
+
+# One half of the end-to-end tests, 1 or 2. The page has a run of its own.
+e2e_half() {
+    local system=$1 half=$2 files middle
+    mapfile -t files < <(printf '%s\n' tests/e2e/*.test.mjs | grep -v /page_)
+    middle=$(((${#files[@]} + 1) / 2))
+    if ((half == 1)); then files=("${files[@]:0:middle}"); else files=("${files[@]:middle}"); fi
+    scripts/lib/e2e.sh "$system" "${files[@]}"
 }
 
 node_tests() { node --test --test-concurrency=1 "$@"; }

@@ -17,10 +17,13 @@ export class Child {
     running.add(this.process);
     this.process.stdout.on('data', (chunk) => (this.text.output += chunk));
     this.process.stderr.on('data', (chunk) => (this.text.errors += chunk));
-    // Not `close`: whatever a child leaves behind may hold its streams open.
+    // Not `close`: what a child leaves behind, such as Wine's desktop, may hold its streams open for
+    // as long as it likes, and nobody is to wait for that.
     this.exited = new Promise((resolve) => {
       this.process.on('exit', (code, signal) => {
         running.delete(this.process);
+        this.process.stdout.unref();
+        this.process.stderr.unref();
         resolve({ code, signal });
       });
     });
