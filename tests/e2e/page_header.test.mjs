@@ -2,7 +2,19 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
-import { backup, hostile, main, nothing_active, offline, starting, status } from './support/page_status.mjs';
+import { until } from './support/environment.mjs';
+import {
+  alert,
+  backup,
+  hostile,
+  main,
+  nothing_active,
+  offline,
+  policy,
+  protection,
+  starting,
+  status,
+} from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
 let view;
@@ -176,11 +188,81 @@ test('a_page_that_never_reached_the_api_says_so_and_keeps_its_starting_texts', a
   view.complaints.length = 0; // the browser's own words about the failed requests
 });
 
-test('an_api_that_hangs_shows_as_unavailable', async () => {
-  await view.open(status());
-  await view.shorten_limits(10);
+test('an_api_that_hangs_shows_as_unavailable_after_ten_seconds', async () => {
+  const page = await view.open(status());
+  await view.stop_polling();
+  await view.hold_limits();
   view.status = null;
-  await view.until_text('syncStatus', 'Unavailable');
+  const poll = page.evaluate('refresh()');
+  await view.until_requests(1);
+  await view.pass_limits(9999);
+  assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
+  await view.pass_limits(10000);
+  await poll;
+  assert.equal(await view.text('syncStatus'), 'Unavailable');
+});
+
+test('a_poll_that_gives_up_says_nothing_against_one_that_was_sent_later', async () => {
+  const page = await view.open(status());
+  await view.stop_polling();
+  await view.hold_limits();
+  const polls = await view.collect('/api/status');
+  const send = async () => {
+    const before_it = polls.length;
+    const done = page.evaluate('refresh()');
+    await until('the poll is on its way', () => polls.length === before_it + 1);
+    return { done, answer: () => view.fulfill(polls[before_it], { status: 200, json: status() }) };
+  };
+  const [oldest, old, latest] = [await send(), await send(), await send()];
+  for (const poll of [latest, oldest]) {
+    await poll.answer();
+    await poll.done;
+  }
+  await view.pass_limits(10000);
+  await old.done;
+  assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
+  const next = await send();
+  await view.pass_limits(10000);
+  await next.done;
+  assert.equal(await view.text('syncStatus'), 'Unavailable');
+});
+
+for (const body of ['null', '5', 'true', '"ready"', '[]', '{', '']) {
+  test(`an_answer_that_reads_${body || 'nothing'}_is_a_failed_poll_and_leaves_the_last_status`, async () => {
+    const page = await view.open(status());
+    await view.stop_polling();
+    await page.evaluate('window.last = state');
+    view.status = body;
+    await page.evaluate('refresh()');
+    assert.equal(await page.evaluate('state === last'), true);
+    const shown = await view.read('syncStatus', 'syncDot', 'syncBadge');
+    assert.equal(shown.syncStatus.text, 'Unavailable');
+    assert.equal(shown.syncDot.dot, 'off');
+    assert.equal(shown.syncBadge.title, 'Redundancy Control status service unavailable.');
+  });
+}
+
+const guarded = (changes) => status({ protection: protection(changes) });
+const unfit_cases = [
+  ['no_system_in_the_list', status({ systems: [null] })],
+  ['systems_that_are_no_list', status({ systems: {} })],
+  ['no_sample_in_the_list', guarded({ systems: [null] })],
+  ['a_sample_without_a_policy', guarded({ policy: undefined })],
+  ['rules_that_are_null', guarded({ policy: policy({ outputRules: null }) })],
+  ['alerts_that_are_null', guarded({ alerts: null })],
+  ['no_alert_in_the_list', guarded({ alerts: [null] })],
+  ['an_alert_without_a_time', guarded({ alerts: [alert(1, { started: 'yesterday' })] })],
+];
+test('a_status_that_cannot_be_shown_is_a_failed_poll', async () => {
+  const page = await view.open_protection();
+  await view.stop_polling();
+  for (const [name, unfit] of unfit_cases) {
+    await view.show(unfit);
+    assert.equal(await view.text('syncStatus'), 'Unavailable', name);
+    assert.deepEqual(await page.evaluate('state'), status(), name);
+    await view.show(status());
+    assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12', name);
+  }
 });
 
 test('polling_goes_on_every_half_second_without_waiting_for_an_answer', async () => {

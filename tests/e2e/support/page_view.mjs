@@ -77,6 +77,7 @@ export class PageView {
     if (this.status === 'away') return route.abort();
     if (this.status === 'broken') return route.fulfill({ status: 404, body: 'not found' });
     if (!this.status) return undefined; // for ever on its way
+    if (typeof this.status === 'string') return this.fulfill(route, { status: 200, body: this.status });
     return this.fulfill(route, { status: 200, json: this.status });
   }
 
@@ -90,12 +91,8 @@ export class PageView {
     return this.reply === 'away' ? route.abort() : this.fulfill(route, this.reply);
   }
 
-  fulfill(route, { status: code, json }) {
-    return route.fulfill({
-      status: code,
-      headers: { 'Access-Control-Allow-Origin': '*' },
-      json,
-    });
+  fulfill(route, reply) {
+    return route.fulfill({ headers: { 'Access-Control-Allow-Origin': '*' }, ...reply });
   }
 
   // Requests to `path` stay without an answer until they are released.
@@ -111,12 +108,53 @@ export class PageView {
     return { release, waiting: () => waiting };
   }
 
-  // The time limits of requests end so many times sooner.
-  shorten_limits(times) {
-    return this.page.evaluate((divisor) => {
-      const timeout = AbortSignal.timeout.bind(AbortSignal);
-      AbortSignal.timeout = (ms) => timeout(ms / divisor);
-    }, times);
+  // Requests to `path` as they come; the test answers each of them.
+  async collect(path) {
+    const routes = [];
+    await this.page.route(`**${path}`, (route) => {
+      routes.push(route);
+    });
+    return routes;
+  }
+
+  // The time limits of requests stand still from here on.
+  hold_limits() {
+    return this.page.evaluate(() => {
+      window.limits = [];
+      AbortSignal.timeout = (ms) => {
+        const limit = new AbortController();
+        window.limits.push({ ms, limit });
+        return limit.signal;
+      };
+    });
+  }
+
+  // As if all requests since had waited for so long.
+  pass_limits(waited) {
+    return this.page.evaluate((longest) => {
+      for (const { ms, limit } of window.limits) if (ms <= longest) limit.abort();
+    }, waited);
+  }
+
+  // Timers that are set from here on wait until they are run.
+  hold_timers() {
+    return this.page.evaluate(() => {
+      window.timers = new Map();
+      let last = 0;
+      window.setTimeout = (act) => {
+        last += 1;
+        window.timers.set(last, act);
+        return last;
+      };
+      window.clearTimeout = (id) => window.timers.delete(id);
+    });
+  }
+
+  run_timers() {
+    return this.page.evaluate(() => {
+      for (const act of window.timers.values()) act();
+      window.timers.clear();
+    });
   }
 
   // No timer polls from here on; the page's list `requests` tells what it asks for all the same.

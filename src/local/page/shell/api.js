@@ -1,8 +1,8 @@
 const api = 'http://127.0.0.1:5251';
 
 // An API that hangs must not leave an old picture looking like a live one. It answers one request
-// after the other, so a poll behind a save waits for as long as that takes.
-const status_limit_ms = 5000;
+// after the other, so a poll behind a save, also another page's, waits for as long as that takes.
+const status_limit_ms = 10000;
 const status_limit_behind_post_ms = 30000;
 let posts_pending = 0;
 
@@ -12,7 +12,9 @@ async function get_status() {
     signal: AbortSignal.timeout(posts_pending > 0 ? status_limit_behind_post_ms : status_limit_ms),
   });
   if (!response.ok) throw new Error(`status ${response.status}`);
-  return response.json();
+  const status = await response.json();
+  if (!(status instanceof Object) || Array.isArray(status)) throw new Error('no status');
+  return status;
 }
 
 // Plain text needs no preflight, to which the API has no answer.

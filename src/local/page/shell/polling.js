@@ -8,14 +8,32 @@ function render() {
   show_sync(sync_of_status());
 }
 
-async function refresh() {
+// A status that can't be shown is none: what stood before stays.
+function show_status(status) {
+  const before = state;
+  state = status;
   try {
-    state = await get_status();
+    render();
+  } catch (error) {
+    state = before;
+    throw error;
+  }
+}
+
+let polls_sent = 0;
+let newest_shown = 0;
+
+async function refresh() {
+  polls_sent += 1;
+  const poll = polls_sent;
+  try {
+    show_status(await get_status());
+    newest_shown = Math.max(newest_shown, poll);
   } catch {
-    show_service_unavailable();
+    // What a later poll has brought is true all the same.
+    if (poll > newest_shown) show_service_unavailable();
     return;
   }
-  render();
   if (launchConfigure && !configureOpened) {
     configureOpened = true;
     open_setup();
