@@ -257,6 +257,65 @@ for (const [name, reply, text] of [
   });
 }
 
+// A save that ends with a message and would close the dialog soon.
+async function save_with_a_warning() {
+  const page = await view.open_setup();
+  await view.hold_timers();
+  view.reply = saved({ message: 'Main is offline.' });
+  await save();
+  await until_message('Main is offline.');
+  return page;
+}
+const refused = { status: 400, json: { ok: false, error: 'No such system.' } };
+const second_saves = [
+  ['is_refused', async () => {
+    view.reply = refused;
+    await save();
+    await until_message(`${failed}No such system.`);
+  }],
+  ['is_on_its_way', async () => {
+    await view.hold('/api/configure');
+    await save();
+    await until_message('Saving configuration...');
+  }],
+  ['is_not_even_sent', async (page) => {
+    await page.fill('#uiPort', '1');
+    await save();
+    await until_message('Control UI port must be between 1024 and 65535.');
+  }],
+];
+for (const [name, save_again] of second_saves) {
+  test(`a_save_that_${name}_keeps_the_dialog_open_whatever_the_one_before`, async () => {
+    const page = await save_with_a_warning();
+    await save_again(page);
+    const shown = await message();
+    await view.run_timers();
+    assert.equal(await view.visible('setupBg'), true);
+    assert.deepEqual(await message(), shown);
+    view.complaints.length = 0; // the browser's own words about a refusal
+  });
+}
+
+test('two_saves_in_a_row_leave_a_dialog_alone_that_was_opened_again', async () => {
+  const page = await save_with_a_warning();
+  view.reply = saved({ message: 'Main is still offline.' });
+  await save();
+  await until_message('Main is still offline.');
+  await page.keyboard.press('Escape');
+  await page.click('text=Configure Redundancy');
+  await view.run_timers();
+  assert.equal(await view.visible('setupBg'), true);
+});
+
+test('a_second_save_closes_the_dialog_like_a_first', async () => {
+  await save_with_a_warning();
+  view.reply = saved({ serverUpdated: true, message: 'Written.' });
+  await save();
+  await until_message('Written.');
+  await view.run_timers();
+  assert.equal(await view.visible('setupBg'), false);
+});
+
 test('while_a_save_is_on_its_way_the_dialog_says_so_and_sends_no_second', async () => {
   const page = await view.open_setup();
   const held = await view.hold('/api/configure');
@@ -268,9 +327,21 @@ test('while_a_save_is_on_its_way_the_dialog_says_so_and_sends_no_second', async 
   assert.equal(view.posts.length, 1);
 });
 
-test('a_save_that_keeps_the_api_busy_leaves_the_sync_chip_alone_and_succeeds', async () => {
+// A save that the API is busy with, and a poll that waits behind it.
+async function save_before_a_poll() {
   const page = await view.open_setup();
-  await view.shorten_limits(10);
+  await view.stop_polling();
+  await view.hold_limits();
+  const held = await view.hold('/api/configure');
+  await save();
+  const polls = await view.hold('/api/status');
+  const poll = page.evaluate('refresh()');
+  await until('the poll waits', () => polls.waiting() === 1);
+  return { page, held, polls, poll };
+}
+
+test('a_save_that_keeps_the_api_busy_leaves_the_sync_chip_alone_and_succeeds', async () => {
+  const { page, held, polls } = await save_before_a_poll();
   await page.evaluate(() => {
     window.chip = [];
     new MutationObserver(() => window.chip.push(syncStatus.textContent)).observe(syncStatus, {
@@ -278,11 +349,7 @@ test('a_save_that_keeps_the_api_busy_leaves_the_sync_chip_alone_and_succeeds', a
     });
   });
   view.reply = saved({ serverUpdated: true, message: 'Written.' });
-  const held = await view.hold('/api/configure');
-  await save();
-  const polls = await view.hold('/api/status');
-  // By the third poll the first has waited for twice as long as it would without the save.
-  await until('polls wait', () => polls.waiting() >= 3);
+  await view.pass_limits(29999);
   held.release();
   polls.release();
   await until_message('Written.');
@@ -291,13 +358,11 @@ test('a_save_that_keeps_the_api_busy_leaves_the_sync_chip_alone_and_succeeds', a
   assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
 });
 
-test('behind_a_save_that_never_ends_the_status_is_given_up_all_the_same', async () => {
-  await view.open_setup();
-  await view.shorten_limits(20);
-  await view.hold('/api/configure');
-  await save();
-  await view.hold('/api/status');
-  await view.until_text('syncStatus', 'Unavailable');
+test('behind_a_save_that_never_ends_the_status_is_given_up_after_thirty_seconds', async () => {
+  const { poll } = await save_before_a_poll();
+  await view.pass_limits(30000);
+  await poll;
+  assert.equal(await view.text('syncStatus'), 'Unavailable');
   assert.deepEqual(await message(), ['Saving configuration...', '']);
 });
 
@@ -453,6 +518,22 @@ test('without_a_status_it_asks_for_one_before_it_opens', async () => {
   await page.click('text=Configure Systems');
   await page.waitForSelector('#setupBg', { state: 'visible' });
   assert.equal(await value('uiPort'), '5333');
+});
+
+test('a_second_click_before_the_first_status_leaves_the_edit_alone', async () => {
+  const page = await view.open(null);
+  await view.stop_polling();
+  const polls = await view.collect('/api/status');
+  await page.click('text=Configure Redundancy');
+  await page.click('text=Configure Redundancy');
+  await until('both ask for a status', () => polls.length === 2);
+  await view.fulfill(polls[0], { status: 200, json: status() });
+  await page.waitForSelector('#setupBg', { state: 'visible' });
+  await page.fill('#uiPort', '6000');
+  await view.fulfill(polls[1], { status: 200, json: status({ streamDeckCount: 7 }) });
+  await view.until_text('deckStatus', '7');
+  assert.equal(await value('uiPort'), '6000');
+  assert.equal(await page.evaluate('document.activeElement.id'), 'uiPort');
 });
 
 for (const way of ['Close', 'Cancel', 'Escape', 'background']) {

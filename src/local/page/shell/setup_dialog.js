@@ -7,7 +7,7 @@ function system_option(system, selected_serial) {
 
 function fill_system_list(list, selected_serial, excluded_serial = '') {
   const systems = known_systems().filter(
-    ({ serial }) => serial && serial !== excluded_serial,
+    (system) => system?.serial && system.serial !== excluded_serial,
   );
   list.replaceChildren(
     make_option('', 'Select system...', false),
@@ -46,6 +46,7 @@ let setup_openings = 0;
 
 async function open_setup() {
   if (!state) await refresh();
+  if (open_background) return;
   clearTimeout(setup_closing);
   setup_openings += 1;
   fill_setup_dialog();

@@ -83,6 +83,7 @@ async function send_setup(form) {
 
 async function save_setup() {
   if (setup_posting === setup_openings) return;
+  clearTimeout(setup_closing);
   const form = read_setup_form();
   const error = setup_error(form);
   if (error) say_in_setup(error, 'danger');
