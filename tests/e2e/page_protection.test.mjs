@@ -274,6 +274,23 @@ test('alerts_stand_newest_first_with_their_word_and_their_times', async () => {
   assert.equal(await view.text('vorAlertList'), empty);
 });
 
+test('alerts_that_share_an_id_are_all_shown', async () => {
+  const page = await view.open_protection();
+  const texts = () => page.locator('.vor-alert span').allTextContents();
+  const first = alert(1, { message: 'First.' });
+  const second = alert(1, { message: 'Second.' });
+  const nameless = [alert(0, { id: undefined }), alert(0, { id: undefined, message: 'Nameless.' })];
+  for (const [alerts, shown] of [
+    [[first, second], ['Second.', 'First.']],
+    [[first, first], ['First.', 'First.']],
+    [[second], ['Second.']],
+    [nameless, ['Nameless.', nameless[0].message]],
+  ]) {
+    await view.show(guarded({ alerts }));
+    assert.deepEqual(await texts(), shown);
+  }
+});
+
 const rules = [rule(2, 'out-1', 'gone'), rule(1, 'out-2', '')];
 const named = [output('out-1', { name: 'Left wall' }), output('out-2', { name: '', available: false })];
 test('rules_offer_the_outputs_of_their_side_and_keep_what_is_gone', async () => {
@@ -450,6 +467,70 @@ for (const [button, path] of posts) {
     view.complaints.length = 0; // the browser's own words about the refusal
   });
 }
+
+for (const [button, path, success] of posts) {
+  test(`${path}_that_succeeded_is_told_so_whatever_status_comes_after_it`, async () => {
+    const page = await view.open_protection(with_policy({ actions: [action()] }));
+    await view.stop_polling();
+    view.status = status({ systems: [null] });
+    await page.click(`text=${button}`);
+    await view.until_text('vorProtectionMessage', success);
+    assert.equal(await view.text('syncStatus'), 'Unavailable');
+  });
+
+  for (const [name, reply] of [
+    ['a_success', { status: 200, json: { ok: true } }],
+    ['a_refusal', { status: 400, json: { ok: false, error: 'Not ready.' } }],
+  ]) {
+    test(`${name}_of_${path}_that_comes_late_says_nothing_in_a_dialog_that_was_opened_again`, async () => {
+      const actions = [action()];
+      const page = await view.open_protection(with_policy({ actions }));
+      await view.stop_polling();
+      view.reply = reply;
+      view.status = with_policy({ actions }, {});
+      const held = await view.hold(path);
+      await page.click(`text=${button}`);
+      await page.keyboard.press('Escape');
+      await page.click('text=Health & Alerts');
+      view.status.streamDeckCount = 7;
+      held.release();
+      await view.until_text('deckStatus', '7');
+      assert.equal(await view.text('vorProtectionMessage'), '');
+      view.complaints.length = 0; // the browser's own words about a refusal
+    });
+  }
+}
+
+test('without_a_live_status_nothing_is_sent_that_depends_on_it', async () => {
+  const actions = [action()];
+  const page = await view.open_protection(with_policy({ actions }));
+  await view.stop_polling();
+  await page.fill('#vorLossMs', '2500');
+  await view.show(status({ protection: undefined }));
+  for (const button of ['Disarm Automatic Failover', 'Save Protection Settings', 'Test Saved Action']) {
+    await page.evaluate("say_in_protection('')");
+    await page.click(`text=${button}`);
+    assert.equal(await view.text('vorProtectionMessage'), 'Protection status unavailable.');
+    assert.match((await view.read('vorProtectionMessage')).vorProtectionMessage.dot, /danger/);
+  }
+  assert.deepEqual(view.posts, []);
+  await view.show(with_policy({ actions }));
+  await page.click('text=Save Protection Settings');
+  await view.until_text('vorProtectionMessage', 'Protection settings saved.');
+  assert.equal(view.posts[0].body.lossMs, 2500);
+});
+
+test('a_policy_that_cannot_be_shown_opens_nothing', async () => {
+  const page = await view.open(bare());
+  await view.stop_polling();
+  await page.click('text=Health & Alerts');
+  assert.equal(await view.visible('vorProtectionBg'), false);
+  assert.equal(await page.evaluate('vorDraft'), null);
+  assert.equal(await view.text('syncStatus'), 'Unavailable');
+  await view.show(status());
+  await page.click('text=Health & Alerts');
+  assert.equal(await view.visible('vorProtectionBg'), true);
+});
 
 test('texts_that_look_like_markup_stay_text', async () => {
   const outputs = [output(hostile, { name: hostile }), output('out-1', { name: hostile })];

@@ -50,10 +50,22 @@ function show_in_order(list, elements) {
   }
 }
 
+// By id, and by how often it stood before.
+function keys_of(alerts) {
+  const counts = new Map();
+  return alerts.map(({ id }) => {
+    const count = counts.get(id) ?? 0;
+    counts.set(id, count + 1);
+    return `${id} ${count}`;
+  });
+}
+
 function render_alert_list({ alerts = [] }) {
   const list = by_id('vorAlertList');
-  const keyed = alerts.map((alert, index) => [alert.id ?? index, alert]);
-  shown_alerts = new Map(keyed.map(([key, alert]) => [key, alert_entry(alert, key)]));
+  const keys = keys_of(alerts);
+  shown_alerts = new Map(
+    alerts.map((alert, index) => [keys[index], alert_entry(alert, keys[index])]),
+  );
   if (alerts.length === 0) {
     set_text(
       list,

@@ -42,10 +42,17 @@ function render_protection_dialog(protection) {
 
 function open_protection() {
   if (!state?.protection) return;
-  vorDraft = structuredClone(state.protection.policy);
-  fill_protection_dialog();
+  try {
+    vorDraft = structuredClone(state.protection.policy);
+    fill_protection_dialog();
+    render_protection_dialog(state.protection);
+  } catch {
+    // A policy that can't be shown can't be edited either.
+    vorDraft = null;
+    show_service_unavailable();
+    return;
+  }
   say_in_protection('');
-  render_protection_dialog(state.protection);
   show_dialog(by_id('vorProtectionBg'));
 }
 

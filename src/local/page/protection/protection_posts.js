@@ -7,21 +7,34 @@ async function post_to_protection(path, body) {
   if (!succeeded || reply.ok === false) throw new Error(reply.error || 'Request failed.');
 }
 
+// Closed and opened again meanwhile, the dialog is about something else.
 async function report_post(path, body, success) {
+  const draft = vorDraft;
+  const say = (text, kind) => {
+    if (vorDraft === draft) say_in_protection(text, kind);
+  };
   try {
     await post_to_protection(path, body);
   } catch (error) {
-    say_in_protection(error.message, 'danger');
+    say(error.message, 'danger');
     return false;
   }
-  say_in_protection(success, 'good');
+  say(success, 'good');
   return true;
+}
+
+// What is live right now; without it nobody knows what to toggle or to keep.
+function live_protection() {
+  if (!state.protection) say_in_protection('Protection status unavailable.', 'danger');
+  return state.protection;
 }
 
 // Saving must not arm or disarm: that is what the button is for.
 async function save_protection() {
+  const live = live_protection();
+  if (!live) return;
   collect_draft();
-  vorDraft.armed = state.protection.armed;
+  vorDraft.armed = live.armed;
   const { audible } = vorDraft;
   const saved = await report_post('/api/protection', vorDraft, 'Protection settings saved.');
   if (saved && audible) enable_audio();
@@ -35,8 +48,10 @@ function operate(operation) {
 }
 
 async function test_action(index) {
+  const live = live_protection();
+  if (!live) return;
   collect_draft();
-  const saved = state.protection.policy.actions;
+  const saved = live.policy?.actions;
   if (JSON.stringify(vorDraft.actions) !== JSON.stringify(saved)) {
     say_in_protection('Save action edits before testing.', 'warntext');
     return;
@@ -44,9 +59,12 @@ async function test_action(index) {
   await report_post('/api/protection/test', { index }, 'Saved action queued for delivery.');
 }
 
-by_id('vorArmButton').addEventListener('click', () =>
-  operate(state.protection.armed ? 'disarm' : 'arm'),
-);
+function toggle_arming() {
+  const live = live_protection();
+  if (live) operate(live.armed ? 'disarm' : 'arm');
+}
+
+by_id('vorArmButton').addEventListener('click', toggle_arming);
 by_id('vorTakeBackup').addEventListener('click', () => operate('backup'));
 by_id('vorReturnMain').addEventListener('click', () => operate('main'));
 by_id('vorAcknowledge').addEventListener('click', () => operate('acknowledge'));
