@@ -9,11 +9,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path from_utf8(const std::string& text) {
+fs::path path_of(const std::string& text) {
     return {std::u8string(text.begin(), text.end())};
 }
 
-std::string to_utf8(const fs::path& path) {
+std::string text_of(const fs::path& path) {
     const std::u8string text = path.u8string();
     return {text.begin(), text.end()};
 }
@@ -32,7 +32,7 @@ bool succeeds(operation&& run) {
 
 std::string parent_folder(const std::string& path) {
     try {
-        return to_utf8(from_utf8(path).parent_path());
+        return text_of(path_of(path).parent_path());
     } catch (const std::exception&) {
         return {};
     }
@@ -40,7 +40,7 @@ std::string parent_folder(const std::string& path) {
 
 std::string current_folder() {
     try {
-        return to_utf8(fs::current_path());
+        return text_of(fs::current_path());
     } catch (const std::exception&) {
         return ".";
     }
@@ -49,7 +49,7 @@ std::string current_folder() {
 std::string path_inside(const std::string& folder, const std::string& name) {
     if (folder.empty()) return name;
     try {
-        return to_utf8((from_utf8(folder) / from_utf8(name)).make_preferred());
+        return text_of((path_of(folder) / path_of(name)).make_preferred());
     } catch (const std::exception&) {
         return folder + '/' + name;
     }
@@ -58,15 +58,15 @@ std::string path_inside(const std::string& folder, const std::string& name) {
 bool create_folders(const std::string& folder) {
     return succeeds([&] {
         std::error_code error;
-        fs::create_directories(from_utf8(folder), error);
-        return fs::is_directory(from_utf8(folder), error);
+        fs::create_directories(path_of(folder), error);
+        return fs::is_directory(path_of(folder), error);
     });
 }
 
 bool path_exists(const std::string& path) {
     return succeeds([&] {
         std::error_code error;
-        return fs::exists(from_utf8(path), error);
+        return fs::exists(path_of(path), error);
     });
 }
 
@@ -74,15 +74,15 @@ bool copy_file_over(const std::string& from, const std::string& to) {
     return succeeds([&] {
         // The MinGW library refuses to copy over a file that stands there.
         std::error_code error;
-        if (fs::is_regular_file(from_utf8(from), error)) fs::remove(from_utf8(to), error);
-        return fs::copy_file(from_utf8(from), from_utf8(to), error);
+        if (fs::is_regular_file(path_of(from), error)) fs::remove(path_of(to), error);
+        return fs::copy_file(path_of(from), path_of(to), error);
     });
 }
 
 void remove_file(const std::string& path) {
     succeeds([&] {
         std::error_code error;
-        return fs::remove(from_utf8(path), error);
+        return fs::remove(path_of(path), error);
     });
 }
 
