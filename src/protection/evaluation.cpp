@@ -5,8 +5,6 @@
 namespace elvantris::operator_control {
 namespace {
 
-using std::chrono::milliseconds;
-
 constexpr milliseconds at_once{0};
 constexpr milliseconds sustained_pressure{10'000};
 

@@ -6,8 +6,6 @@
 namespace elvantris::operator_control {
 namespace {
 
-using std::chrono::milliseconds;
-
 constexpr milliseconds sync_delay{2000};
 
 alert_severity severity_of(fault_mode mode) {

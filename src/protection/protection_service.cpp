@@ -101,31 +101,28 @@ void protection_service::run_cycle() {
         const std::lock_guard lock(lock_);
         return std::pair(protection_.stall_ms(), milliseconds(protection_.loss_ms()));
     }();
-    struct finished_poll {
-        bool answered = false;
-        steady_time end;
-    };
-    struct running_poll {
+    struct server_poll {
         system_record system;
-        std::future<finished_poll> result;
+        std::future<std::optional<steady_time>> running;
+        std::optional<steady_time> answered; // absent without a good answer
     };
-    std::vector<running_poll> polls;
+    std::vector<server_poll> polls;
     polls.reserve(2);
-    for (const std::optional<system_record>& system : {main, backup})
-        if (system && !system->address.empty())
-            polls.push_back(
-                {.system = *system,
-                 .result = std::async(std::launch::async, [this, copy = *system, stall = stall_ms] {
-                     const bool answered = poll_health(copy, stall, longest_poll);
-                     return finished_poll{.answered = answered, .end = steady_now()};
-                 })});
-    std::vector<finished_poll> results;
-    results.reserve(polls.size());
-    for (running_poll& poll : polls)
-        results.push_back(poll.result.get());
-    for (std::size_t i = 0; i < polls.size(); ++i)
-        if (running_ && results[i].answered && steady_now() - results[i].end > loss - nearly_lost)
-            poll_health(polls[i].system, stall_ms, longest_second_poll);
+    for (const std::optional<system_record>& system : {main, backup}) {
+        if (!system || system->address.empty()) continue;
+        auto poll = [this, copy = *system, stall = stall_ms]() -> std::optional<steady_time> {
+            if (!poll_health(copy, stall, longest_poll)) return std::nullopt;
+            return steady_now();
+        };
+        polls.push_back({.system = *system,
+                         .running = std::async(std::launch::async, std::move(poll)),
+                         .answered = {}});
+    }
+    for (server_poll& poll : polls)
+        poll.answered = poll.running.get();
+    for (const server_poll& poll : polls)
+        if (running_ && poll.answered && steady_now() - *poll.answered > loss - nearly_lost)
+            poll_health(poll.system, stall_ms, longest_second_poll);
 
     const std::lock_guard lock(lock_);
     protection_.evaluate_cycle(now_on_both_clocks());
