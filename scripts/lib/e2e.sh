@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # End to end: the real program and simulated servers in a network of namespaces. Needs root.
-#   scripts/lib/e2e.sh linux|windows [TEST-FILE...]
+#   scripts/lib/e2e.sh linux|windows [1/2|2/2|TEST-FILE...]
+# Without files all but the page, which is the same on both systems and has a run of its own; or
+# one half of that.
 # Prints what fails and the closing counts.
 # ELVANTRIS_PROGRAM and ELVANTRIS_BUILD name another program and another build with the simulator.
 set -euo pipefail
@@ -8,7 +10,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 source scripts/lib/namespaces.sh
 
 usage() {
-    echo "usage: scripts/lib/e2e.sh linux|windows [TEST-FILE...]" >&2
+    echo "usage: scripts/lib/e2e.sh linux|windows [1/2|2/2|TEST-FILE...]" >&2
     exit 2
 }
 
@@ -21,23 +23,26 @@ finish() {
 
 system=${1:-}
 [[ $system == linux || $system == windows ]] || usage
-files=("${@:2}")
-if ((${#files[@]} == 0)); then
-    # All but the page, which is the same on both systems and has a run of its own.
-    mapfile -t files < <(printf '%s\n' tests/e2e/*.test.mjs | grep -v /page_)
-fi
+mapfile -t files < <(printf '%s\n' tests/e2e/*.test.mjs | grep -v /page_)
+middle=$(((${#files[@]} + 1) / 2))
+case ${2:-} in
+    '') ;;
+    1/2) files=("${files[@]:0:middle}") ;;
+    2/2) files=("${files[@]:middle}") ;;
+    *) files=("${@:2}") ;;
+esac
 
 network=e2e-$$
 trap finish EXIT
 namespaces_up "$network"
 export ELVANTRIS_SYSTEM=$system ELVANTRIS_NETWORK=$network
 # All that has run so far, with its times.
-course=build/test/course-$network.txt
+progress=build/test/progress-$network.txt
 mkdir -p build/test
 # A test that never ends must not take the whole run along.
 suite=(timeout 900 node --test --test-concurrency=1 --test-reporter=./tests/e2e/support/failures.mjs
     --test-reporter-destination=stdout
-    --test-reporter=spec --test-reporter-destination="$course" "${files[@]}")
+    --test-reporter=spec --test-reporter-destination="$progress" "${files[@]}")
 if [[ $system == windows ]]; then
     # Prefixes are kept between runs: making one takes longer than many a test. Each run takes the
     # first that no other run is using.

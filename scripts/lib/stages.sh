@@ -162,13 +162,4 @@ build_packages() {
     scripts/package_linux
 }
 
-# One half of the end-to-end tests, 1 or 2. The page has a run of its own.
-e2e_half() {
-    local system=$1 half=$2 files middle
-    mapfile -t files < <(printf '%s\n' tests/e2e/*.test.mjs | grep -v /page_)
-    middle=$(((${#files[@]} + 1) / 2))
-    if ((half == 1)); then files=("${files[@]:0:middle}"); else files=("${files[@]:middle}"); fi
-    scripts/lib/e2e.sh "$system" "${files[@]}"
-}
-
 node_tests() { node --test --test-concurrency=1 "$@"; }
