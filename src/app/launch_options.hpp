@@ -22,7 +22,7 @@ std::string default_config_path();
 // old file stays where it is.
 void migrate_local_config(const std::string& path);
 
-// The log file beside the configuration file.
+// The log file beside the configuration file; in the current folder if that one has none.
 std::string log_path_for(const std::string& config_path);
 
 } // namespace elvantris::operator_control

@@ -210,7 +210,7 @@ void hid_streamdeck_adapter::scan() {
     const std::set<std::string> dead_paths = drop_dead_decks();
     std::set<std::string> seen_paths;
     {
-        // Shared only since that gives an empty list back too.
+        // A shared pointer, for a unique one would not give an empty list back.
         const std::shared_ptr<hid_device_info> devices(::hid_enumerate(vendor_id, 0),
                                                        ::hid_free_enumeration);
         for (const hid_device_info* entry = devices.get(); entry != nullptr; entry = entry->next)

@@ -1,7 +1,8 @@
 const api = 'http://127.0.0.1:5251';
 
 // An API that hangs must not leave an old picture looking like a live one. It answers one request
-// after the other, so a poll behind a save, also another page's, waits for as long as that takes.
+// after the other: a poll may have to wait for another page's save, which asks Main four times and
+// takes seven seconds at worst. Behind a post of our own it waits for longer still.
 const status_limit_ms = 10000;
 const status_limit_behind_post_ms = 30000;
 let posts_pending = 0;
