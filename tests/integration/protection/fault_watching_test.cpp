@@ -313,6 +313,28 @@ TEST_F(fault_watching, alerts_for_a_protected_output_of_backup_and_moves_nothing
     EXPECT_FALSE(held());
 }
 
+TEST_F(fault_watching, leaves_the_alert_of_an_output_that_a_new_policy_names_no_more) {
+    const auto protect = [&](const std::vector<output_rule>& rules) {
+        change_policy([&](protection_policy& policy) { policy.outputRules = rules; });
+    };
+    protect({rule_for("left", "", mode_alert)});
+    watch();
+    cycle_after(1000ms);
+    const std::set<std::string> alert{"warning Main: Protected output unavailable: left"};
+    ASSERT_EQ(standing(), alert);
+    const auto lines_before = log_lines();
+    protect({});
+    main_says->available_outputs = {{"left", true}};
+    for (int cycle = 0; cycle < 20; ++cycle)
+        cycle_after(250ms);
+    EXPECT_EQ(standing(), alert);
+    EXPECT_EQ(alerts().size(), 1U);
+    EXPECT_EQ(log_lines(), lines_before);
+    protect({rule_for("left", "", mode_alert)});
+    cycle_after(250ms);
+    EXPECT_TRUE(standing().empty()) << "named again, it ends like any other";
+}
+
 TEST_F(fault_watching, confirms_no_output_of_backup_that_an_ignored_rule_names_as_well) {
     change_policy([](protection_policy& policy) {
         policy.outputRules = {rule_for("left", "right", mode_failover),

@@ -135,6 +135,20 @@ TEST(both_exchanges, read_a_reply_that_arrives_in_pieces) {
     expect_both(get_call(peer.port()), 200, "in pieces");
 }
 
+TEST(both_exchanges, have_no_limit_as_a_whole_unless_one_is_named) {
+    scripted_peer peer([](peer_connection& connection) {
+        connection.read_request();
+        connection.send("HTTP/1.1 200 OK\r\n\r\n");
+        for (const char byte : std::string_view("8 pieces")) {
+            std::this_thread::sleep_for(60ms);
+            connection.send({&byte, 1});
+        }
+    });
+    http_call call = get_call(peer.port());
+    call.timeout = 300ms;
+    expect_both(call, 200, "8 pieces");
+}
+
 TEST(both_exchanges, follow_no_redirect) {
     scripted_peer peer(replies("HTTP/1.1 302 Found\r\nLocation: /other\r\n\r\n"));
     expect_both(get_call(peer.port()), 302, "");
