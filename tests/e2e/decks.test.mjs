@@ -1,6 +1,5 @@
 // The decks on the workstation: plugged in, painted, pressed, handed over to Backup, pulled.
 import assert from 'node:assert/strict';
-import os from 'node:os';
 import { after, afterEach, before, beforeEach, describe, test } from 'node:test';
 
 import { start_browser } from './support/browser.mjs';
@@ -26,7 +25,8 @@ import { call } from './support/http.mjs';
 import { Server } from './support/network.mjs';
 import { get_status, until_active, until_status } from './support/operator.mjs';
 import { Pair, paired_config, quick_policy } from './support/pair.mjs';
-import { Workstation } from './support/workstation.mjs';
+import { end_for_want_of_ports } from './support/ordinary_end.mjs';
+import { machine_name, Workstation } from './support/workstation.mjs';
 
 // Under Wine no deck can be plugged in.
 const with_decks = windows ? () => {} : describe;
@@ -286,7 +286,7 @@ with_decks('decks of a pair', () => {
   });
 
   const lines = (beginning) => pair.workstation.log_lines(`[streamdeck] ${beginning}`);
-  const session = `operator-control-${os.hostname().split('.')[0].slice(0, 15)}`;
+  const session = `operator-control-${machine_name()}`;
   const both = () => [pair.main, pair.backup];
 
   async function set_page(servers, serial, page) {
@@ -573,6 +573,39 @@ test('a_start_without_any_deck_tells_so_in_the_status', async () => {
   assert.deepEqual(workstation.log_lines('[streamdeck] unable'), []);
   await workstation.stop();
   await workstation.remove();
+});
+
+test('without_a_deck_a_server_is_offered_an_empty_list_asked_for_its_state_and_left', async () => {
+  const machine = machine_name();
+  const session = `operator-control-${machine}`;
+  const server = await Server.start('spare', 'SER-I');
+  const workstation = new Workstation();
+  workstation.write_config({ openBrowserOnStart: false });
+  if (!windows) plug_into(workstation, []);
+  const noted = (name) =>
+    until(`${name} is noted`, async () => {
+      const calls = await server.calls(name);
+      return calls.count > 0 && calls;
+    });
+  try {
+    // Refused, each question is the first one again.
+    await server.break_path('OperatorDeckState', { status: 500 });
+    await workstation.start();
+    assert.equal(
+      (await noted('OperatorDeckRegister')).lastBody,
+      JSON.stringify({ SessionId: session, MachineName: machine, Decks: [] }),
+    );
+    assert.equal(
+      (await noted('OperatorDeckState')).lastHead.split('\r\n')[0],
+      `GET /Home/OperatorDeckState?sessionId=${session}&since=0 HTTP/1.1`,
+    );
+    assert.deepEqual(await end_for_want_of_ports(workstation), { code: 0, signal: null });
+    const { count, lastBody } = await server.calls('OperatorDeckDetach');
+    assert.deepEqual([count, lastBody], [1, JSON.stringify({ SessionId: session })]);
+  } finally {
+    await workstation.remove();
+    await server.stop();
+  }
 });
 
 with_decks('the name of the workstation in a session', () => {

@@ -6,6 +6,7 @@ import path from 'node:path';
 import { afterEach, beforeEach, test } from 'node:test';
 
 import { until, windows } from './support/environment.mjs';
+import { occupy } from './support/http.mjs';
 import { get_status, post } from './support/operator.mjs';
 import { default_data_folder, seen_by_program, Workstation } from './support/workstation.mjs';
 
@@ -152,6 +153,28 @@ test('a_console_start_creates_no_log_file', async () => {
   assert.equal(fs.existsSync(workstation.log_file), false);
   if (!windows) assert.match(workstation.program.text.output, /^Elvantris Redundancy Control 0/);
 });
+
+if (!windows) {
+  test('on_a_console_trouble_is_told_as_errors_and_all_else_as_output', async () => {
+    const taken = await occupy(5291);
+    try {
+      const { text } = await workstation.start('--background', '--console');
+      await until('the first pass', () => text.output.includes('[status]'));
+      await post('/api/configure', { uiPort: 5291 });
+      await until('the port is refused', () => text.errors !== '');
+      assert.deepEqual(text, {
+        output: [
+          ...banner(workstation.config, workstation.log_file),
+          '[status] enabled=false active=none',
+          '',
+        ].join('\n'),
+        errors: '[shell] unable to bind requested UI port 5291; restoring 5270\n',
+      });
+    } finally {
+      await taken.release();
+    }
+  });
+}
 
 test('a_log_that_cannot_be_written_does_not_stop_the_start', async () => {
   fs.mkdirSync(workstation.log_file);

@@ -89,6 +89,29 @@ test('a_main_without_backup_is_taken_over_and_the_servers_are_asked_again', asyn
   await until_status('configured', ({ controllerConfigured }) => controllerConfigured);
 });
 
+test('a_pairing_among_five_thousand_systems_is_taken_over_and_the_passes_go_on', async () => {
+  const crowd = Array.from({ length: 5000 }, (_, i) => ({
+    ...held('spare', `SER-CROWD-${i}`, 'Independent'),
+    WorkstationName: `One of many, number ${i}`,
+  }));
+  const body = JSON.stringify({ Enabled: true, Systems: [held_main, ...crowd, held_backup] });
+  await main.break_path('GetOperatorControlConfiguration', { body });
+  const begun = Date.now();
+  await workstation.start();
+  const status = await until_status('taken over', (now) => now.controllerConfigured);
+  const took = Date.now() - begun;
+  assert.ok(took < 8000, `${took} ms`);
+  assert.equal(status.systems.length, 5002);
+  assert.deepEqual(
+    ['SER-A', 'SER-B', 'SER-CROWD-4999'].map((serial) => system_of(status, serial).role),
+    ['Main', 'Backup', 'Independent'],
+  );
+  await main.set({ forget: true });
+  await until('two more rounds', async () => (await main.report()).discoveryRequests >= 2, 8000);
+  await until_status('Main is active', ({ active }) => active === 'main');
+  assert.equal(workstation.saved_config().systems.length, 5002);
+});
+
 test('a_disabled_pairing_is_not_taken_over', async () => {
   await main.hold_pairing([held_main, held_backup], { enabled: false });
   await workstation.start();

@@ -5,8 +5,9 @@ import { afterEach, beforeEach, test } from 'node:test';
 
 import { until, windows } from './support/environment.mjs';
 import { answers, call, occupy } from './support/http.mjs';
-import { Server } from './support/network.mjs';
+import { hear_questions, Server } from './support/network.mjs';
 import { get_status, post, until_status } from './support/operator.mjs';
+import { end_for_want_of_ports } from './support/ordinary_end.mjs';
 import { seen_by_program, Workstation } from './support/workstation.mjs';
 
 let workstation;
@@ -88,13 +89,39 @@ test('a_second_start_opens_the_page_of_the_first_whatever_its_options', async ()
   assert.equal((await page()).status, 200);
 });
 
-test('a_second_start_ends_with_0_even_if_no_page_answers', async () => {
-  await workstation.start('--background');
+// A second start that looks for the page of the first where its own file says.
+function start_second_for_port(port) {
   const other = `${workstation.folder}/other.json`;
-  fs.writeFileSync(other, '{"uiPort":5999}');
-  const { code } = await workstation.run(['--config', seen_by_program(other)]);
+  fs.writeFileSync(other, JSON.stringify({ uiPort: port }));
+  return workstation.run(['--config', seen_by_program(other)]);
+}
+
+test('a_second_start_ends_with_0_after_two_and_a_half_seconds_if_no_page_answers', async () => {
+  await workstation.start('--background');
+  const begun = Date.now();
+  const { code } = await start_second_for_port(5999);
+  const took = Date.now() - begun;
   assert.equal(code, 0);
+  assert.ok(took > 2400 && took < 9000, `${took} ms`);
   assert.deepEqual(await workstation.until_opened(1), ['http://127.0.0.1:5999/']);
+});
+
+test('a_second_start_waits_for_a_page_and_opens_it_once_it_answers', async () => {
+  await workstation.start('--background');
+  const second = start_second_for_port(5999);
+  await new Promise((resolve) => setTimeout(resolve, 600));
+  assert.deepEqual(workstation.opened(), []);
+  const late_page = await occupy(5999);
+  try {
+    assert.equal((await second).code, 0);
+    const took = Date.now() - late_page.visits[0];
+    assert.equal(late_page.visits.length, 1);
+    // Of the two and a half seconds, about two were left.
+    assert.ok(took < 1700, `${took} ms`);
+    assert.deepEqual(await workstation.until_opened(1), ['http://127.0.0.1:5999/']);
+  } finally {
+    await late_page.release();
+  }
 });
 
 test('a_taken_api_port_ends_the_start_with_3', async () => {
@@ -159,6 +186,44 @@ test('the_ui_port_changes_while_the_program_runs_and_goes_back_from_a_taken_one'
   }
 });
 
+test('a_ui_port_that_cannot_be_gone_back_to_ends_the_program_in_order', async () => {
+  const server = await Server.start('main', 'SER-A');
+  try {
+    await workstation.start('--background');
+    await until_status('the server is ready', ({ systems }) => systems[0]?.uiReady);
+    assert.deepEqual(await end_for_want_of_ports(workstation), { code: 0, signal: null });
+    assert.deepEqual(workstation.log_lines('[shell]').slice(-2), [
+      '[shell] unable to bind requested UI port 5291; restoring 5270',
+      '[shell] unable to restore previous UI port; shutting down',
+    ]);
+    assert.equal(workstation.saved_config().uiPort, 5270);
+    assert.equal((await server.calls('OperatorDeckDetach')).count, 1);
+    await until('5251 is free', async () => !(await answers(5251)));
+  } finally {
+    await server.stop();
+  }
+});
+
+test('a_pass_begins_two_seconds_after_the_one_before_has_ended', async () => {
+  const server = await Server.start('main', 'SER-A');
+  const questions = await hear_questions();
+  try {
+    // Nothing but time-outs: the first pass takes two seconds itself.
+    await server.set({ faults: { '*': { hang: true } } });
+    await workstation.start('--background');
+    await until('the first pass saves', () => fs.existsSync(workstation.config));
+    const ended = fs.statSync(workstation.config).mtimeMs;
+    assert.ok(ended - questions.moments[0] > 1500, `${ended - questions.moments[0]} ms`);
+    const next = await until('the next pass', () =>
+      questions.moments.find((moment) => moment > ended),
+    );
+    assert.ok(next - ended > 1950 && next - ended < 6000, `${next - ended} ms`);
+  } finally {
+    questions.stop();
+    await server.stop();
+  }
+});
+
 const reachable_servers = [
   ['before_a_server_was_ever_heard', false],
   ['with_a_server', true],
@@ -187,6 +252,15 @@ if (!windows) {
       await workstation.start('--background');
     });
   }
+
+  test('the_end_of_the_program_saves_nothing', async () => {
+    const program = await workstation.start('--background');
+    await until('the first pass saves', () => fs.existsSync(workstation.config));
+    // The next pass is two seconds away.
+    workstation.write_config('left alone');
+    assert.deepEqual(await program.signal('SIGTERM'), { code: 0, signal: null });
+    assert.equal(fs.readFileSync(workstation.config, 'utf8'), 'left alone');
+  });
 
   test('sigint_during_a_pass_ends_with_0_when_the_pass_is_over', async () => {
     const server = await Server.start('main', 'SER-A');

@@ -1,5 +1,8 @@
 // The main job: Main fails, operation moves to Backup and stays until the operator returns.
 import assert from 'node:assert/strict';
+import dgram from 'node:dgram';
+import { once } from 'node:events';
+import net from 'node:net';
 import { after, before, beforeEach, test } from 'node:test';
 
 import { addresses, until } from './support/environment.mjs';
@@ -206,6 +209,26 @@ test('outbound_commands_arrive_in_order_over_tcp_and_udp', async () => {
   await until('the operator may return', async () => (await operate('main')).ok);
   await until('the return is told', async () => (await messages()).length === 4);
   assert.deepEqual((await messages())[3], ['TCP', 'back']);
+});
+
+test('outbound_commands_reach_an_ipv6_address_over_tcp_and_udp', async () => {
+  const received = [];
+  const take = (transport) => (bytes) => received.push(`${transport} ${bytes}`);
+  const listener = net.createServer((socket) => socket.on('data', take('TCP')));
+  const receiver = dgram.createSocket('udp6').on('message', take('UDP'));
+  const there = { host: '::1', port: 7001 };
+  try {
+    await once(listener.listen(there.port, there.host), 'listening');
+    await once(receiver.bind(there.port, there.host), 'listening');
+    const actions = [step('stream', there), step('datagram', { ...there, transport: 'UDP' })];
+    await pair.settle({ actions });
+    assert.equal((await operate('backup')).ok, true);
+    await until('both commands', () => received.length >= 2);
+    assert.deepEqual(received.sort(), ['TCP stream', 'UDP datagram']);
+  } finally {
+    listener.close();
+    receiver.close();
+  }
 });
 
 test('a_failing_step_ends_the_sequence_and_stands_as_an_alert_until_it_succeeds', async () => {

@@ -77,14 +77,16 @@ export async function exchange(port, ...pieces) {
   return connection.closed;
 }
 
-// Something else that holds a port of the loopback interface.
+// Something else that holds a port of the loopback interface, and notes when somebody comes.
 export function occupy(port) {
   return new Promise((resolve, reject) => {
-    const server = net.createServer((socket) => socket.destroy());
+    const held = { visits: [], release: () => new Promise((done) => server.close(done)) };
+    const server = net.createServer((socket) => {
+      held.visits.push(Date.now());
+      socket.destroy();
+    });
     server.once('error', reject);
-    server.listen(port, '127.0.0.1', () =>
-      resolve({ release: () => new Promise((done) => server.close(done)) }),
-    );
+    server.listen(port, '127.0.0.1', () => resolve(held));
   });
 }
 

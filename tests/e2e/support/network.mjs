@@ -1,5 +1,6 @@
 // The hosts around the workstation: simulated servers, an outside device, and their cables.
 import { execFileSync } from 'node:child_process';
+import dgram from 'node:dgram';
 import path from 'node:path';
 
 import { Child } from './children.mjs';
@@ -25,6 +26,20 @@ export const start_endless_replies = (host) => start_helper(host, 'endless_repli
 // Answers each question so many milliseconds later: { 350: 'SERIAL' }.
 export const start_timed_replies = (host, serials) =>
   start_helper(host, 'timed_replies.mjs', ...Object.entries(serials).flat());
+
+// The moments at which the program asks who is there. Its host hears its own broadcasts.
+export async function hear_questions() {
+  const moments = [];
+  const socket = dgram.createSocket('udp4');
+  socket.on('message', (message) => {
+    if (message.toString() === 'elvantris-server?') moments.push(Date.now());
+  });
+  await new Promise((resolve, reject) => {
+    socket.once('error', reject);
+    socket.bind(1255, resolve);
+  });
+  return { moments, stop: () => socket.close() };
+}
 
 // One media server on the host of that name.
 export class Server {

@@ -1,6 +1,7 @@
 // The workstation: a folder of its own for everything that the program reads and writes, and the
 // program itself, on Linux or under Wine.
 import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
@@ -15,6 +16,26 @@ export const seen_by_program = (name) => (windows ? `Z:${name.replaceAll('/', '\
 // Wine takes no folder of the user from outside; its own are in its prefix.
 export const default_data_folder = () =>
   path.join(process.env.WINEPREFIX, 'drive_c', 'users', os.userInfo().username, 'AppData', 'Local');
+
+// Through a file: Wine's desktop, which the first program starts, would hold a pipe open for ever.
+function output_of(command, ...words) {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'elvantris-e2e-'));
+  const file = path.join(folder, 'output');
+  const output = fs.openSync(file, 'w');
+  try {
+    execFileSync(command, words, { stdio: ['ignore', output, 'ignore'] });
+    return fs.readFileSync(file, 'utf8').trim();
+  } finally {
+    fs.closeSync(output);
+    fs.rmSync(folder, { recursive: true });
+  }
+}
+
+// As the system calls this computer.
+export const machine_name = () =>
+  windows
+    ? output_of('wine', 'cmd', '/c', 'echo %COMPUTERNAME%')
+    : os.hostname().split('.')[0].slice(0, 15);
 
 export class Workstation {
   constructor() {
