@@ -219,7 +219,7 @@ TEST(both_exchanges, give_status_0_for_an_answer_that_is_no_http) {
 TEST(http_exchange, parses_what_came_before_the_time_out) {
     scripted_peer peer(stalls_after("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"));
     http_call call = get_call(peer.port());
-    call.timeout = 50ms;
+    call.timeout = 500ms;
     const http_response response = http_exchange(call);
     EXPECT_EQ(response.status, 200);
     EXPECT_EQ(response.body, "half");
@@ -240,7 +240,7 @@ TEST(http_exchange_bounded, sees_that_a_timed_out_reply_is_cut_by_its_length_or_
 TEST(http_exchange_bounded, takes_a_complete_reply_from_a_server_that_keeps_the_connection) {
     scripted_peer peer(stalls_after(http_reply_text(200, "whole")));
     http_call call = get_call(peer.port());
-    call.timeout = 50ms;
+    call.timeout = 500ms;
     EXPECT_EQ(http_exchange_bounded(call, ample).body, "whole");
 }
 
@@ -322,7 +322,7 @@ TEST(http_exchange_bounded, takes_what_is_framed_though_its_deadline_cuts_the_co
         connection.send(http_reply_text(200, "hello"));
         connection.hang();
     });
-    EXPECT_EQ(http_exchange_bounded(get_call(peer.port()), ample, 200ms).body, "hello");
+    EXPECT_EQ(http_exchange_bounded(get_call(peer.port()), ample, 500ms).body, "hello");
 }
 
 TEST(http_exchange_bounded, does_not_ask_after_its_deadline) {
