@@ -42,7 +42,7 @@ mkdir -p build/test
 # A test that never ends must not take the whole run along.
 suite=(timeout 900 node --test --test-concurrency=1 --test-reporter=./tests/e2e/support/failures.mjs
     --test-reporter-destination=stdout
-    --test-reporter=spec --test-reporter-destination="$progress" "${files[@]}")
+    --test-reporter=tap --test-reporter-destination="$progress" "${files[@]}")
 if [[ $system == windows ]]; then
     # Prefixes are kept between runs: making one takes longer than many a test. Each run takes the
     # first that no other run is using.

@@ -1,5 +1,5 @@
 // Looks at the program's tray from the Windows side, for the tests. Each call prints one JSON
-// value.
+// value, or ends with 1 and says why.
 //   inspector window               the tray's hidden window
 //   inspector menu                 the open menus
 //   inspector titles               class and title of every visible window
@@ -74,6 +74,11 @@ LRESULT CALLBACK take_answer(HWND window, UINT message, WPARAM word, LPARAM data
     return TRUE;
 }
 
+int fail(const wchar_t* reason) {
+    print(reason);
+    return EXIT_FAILURE;
+}
+
 int print_menu() {
     WNDCLASSW description{};
     description.lpfnWndProc = take_answer;
@@ -82,8 +87,9 @@ int print_menu() {
     const HWND asker = ::CreateWindowW(description.lpszClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE,
                                        nullptr, nullptr, nullptr);
     const HMODULE library = ::LoadLibraryW(L"menu_reader.dll");
+    if (library == nullptr) return fail(L"the reader can't be loaded");
     const HWND window = tray_window();
-    if (library == nullptr || window == nullptr) return EXIT_FAILURE;
+    if (window == nullptr) return fail(L"no hidden window");
     void* const procedure = reinterpret_cast<void*>(::GetProcAddress(library, "read_menu_hook"));
     const HHOOK hook = ::SetWindowsHookExW(WH_GETMESSAGE, reinterpret_cast<HOOKPROC>(procedure),
                                            library, ::GetWindowThreadProcessId(window, nullptr));
@@ -94,7 +100,7 @@ int print_menu() {
     while (::GetMessageW(&message, nullptr, 0, 0) > 0 && message.message != WM_TIMER)
         ::DispatchMessageW(&message);
     ::UnhookWindowsHookEx(hook);
-    return message.message == WM_TIMER ? EXIT_FAILURE : EXIT_SUCCESS;
+    return message.message == WM_TIMER ? fail(L"the program doesn't answer") : EXIT_SUCCESS;
 }
 
 BOOL CALLBACK collect_title(HWND window, LPARAM collected) {

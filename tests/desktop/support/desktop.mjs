@@ -15,15 +15,15 @@ const run_key = 'HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Run';
 // Wine's path names follow the locale; the desktop's own programs must be found again.
 const surroundings = { ...process.env, LC_ALL: 'C.UTF-8' };
 
-// What a program has written by its end. Through a file: the desktop, which the first program
+// What a program has written by its end. Through files: the desktop, which the first program
 // starts, would hold a pipe open for ever.
 export async function run(command, ...words) {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'elvantris-desktop-'));
-  const file = path.join(folder, 'output');
-  const output = fs.openSync(file, 'w');
+  const files = ['output', 'errors'].map((name) => path.join(folder, name));
+  const streams = files.map((file) => fs.openSync(file, 'w'));
   const child = spawn(command, words, {
     env: surroundings,
-    stdio: ['ignore', output, 'ignore'],
+    stdio: ['ignore', ...streams],
     timeout: 30000,
   });
   try {
@@ -31,9 +31,10 @@ export async function run(command, ...words) {
       child.on('exit', resolve);
       child.on('error', reject);
     });
-    return { code, output: fs.readFileSync(file, 'utf8').replaceAll('\r', '') };
+    const [output, errors] = files.map((file) => fs.readFileSync(file, 'utf8').replaceAll('\r', ''));
+    return { code, output, errors };
   } finally {
-    fs.closeSync(output);
+    for (const stream of streams) fs.closeSync(stream);
     fs.rmSync(folder, { recursive: true });
   }
 }
@@ -42,10 +43,16 @@ export const wine = (...words) => run('wine', ...words);
 
 const inspector = path.join(build, 'desktop', 'inspector.exe');
 
+// An inspector that fails says why. One that ends without a word was never started: on a busy
+// machine Wine fails at that now and then.
 export async function inspect(...words) {
-  const { code, output } = await wine(inspector, ...words);
-  if (code !== 0) throw new Error(`inspector ${words.join(' ')} ended with ${code}`);
-  return JSON.parse(output);
+  for (let tries = 1; ; ++tries) {
+    const { code, output, errors } = await wine(inspector, ...words);
+    if (code === 0) return JSON.parse(output);
+    if (output || tries === 3) {
+      throw new Error(`inspector ${words.join(' ')} ended with ${code}: ${output}${errors}`);
+    }
+  }
 }
 
 // Does something while another program keeps the file from being moved or deleted, as a virus

@@ -118,6 +118,10 @@ export class Workstation {
         return (await answers(5251)) && (await answers_status());
       },
     );
+    // No test ends a program with another code than 0; who looks for a fault wants to know of it.
+    started.exited.then(({ code }) => {
+      if (code) console.error(`the program ended with ${code}: ${started.text.errors}`);
+    });
     return started;
   }
 
