@@ -1,6 +1,6 @@
 #include "systems/discovery.hpp"
 
-#include "json/number_text.hpp"
+#include "json/text_scanning.hpp"
 #include "os/clock.hpp"
 
 #include <algorithm>

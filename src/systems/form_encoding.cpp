@@ -1,6 +1,6 @@
 #include "systems/form_encoding.hpp"
 
-#include "json/number_text.hpp"
+#include "json/text_scanning.hpp"
 
 namespace elvantris::operator_control {
 

@@ -1,6 +1,6 @@
 #include "systems/http_response.hpp"
 
-#include "json/number_text.hpp"
+#include "json/text_scanning.hpp"
 
 #include <algorithm>
 #include <limits>

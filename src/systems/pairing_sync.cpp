@@ -2,7 +2,7 @@
 
 #include "json/escape.hpp"
 #include "json/field_scanner.hpp"
-#include "json/number_text.hpp"
+#include "json/text_scanning.hpp"
 #include "systems/form_encoding.hpp"
 #include "systems/server_http.hpp"
 #include "systems/server_polling.hpp"

@@ -1,4 +1,4 @@
-// Reading a number at the front of a text, as every text format here does it.
+// What every text format here is read with: white space, digits, numbers, words.
 //
 // Pure; never throws. The parsers are headers so that each caller's types stay its own.
 #pragma once

@@ -1,4 +1,4 @@
-#include "json/number_text.hpp"
+#include "json/text_scanning.hpp"
 
 #include <gtest/gtest.h>
 
