@@ -1,8 +1,8 @@
 #include "decks/deck_protocol.hpp"
 
 #include "decks/base64.hpp"
-#include "json/escape.hpp"
 #include "json/field_scanner.hpp"
+#include "json/object_writer.hpp"
 #include "systems/form_encoding.hpp"
 
 #include <optional>
@@ -11,25 +11,18 @@
 namespace elvantris::operator_control {
 namespace {
 
-// "name":"value"
-std::string text_field(std::string_view name, const std::string& value) {
-    return '"' + std::string(name) + "\":\"" + json_escape(value) + '"';
-}
-
-// "name":7
-std::string number_field(std::string_view name, std::int32_t value) {
-    return '"' + std::string(name) + "\":" + std::to_string(value);
-}
-
 std::string write_deck(const deck_info& deck) {
-    return '{' + text_field("Serial", deck.serial) + ',' + text_field("PID", deck.pid) + ',' +
-           text_field("DeviceName", deck.device_name) + ',' +
-           number_field("KeyCount", deck.key_count) + ',' +
-           text_field("DevicePath", deck.device_path) + ',' +
-           number_field("KeyWidth", deck.key_width) + ',' +
-           number_field("KeyHeight", deck.key_height) + ',' +
-           text_field("ImageFormat", deck.image_format) + ',' +
-           number_field("ImageRotation", deck.image_rotation) + '}';
+    return json_object()
+        .text("Serial", deck.serial)
+        .text("PID", deck.pid)
+        .text("DeviceName", deck.device_name)
+        .number("KeyCount", deck.key_count)
+        .text("DevicePath", deck.device_path)
+        .number("KeyWidth", deck.key_width)
+        .number("KeyHeight", deck.key_height)
+        .text("ImageFormat", deck.image_format)
+        .number("ImageRotation", deck.image_rotation)
+        .written();
 }
 
 // Both spellings of a key; PascalCase decides where both can be read.
@@ -124,29 +117,34 @@ deck_view read_view(std::string_view text, list_reader& lists) {
 
 std::string write_registration(const std::string& session_id, const std::string& machine_name,
                                const std::vector<deck_info>& decks) {
-    std::string body = '{' + text_field("SessionId", session_id) + ',' +
-                       text_field("MachineName", machine_name) + ",\"Decks\":[";
-    for (const deck_info& deck : decks) {
-        if (&deck != &decks.front()) body += ',';
-        body += write_deck(deck);
-    }
-    return body + "]}";
+    return json_object()
+        .text("SessionId", session_id)
+        .text("MachineName", machine_name)
+        .json("Decks", json_array(decks, write_deck))
+        .written();
 }
 
 std::string write_key_event(const std::string& session_id, const std::string& serial,
                             std::int32_t key, bool down) {
-    return '{' + text_field("SessionId", session_id) + ',' + text_field("Serial", serial) + ',' +
-           number_field("Index", key) + ",\"IsDown\":" + std::string(json_bool(down)) + '}';
+    return json_object()
+        .text("SessionId", session_id)
+        .text("Serial", serial)
+        .number("Index", key)
+        .flag("IsDown", down)
+        .written();
 }
 
 std::string write_page(const std::string& session_id, const std::string& serial,
                        std::int32_t page) {
-    return '{' + text_field("SessionId", session_id) + ',' + text_field("Serial", serial) + ',' +
-           number_field("Page", page) + '}';
+    return json_object()
+        .text("SessionId", session_id)
+        .text("Serial", serial)
+        .number("Page", page)
+        .written();
 }
 
 std::string write_detach(const std::string& session_id) {
-    return '{' + text_field("SessionId", session_id) + '}';
+    return json_object().text("SessionId", session_id).written();
 }
 
 std::string state_path(const std::string& session_id, std::int64_t since) {

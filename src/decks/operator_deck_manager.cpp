@@ -1,6 +1,6 @@
 #include "decks/operator_deck_manager.hpp"
 
-#include "json/escape.hpp"
+#include "json/object_writer.hpp"
 #include "os/process.hpp"
 #include "os/standard_streams.hpp"
 

@@ -10,9 +10,4 @@ namespace elvantris::operator_control {
 // else, UTF-8 included, is copied unchecked. Pure; never fails.
 std::string json_escape(std::string_view bytes);
 
-// The bare word.
-inline std::string_view json_bool(bool value) {
-    return value ? "true" : "false";
-}
-
 } // namespace elvantris::operator_control

@@ -1,7 +1,7 @@
 #include "local/api_routes.hpp"
 
-#include "json/escape.hpp"
 #include "json/field_scanner.hpp"
+#include "json/object_writer.hpp"
 #include "os/standard_streams.hpp"
 #include "systems/discovery.hpp"
 #include "systems/pairing_sync.hpp"
@@ -32,34 +32,25 @@ api_reply not_found() {
 // The outcome of an operator's act: `error` is empty where it worked.
 api_reply outcome(bool done, const std::string& error) {
     if (done) return {.body = R"({"ok":true,"error":""})"};
-    return bad_request(R"({"ok":false,"error":")" + json_escape(error) + "\"}");
-}
-
-// ,"name":true
-std::string bool_field(std::string_view name, bool value) {
-    return ",\"" + std::string(name) + "\":" + std::string(json_bool(value));
+    return bad_request(json_object().flag("ok", false).text("error", error).written());
 }
 
 std::string write_delivery(const delivery_result& delivery) {
-    return "{\"role\":\"" + std::string(role_word(delivery.role)) + '"' +
-           bool_field("attempted", delivery.attempted) + bool_field("sent", delivery.sent) +
-           ",\"error\":\"" + json_escape(delivery.error) + "\"}";
+    return json_object()
+        .text("role", role_word(delivery.role))
+        .flag("attempted", delivery.attempted)
+        .flag("sent", delivery.sent)
+        .text("error", delivery.error)
+        .written();
 }
 
 std::string write_deck(const deck_info& deck) {
-    return "{\"serial\":\"" + json_escape(deck.serial) + "\",\"name\":\"" +
-           json_escape(deck.device_name) + "\",\"productId\":\"" + json_escape(deck.pid) +
-           "\",\"keyCount\":" + std::to_string(deck.key_count) + '}';
-}
-
-// "streamDeckCount":1,"streamDecks":[...]
-std::string write_decks(const std::vector<deck_info>& decks) {
-    std::string text = "\"streamDeckCount\":" + std::to_string(decks.size()) + ",\"streamDecks\":[";
-    for (const deck_info& deck : decks) {
-        if (&deck != &decks.front()) text += ',';
-        text += write_deck(deck);
-    }
-    return text + ']';
+    return json_object()
+        .text("serial", deck.serial)
+        .text("name", deck.device_name)
+        .text("productId", deck.pid)
+        .number("keyCount", deck.key_count)
+        .written();
 }
 
 struct settings {
@@ -129,15 +120,16 @@ api_reply api_routes::diagnostics_page() {
 }
 
 api_reply api_routes::status() {
-    std::string body = registry_.to_json();
-    body.pop_back();
+    json_object body(registry_.to_json());
     const auto active = registry_.active_system();
-    body += ",\"active\":\"" + active_word(active) + "\",\"activeSerial\":\"" +
-            json_escape(active ? active->serial : std::string()) + "\"," +
-            write_decks(adapter_.list_decks()) +
-            ",\"protection\":" + protection_.protection_status_json() + ",\"configPath\":\"" +
-            json_escape(registry_.configuration_path()) + "\"}";
-    return {.body = std::move(body)};
+    const std::vector<deck_info> decks = adapter_.list_decks();
+    body.text("active", active_word(active))
+        .text("activeSerial", active ? active->serial : "")
+        .number("streamDeckCount", static_cast<std::int64_t>(decks.size()))
+        .json("streamDecks", json_array(decks, write_deck))
+        .json("protection", protection_.protection_status_json())
+        .text("configPath", registry_.configuration_path());
+    return {.body = body.written()};
 }
 
 api_reply api_routes::save_protection(const std::string& body) {
@@ -190,10 +182,13 @@ api_reply api_routes::configure(const std::string& body) {
     registry_.save();
 
     const std::uint16_t port_now = registry_.ui_port();
-    return {.body = "{\"ok\":true" + bool_field("serverUpdated", server_updated) +
-                    ",\"uiPort\":" + std::to_string(port_now) +
-                    bool_field("uiPortChanged", port_now != port_before) + ",\"message\":\"" +
-                    json_escape(message) + "\"}"};
+    return {.body = json_object()
+                        .flag("ok", true)
+                        .flag("serverUpdated", server_updated)
+                        .number("uiPort", port_now)
+                        .flag("uiPortChanged", port_now != port_before)
+                        .text("message", message)
+                        .written()};
 }
 
 api_reply api_routes::set_role(const std::string& body) {
@@ -228,17 +223,16 @@ api_reply api_routes::route_command(const std::string& body) {
     const fanout_result result = router_.route_streamdeck(function_id, target_serial, payload);
     const bool routed = std::ranges::any_of(result.deliveries, &delivery_result::sent);
 
-    std::string reply = "{\"ok\":true" + bool_field("routed", routed) +
-                        bool_field("targetFound", target.has_value()) +
-                        bool_field("mainOnline", target && target->online) +
-                        bool_field("shared", shared) +
-                        bool_field("backupOnline", backup && backup->online) +
-                        ",\"sequence\":" + std::to_string(result.sequence) + ",\"deliveries\":[";
-    for (const delivery_result& delivery : result.deliveries) {
-        if (&delivery != &result.deliveries.front()) reply += ',';
-        reply += write_delivery(delivery);
-    }
-    return {.body = reply + "]}"};
+    return {.body = json_object()
+                        .flag("ok", true)
+                        .flag("routed", routed)
+                        .flag("targetFound", target.has_value())
+                        .flag("mainOnline", target && target->online)
+                        .flag("shared", shared)
+                        .flag("backupOnline", backup && backup->online)
+                        .number("sequence", static_cast<std::int64_t>(result.sequence))
+                        .json("deliveries", json_array(result.deliveries, write_delivery))
+                        .written()};
 }
 
 } // namespace elvantris::operator_control

@@ -1,6 +1,6 @@
 #include "protection/alert_list.hpp"
 
-#include "json/escape.hpp"
+#include "json/object_writer.hpp"
 
 #include <algorithm>
 
@@ -22,13 +22,15 @@ std::string_view severity_word(alert_severity severity) {
 }
 
 std::string write_record(const alert_record& record) {
-    std::string out = "{\"id\":" + std::to_string(record.id) + ",\"message\":\"" +
-                      json_escape(record.message) + "\",\"severity\":\"";
-    out.append(severity_word(record.severity));
-    out += "\",\"started\":" + std::to_string(record.started) +
-           ",\"recovered\":" + std::to_string(record.recovered) + ",\"active\":";
-    out.append(json_bool(record.active)).append(",\"acknowledged\":");
-    return out.append(json_bool(record.acknowledged)) + '}';
+    return json_object()
+        .number("id", record.id)
+        .text("message", record.message)
+        .text("severity", severity_word(record.severity))
+        .number("started", record.started)
+        .number("recovered", record.recovered)
+        .flag("active", record.active)
+        .flag("acknowledged", record.acknowledged)
+        .written();
 }
 
 } // namespace
@@ -79,12 +81,7 @@ void alert_list::acknowledge_all() {
 }
 
 std::string alert_list::to_json() const {
-    std::string out = "[";
-    for (const alert_record& record : records_) {
-        if (&record != &records_.front()) out += ',';
-        out += write_record(record);
-    }
-    return out + ']';
+    return json_array(records_, write_record);
 }
 
 } // namespace elvantris::operator_control

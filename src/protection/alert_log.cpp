@@ -1,32 +1,31 @@
 #include "protection/alert_log.hpp"
 
-#include "json/escape.hpp"
+#include "json/object_writer.hpp"
 #include "os/files.hpp"
 
 namespace elvantris::operator_control {
 namespace {
 
-std::string line_start(std::int64_t time_ms, std::string_view event) {
-    return "{\"time\":" + std::to_string(time_ms) + ",\"event\":\"" + std::string(event) + '"';
-}
-
-std::string text_field(std::string_view name, std::string_view value) {
-    return ",\"" + std::string(name) + "\":\"" + json_escape(value) + '"';
+json_object line(std::int64_t time_ms, std::string_view event) {
+    return json_object().number("time", time_ms).text("event", event);
 }
 
 } // namespace
 
 void alert_log::fault(std::int64_t time_ms, std::string_view key, std::string_view message) const {
-    append_to_file(path_, line_start(time_ms, "fault") + text_field("key", key) +
-                              text_field("message", message) + "}\n");
+    append(line(time_ms, "fault").text("key", key).text("message", message));
 }
 
 void alert_log::recovered(std::int64_t time_ms, std::string_view key) const {
-    append_to_file(path_, line_start(time_ms, "recovered") + text_field("key", key) + "}\n");
+    append(line(time_ms, "recovered").text("key", key));
 }
 
 void alert_log::action(std::int64_t time_ms, std::string_view message) const {
-    append_to_file(path_, line_start(time_ms, "action") + text_field("message", message) + "}\n");
+    append(line(time_ms, "action").text("message", message));
+}
+
+void alert_log::append(const json_object& line) const {
+    append_to_file(path_, line.written() + '\n');
 }
 
 } // namespace elvantris::operator_control

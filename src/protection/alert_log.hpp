@@ -11,6 +11,8 @@
 
 namespace elvantris::operator_control {
 
+class json_object;
+
 class alert_log {
 public:
     explicit alert_log(std::string path) : path_(std::move(path)) {}
@@ -20,6 +22,8 @@ public:
     void action(std::int64_t time_ms, std::string_view message) const;
 
 private:
+    void append(const json_object& line) const;
+
     std::string path_;
 };
 

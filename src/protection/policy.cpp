@@ -1,7 +1,7 @@
 #include "protection/policy.hpp"
 
-#include "json/escape.hpp"
 #include "json/field_scanner.hpp"
+#include "json/object_writer.hpp"
 #include "protection/command_escapes.hpp"
 
 #include <algorithm>
@@ -43,31 +43,28 @@ outbound_action parse_action(std::string_view text) {
 }
 
 std::string write_rule(const output_rule& rule) {
-    return "{\"mainId\":\"" + json_escape(rule.mainId) + "\",\"backupId\":\"" +
-           json_escape(rule.backupId) + "\",\"mode\":" + std::to_string(rule.mode) + '}';
+    return json_object()
+        .text("mainId", rule.mainId)
+        .text("backupId", rule.backupId)
+        .number("mode", rule.mode)
+        .written();
 }
 
 // The event goes out as it stands: an enabled action has one of two words, a disabled one keeps
 // what was posted.
 std::string write_action(const outbound_action& action) {
-    std::string out =
-        "{\"name\":\"" + json_escape(action.name) + "\",\"event\":\"" + action.event +
-        "\",\"host\":\"" + json_escape(action.host) + "\",\"port\":" + std::to_string(action.port) +
-        ",\"transport\":\"" + (action.udp ? "UDP" : "TCP") + "\",\"payload\":\"" +
-        json_escape(action.payload) + "\",\"delayMs\":" + std::to_string(action.delayMs) +
-        ",\"timeoutMs\":" + std::to_string(action.timeoutMs) +
-        ",\"retries\":" + std::to_string(action.retries) + ",\"enabled\":";
-    return out.append(json_bool(action.enabled)) + '}';
-}
-
-template<typename element>
-std::string write_list(const std::vector<element>& elements, std::string (*write)(const element&)) {
-    std::string out = "[";
-    for (const element& each : elements) {
-        if (&each != &elements.front()) out += ',';
-        out += write(each);
-    }
-    return out + ']';
+    return json_object()
+        .text("name", action.name)
+        .json("event", '"' + action.event + '"')
+        .text("host", action.host)
+        .number("port", action.port)
+        .text("transport", action.udp ? "UDP" : "TCP")
+        .text("payload", action.payload)
+        .number("delayMs", action.delayMs)
+        .number("timeoutMs", action.timeoutMs)
+        .number("retries", action.retries)
+        .flag("enabled", action.enabled)
+        .written();
 }
 
 bool within(std::uint32_t value, std::uint32_t lowest, std::uint32_t highest) {
@@ -126,20 +123,23 @@ protection_policy parse_policy(std::string_view text) {
 }
 
 std::string write_policy(const protection_policy& policy) {
-    const auto number = [](std::string_view name, std::uint32_t value) {
-        return ",\"" + std::string(name) + "\":" + std::to_string(value);
-    };
-    std::string out = "{\"armed\":";
-    out.append(json_bool(policy.armed)).append(",\"audible\":").append(json_bool(policy.audible));
-    out += number("lossMs", policy.lossMs) + number("stallMs", policy.stallMs) +
-           number("outputMs", policy.outputMs) + number("startupMs", policy.startupMs) +
-           number("server", policy.server) + number("engine", policy.engine) +
-           number("responsive", policy.responsive) + number("frames", policy.frames) +
-           number("sync", policy.sync) + number("clock", policy.clock) +
-           number("resources", policy.resources);
-    out += ",\"outputRules\":" + write_list(policy.outputRules, write_rule);
-    out += ",\"actions\":" + write_list(policy.actions, write_action);
-    return out + '}';
+    return json_object()
+        .flag("armed", policy.armed)
+        .flag("audible", policy.audible)
+        .number("lossMs", policy.lossMs)
+        .number("stallMs", policy.stallMs)
+        .number("outputMs", policy.outputMs)
+        .number("startupMs", policy.startupMs)
+        .number("server", policy.server)
+        .number("engine", policy.engine)
+        .number("responsive", policy.responsive)
+        .number("frames", policy.frames)
+        .number("sync", policy.sync)
+        .number("clock", policy.clock)
+        .number("resources", policy.resources)
+        .json("outputRules", json_array(policy.outputRules, write_rule))
+        .json("actions", json_array(policy.actions, write_action))
+        .written();
 }
 
 bool validate_policy(const protection_policy& policy, std::string& error) {

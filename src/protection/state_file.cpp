@@ -1,7 +1,7 @@
 #include "protection/state_file.hpp"
 
-#include "json/escape.hpp"
 #include "json/field_scanner.hpp"
+#include "json/object_writer.hpp"
 #include "os/file_paths.hpp"
 #include "os/files.hpp"
 
@@ -16,13 +16,11 @@ constexpr std::size_t state_file_limit = 67'108'864;
 } // namespace
 
 std::string write_memory(const protection_memory& memory) {
-    std::string text = write_policy(memory.policy);
-    text.pop_back();
-    text += ",\"heldOnBackup\":";
-    text += json_bool(memory.heldOnBackup);
-    text += ",\"pairMain\":\"" + json_escape(memory.pairMain) + "\",\"pairBackup\":\"" +
-            json_escape(memory.pairBackup) + "\"}";
-    return text;
+    return json_object(write_policy(memory.policy))
+        .flag("heldOnBackup", memory.heldOnBackup)
+        .text("pairMain", memory.pairMain)
+        .text("pairBackup", memory.pairBackup)
+        .written();
 }
 
 bool read_memory(std::string_view text, protection_memory& memory, std::string& error) {

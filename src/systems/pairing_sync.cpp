@@ -1,7 +1,7 @@
 #include "systems/pairing_sync.hpp"
 
-#include "json/escape.hpp"
 #include "json/field_scanner.hpp"
+#include "json/object_writer.hpp"
 #include "json/text_scanning.hpp"
 #include "systems/form_encoding.hpp"
 #include "systems/server_http.hpp"
@@ -113,25 +113,22 @@ bool pairing_equivalent(const operator_control_config& a, const operator_control
 
 std::string build_operator_control_json(const operator_control_config& desired,
                                         std::int64_t revision) {
-    std::string out = "{\"Enabled\":";
-    out += json_bool(desired.enabled);
-    out += ",\"Systems\":[";
-    for (const operator_control_system& system : desired.systems) {
-        if (&system != &desired.systems.front()) out += ',';
-        out += "{\"Serial\":\"" + json_escape(system.serial) + "\",\"WorkstationName\":\"" +
-               json_escape(system.workstation_name) + "\",\"Address\":\"" +
-               json_escape(system.address) + "\",\"Role\":\"";
-        out += role_word(system.role);
-        out += "\",\"BackupForSerial\":\"" + json_escape(system.backup_for_serial) + "\"}";
-    }
-    out += "],\"SharedFunctionIds\":[";
-    bool first = true;
-    for (const std::int32_t id : desired.shared_function_ids) {
-        if (!first) out += ',';
-        first = false;
-        out += std::to_string(id);
-    }
-    return out + "],\"ReplicationRevision\":" + std::to_string(revision) + '}';
+    const auto write_system = [](const operator_control_system& system) {
+        return json_object()
+            .text("Serial", system.serial)
+            .text("WorkstationName", system.workstation_name)
+            .text("Address", system.address)
+            .text("Role", role_word(system.role))
+            .text("BackupForSerial", system.backup_for_serial)
+            .written();
+    };
+    const auto number = [](std::int32_t id) { return std::to_string(id); };
+    return json_object()
+        .flag("Enabled", desired.enabled)
+        .json("Systems", json_array(desired.systems, write_system))
+        .json("SharedFunctionIds", json_array(desired.shared_function_ids, number))
+        .number("ReplicationRevision", revision)
+        .written();
 }
 
 std::string splice_operator_control(std::string_view event_model_text,

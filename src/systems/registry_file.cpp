@@ -1,40 +1,32 @@
 #include "systems/registry_file.hpp"
 
-#include "json/escape.hpp"
 #include "json/field_scanner.hpp"
+#include "json/object_writer.hpp"
 
 #include <algorithm>
 
 namespace elvantris::operator_control {
 namespace {
 
-void append_text(std::string& out, std::string_view name, std::string_view value) {
-    out.append(",\"").append(name).append("\":\"").append(json_escape(value)).append("\"");
-}
-
-void append_bare(std::string& out, std::string_view name, std::string_view value) {
-    out.append(",\"").append(name).append("\":").append(value);
-}
-
 std::string write_system(const system_record& system) {
-    std::string out = "{\"serial\":\"" + json_escape(system.serial) + '"';
-    append_text(out, "workstation", system.workstation);
-    append_text(out, "address", system.address);
-    append_bare(out, "webPort", std::to_string(system.webPort));
-    append_bare(out, "controlPort", std::to_string(control_port));
-    append_text(out, "role", role_word(system.role));
-    append_text(out, "backupForSerial", system.backupForSerial);
-    append_bare(out, "online", json_bool(system.online));
-    append_bare(out, "uiReady", json_bool(system.uiReady));
-    append_bare(out, "replicationEnabled", json_bool(system.replicationEnabled));
-    append_text(out, "replicationRole", system.replicationRole);
-    append_bare(out, "replicationRevision", std::to_string(system.replicationRevision));
-    append_bare(out, "replicationAppliedRevision",
-                std::to_string(system.replicationAppliedRevision));
-    append_bare(out, "replicationPendingMedia", std::to_string(system.replicationPendingMedia));
-    append_text(out, "replicationEventTitle", system.replicationEventTitle);
-    append_text(out, "replicationLastError", system.replicationLastError);
-    return out + '}';
+    return json_object()
+        .text("serial", system.serial)
+        .text("workstation", system.workstation)
+        .text("address", system.address)
+        .number("webPort", system.webPort)
+        .number("controlPort", control_port)
+        .text("role", role_word(system.role))
+        .text("backupForSerial", system.backupForSerial)
+        .flag("online", system.online)
+        .flag("uiReady", system.uiReady)
+        .flag("replicationEnabled", system.replicationEnabled)
+        .text("replicationRole", system.replicationRole)
+        .number("replicationRevision", system.replicationRevision)
+        .number("replicationAppliedRevision", system.replicationAppliedRevision)
+        .number("replicationPendingMedia", system.replicationPendingMedia)
+        .text("replicationEventTitle", system.replicationEventTitle)
+        .text("replicationLastError", system.replicationLastError)
+        .written();
 }
 
 std::vector<system_record> read_systems(std::string_view text) {
@@ -75,29 +67,18 @@ std::set<std::int32_t> default_shared_function_ids() {
 }
 
 std::string write_registry_json(const registry_state& state) {
-    std::string out = "{\"enabled\":";
-    out += json_bool(state.enabled);
-    append_bare(out, "controllerConfigured", json_bool(state.controllerConfigured));
-    append_bare(out, "uiPort", std::to_string(state.uiPort));
-    append_bare(out, "runtimeUiPort", std::to_string(state.runtimeUiPort));
-    append_bare(out, "openBrowserOnStart", json_bool(state.openBrowserOnStart));
-    append_bare(out, "systems", "[");
-    for (const system_record& system : state.systems) {
-        if (&system != &state.systems.front()) out += ',';
-        out += write_system(system);
-    }
-    out += ']';
-    append_bare(out, "sharedFunctionIds", "[");
-    bool first = true;
-    for (const std::int32_t id : state.sharedFunctionIds) {
-        if (!first) out += ',';
-        first = false;
-        out += std::to_string(id);
-    }
-    out += ']';
-    append_bare(out, "policySynchronized", json_bool(state.policySynchronized));
-    append_text(out, "policySyncMessage", state.policySyncMessage);
-    return out + '}';
+    const auto number = [](std::int32_t id) { return std::to_string(id); };
+    return json_object()
+        .flag("enabled", state.enabled)
+        .flag("controllerConfigured", state.controllerConfigured)
+        .number("uiPort", state.uiPort)
+        .number("runtimeUiPort", state.runtimeUiPort)
+        .flag("openBrowserOnStart", state.openBrowserOnStart)
+        .json("systems", json_array(state.systems, write_system))
+        .json("sharedFunctionIds", json_array(state.sharedFunctionIds, number))
+        .flag("policySynchronized", state.policySynchronized)
+        .text("policySyncMessage", state.policySyncMessage)
+        .written();
 }
 
 void read_registry_json(std::string_view text, registry_state& state) {

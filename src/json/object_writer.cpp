@@ -1,0 +1,25 @@
+#include "json/object_writer.hpp"
+
+#include "json/escape.hpp"
+
+namespace elvantris::operator_control {
+
+json_object& json_object::text(std::string_view name, std::string_view value) {
+    return json(name, '"' + json_escape(value) + '"');
+}
+
+json_object& json_object::number(std::string_view name, std::int64_t value) {
+    return json(name, std::to_string(value));
+}
+
+json_object& json_object::flag(std::string_view name, bool value) {
+    return json(name, json_bool(value));
+}
+
+json_object& json_object::json(std::string_view name, std::string_view value) {
+    if (fields_.size() > 1) fields_ += ',';
+    fields_.append("\"").append(name).append("\":").append(value);
+    return *this;
+}
+
+} // namespace elvantris::operator_control
