@@ -2,6 +2,7 @@
 
 #include "json/field_scanner.hpp"
 #include "json/object_writer.hpp"
+#include "local/page.hpp"
 #include "os/standard_streams.hpp"
 #include "systems/discovery.hpp"
 #include "systems/pairing_sync.hpp"
@@ -107,16 +108,8 @@ api_reply api_routes::answer(const http_request& request) {
 }
 
 api_reply api_routes::diagnostics_page() {
-    const std::string port = std::to_string(registry_.ui_port());
     return {.content_type = "text/html; charset=utf-8",
-            .body = "<!doctype html><title>Elvantris Redundancy Control diagnostics</title>"
-                    "<body style='font-family:Arial;background:#20252b;color:#eee;padding:24px'>"
-                    "<h3>Elvantris Redundancy Control Diagnostics</h3>"
-                    "<p>The operating shell is <a style='color:#9cc8ff' href='http://127.0.0.1:" +
-                    port + "/'>http://127.0.0.1:" + port +
-                    "/</a>.</p><pre id=s>Loading...</pre>"
-                    "<script>setInterval(async()=>{try{s.textContent=JSON.stringify(await (await "
-                    "fetch('/api/status')).json(),null,2)}catch(e){}},1000)</script></body>"};
+            .body = build_diagnostics_page(registry_.ui_port())};
 }
 
 api_reply api_routes::status() {

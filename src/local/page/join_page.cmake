@@ -22,6 +22,15 @@ function(page_piece variable html css)
     set(${variable} "${document}" PARENT_SCOPE)
 endfunction()
 
+# page_line(VARIABLE FILE): the file in one line; what indents it is for its readers.
+function(page_line variable file)
+    page_text(text ${file})
+    string(REGEX REPLACE "\n *" "" text "${text}")
+    set(${variable} "${text}" PARENT_SCOPE)
+endfunction()
+
+page_line(DIAGNOSTICS_PAGE diagnostics.html)
+
 page_piece(SHELL_PIECE shell/page.html shell/page.css
     shell/state.js
     shell/elements.js

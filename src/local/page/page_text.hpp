@@ -1,4 +1,4 @@
-// The texts of the operator's page, from the sources beside this file.
+// The texts of the pages, from the sources beside this file.
 #pragma once
 
 #include <string_view>
@@ -12,5 +12,9 @@ extern const std::string_view shell_piece;
 extern const std::string_view protection_piece;
 
 inline constexpr std::string_view closing_text = "</body>\n</html>";
+
+// With `ui_port_place` wherever the port belongs.
+extern const std::string_view diagnostics_page;
+inline constexpr std::string_view ui_port_place = "{ui_port}";
 
 } // namespace elvantris::operator_control
