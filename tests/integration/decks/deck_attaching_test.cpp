@@ -121,6 +121,7 @@ TEST_F(deck_attaching, follows_what_comes_and_goes_on_the_bus) {
     // The second scan finds the same bus: only the collision is told again, at each scan.
     errors += collision;
     ASSERT_TRUE(eventually([&] { return log.error() == errors; })) << log.error();
+    wait_for_a_read("/dev/D");
     bus.hold("/dev/H", false);
     bus.plug({.path = "/dev/u2", .product_id = 0x0BAD});
     bus.pull("/dev/D");
@@ -133,6 +134,7 @@ TEST_F(deck_attaching, follows_what_comes_and_goes_on_the_bus) {
     EXPECT_EQ(log.error(), errors);
     EXPECT_EQ(serials(), (texts{"A", "H"}));
     EXPECT_FALSE(adapter->show_splash("D"));
+    wait_for_a_read("/dev/H");
     bus.pull("/dev/2A");
     bus.pull("/dev/H");
     plug("/dev/D", mk2_id);

@@ -40,6 +40,11 @@ protected:
         const std::size_t wanted = bus.scans() + count;
         ASSERT_TRUE(eventually([&] { return bus.scans() >= wanted; }));
     }
+    // A deck that is pulled before its first read since a scan has failed all of them.
+    void wait_for_a_read(const std::string& path) {
+        const std::size_t before = bus.reads(path);
+        ASSERT_TRUE(eventually([&] { return bus.reads(path) > before; }));
+    }
 
     // Writes down "A 3 down" for every key.
     void listen() {
