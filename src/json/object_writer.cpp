@@ -8,10 +8,6 @@ json_object& json_object::text(std::string_view name, std::string_view value) {
     return json(name, '"' + json_escape(value) + '"');
 }
 
-json_object& json_object::number(std::string_view name, std::int64_t value) {
-    return json(name, std::to_string(value));
-}
-
 json_object& json_object::flag(std::string_view name, bool value) {
     return json(name, json_bool(value));
 }

@@ -5,7 +5,7 @@
 // Threads: a writer belongs to its caller. Failure: none; names are written as they stand.
 #pragma once
 
-#include <cstdint>
+#include <concepts>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,8 +20,12 @@ public:
     explicit json_object(std::string object) : fields_(std::move(object)) { fields_.pop_back(); }
 
     json_object& text(std::string_view name, std::string_view value);
-    json_object& number(std::string_view name, std::int64_t value);
     json_object& flag(std::string_view name, bool value);
+
+    template<std::integral number_type>
+    json_object& number(std::string_view name, number_type value) {
+        return json(name, std::to_string(value));
+    }
 
     // `value` is JSON already.
     json_object& json(std::string_view name, std::string_view value);

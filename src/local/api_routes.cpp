@@ -118,7 +118,7 @@ api_reply api_routes::status() {
     const std::vector<deck_info> decks = adapter_.list_decks();
     body.text("active", active_word(active))
         .text("activeSerial", active ? active->serial : "")
-        .number("streamDeckCount", static_cast<std::int64_t>(decks.size()))
+        .number("streamDeckCount", decks.size())
         .json("streamDecks", json_array(decks, write_deck))
         .json("protection", protection_.protection_status_json())
         .text("configPath", registry_.configuration_path());
@@ -223,7 +223,7 @@ api_reply api_routes::route_command(const std::string& body) {
                         .flag("mainOnline", target && target->online)
                         .flag("shared", shared)
                         .flag("backupOnline", backup && backup->online)
-                        .number("sequence", static_cast<std::int64_t>(result.sequence))
+                        .number("sequence", result.sequence)
                         .json("deliveries", json_array(result.deliveries, write_delivery))
                         .written()};
 }

@@ -1,5 +1,6 @@
 #include "json/object_writer.hpp"
 
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
 #include <vector>
@@ -19,9 +20,11 @@ TEST(json_object, holds_its_fields_in_the_order_of_the_calls_without_white_space
 }
 
 TEST(json_object, holds_every_number_of_64_bits) {
-    using limits = std::numeric_limits<std::int64_t>;
-    EXPECT_EQ(json_object().number("n", limits::min()).number("x", limits::max()).written(),
-              R"({"n":-9223372036854775808,"x":9223372036854775807})");
+    EXPECT_EQ(json_object()
+                  .number("n", std::numeric_limits<std::int64_t>::min())
+                  .number("x", std::numeric_limits<std::uint64_t>::max())
+                  .written(),
+              R"({"n":-9223372036854775808,"x":18446744073709551615})");
 }
 
 TEST(json_object, goes_on_behind_the_fields_of_a_written_one) {
