@@ -28,13 +28,14 @@ void discovery_responder::run() {
     while (wait_for(socket_.get(), POLLIN, stop_) == wait_result::ready) {
         const std::optional<datagram> received = receive_datagram(socket_.get());
         if (!received || received->bytes != question) continue;
+        // Read first: who sees the request counted may change the switches for the next one.
+        const switches broken = state_.broken();
         state_.record_discovery_request();
-        answer(received->from);
+        answer(received->from, broken);
     }
 }
 
-void discovery_responder::answer(const sockaddr_in& asker) {
-    const switches broken = state_.broken();
+void discovery_responder::answer(const sockaddr_in& asker, const switches& broken) {
     if (broken.discovery_silent) return;
     const server_options& options = state_.options();
     const std::vector<std::string> replies = broken.discovery_replies.value_or(

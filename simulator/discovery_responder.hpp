@@ -20,7 +20,7 @@ public:
 
 private:
     void run();
-    void answer(const sockaddr_in& asker);
+    void answer(const sockaddr_in& asker, const switches& broken);
 
     server_state& state_;
     stop_signal& stop_;

@@ -34,14 +34,15 @@ flock "$turn"
 start='
     wineserver -k
     Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$WINEPREFIX/display" 2>/dev/null &
-    for ((tries = 0; tries < 100; ++tries)); do
+    for ((tries = 0; tries < 1200; ++tries)); do
         [[ -s $WINEPREFIX/display ]] && break
         sleep 0.05
     done
+    [[ -s $WINEPREFIX/display ]] || { echo "no screen came up" >&2; exit 1; }
     export DISPLAY=:$(<"$WINEPREFIX/display")
     (wineserver -p && wineboot) 2>/dev/null
     "$@"'
 : >"$WINEPREFIX/display"
-in_workstation bash -c "$start" - timeout 600 node --test --test-concurrency=1 \
+in_workstation bash -c "$start" - timeout 1800 node --test --test-concurrency=1 \
     --test-reporter=./tests/e2e/support/failures.mjs --test-reporter-destination=stdout \
     "${files[@]}" {turn}>&-

@@ -40,7 +40,7 @@ export ELVANTRIS_SYSTEM=$system ELVANTRIS_NETWORK=$network
 progress=build/test/progress-$network.txt
 mkdir -p build/test
 # A test that never ends must not take the whole run along.
-suite=(timeout 900 node --test --test-concurrency=1 --test-reporter=./tests/e2e/support/failures.mjs
+suite=(timeout 2700 node --test --test-concurrency=1 --test-reporter=./tests/e2e/support/failures.mjs
     --test-reporter-destination=stdout
     --test-reporter=tap --test-reporter-destination="$progress" "${files[@]}")
 if [[ $system == windows ]]; then

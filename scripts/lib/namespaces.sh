@@ -84,18 +84,17 @@ namespaces_processes() {
     done
 }
 
-# Asks first, and after two seconds no longer.
+# Asks first, and after five seconds no longer. Returns when all are gone.
 namespaces_end_processes() {
-    local tries pid
-    for pid in $(namespaces_processes "$@"); do
-        kill -TERM "$pid" 2>/dev/null || true # it may have just ended
-    done
-    for ((tries = 0; tries < 40; ++tries)); do
-        [[ -n $(namespaces_processes "$@") ]] || return 0
-        sleep 0.05
-    done
-    for pid in $(namespaces_processes "$@"); do
-        kill -KILL "$pid" 2>/dev/null || true
+    local signal tries pid
+    for signal in TERM KILL; do
+        for pid in $(namespaces_processes "$@"); do
+            kill "-$signal" "$pid" 2>/dev/null || true # it may have just ended
+        done
+        for ((tries = 0; tries < 100; ++tries)); do
+            [[ -n $(namespaces_processes "$@") ]] || return 0
+            sleep 0.05
+        done
     done
     return 0
 }

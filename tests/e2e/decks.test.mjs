@@ -16,6 +16,7 @@ import {
   scans,
   shows_all_of,
   tap,
+  until_control,
   until_painted,
   until_read,
   xl,
@@ -52,6 +53,11 @@ with_decks('decks without a server', () => {
   async function start_with(plugged, environment) {
     plug_into(workstation, plugged, environment);
     await workstation.start();
+  }
+  // The program loads the library, and with it the control of the decks, on a thread of its own.
+  async function start_with_control(plugged) {
+    await start_with(plugged);
+    await until_control();
   }
   const lines = (beginning) => workstation.log_lines(`[streamdeck] ${beginning}`);
   const until_lines = (beginning, count) =>
@@ -209,7 +215,7 @@ with_decks('decks without a server', () => {
   });
 
   test('a_splash_that_cannot_be_painted_is_told_and_the_deck_stays', async () => {
-    await start_with([{ ...xl, heldOpen: true }]);
+    await start_with_control([{ ...xl, heldOpen: true }]);
     await decks.tell('faults', { path: xl.path, failWrites: 1 });
     await decks.tell('faults', { path: xl.path, heldOpen: false });
     await until_lines('attached', 1);
@@ -276,6 +282,7 @@ with_decks('decks of a pair', () => {
     pair.workstation.write_state(quick_policy);
     plug_into(pair.workstation, all);
     await pair.workstation.start();
+    await until_control();
     await pair.settle();
   });
   after(() => pair?.stop());
@@ -521,7 +528,7 @@ with_decks('decks of a pair', () => {
     const without_it = told('registered 2 deck(s) with SER-A');
     await decks.tell('pull', { path: xl.path });
     await decks.tell('plug', xl);
-    await until('it is painted', () => shows_all_of(pair.main, xl), 15000);
+    await until('it is painted', () => shows_all_of(pair.main, xl));
     assert.equal(told('detached'), before_now.detached + 1);
     assert.equal(told('attached'), before_now.attached + 1);
     assert.ok(told('registered 2 deck(s) with SER-A') > without_it);
@@ -538,6 +545,8 @@ with_decks('decks of a pair', () => {
       const servers = both().map(({ address }) => address);
       await page.goto(`${decks.url}/?servers=${servers}`);
       await until('all keys are there', async () => (await page.locator('.keys img').count()) === 53);
+      // The way to the decks is slow in this moment; the release waits for the press all the same.
+      await page.route('**/press', (route) => setTimeout(() => route.continue(), 200));
       await page.getByLabel('Stream Deck Mini, key 2').click();
       for (const server of both()) {
         await until(`${server.serial} has the click`, async () =>

@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
 import { start_browser } from './support/browser.mjs';
-import { addresses, until } from './support/environment.mjs';
+import { addresses, patience_ms, until } from './support/environment.mjs';
 import { occupy } from './support/http.mjs';
 import { Device, Server } from './support/network.mjs';
 import { get_status, until_active, until_status } from './support/operator.mjs';
@@ -24,7 +24,7 @@ before(async () => {
   await workstation.start();
   browser = await start_browser();
   page = await browser.newPage({ viewport: { width: 1920, height: 1080 } });
-  page.setDefaultTimeout(10000);
+  page.setDefaultTimeout(patience_ms);
   complaints = watch_complaints(page);
   page.on('request', (request) => {
     if (request.isNavigationRequest() && request.frame() !== page.mainFrame()) frames.push(request.url());
@@ -84,7 +84,8 @@ test('the_servers_found_are_paired_and_main_is_framed', async () => {
 test('an_output_is_protected_and_an_action_configured_and_tested', async () => {
   await page.click('text=Health & Alerts');
   await page.fill('#vorStartupMs', '1000');
-  await page.fill('#vorLossMs', '600');
+  // A busy machine must not make a healthy server look lost.
+  await page.fill('#vorLossMs', '1500');
   await page.click('text=Add Output Rule');
   const rule = page.locator('.vor-rule');
   const outputs = await rule.getByLabel('Main output', { exact: true }).locator('option').evaluateAll((all) => all.map(({ value }) => value));
@@ -104,6 +105,7 @@ test('an_output_is_protected_and_an_action_configured_and_tested', async () => {
   await action.locator('text=Test Saved Action').click();
   await shows('vorProtectionMessage', 'Saved action queued for delivery.');
   await shows('vorLastAction', 'Test action: sequence sent; device execution unconfirmed.');
+  await until('the device has it', async () => (await device.received()).length > 0);
   assert.deepEqual((await device.received()).map(({ text }) => text), ['TAKE\r']);
   await page.click('#vorCloseFoot');
 });

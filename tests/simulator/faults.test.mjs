@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { Network, system } from './network.mjs';
+import { Network, system, until } from './network.mjs';
 
 const path = '/Home/GetOperatorControlIdentity';
 const good_body = '{"Serial":"SER-A","WorkstationName":"Stage"}';
@@ -16,9 +16,12 @@ beforeEach(() => network.switch('main', { reset: true, forget: true }));
 const fault = (fields) => network.switch('main', { faults: { [path]: fields } });
 
 test('a_good_answer_ends_with_its_connection_at_once', async () => {
-  const answer = await network.get('main', path);
-  assert.equal(answer.ended, 'end');
-  assert.ok(answer.tookMs < 200, `${answer.tookMs}`);
+  // A connection that is kept open lasts five seconds; on a busy machine an answer takes its time.
+  const answer = await until('an answer without a pause', async () => {
+    const once = await network.get('main', path);
+    assert.equal(once.ended, 'end');
+    return once.tookMs < 200 && once;
+  });
   assert.match(answer.head, /Content-Length: 44\r\n/);
   assert.equal(answer.body, good_body);
 });
@@ -28,7 +31,9 @@ test('a_hanging_path_takes_the_request_and_answers_nothing', async () => {
   const answer = await network.get('main', path, 300);
   assert.equal(answer.ended, 'timeout');
   assert.equal(answer.text, '');
-  assert.equal((await network.report('main')).calls[path].count, 1);
+  await until('the request was taken', async () => {
+    return (await network.report('main')).calls[path]?.count === 1;
+  });
   assert.equal((await network.get('main', '/Home/GetEventModel')).status, 200);
 });
 
@@ -138,6 +143,10 @@ test('odd_requests_are_refused_and_the_server_goes_on', async () => {
   for (const request of odd) {
     assert.match((await network.exchange('main', 5000, request)).text, /^HTTP\/1.1 400 /);
   }
-  assert.match((await network.exchange('main', 5000, 'x'.repeat(100_000))).text, /^HTTP\/1.1 400 /);
+  // The reset of the bytes that are left unread may overtake the answer.
+  await until('too long a head is refused', async () => {
+    const { text } = await network.exchange('main', 5000, 'x'.repeat(100_000));
+    return text.startsWith('HTTP/1.1 400 ');
+  });
   assert.equal((await network.get('main', path)).status, 200);
 });

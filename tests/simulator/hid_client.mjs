@@ -13,12 +13,17 @@ const build = path.join(root, process.env.ELVANTRIS_BUILD ?? 'build/linux');
 
 export const library_folder = path.join(build, 'virtual_decks');
 
+// Below the ports that the system hands out: none of those is taken again by a connection of
+// somebody else before the control opens it.
 function free_port() {
   return new Promise((resolve) => {
-    const server = net.createServer().listen(0, '127.0.0.1', () => {
-      const { port } = server.address();
-      server.close(() => resolve(port));
-    });
+    const attempt = () => {
+      const port = 20000 + Math.floor(Math.random() * 10000);
+      const server = net.createServer();
+      server.once('error', attempt);
+      server.listen(port, '127.0.0.1', () => server.close(() => resolve(port)));
+    };
+    attempt();
   });
 }
 

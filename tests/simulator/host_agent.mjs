@@ -3,8 +3,8 @@
 import dgram from 'node:dgram';
 import net from 'node:net';
 
-// Connects, writes, and collects until the other end closes or `limitMs` has passed.
-function exchange({ host, port, request, limitMs }) {
+// Connects, writes, and collects until the other end closes or `limitMs` has passed since.
+function exchange({ host, port, request, limitMs, connectMs, finish: say_end = false }) {
   return new Promise((resolve) => {
     const started = performance.now();
     const chunks = [];
@@ -20,8 +20,17 @@ function exchange({ host, port, request, limitMs }) {
         bytes: Buffer.concat(chunks).toString('base64'),
       });
     };
-    const timer = setTimeout(() => finish('timeout'), limitMs);
-    socket.on('connect', () => socket.write(Buffer.from(request, 'base64')));
+    const give_up_after = (ms) => setTimeout(() => finish('timeout'), ms);
+    let timer = give_up_after(connectMs);
+    socket.on('connect', () => {
+      const written = () => {
+        clearTimeout(timer);
+        timer = give_up_after(limitMs);
+      };
+      const bytes = Buffer.from(request, 'base64');
+      if (say_end) socket.end(bytes, written);
+      else socket.write(bytes, written);
+    });
     socket.on('data', (chunk) => {
       chunks.push(chunk);
       pieces.push({ atMs: performance.now() - started, size: chunk.length });

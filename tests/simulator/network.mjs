@@ -16,8 +16,11 @@ export const addresses = {
   device: '10.77.0.20',
 };
 
+// For a machine that is busy with other things as well. What comes sooner ends the wait at once.
+export const patience_ms = 60000;
+
 // Asks again until the answer satisfies, which it has to within `limitMs`.
-export async function until(what, ask, limitMs = 3000) {
+export async function until(what, ask, limitMs = patience_ms) {
   const end = Date.now() + limitMs;
   for (;;) {
     const answer = await ask();
@@ -105,17 +108,26 @@ export class Network {
     });
   }
 
-  async exchange(host, port, request, limitMs = 3000) {
+  // `limitMs` counts from the moment at which the request has been written; `connectMs` bounds
+  // what comes before.
+  async exchange(host, port, request, limitMs = patience_ms, options = {}) {
     const result = await this.ask('exchange', {
       host: addresses[host],
       port,
       request: Buffer.from(request).toString('base64'),
       limitMs,
+      connectMs: patience_ms,
+      ...options,
     });
     return { ...result, text: Buffer.from(result.bytes, 'base64').toString() };
   }
 
-  datagram(host, port, bytes, count = 0, limitMs = 3000) {
+  // Writes, says that this was all, and waits for the other end's goodbye.
+  send(host, port, bytes) {
+    return this.exchange(host, port, bytes, patience_ms, { finish: true });
+  }
+
+  datagram(host, port, bytes, count = 0, limitMs = patience_ms) {
     return this.ask('datagram', {
       host: addresses[host] ?? host,
       port,
@@ -125,10 +137,11 @@ export class Network {
     });
   }
 
-  async http(host, port, method, target, body = '', limitMs = 3000) {
+  async http(host, port, method, target, body = '', limitMs = patience_ms, options = {}) {
     const length = body ? `Content-Length: ${Buffer.byteLength(body)}\r\n` : '';
     const head = `${method} ${target} HTTP/1.1\r\nHost: ${host}\r\nConnection: close\r\n`;
-    const answer = await this.exchange(host, port, `${head}${length}\r\n${body}`, limitMs);
+    const request = `${head}${length}\r\n${body}`;
+    const answer = await this.exchange(host, port, request, limitMs, options);
     const end = answer.text.indexOf('\r\n\r\n');
     const status = Number(answer.text.split(' ', 2)[1] ?? 0);
     return {
@@ -145,8 +158,8 @@ export class Network {
     return { status: answer.status, ...JSON.parse(answer.body) };
   }
 
-  get(host, target, limitMs) {
-    return this.http(host, 5000, 'GET', target, '', limitMs);
+  get(host, target, limitMs, options) {
+    return this.http(host, 5000, 'GET', target, '', limitMs, options);
   }
 
   async read(host, target) {

@@ -23,7 +23,7 @@ const received = (count) =>
 
 test('a_connection_is_one_message_with_the_time_of_its_first_bytes', async () => {
   const before_sending = Date.now();
-  await network.exchange('device', 7000, Buffer.from([0x41, 0x00, 0xff]), 100);
+  await network.send('device', 7000, Buffer.from([0x41, 0x00, 0xff]));
   const [message] = await received(1);
   assert.deepEqual(
     [message.transport, message.bytesBase64, message.size],
@@ -42,7 +42,7 @@ test('a_datagram_is_one_message', async () => {
 
 test('a_message_longer_than_one_read_is_kept_whole', async () => {
   const long = 'x'.repeat(200_000);
-  await network.exchange('device', 7000, long, 300);
+  await network.send('device', 7000, long);
   const [message] = await received(1);
   assert.equal(message.size, long.length);
 });
@@ -55,9 +55,9 @@ test('clearing_forgets_the_messages', async () => {
 
 test('a_refusing_device_has_no_listener_and_opens_again', async () => {
   assert.equal((await control('POST', '/mode', { mode: 'refuse' })).mode, 'refuse');
-  assert.equal((await network.exchange('device', 7000, 'x', 500)).ended, 'ECONNREFUSED');
+  assert.equal((await network.exchange('device', 7000, 'x')).ended, 'ECONNREFUSED');
   await control('POST', '/mode', { mode: 'accept' });
-  await network.exchange('device', 7000, 'y', 100);
+  await network.send('device', 7000, 'y');
   assert.equal((await received(1))[0].text, 'y');
 });
 
@@ -65,7 +65,7 @@ test('a_device_that_never_reads_takes_the_connection_and_keeps_nothing', async (
   await control('POST', '/mode', { mode: 'neverRead' });
   assert.equal((await network.exchange('device', 7000, 'x', 100)).ended, 'timeout');
   await control('POST', '/mode', { mode: 'accept' });
-  await network.exchange('device', 7000, 'y', 100);
+  await network.send('device', 7000, 'y');
   assert.deepEqual((await received(1)).map((each) => each.text), ['y']);
 });
 

@@ -4,6 +4,7 @@ import path from 'node:path';
 
 import { DeckControl, difference, library_folder, read_bmp } from '../../simulator/hid_client.mjs';
 import { until } from './environment.mjs';
+import { answers } from './http.mjs';
 
 const port = 5998;
 
@@ -27,12 +28,15 @@ export function plug_into(workstation, plugged, environment = {}) {
 export const read_journal = (workstation) =>
   JSON.parse(fs.readFileSync(workstation.journal, 'utf8'));
 
+// The program has loaded the library that answers here.
+export const until_control = () => until('the bus answers', () => answers(port));
+
 // At least so many more scans of the bus have gone by from begin to end.
 export async function scans(count) {
+  await until_control();
   const seen = async () => (await decks.get('state')).calls.hid_free_enumeration ?? 0;
-  // The program may be about to load the library that answers here.
-  const before = await until('the bus answers', () => seen().then((n) => [n], () => null));
-  await until(`${count} scans`, async () => (await seen()) >= before[0] + count);
+  const before = await seen();
+  await until(`${count} scans`, async () => (await seen()) >= before + count);
 }
 
 // The device has sent all that was queued.

@@ -2,7 +2,9 @@
 import http from 'node:http';
 import net from 'node:net';
 
-export function call(host, port, method, path, body, limitMs = 10000) {
+import { patience_ms } from '../../simulator/network.mjs';
+
+export function call(host, port, method, path, body, limitMs = patience_ms) {
   return new Promise((resolve, reject) => {
     const request = http.request(
       { host, port, method, path, agent: false, headers: { Connection: 'close' } },

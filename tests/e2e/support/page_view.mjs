@@ -3,6 +3,7 @@
 import assert from 'node:assert/strict';
 
 import { start_browser } from './browser.mjs';
+import { patience_ms } from './environment.mjs';
 import { status } from './page_status.mjs';
 import { Workstation } from './workstation.mjs';
 
@@ -53,7 +54,7 @@ export class PageView {
 
   async new_page() {
     const page = await this.browser.newPage();
-    page.setDefaultTimeout(8000);
+    page.setDefaultTimeout(patience_ms);
     this.complaints = watch_complaints(page);
     this.hosts = new Set();
     return page;
