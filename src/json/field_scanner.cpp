@@ -305,4 +305,9 @@ bool find_json_value_span(std::string_view text, std::string_view key, std::size
     return true;
 }
 
+bool json_object_is_cut(std::string_view text) {
+    const std::size_t start = text.find_first_not_of(white_space);
+    return start != npos && text[start] == '{' && find_closing(text, start, '{', '}') == npos;
+}
+
 } // namespace elvantris::operator_control

@@ -75,4 +75,8 @@ std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view
 bool find_json_value_span(std::string_view text, std::string_view key, std::size_t& start_out,
                           std::size_t& end_out);
 
+// Whether the text begins an object, white space ahead allowed, that never closes: its end is
+// missing. False for any text that begins otherwise.
+bool json_object_is_cut(std::string_view text);
+
 } // namespace elvantris::operator_control

@@ -38,7 +38,7 @@ std::string build_operator_control_json(const operator_control_config& desired,
                                         std::int64_t revision);
 
 // The event model with the object in the place of the old one, or added at its end. Empty when
-// there is no place for it. Pure.
+// there is no place for it, and for a model whose end is missing. Pure.
 std::string splice_operator_control(std::string_view event_model_text,
                                     std::string_view object_text);
 

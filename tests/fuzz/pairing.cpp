@@ -1,4 +1,5 @@
 #include "fuzz_input.hpp"
+#include "json/field_scanner.hpp"
 #include "key_words.hpp"
 #include "systems/pairing_sync.hpp"
 #include "systems/server_replies.hpp"
@@ -17,5 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         require(pairing_equivalent(parse_operator_control_config(object), config));
     const std::string spliced = splice_operator_control(text, object);
     require(spliced.empty() || spliced.find(object) != std::string::npos);
+
+    // No show goes back without its end.
+    require(!json_object_is_cut(text) || spliced.empty());
     return 0;
 }

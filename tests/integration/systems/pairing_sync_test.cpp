@@ -172,6 +172,33 @@ TEST(sync_main_pairing, stops_at_an_event_model_without_a_place_for_the_object) 
     }
 }
 
+TEST(sync_main_pairing, never_sends_back_a_show_whose_end_did_not_arrive) {
+    const std::string show = R"({"Title":"A","Cues":[{"Id":1},{"Id":2}],"Media":{}})";
+    const std::string headers = "HTTP/1.1 200 OK\r\n\r\n";
+    const std::string torn = headers + show.substr(0, show.find("{\"Id\":2}") + 9);
+    const std::string too_large =
+        headers + R"({"a":{},"b":")" + std::string(33'554'432, 'x') + "\"}";
+    struct torn_case {
+        const char* what;
+        std::string bytes;
+        bool stalls;
+    };
+    for (const torn_case& each : {torn_case{"stalls", torn, true}, torn_case{"closes", torn, false},
+                                  torn_case{"is larger than what is read", too_large, false}}) {
+        scripted_peer main([&](peer_connection& connection) {
+            connection.read_request();
+            connection.send(connection.index() == 0 ? config_differs : each.bytes);
+            if (connection.index() != 0 && each.stalls) connection.hang();
+        });
+        std::string message;
+        EXPECT_FALSE(sync_main_pairing("127.0.0.1", main.port(), desired_pairing(), message,
+                                       each.stalls ? 300ms : ample))
+            << each.what;
+        EXPECT_EQ(message, no_place) << each.what;
+        EXPECT_EQ(main.connections(), 2U) << each.what;
+    }
+}
+
 TEST(sync_main_pairing, takes_four_letters_of_the_error_word_for_an_event_model) {
     const run result =
         run_against({config_differs, http_reply_text(200, "ERRO{}"), accepted, config_as_desired});

@@ -134,15 +134,40 @@ TEST(splice_operator_control, adds_the_object_ahead_of_the_last_brace) {
 }
 
 TEST(splice_operator_control, looks_for_another_place_if_the_old_value_does_not_end) {
-    EXPECT_EQ(splice_operator_control(R"({"a":{},"OperatorControl":{"b":1)", "NEW"),
-              R"({"a":{"OperatorControl":NEW},"OperatorControl":{"b":1)");
-    EXPECT_EQ(splice_operator_control(R"({"operatorControl":1,"OperatorControl":{)", "NEW"),
-              R"({"operatorControl":NEW,"OperatorControl":{)");
+    EXPECT_EQ(splice_operator_control(R"(,{"a":{},"OperatorControl":{"b":1)", "NEW"),
+              R"(,{"a":{"OperatorControl":NEW},"OperatorControl":{"b":1)");
+    EXPECT_EQ(splice_operator_control(R"(,{"operatorControl":1,"OperatorControl":{)", "NEW"),
+              R"(,{"operatorControl":NEW,"OperatorControl":{)");
+}
+
+// A show as a server hands it out: both kinds of nesting, braces and quotes inside strings, and
+// the object in the middle.
+constexpr std::string_view recorded_model =
+    " \r\n{\"Title\":\"Gala {\\\"1\\\"} \\\\\",\"Cues\":[{\"Id\":1,\"Note\":\"}\"},{\"Id\":2}],"
+    "\"OperatorControl\":{\"Enabled\":true,\"Systems\":[{\"Serial\":\"A\"}]},"
+    "\"ReplicationRevision\":7,\"Media\":{\"Path\":\"C:\\\\show\\\\\",\"Nested\":{}}}\r\n \t";
+
+TEST(splice_operator_control, takes_a_show_whole_or_not_at_all) {
+    const std::size_t whole = recorded_model.rfind('}') + 1;
+    for (std::size_t cut = 0; cut <= recorded_model.size(); ++cut)
+        EXPECT_EQ(splice_operator_control(recorded_model.substr(0, cut), "NEW").empty(),
+                  cut < whole)
+            << cut;
+}
+
+TEST(splice_operator_control, takes_a_show_without_the_object_whole_or_not_at_all) {
+    const std::string_view model = R"({"Title":"}","Cues":[{"Id":1},{"Id":2}],"Media":{"a":{}}} )";
+    for (std::size_t cut = 0; cut <= model.size(); ++cut)
+        EXPECT_EQ(splice_operator_control(model.substr(0, cut), "NEW").empty(),
+                  cut < model.size() - 1)
+            << cut;
 }
 
 TEST(splice_operator_control, is_empty_when_there_is_no_place) {
     for (const std::string_view model :
-         {"", " ", "ERRO", "[1]", "{\"a\":1", "{\"OperatorControl\":1"})
+         {"", " ", "ERRO", "[1]", "{\"a\":1", "{\"OperatorControl\":1", R"({"a":{},"b":")",
+          R"({"a":{},"OperatorControl":{"b":1)", R"({"operatorControl":1,"OperatorControl":{)",
+          " \t\v\f\r\n{\"a\":{}"})
         EXPECT_EQ(splice_operator_control(model, "NEW"), "") << model;
 }
 
