@@ -1,6 +1,7 @@
 #include "protection/pair_protection.hpp"
 
 #include "json/object_writer.hpp"
+#include "json/well_formed.hpp"
 
 namespace elvantris::operator_control {
 namespace {
@@ -14,8 +15,9 @@ std::string write_system(const std::string& serial, const server_health& health,
         .flag("engineResponsive", health.engineResponsive)
         .flag("telemetryAvailable", health.telemetryAvailable)
         .flag("frameStalled", health.frameStalled)
-        // A server that was never heard has no text yet, and the status stays JSON all the same.
-        .json("outputs", health.outputs.empty() ? "[]" : health.outputs)
+        // A server that was never heard has no text yet, and one that talks nonsense has only
+        // balanced brackets: the status stays JSON all the same.
+        .json("outputs", json_is_value(health.outputs) ? health.outputs : "[]")
         .written();
 }
 

@@ -40,6 +40,23 @@ TEST_F(protection_status, shows_every_server_ever_polled_by_serial) {
         << text;
 }
 
+TEST_F(protection_status, shows_outputs_as_they_came_and_none_where_they_are_no_json) {
+    for (const std::string outputs : {R"([ {"id":"a", "available":true} ])", "[]", "[1,[2]]"}) {
+        server_health health = healthy_server();
+        health.outputs = outputs;
+        hear("M1", health);
+        EXPECT_NE(system_of(status(), "M1").find(R"("outputs":)" + outputs + '}'),
+                  std::string::npos)
+            << outputs;
+    }
+    for (const std::string outputs : {R"([{"id":"a"])", "[}]", "[1,]", "[\"\x01\"]"}) {
+        server_health health = healthy_server();
+        health.outputs = outputs;
+        hear("M1", health);
+        EXPECT_NE(status().find(R"("outputs":[]})"), std::string::npos) << outputs;
+    }
+}
+
 TEST_F(protection_status, keeps_the_last_flags_of_a_server_that_fell_silent) {
     hear("M1", healthy_server());
     now.steady += 3s;
