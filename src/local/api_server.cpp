@@ -6,14 +6,16 @@
 namespace elvantris::operator_control {
 namespace {
 
-constexpr int api_backlog = 16;
+// The status and the operator's acts come here, so it leaves fewer descriptors over than the page.
+constexpr loopback_limits api_limits{.backlog = 16, .connections = 64, .spare_descriptors = 32};
 
 } // namespace
 
 api_server::api_server(controller_registry& registry, command_router& router,
                        streamdeck_adapter& adapter, protection_service& protection)
     : routes_(registry, router, adapter, protection),
-      server_(api_backlog, [this](const socket_handle& connection) { serve(connection); }) {}
+      server_(api_limits,
+              [this](const loopback_connection& connection) { serve(connection.socket); }) {}
 
 void api_server::serve(const socket_handle& connection) {
     http_request request;

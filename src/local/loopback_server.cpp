@@ -1,11 +1,12 @@
 #include "local/loopback_server.hpp"
 
+#include "os/process.hpp"
 #include "os/standard_streams.hpp"
 
 #include <exception>
-#include <string>
-#include <system_error>
+#include <optional>
 #include <utility>
+#include <vector>
 
 namespace elvantris::operator_control {
 namespace {
@@ -16,8 +17,8 @@ constexpr milliseconds pause_after_failure{20};
 
 } // namespace
 
-loopback_server::loopback_server(int backlog, connection_handler handler)
-    : backlog_(backlog), handler_(std::move(handler)) {}
+loopback_server::loopback_server(const loopback_limits& limits, connection_handler handler)
+    : limits_(limits), handler_(std::move(handler)), seats_(std::make_shared<char>()) {}
 
 loopback_server::~loopback_server() {
     stop();
@@ -25,16 +26,16 @@ loopback_server::~loopback_server() {
 
 bool loopback_server::start(std::uint16_t port) {
     if (running_) return true;
-    listen_socket_ = listen_on_loopback(port, backlog_);
+    listen_socket_ = listen_on_loopback(port, limits_.backlog);
     if (!listen_socket_.valid()) return false;
     port_ = bound_port(listen_socket_);
     running_ = true;
     try {
         accept_thread_ = std::thread([this] { accept_connections(); });
-    } catch (const std::system_error&) {
+    } catch (...) {
         running_ = false;
         listen_socket_.close();
-        return false;
+        throw;
     }
     return true;
 }
@@ -46,26 +47,67 @@ void loopback_server::stop() {
     listen_socket_.close();
 }
 
-void loopback_server::accept_connections() {
-    while (true) {
-        const bool somebody_waits = wait_readable(listen_socket_, stop_check_while_idle);
-        if (!running_) return;
-        if (!somebody_waits) continue;
-        socket_handle connection = accept_connection(listen_socket_);
-        if (connection.valid())
-            handle(std::move(connection));
-        else
-            // Out of handles, most likely: trying again at full speed would only make it worse.
+void loopback_server::accept_connections() noexcept {
+    while (running_) {
+        try {
+            serve_next();
+        } catch (...) {
+            // Out of memory, most likely: trying again at full speed would only make it worse.
             std::this_thread::sleep_for(pause_after_failure);
+        }
     }
+    silent_.clear();
+}
+
+// Those who have spoken come before those who wait to be accepted, the longest-waiting first.
+void loopback_server::serve_next() {
+    std::vector<const socket_handle*> watched;
+    watched.reserve(silent_.size() + 1);
+    for (const loopback_connection& connection : silent_)
+        watched.push_back(&connection.socket);
+    watched.push_back(&listen_socket_);
+    const std::optional<std::size_t> ready = wait_any_readable(watched, stop_check_while_idle);
+    if (!ready || !running_) return;
+    if (*ready == silent_.size()) {
+        accept_next();
+        return;
+    }
+    const auto spoken = silent_.begin() + static_cast<std::ptrdiff_t>(*ready);
+    loopback_connection connection = std::move(*spoken);
+    silent_.erase(spoken);
+    handle(std::move(connection));
+}
+
+void loopback_server::accept_next() {
+    const bool room = make_room();
+    socket_handle accepted = accept_connection(listen_socket_);
+    if (!accepted.valid())
+        // Out of handles, most likely.
+        std::this_thread::sleep_for(pause_after_failure);
+    else if (room)
+        silent_.push_back({.seat = seats_, .socket = std::move(accepted)});
+}
+
+// Nobody who has spoken is closed here: they have all been served before.
+bool loopback_server::make_room() {
+    while (!has_room()) {
+        if (silent_.empty()) return false;
+        silent_.pop_front();
+    }
+    return true;
+}
+
+bool loopback_server::has_room() const {
+    const auto open = static_cast<std::size_t>(seats_.use_count() - 1);
+    return open < limits_.connections && descriptors_left(limits_.spare_descriptors + 1);
 }
 
 // A request that the memory has no room for must not end the program.
-void loopback_server::handle(socket_handle connection) {
+void loopback_server::handle(loopback_connection connection) {
     try {
         handler_(std::move(connection));
     } catch (const std::exception& failure) {
-        write_error_line("Redundancy Control request: " + std::string(failure.what()));
+        write_failure_line("Redundancy Control request: ", failure);
     }
 }
 

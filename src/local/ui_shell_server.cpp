@@ -4,13 +4,13 @@
 #include "local/page.hpp"
 
 #include <array>
-#include <system_error>
+#include <exception>
 #include <thread>
 
 namespace elvantris::operator_control {
 namespace {
 
-constexpr int shell_backlog = 64;
+constexpr loopback_limits shell_limits{.backlog = 64, .connections = 256, .spare_descriptors = 48};
 constexpr std::size_t longest_first_segment = 16'383;
 constexpr milliseconds no_limit{-1};
 
@@ -41,6 +41,15 @@ void serve(const socket_handle& connection) {
     }
 }
 
+void serve_alone(const socket_handle& connection) noexcept {
+    try {
+        serve(connection);
+    } catch (...) {
+        // No memory for a page: the browser finds its connection closed, and the program lives on.
+        return;
+    }
+}
+
 } // namespace
 
 std::string answer_shell_request(std::string_view first_segment) {
@@ -53,10 +62,10 @@ std::string answer_shell_request(std::string_view first_segment) {
 }
 
 ui_shell_server::ui_shell_server()
-    : server_(shell_backlog, [](socket_handle connection) {
+    : server_(shell_limits, [](loopback_connection connection) {
           try {
-              std::thread([owned = std::move(connection)] { serve(owned); }).detach();
-          } catch (const std::system_error&) {
+              std::thread([owned = std::move(connection)] { serve_alone(owned.socket); }).detach();
+          } catch (const std::exception&) {
               // No thread to be had: the browser finds its connection closed and asks again.
               return;
           }

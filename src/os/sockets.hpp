@@ -83,6 +83,11 @@ socket_handle connect_socket(const socket_address& address, milliseconds timeout
 bool wait_writable(const socket_handle& socket, milliseconds timeout);
 bool wait_readable(const socket_handle& socket, milliseconds timeout);
 
+// Waits in the same way for several sockets at once: the position of the first of them that can be
+// read. Absent when the time is over, and after a short pause if the system can't wait for so many.
+std::optional<std::size_t> wait_any_readable(std::span<const socket_handle* const> sockets,
+                                             milliseconds timeout);
+
 // Sends what the socket takes now, waiting up to the time-out for room. The number of bytes taken;
 // 0 for a time-out or a failure.
 std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout);

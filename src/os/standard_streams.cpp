@@ -7,21 +7,29 @@ namespace elvantris::operator_control {
 namespace {
 
 // One unformatted write: a chain of `<<` would touch the stream's shared format state.
-void write_line(std::ostream& stream, std::string_view line) {
-    std::string text(line);
-    text += '\n';
-    stream.write(text.data(), static_cast<std::streamsize>(text.size()));
-    stream.flush();
+void write_line(std::ostream& stream, std::string_view line, std::string_view rest = {}) noexcept {
+    try {
+        const std::string text = std::string(line).append(rest) + '\n';
+        stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+        stream.flush();
+    } catch (...) {
+        // Whoever tells of a failure must not fail for it.
+        return;
+    }
 }
 
 } // namespace
 
-void write_output_line(std::string_view line) {
+void write_output_line(std::string_view line) noexcept {
     write_line(std::cout, line);
 }
 
-void write_error_line(std::string_view line) {
+void write_error_line(std::string_view line) noexcept {
     write_line(std::cerr, line);
+}
+
+void write_failure_line(std::string_view tried, const std::exception& failure) noexcept {
+    write_line(std::cerr, tried, failure.what());
 }
 
 } // namespace elvantris::operator_control

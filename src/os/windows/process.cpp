@@ -32,6 +32,12 @@ std::optional<std::string> environment_variable(const std::string& name) {
 
 void ignore_write_signals() {} // a failed write is all that happens here
 
+// The system's own bound lies in the millions.
+void raise_descriptor_limit() {}
+bool descriptors_left(std::size_t) {
+    return true;
+}
+
 std::string host_name() {
     std::array<wchar_t, MAX_COMPUTERNAME_LENGTH + 1> name{};
     auto length = static_cast<DWORD>(name.size());

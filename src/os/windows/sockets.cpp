@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 #include <utility>
 #include <winsock2.h>
 #include <ws2tcpip.h>
@@ -12,6 +13,8 @@
 
 namespace elvantris::operator_control {
 namespace {
+
+constexpr milliseconds pause_after_failure{20};
 
 SOCKET native_of(const socket_handle& socket) {
     return static_cast<SOCKET>(socket.native());
@@ -153,6 +156,21 @@ bool wait_writable(const socket_handle& socket, milliseconds timeout) {
 
 bool wait_readable(const socket_handle& socket, milliseconds timeout) {
     return wait_for(socket, readiness::readable, timeout);
+}
+
+std::optional<std::size_t> wait_any_readable(std::span<const socket_handle* const> sockets,
+                                             milliseconds timeout) {
+    std::vector<WSAPOLLFD> watched; // a set for select would have room for 64
+    watched.reserve(sockets.size());
+    for (const socket_handle* const socket : sockets)
+        watched.push_back({.fd = native_of(*socket), .events = POLLIN, .revents = 0});
+    if (::WSAPoll(watched.data(), static_cast<ULONG>(watched.size()),
+                  static_cast<int>(timeout.count())) == SOCKET_ERROR)
+        std::this_thread::sleep_for(pause_after_failure);
+    const auto ready =
+        std::ranges::find_if(watched, [](const WSAPOLLFD& socket) { return socket.revents != 0; });
+    if (ready == watched.end()) return std::nullopt;
+    return static_cast<std::size_t>(ready - watched.begin());
 }
 
 std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout) {

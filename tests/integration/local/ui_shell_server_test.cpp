@@ -67,14 +67,33 @@ TEST(ui_shell_server, closes_without_a_reply_for_a_client_that_leaves_in_silence
     EXPECT_EQ(shell.send("GET /x"), answer_shell_request("GET /x"));
 }
 
-TEST(ui_shell_server, stops_while_a_connection_is_open_and_lets_it_run_to_its_end) {
+TEST(ui_shell_server, stops_while_a_page_is_under_way_and_lets_it_run_to_its_end) {
     running_shell shell;
-    loopback_client open(shell.server.port());
+    const std::string page = answer_shell_request("GET /");
+    // More pages than the system keeps for a client that doesn't read: the last one is under way.
+    std::vector<loopback_client> slow;
+    for (int i = 0; i < 8; ++i) {
+        slow.emplace_back(shell.server.port());
+        EXPECT_TRUE(slow.back().send("GET / HTTP/1.1\r\n\r\n"));
+    }
     EXPECT_EQ(shell.send("GET /x"), answer_shell_request("GET /x"));
     shell.server.stop();
     EXPECT_FALSE(loopback_client(shell.server.port()).connected());
-    EXPECT_TRUE(open.send("GET / HTTP/1.1\r\n\r\n"));
-    EXPECT_EQ(open.read_to_end(), answer_shell_request("GET /"));
+    for (loopback_client& client : slow)
+        EXPECT_EQ(client.read_to_end(), page);
+}
+
+TEST(ui_shell_server, gives_the_page_while_hundreds_are_silent) {
+    const running_shell shell;
+    std::vector<loopback_client> silent;
+    for (int i = 0; i < 300; ++i)
+        silent.emplace_back(shell.server.port());
+    EXPECT_EQ(shell.send("GET / HTTP/1.1\r\n\r\n"), answer_shell_request("GET /"));
+    for (int i = 0; i < 45; ++i)
+        EXPECT_EQ(silent[static_cast<std::size_t>(i)].read_to_end(), "") << i;
+    EXPECT_TRUE(silent[45].silent_for(0ms));
+    EXPECT_TRUE(silent[45].send("GET /x"));
+    EXPECT_EQ(silent[45].read_to_end(), answer_shell_request("GET /x"));
 }
 
 TEST(ui_shell_server, moves_to_another_port_and_back) {

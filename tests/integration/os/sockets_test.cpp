@@ -88,6 +88,26 @@ TEST(accept_connection, gives_the_connection_that_waits_and_none_where_nobody_do
     EXPECT_EQ(std::string(buffer.data(), 5), "hello");
 }
 
+TEST(wait_any_readable, finds_the_first_of_hundreds_that_can_be_read) {
+    const socket_handle listener = listen_on_loopback(0, 4);
+    std::vector<socket_handle> sockets;
+    std::vector<socket_handle> peers;
+    std::vector<const socket_handle*> watched;
+    for (int i = 0; i < 300; ++i) {
+        sockets.push_back(connect_to(bound_port(listener)));
+        ASSERT_TRUE(wait_readable(listener, ample));
+        peers.push_back(accept_connection(listener));
+    }
+    for (const socket_handle& socket : sockets)
+        watched.push_back(&socket);
+    EXPECT_EQ(wait_any_readable(watched, 0ms), std::nullopt);
+    EXPECT_EQ(wait_any_readable(watched, 20ms), std::nullopt);
+    EXPECT_EQ(send_some(peers[270], "x", ample), 1U);
+    EXPECT_EQ(wait_any_readable(watched, ample), 270U);
+    peers[130].close(); // an end can be read as well
+    EXPECT_EQ(wait_any_readable(watched, ample), 130U);
+}
+
 TEST(connect_socket, fails_where_nobody_listens) {
     EXPECT_FALSE(connect_to(closed_port()).valid());
 }
