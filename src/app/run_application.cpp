@@ -41,7 +41,17 @@ constexpr std::uint16_t api_port = 5251;
 constexpr std::chrono::seconds refresh_period{2};
 constexpr std::chrono::milliseconds event_period{50};
 
-enum exit_code { exit_normal = 0, exit_no_sockets = 2, exit_no_api_port = 3, exit_no_ui_port = 4 };
+// A page that changes its port must come back, so a thread for it is asked for more than once.
+constexpr int shell_start_attempts = 20;
+constexpr std::chrono::milliseconds shell_start_pause{100};
+
+enum exit_code {
+    exit_normal = 0,
+    exit_no_sockets = 2,
+    exit_no_api_port = 3,
+    exit_no_ui_port = 4,
+    exit_no_resources = 5
+};
 
 // False once a stop has been asked for: by a signal, the tray, or a UI port that can't be restored.
 std::atomic<bool> application_running{true};
@@ -74,6 +84,18 @@ void write_banner(const launch_options& options, std::uint16_t ui_port,
                      log_path + "\n";
 }
 
+// False if the port can't be had, or for two seconds no thread.
+bool start_again(ui_shell_server& shell, std::uint16_t port) {
+    for (int attempt = 0; attempt < shell_start_attempts; ++attempt) {
+        try {
+            return shell.start(port);
+        } catch (const std::exception&) {
+            std::this_thread::sleep_for(shell_start_pause);
+        }
+    }
+    return false;
+}
+
 // Follows the configured UI port. False if neither the new nor the old port can be had.
 bool follow_ui_port(controller_registry& registry, ui_shell_server& shell, platform_app& platform,
                     std::uint16_t& bound_port) {
@@ -84,7 +106,7 @@ bool follow_ui_port(controller_registry& registry, ui_shell_server& shell, platf
         platform.set_ui_port_hint(bound_port);
     };
     shell.stop();
-    if (shell.start(wanted)) {
+    if (start_again(shell, wanted)) {
         bound_port = wanted;
         announce();
         write_output_line("[shell] UI port changed to " + std::to_string(wanted));
@@ -94,7 +116,7 @@ bool follow_ui_port(controller_registry& registry, ui_shell_server& shell, platf
                      "; restoring " + std::to_string(bound_port));
     registry.set_ui_port(bound_port);
     registry.save();
-    if (!shell.start(bound_port)) {
+    if (!start_again(shell, bound_port)) {
         write_error_line("[shell] unable to restore previous UI port; shutting down");
         return false;
     }
@@ -107,7 +129,7 @@ void refresh(controller_registry& registry, streamdeck_adapter& adapter, platfor
         run_refresh_pass(registry);
         platform.update_status(build_tray_status(registry, adapter.list_decks().size()));
     } catch (const std::exception& failure) {
-        write_error_line("Redundancy Control refresh: " + std::string(failure.what()));
+        write_failure_line("Redundancy Control refresh: ", failure);
     }
 }
 
@@ -130,19 +152,56 @@ void run_main_loop(controller_registry& registry, streamdeck_adapter& adapter,
     }
 }
 
-// The first instance's life, from its servers to their end.
-exit_code run_services(const launch_options& options, const std::string& log_path,
-                       controller_registry& registry) {
-    command_router router(registry);
-    const std::unique_ptr<streamdeck_adapter> adapter = create_hid_streamdeck_adapter();
-    protection_service protection(registry);
-    api_server api(registry, router, *adapter, protection);
+// The long-lived objects of the first instance, in the order of their construction.
+struct services {
+    services(const launch_options& launch, const std::string& log, controller_registry& known)
+        : options(launch),
+          log_path(log),
+          registry(known),
+          router(known),
+          adapter(create_hid_streamdeck_adapter()),
+          protection(known),
+          api(known, router, *adapter, protection),
+          decks(known, *adapter) {}
+
+    ~services();
+    services(const services&) = delete;
+    services& operator=(const services&) = delete;
+    services(services&&) = delete;
+    services& operator=(services&&) = delete;
+
+    // What was started before a failure or an exception is stopped by the destructor.
+    exit_code start();
+    // In its fixed order; what never started is passed over. Safe to repeat.
+    void stop();
+
+    const launch_options& options;
+    const std::string& log_path;
+    controller_registry& registry;
+    command_router router;
+    std::unique_ptr<streamdeck_adapter> adapter;
+    protection_service protection;
+    api_server api;
+    ui_shell_server shell;
+    operator_deck_manager decks;
+    std::unique_ptr<platform_app> platform;
+};
+
+services::~services() {
+    try {
+        stop();
+    } catch (const std::exception&) {
+        // No memory for a farewell to a server. Each service still stops in its own destructor.
+        return;
+    }
+}
+
+exit_code services::start() {
     if (!api.start(api_port)) {
         write_error_line("Unable to start Redundancy Control API on 127.0.0.1:" +
                          std::to_string(api_port));
         return exit_no_api_port;
     }
-    ui_shell_server shell;
     if (!shell.start(registry.ui_port())) {
         write_error_line("Unable to start Redundancy Control shell on 127.0.0.1:" +
                          std::to_string(registry.ui_port()));
@@ -151,48 +210,40 @@ exit_code run_services(const launch_options& options, const std::string& log_pat
     registry.set_runtime_ui_port(shell.port());
     protection.start();
     if (!adapter->start()) write_error_line("[streamdeck] unable to initialize native HID backend");
-    operator_deck_manager decks(registry, *adapter);
     decks.start();
 
-    const auto open_page = [&registry](bool configure) {
+    const auto open_page = [this](bool configure) {
         open_external(ui_address(registry.ui_port(), configure));
     };
-    const std::unique_ptr<platform_app> platform = create_platform_app();
-    platform->initialize([&] { open_page(false); }, [&] { open_page(true); },
-                         [&] { open_external(log_path); }, [] { application_running = false; },
+    platform = create_platform_app();
+    platform->initialize([open_page] { open_page(false); }, [open_page] { open_page(true); },
+                         [this] { open_external(log_path); }, [] { application_running = false; },
                          registry.ui_port(), log_path);
     write_banner(options, registry.ui_port(), log_path);
     if (!options.background && (registry.open_browser_on_start() || options.configure))
         open_page(options.configure);
+    return exit_normal;
+}
 
-    run_main_loop(registry, *adapter, shell, *platform);
-
-    platform->shutdown();
+void services::stop() {
+    if (platform) platform->shutdown();
     protection.stop();
     decks.stop();
     adapter->stop();
     shell.stop();
     api.stop();
-    return exit_normal;
 }
 
-} // namespace
+// The first instance's life, from its servers to their end.
+exit_code run_services(const launch_options& options, const std::string& log_path,
+                       controller_registry& registry) {
+    services all(options, log_path, registry);
+    const exit_code outcome = all.start();
+    if (outcome == exit_normal) run_main_loop(registry, *all.adapter, all.shell, *all.platform);
+    return outcome;
+}
 
-int run_application(int argc, char** argv) {
-    application_running = true;
-    handle_stop_signals();
-    ignore_write_signals();
-    // The names of HID devices come through the C library, which knows ASCII alone until told.
-    std::setlocale(LC_CTYPE, "C.UTF-8");
-
-    const launch_options options = parse_command_line(argc, argv);
-    attach_console(options.console);
-    // A new console has forgotten the handlers that were there before it.
-    handle_stop_signals();
-    const std::string log_path = log_path_for(options.config_path);
-    create_folders(parent_folder(log_path));
-    const log_redirect redirect(log_path, options.console);
-
+exit_code run_instance(const launch_options& options, const std::string& log_path) {
     const socket_runtime sockets;
     if (!sockets.started()) {
         write_error_line("Unable to initialize the platform socket runtime.");
@@ -206,6 +257,32 @@ int run_application(int argc, char** argv) {
         return exit_normal;
     }
     return run_services(options, log_path, registry);
+}
+
+} // namespace
+
+int run_application(int argc, char** argv) {
+    application_running = true;
+    handle_stop_signals();
+    ignore_write_signals();
+    raise_descriptor_limit();
+    // The names of HID devices come through the C library, which knows ASCII alone until told.
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+
+    const launch_options options = parse_command_line(argc, argv);
+    attach_console(options.console);
+    // A new console has forgotten the handlers that were there before it.
+    handle_stop_signals();
+    const std::string log_path = log_path_for(options.config_path);
+    create_folders(parent_folder(log_path));
+    const log_redirect redirect(log_path, options.console);
+
+    try {
+        return run_instance(options, log_path);
+    } catch (const std::exception&) {
+        write_error_line("Unable to run Redundancy Control: no thread or no memory left.");
+        return exit_no_resources;
+    }
 }
 
 } // namespace elvantris::operator_control

@@ -13,11 +13,11 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <set>
 #include <span>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -120,7 +120,7 @@ bool hid_streamdeck_adapter::start() {
     running_ = true;
     try {
         worker_ = std::thread([this] { work(); });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
         running_ = false;
         ::hid_exit();
         return false;

@@ -55,7 +55,12 @@ bool operator_deck_manager::start() {
         const std::lock_guard lock(mutex_);
         key_queue_.push_back({.serial = serial, .key = key, .down = down});
     });
-    worker_ = std::thread([this] { work(); });
+    try {
+        worker_ = std::thread([this] { work(); });
+    } catch (...) {
+        running_ = false;
+        throw;
+    }
     return true;
 }
 

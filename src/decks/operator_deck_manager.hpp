@@ -45,7 +45,8 @@ public:
     operator_deck_manager& operator=(operator_deck_manager&&) = delete;
     ~operator_deck_manager();
 
-    // True, also if it runs already. A thread that can't be had is thrown as the system's error.
+    // True, also if it runs already. A thread that can't be had is thrown as the system's error,
+    // and nothing is running then.
     bool start();
     // Waits for the pass under way, then takes leave of every ready server. Safe to repeat.
     void stop();

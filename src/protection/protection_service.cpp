@@ -40,7 +40,12 @@ void protection_service::start() {
         protection_.begin(steady_now());
     }
     worker_ = std::thread([this] { action_worker(); });
-    monitor_ = std::thread([this] { monitor_loop(); });
+    try {
+        monitor_ = std::thread([this] { monitor_loop(); });
+    } catch (...) {
+        stop();
+        throw;
+    }
 }
 
 void protection_service::stop() {

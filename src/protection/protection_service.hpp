@@ -32,6 +32,7 @@ public:
     protection_service(protection_service&&) = delete;
     protection_service& operator=(protection_service&&) = delete;
 
+    // Threads that can't be had are thrown as the system's error, and nothing is running then.
     void start();
     // Ends delays at once; a step that is being sent runs to its own time limit, after its name is
     // resolved. Safe to repeat.
