@@ -79,10 +79,11 @@ export class Workstation {
     fs.writeFileSync(this.state, typeof content === 'object' ? JSON.stringify(content) : content);
   }
 
-  command(args, { environment = {}, cwd = this.folder } = {}) {
+  // `under` is a program that becomes ours, such as one that sets its limits first.
+  command(args, { environment = {}, cwd = this.folder, under = [] } = {}) {
     const env = { ...this.environment, ...environment };
     for (const name of Object.keys(env)) if (env[name] === undefined) delete env[name];
-    return [[...(windows ? ['wine'] : []), program, ...args], { cwd, env }];
+    return [[...under, ...(windows ? ['wine'] : []), program, ...args], { cwd, env }];
   }
 
   // The program with exactly these arguments.
