@@ -1,6 +1,7 @@
 // The life of the process: start, a second start, taken ports, the end.
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
+import path from 'node:path';
 import { afterEach, beforeEach, test } from 'node:test';
 
 import { in_time, until, windows } from './support/environment.mjs';
@@ -40,6 +41,19 @@ test('a_background_start_without_a_file_runs_with_defaults_and_opens_nothing', a
   assert.deepEqual(workstation.opened(), []);
 });
 
+// What the descriptors of this process lead to, `/dev/null` among them.
+function own_descriptors() {
+  const links = ['/dev/null'];
+  for (const each of fs.readdirSync('/proc/self/fd')) {
+    try {
+      links.push(fs.readlinkSync(`/proc/self/fd/${each}`));
+    } catch {
+      // The one of the listing itself.
+    }
+  }
+  return links;
+}
+
 const starts = [
   ['an_ordinary_start_opens_the_page', [], true, ''],
   ['a_start_to_configure_opens_the_setup', ['--configure'], true, '?configure=1'],
@@ -52,6 +66,19 @@ for (const [name, options, browser, opened] of starts) {
     assert.deepEqual(await workstation.until_opened(1), [`http://127.0.0.1:5271/${opened}`]);
   });
 }
+
+test('the_browser_inherits_nothing_of_the_running_program', { skip: windows }, async () => {
+  const told = path.join(workstation.folder, 'descriptors');
+  const opener = path.join(workstation.folder, 'bin', 'xdg-open');
+  const list = `for each in /proc/$$/fd/*; do readlink "$each"; done >'${told}.part'`;
+  fs.writeFileSync(opener, `#!/bin/sh\n${list}\nmv '${told}.part' '${told}'\n`);
+  await workstation.start('--configure');
+  await until('the opener has run', () => fs.existsSync(told));
+  const descriptors = new Set(fs.readFileSync(told, 'utf8').trimEnd().split('\n'));
+  // Its script, where it writes to, and what this run was itself started with.
+  for (const other of [opener, `${told}.part`, ...own_descriptors()]) descriptors.delete(other);
+  assert.deepEqual([...descriptors], []);
+});
 
 const silent_starts = [
   ['background_and_configure', ['--background', '--configure'], true],

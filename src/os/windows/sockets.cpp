@@ -26,12 +26,12 @@ socket_handle take_over(SOCKET native) {
     if (!socket.valid()) return socket;
     u_long on = 1;
     ::ioctlsocket(native, static_cast<long>(FIONBIO), &on);
-    ::SetHandleInformation(reinterpret_cast<HANDLE>(native), HANDLE_FLAG_INHERIT, 0);
     return socket;
 }
 
 socket_handle open_socket(int family, int type, int protocol) {
-    return take_over(::socket(family, type, protocol));
+    return take_over(::WSASocketW(family, type, protocol, nullptr, 0,
+                                  WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT));
 }
 
 enum class readiness { readable, writable };
@@ -79,8 +79,22 @@ bool switch_on(const socket_handle& socket, int option) {
                         sizeof on) == 0;
 }
 
+// Windows takes all that it is handed at once, and copies it; for many megabytes it may have no
+// room.
+constexpr std::size_t largest_send = 1024 * 1024;
+
 int length_of(std::size_t size) {
     return static_cast<int>(std::min<std::size_t>(size, 0x7FFFFFFF));
+}
+
+socket_handle listen_with(int sharing, const sockaddr_in& address, int backlog) {
+    socket_handle socket = open_socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    if (!socket.valid() || !switch_on(socket, sharing)) return {};
+    if (::bind(native_of(socket), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
+            0 ||
+        ::listen(native_of(socket), backlog) != 0)
+        return {};
+    return socket;
 }
 
 } // namespace
@@ -175,7 +189,8 @@ std::optional<std::size_t> wait_any_readable(std::span<const socket_handle* cons
 
 std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout) {
     if (!wait_writable(socket, timeout)) return 0;
-    const int sent = ::send(native_of(socket), bytes.data(), length_of(bytes.size()), 0);
+    const std::string_view piece = bytes.substr(0, largest_send);
+    const int sent = ::send(native_of(socket), piece.data(), length_of(piece.size()), 0);
     return sent > 0 ? static_cast<std::size_t>(sent) : 0;
 }
 
@@ -238,19 +253,15 @@ std::string dotted_text(std::uint32_t address) {
 }
 
 socket_handle listen_on_loopback(std::uint16_t port, int backlog) {
-    // Windows' SO_REUSEADDR would let us share a port with a program that listens on it already,
-    // so a port counts as taken when somebody answers there. A refusal may take two seconds to
-    // come back; a listener on the same machine answers at once.
+    // Windows lets us take this address from a program that listens on all of them, so a port
+    // counts as taken when somebody answers there. A refusal may take two seconds to come back; a
+    // listener on the same machine answers at once.
     if (port != 0 && knock_on_loopback(port, milliseconds(200))) return {};
-    socket_handle socket = open_socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    if (!socket.valid()) return {};
-    switch_on(socket, SO_REUSEADDR);
     const sockaddr_in address = loopback_address(port);
-    if (::bind(native_of(socket), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
-            0 ||
-        ::listen(native_of(socket), backlog) != 0)
-        return {};
-    return socket;
+    // No other program may share the port: it would get a part of the requests. But connections
+    // that an earlier listener has left behind refuse that, and the port is to be had at once.
+    socket_handle exclusive = listen_with(SO_EXCLUSIVEADDRUSE, address, backlog);
+    return exclusive.valid() ? std::move(exclusive) : listen_with(SO_REUSEADDR, address, backlog);
 }
 
 std::uint16_t bound_port(const socket_handle& listener) {
@@ -262,7 +273,11 @@ std::uint16_t bound_port(const socket_handle& listener) {
 }
 
 socket_handle accept_connection(const socket_handle& listener) {
-    return take_over(::accept(native_of(listener), nullptr, nullptr));
+    socket_handle accepted = take_over(::accept(native_of(listener), nullptr, nullptr));
+    if (accepted.valid())
+        ::SetHandleInformation(reinterpret_cast<HANDLE>(native_of(accepted)), HANDLE_FLAG_INHERIT,
+                               0);
+    return accepted;
 }
 
 bool knock_on_loopback(std::uint16_t port, milliseconds timeout) {
