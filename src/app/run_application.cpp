@@ -253,6 +253,7 @@ exit_code run_instance(const launch_options& options, const std::string& log_pat
     registry.load();
     single_instance instance;
     if (!instance.acquire_single_instance()) {
+        if (!instance.refusal().empty()) write_error_line(instance.refusal());
         give_way_to_first_instance(options, registry);
         return exit_normal;
     }

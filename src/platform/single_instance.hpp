@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace elvantris::operator_control {
 
@@ -19,7 +20,12 @@ public:
     // False if another process holds it, or the system refuses. True at once if held already.
     bool acquire_single_instance();
 
+    // Which mark the system has refused, and why, in one line for the operator; empty if it has
+    // refused none.
+    const std::string& refusal() const { return refusal_; }
+
 private:
+    std::string refusal_;
     std::intptr_t handle_ = -1;
 };
 

@@ -116,6 +116,15 @@ test('a_second_start_opens_the_page_of_the_first_whatever_its_options', async ()
   assert.equal((await page()).status, 200);
 });
 
+test('a_start_that_cannot_have_the_lock_says_so_and_ends', { skip: windows }, async () => {
+  const environment = { XDG_RUNTIME_DIR: undefined, TMPDIR: '/nonexistent' };
+  const args = workstation.with_config('--background', '--console');
+  const { code, errors } = await workstation.run(args, { environment });
+  assert.equal(code, 0);
+  const lock = `/nonexistent/elvantris-redundancy-control-${process.getuid()}.lock`;
+  assert.equal(errors, `Unable to lock ${lock}: No such file or directory\n`);
+});
+
 // A second start that looks for the page of the first where its own file says.
 function start_second_for_port(port) {
   const other = `${workstation.folder}/other.json`;

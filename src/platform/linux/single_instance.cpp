@@ -2,9 +2,11 @@
 
 #include "os/process.hpp"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <string>
 #include <sys/file.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace elvantris::operator_control {
@@ -12,18 +14,29 @@ namespace {
 
 const std::string name = "elvantris-redundancy-control";
 
-int open_lock(const std::string& path) {
-    return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+struct lock_file {
+    std::string path;
+    int descriptor = -1;
+};
+
+lock_file open_lock(const std::string& path) {
+    const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    return {path, ::open(path.c_str(), flags, 0600)};
 }
 
 // The session's folder, or the temporary one where there is none, or none to write in: a session
 // that has ended still names it.
-int open_lock() {
+lock_file open_lock() {
     if (const auto session = environment_variable("XDG_RUNTIME_DIR"); session && !session->empty())
-        if (const int file = open_lock(*session + '/' + name + ".lock"); file >= 0) return file;
+        if (lock_file lock = open_lock(*session + '/' + name + ".lock"); lock.descriptor >= 0)
+            return lock;
     const auto temporary = environment_variable("TMPDIR");
     return open_lock((temporary && !temporary->empty() ? *temporary : "/tmp") + '/' + name + '-' +
                      std::to_string(::getuid()) + ".lock");
+}
+
+std::string refusal_of(const lock_file& lock, int error) {
+    return "Unable to lock " + lock.path + ": " + std::system_category().message(error);
 }
 
 } // namespace
@@ -34,14 +47,18 @@ single_instance::~single_instance() {
 
 bool single_instance::acquire_single_instance() {
     if (handle_ != -1) return true;
-    const int file = open_lock();
-    if (file < 0) return false;
-    // The system drops the lock with the process, however it ends; the file stays.
-    if (::flock(file, LOCK_EX | LOCK_NB) != 0) {
-        ::close(file);
+    const lock_file lock = open_lock();
+    if (lock.descriptor < 0) {
+        refusal_ = refusal_of(lock, errno);
         return false;
     }
-    handle_ = file;
+    // The system drops the lock with the process, however it ends; the file stays.
+    if (::flock(lock.descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK) refusal_ = refusal_of(lock, errno);
+        ::close(lock.descriptor);
+        return false;
+    }
+    handle_ = lock.descriptor;
     return true;
 }
 

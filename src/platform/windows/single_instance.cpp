@@ -1,5 +1,8 @@
 #include "platform/single_instance.hpp"
 
+#include "os/windows/wide_text.hpp"
+
+#include <system_error>
 #include <windows.h>
 
 namespace elvantris::operator_control {
@@ -10,9 +13,14 @@ single_instance::~single_instance() {
 
 bool single_instance::acquire_single_instance() {
     if (handle_ != -1) return true;
-    const HANDLE mutex =
-        ::CreateMutexW(nullptr, FALSE, L"Local\\TarnwellMedia.ElvantrisOperatorControl");
-    if (mutex == nullptr) return false;
+    constexpr const char* name = "Local\\TarnwellMedia.ElvantrisOperatorControl";
+    const std::wstring wide_name = to_wide(name);
+    const HANDLE mutex = ::CreateMutexW(nullptr, FALSE, wide_name.c_str());
+    if (mutex == nullptr) {
+        refusal_ = "Unable to create " + std::string(name) + ": " +
+                   std::system_category().message(static_cast<int>(::GetLastError()));
+        return false;
+    }
     // Only its existence counts; nobody ever waits on it.
     if (::GetLastError() == ERROR_ALREADY_EXISTS) {
         ::CloseHandle(mutex);

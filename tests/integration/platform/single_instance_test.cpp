@@ -32,6 +32,7 @@ TEST_F(single_instance_test, is_refused_to_a_second_holder_until_the_first_is_go
     single_instance second;
     EXPECT_FALSE(second.acquire_single_instance());
     EXPECT_FALSE(second.acquire_single_instance());
+    EXPECT_EQ(second.refusal(), ""); // that another holds it needs no word
     first.reset();
     EXPECT_TRUE(second.acquire_single_instance());
 }

@@ -54,10 +54,15 @@ TEST_F(single_instance_lock, stands_in_the_temporary_folder_where_the_sessions_i
     }
 }
 
-TEST_F(single_instance_lock, is_refused_where_no_file_can_be_made) {
-    session_variable_.set("/nonexistent");
-    temporary_variable_.set("/nonexistent");
-    EXPECT_FALSE(single_instance().acquire_single_instance());
+TEST_F(single_instance_lock, is_refused_with_the_reason_where_no_file_can_be_made) {
+    session_variable_.set("/nonexistent/session");
+    temporary_variable_.set("/nonexistent/temporary");
+    single_instance holder;
+    EXPECT_FALSE(holder.acquire_single_instance());
+    EXPECT_EQ(holder.refusal(), "Unable to lock /nonexistent/temporary/"
+                                "elvantris-redundancy-control-" +
+                                    std::to_string(::getuid()) +
+                                    ".lock: No such file or directory");
 }
 
 } // namespace
