@@ -24,12 +24,14 @@ import {
   take_picture,
   the_icon,
   window_titles,
+  without_taskbar,
 } from './support/desktop.mjs';
 
 const tray_message = '32810';
 const right_button_up = '0x205';
 const context_menu = '0x7b';
 const double_click = '0x203';
+const close = '0x10';
 
 // With the icon's own number in the high word, where version 4 of the tray puts it.
 const from_icon = (event) => `0x1${event.slice(2).padStart(4, '0')}`;
@@ -204,6 +206,25 @@ test('exit_ends_with_0_and_takes_the_icon_away', async () => {
   assert.deepEqual(await exit_code(), { code: 0, signal: null });
   assert.deepEqual(await icons(), []);
   assert.equal(await inspect('window'), null);
+});
+
+test('a_request_to_close_ends_it_as_exit_does_even_behind_an_open_menu', async () => {
+  await workstation.start_in_tray();
+  await open_menu();
+  assert.equal(await inspect('post', close, '0', '0'), 1);
+  assert.deepEqual(await exit_code(), { code: 0, signal: null });
+  assert.deepEqual(await icons(), []);
+});
+
+test('an_icon_that_came_ahead_of_the_shell_is_added_later', async () => {
+  await without_taskbar(async () => {
+    await workstation.start();
+    await until('the first pass', () => workstation.log_lines('[status]').length > 0);
+  });
+  await the_icon();
+  await take_picture('late-icon');
+  assert.equal((await open_menu()).open, 1);
+  await close_menu();
 });
 
 test('the_icon_comes_back_with_a_new_taskbar', async () => {

@@ -1,33 +1,19 @@
-// The tray icon, its menu, and the hidden window that receives their messages.
-#include "platform/autostart.hpp"
-#include "platform/platform_app.hpp"
-#include "platform/tray_menu.hpp"
+// The tray icon's menu, and the hidden window that receives the messages of both.
+#include "platform/windows/windows_platform_app.hpp"
 
 #include "os/windows/wide_text.hpp"
+#include "platform/autostart.hpp"
+#include "platform/tray_menu.hpp"
+#include "platform/windows/program_resources.hpp"
+#include "platform/windows/tray_icon.hpp"
 
-#include <array>
-#include <iterator>
-#include <string_view>
 #include <utility>
 #include <windows.h>
-
-#include <shellapi.h>
 
 namespace elvantris::operator_control {
 namespace {
 
-constexpr WORD icon_resource = 101;
-constexpr UINT tray_icon_id = 1;
-constexpr UINT tray_message = WM_APP + 42;
 constexpr const wchar_t* window_class = L"ElvantrisOperatorControlTrayWindow";
-constexpr std::wstring_view title = L"Elvantris Redundancy Control";
-static_assert(title.size() < std::size(NOTIFYICONDATAW{}.szTip));
-
-HICON load_icon(int width_metric, int height_metric) {
-    return static_cast<HICON>(::LoadImageW(
-        ::GetModuleHandleW(nullptr), MAKEINTRESOURCEW(icon_resource), IMAGE_ICON,
-        ::GetSystemMetrics(width_metric), ::GetSystemMetrics(height_metric), LR_DEFAULTCOLOR));
-}
 
 // An ampersand in a server's name is no mnemonic.
 std::wstring menu_text(const std::string& text) {
@@ -58,8 +44,27 @@ void append_item(HMENU menu, const tray_menu_item& item) {
     if (item.state == menu_item_state::default_item) ::SetMenuDefaultItem(menu, id, FALSE);
 }
 
+// True for as long as this lives.
+class raised_flag {
+public:
+    explicit raised_flag(bool& flag) : flag_(flag) { flag_ = true; }
+    ~raised_flag() { flag_ = false; }
+    raised_flag(const raised_flag&) = delete;
+    raised_flag& operator=(const raised_flag&) = delete;
+    raised_flag(raised_flag&&) = delete;
+    raised_flag& operator=(raised_flag&&) = delete;
+
+private:
+    bool& flag_;
+};
+
+void CALLBACK close_menu(HWND /*window*/, UINT /*message*/, UINT_PTR /*timer*/, DWORD /*time*/) {
+    ::EndMenu();
+}
+
 class windows_platform_app final : public platform_app {
 public:
+    explicit windows_platform_app(milliseconds menu_limit) : menu_limit_(menu_limit) {}
     ~windows_platform_app() override { windows_platform_app::shutdown(); }
 
     bool initialize(operation open_ui, operation open_configure, operation show_log,
@@ -77,9 +82,9 @@ private:
     LRESULT handle(HWND window, UINT message, WPARAM word, LPARAM data);
     void run_command(menu_command command);
     void show_menu();
-    NOTIFYICONDATAW icon_data() const;
-    void add_icon() const;
+    void leave();
 
+    milliseconds menu_limit_;
     operation open_ui_;
     operation open_configure_;
     operation show_log_;
@@ -90,7 +95,9 @@ private:
     HINSTANCE module_ = ::GetModuleHandleW(nullptr);
     HWND window_ = nullptr;
     UINT taskbar_created_ = 0;
+    tray_icon icon_;
     bool menu_open_ = false;
+    bool pumping_ = false;
 };
 
 void call(const platform_app::operation& wanted) {
@@ -112,17 +119,21 @@ bool windows_platform_app::initialize(operation open_ui, operation open_configur
     description.cbSize = sizeof description;
     description.lpfnWndProc = window_procedure;
     description.hInstance = module_;
-    description.hIcon = load_icon(SM_CXICON, SM_CYICON);
+    description.hIcon = load_program_icon(SM_CXICON, SM_CYICON);
     description.hCursor = ::LoadCursorW(nullptr, IDC_ARROW);
     description.lpszClassName = window_class;
     ::RegisterClassExW(&description);
-    window_ = ::CreateWindowExW(0, window_class, title.data(), 0, 0, 0, 0, 0, nullptr, nullptr,
-                                module_, this);
-    add_icon();
+    window_ = ::CreateWindowExW(0, window_class, program_title.data(), 0, 0, 0, 0, 0, nullptr,
+                                nullptr, module_, this);
+    if (window_ != nullptr) icon_.add(window_, steady_now());
     return window_ != nullptr;
 }
 
 void windows_platform_app::pump_events() {
+    // What a message calls may come back to here. Whoever pumps already takes the rest.
+    if (pumping_) return;
+    const raised_flag pumping(pumping_);
+    icon_.add_if_missing(steady_now());
     MSG message;
     while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != 0) {
         ::TranslateMessage(&message);
@@ -132,31 +143,8 @@ void windows_platform_app::pump_events() {
 
 void windows_platform_app::shutdown() {
     if (window_ == nullptr) return;
-    NOTIFYICONDATAW icon = icon_data();
-    ::Shell_NotifyIconW(NIM_DELETE, &icon);
+    icon_.remove();
     ::DestroyWindow(std::exchange(window_, nullptr));
-}
-
-NOTIFYICONDATAW windows_platform_app::icon_data() const {
-    NOTIFYICONDATAW icon{};
-    icon.cbSize = sizeof icon;
-    icon.hWnd = window_;
-    icon.uID = tray_icon_id;
-    return icon;
-}
-
-void windows_platform_app::add_icon() const {
-    if (window_ == nullptr) return;
-    NOTIFYICONDATAW icon = icon_data();
-    // Without the last, this version of the icon keeps its tip to itself.
-    icon.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP | NIF_SHOWTIP;
-    icon.uCallbackMessage = tray_message;
-    icon.hIcon = load_icon(SM_CXSMICON, SM_CYSMICON);
-    title.copy(icon.szTip, std::size(icon.szTip) - 1);
-    ::Shell_NotifyIconW(NIM_ADD, &icon);
-    ::DestroyIcon(icon.hIcon); // the shell keeps a copy
-    icon.uVersion = NOTIFYICON_VERSION_4;
-    ::Shell_NotifyIconW(NIM_SETVERSION, &icon);
 }
 
 LRESULT CALLBACK windows_platform_app::window_procedure(HWND window, UINT message, WPARAM word,
@@ -175,16 +163,22 @@ LRESULT CALLBACK windows_platform_app::window_procedure(HWND window, UINT messag
 
 LRESULT windows_platform_app::handle(HWND window, UINT message, WPARAM word, LPARAM data) {
     if (taskbar_created_ != 0 && message == taskbar_created_) {
-        add_icon();
+        icon_.add(window, steady_now());
         return 0;
     }
     switch (message) {
     case WM_DESTROY:
         return 0;
+    case WM_CLOSE:
+        leave();
+        return 0;
+    case WM_ENDSESSION:
+        if (word != FALSE) leave(); // else somebody has called the end off
+        return 0;
     case WM_COMMAND:
         run_command(static_cast<menu_command>(LOWORD(word)));
         return 0;
-    case tray_message:
+    case tray_icon::message:
         switch (LOWORD(data)) {
         case WM_LBUTTONDBLCLK:
             call(open_ui_);
@@ -219,9 +213,15 @@ void windows_platform_app::run_command(menu_command command) {
         set_autostart(!autostart_enabled());
         break;
     case menu_command::exit_app:
-        call(exit_app_);
+        leave();
         break;
     }
+}
+
+void windows_platform_app::leave() {
+    call(exit_app_);
+    // The main loop sees that it is to end only once the menu has given it back.
+    if (menu_open_) ::EndMenu();
 }
 
 // One right click sends two messages that each ask for the menu; the second finds it open.
@@ -229,23 +229,29 @@ void windows_platform_app::show_menu() {
     if (menu_open_) return;
     const HMENU menu = ::CreatePopupMenu();
     if (menu == nullptr) return;
-    menu_open_ = true;
+    const raised_flag open(menu_open_);
     for (const tray_menu_item& item : build_tray_menu(status_, autostart_enabled()))
         append_item(menu, item);
     POINT cursor{};
     ::GetCursorPos(&cursor);
     // Without it the menu would stay open when the operator clicks elsewhere.
     ::SetForegroundWindow(window_);
+    const auto limit_ms = static_cast<UINT>(menu_limit_.count());
+    const UINT_PTR limit = ::SetTimer(nullptr, 0, limit_ms, close_menu);
     ::TrackPopupMenu(menu, TPM_RIGHTBUTTON | TPM_BOTTOMALIGN, cursor.x, cursor.y, 0, window_,
                      nullptr);
+    ::KillTimer(nullptr, limit);
     ::DestroyMenu(menu);
-    menu_open_ = false;
 }
 
 } // namespace
 
+std::unique_ptr<platform_app> create_windows_platform_app(milliseconds menu_limit) {
+    return std::make_unique<windows_platform_app>(menu_limit);
+}
+
 std::unique_ptr<platform_app> create_platform_app() {
-    return std::make_unique<windows_platform_app>();
+    return create_windows_platform_app(std::chrono::minutes(1));
 }
 
 } // namespace elvantris::operator_control

@@ -9,6 +9,8 @@
 //   inspector break-run-key        lets the key of what starts with the session lead nowhere
 //   inspector mend-run-key         puts an empty one in its place
 //   inspector delete-icon          takes the icon away behind the program's back
+//   inspector hide-taskbar         lets nobody find the taskbar, as before the shell has started
+//   inspector show-taskbar         ends that
 //   inspector dialog               title and texts of the topmost dialog that takes input
 //   inspector press ID             presses a button of it
 //   inspector console              the lines in the program's console
@@ -175,6 +177,31 @@ void delete_icon() {
     print(::Shell_NotifyIconW(NIM_DELETE, &icon) ? L"true" : L"false");
 }
 
+constexpr const wchar_t* hider_class = L"elvantris_test_hider";
+
+// Programs look for the taskbar among the windows that have no parent. It gets one for as long as
+// this process runs.
+int hide_taskbar() {
+    WNDCLASSW description{};
+    description.lpfnWndProc = ::DefWindowProcW;
+    description.lpszClassName = hider_class;
+    ::RegisterClassW(&description);
+    const HWND hider =
+        ::CreateWindowW(hider_class, L"", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+    const HWND taskbar = ::FindWindowW(L"Shell_TrayWnd", nullptr);
+    if (taskbar == nullptr || ::SetParent(taskbar, hider) == nullptr)
+        return fail(L"no taskbar that can be hidden");
+    print(L"true");
+    std::fflush(stdout);
+    ::SetTimer(hider, 1, hold_limit_ms, nullptr);
+    MSG message;
+    while (::GetMessageW(&message, nullptr, 0, 0) > 0 && message.message != WM_TIMER &&
+           message.message != WM_APP)
+        ::DispatchMessageW(&message);
+    ::SetParent(taskbar, nullptr);
+    return EXIT_SUCCESS;
+}
+
 BOOL CALLBACK find_dialog(HWND window, LPARAM found) {
     if (!::IsWindowVisible(window) || !::IsWindowEnabled(window)) return TRUE;
     if (class_of(window) != L"#32770") return TRUE;
@@ -260,6 +287,7 @@ int main() {
     wchar_t** const words = ::CommandLineToArgvW(::GetCommandLineW(), &count);
     const std::wstring act = count > 1 ? words[1] : L"";
     if (act == L"menu") return print_menu();
+    if (act == L"hide-taskbar") return hide_taskbar();
     if (act == L"window") {
         print_window();
     } else if (act == L"titles") {
@@ -274,6 +302,9 @@ int main() {
         mend_run_key();
     } else if (act == L"delete-icon") {
         delete_icon();
+    } else if (act == L"show-taskbar") {
+        const HWND hider = ::FindWindowW(hider_class, nullptr);
+        print(::PostMessageW(hider, WM_APP, 0, 0) ? L"true" : L"false");
     } else if (act == L"dialog") {
         print_dialog();
     } else if (act == L"press" && count == 3) {

@@ -67,6 +67,18 @@ export async function while_held(file, act) {
   }
 }
 
+// Does something while programs find no taskbar, as ahead of the shell's start.
+export async function without_taskbar(act) {
+  const hider = new Child(['wine', inspector, 'hide-taskbar'], { env: surroundings });
+  try {
+    await until('the taskbar is hidden', () => hider.text.output.includes('true'));
+    await act();
+  } finally {
+    await inspect('show-taskbar');
+    await hider.exited;
+  }
+}
+
 // To be done before the first program of a desktop; changes what the next ones see.
 export async function restart_desktop(dots_per_inch) {
   const explorer = 'HKCU\\Software\\Wine\\Explorer';
@@ -103,7 +115,8 @@ export const mouse = (x, y, ...act) => run('xdotool', 'mousemove', String(x), St
 
 // The tray's places are squares at the right end of the taskbar; in an empty one all is one colour.
 export async function icons() {
-  const { right, top, height } = await inspect('taskbar');
+  // On a busy machine Wine now and then doesn't find it at once.
+  const { right, top, height } = await until('the taskbar', () => inspect('taskbar'));
   const places = 4;
   const width = places * height;
   const file = path.join(os.tmpdir(), `elvantris-tray-${process.pid}.rgb`);

@@ -1,0 +1,30 @@
+// The program's icon beside the clock.
+//
+// At logon the program may start before the shell, which then takes no icon. So an icon that could
+// not be added is tried again from time to time, and never waited for.
+// Threads: the one that owns the window.
+#pragma once
+
+#include "os/clock.hpp"
+
+#include <windows.h>
+
+namespace elvantris::operator_control {
+
+class tray_icon {
+public:
+    static constexpr UINT message = WM_APP + 42; // what the window receives from the icon
+
+    // Adds the icon for `window`. To be called again when the shell has started anew.
+    void add(HWND window, steady_time now);
+    // Adds it if it is still missing and the last try was a second ago.
+    void add_if_missing(steady_time now);
+    void remove();
+
+private:
+    HWND window_ = nullptr;
+    bool missing_ = false;
+    steady_time next_try_;
+};
+
+} // namespace elvantris::operator_control
