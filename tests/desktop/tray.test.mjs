@@ -258,6 +258,8 @@ test('a_console_has_the_programs_name_takes_the_log_and_ends_the_program_with_ct
     'Diagnostics:   http://127.0.0.1:5251/',
   ]);
   await take_picture('console');
+  // A selection would hold up whatever writes the next line.
+  assert.equal(await inspect('clicks-select'), false);
   assert.equal(fs.existsSync(workstation.log_file), false);
   await mouse(300, 300, 'click', '1', 'key', 'ctrl+c');
   assert.deepEqual(await exit_code(), { code: 0, signal: null });

@@ -6,9 +6,26 @@
 
 namespace elvantris::operator_control {
 
+namespace {
+
+// With a click into the console a user may select text, and until that is over every line that the
+// program writes waits.
+void switch_off_selecting_by_click() {
+    const HANDLE input =
+        ::CreateFileW(L"CONIN$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                      nullptr, OPEN_EXISTING, 0, nullptr);
+    DWORD mode = 0;
+    if (::GetConsoleMode(input, &mode) != 0)
+        ::SetConsoleMode(input, (mode & ~DWORD{ENABLE_QUICK_EDIT_MODE}) | ENABLE_EXTENDED_FLAGS);
+    if (input != INVALID_HANDLE_VALUE) ::CloseHandle(input);
+}
+
+} // namespace
+
 void attach_console(bool wanted) {
     if (!wanted) return;
-    if (::GetConsoleWindow() == nullptr) ::AllocConsole();
+    // A console that was there before belongs to others as well, and stays as they want it.
+    if (::GetConsoleWindow() == nullptr && ::AllocConsole() != 0) switch_off_selecting_by_click();
     // A stream that can't be reopened stays silent, as it was.
     static_cast<void>(std::freopen("CONOUT$", "w", stdout));
     static_cast<void>(std::freopen("CONOUT$", "w", stderr));

@@ -14,6 +14,7 @@
 //   inspector dialog               title and texts of the topmost dialog that takes input
 //   inspector press ID             presses a button of it
 //   inspector console              the lines in the program's console
+//   inspector clicks-select        whether a click into that console selects text
 //   inspector hold FILE            waits for the file, and keeps others from moving or deleting it
 #include "menu_reader.hpp"
 
@@ -243,16 +244,25 @@ void press(const wchar_t* id) {
 }
 
 // Goes over to the program's console; what is printed goes to a file all the same.
-void print_console() {
+HANDLE enter_console(const wchar_t* side) {
     DWORD process = 0;
     ::GetWindowThreadProcessId(tray_window(), &process);
     ::FreeConsole();
+    if (::AttachConsole(process) == 0) return INVALID_HANDLE_VALUE;
+    return ::CreateFileW(side, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                         nullptr, OPEN_EXISTING, 0, nullptr);
+}
+
+void print_clicks_select() {
+    DWORD mode = 0;
+    if (!::GetConsoleMode(enter_console(L"CONIN$"), &mode)) return print(L"null");
+    print((mode & ENABLE_QUICK_EDIT_MODE) != 0 ? L"true" : L"false");
+}
+
+void print_console() {
+    const HANDLE console = enter_console(L"CONOUT$");
     CONSOLE_SCREEN_BUFFER_INFO buffer{};
-    const bool entered = ::AttachConsole(process) != 0;
-    const HANDLE console =
-        ::CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                      nullptr, OPEN_EXISTING, 0, nullptr);
-    if (!entered || !::GetConsoleScreenBufferInfo(console, &buffer)) return print(L"null");
+    if (!::GetConsoleScreenBufferInfo(console, &buffer)) return print(L"null");
     std::wstring json = L"[";
     for (SHORT row = 0; row <= buffer.dwCursorPosition.Y; ++row) {
         std::wstring line(static_cast<std::size_t>(buffer.dwSize.X), L' ');
@@ -311,6 +321,8 @@ int main() {
         press(words[2]);
     } else if (act == L"console") {
         print_console();
+    } else if (act == L"clicks-select") {
+        print_clicks_select();
     } else if (act == L"hold" && count == 3) {
         hold(words[2]);
     } else {
