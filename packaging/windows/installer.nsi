@@ -8,6 +8,7 @@ ManifestDPIAware true
 RequestExecutionLevel user
 
 !include MUI2.nsh
+!include LogicLib.nsh
 !include WinMessages.nsh
 
 !define NAME "Elvantris Redundancy Control"
@@ -54,11 +55,95 @@ VIAddVersionKey "ProductVersion" "${VERSION}"
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE "English"
 
+; Whether a copy ran. How it was started: its options and its folder, each the address of a text
+; without a limit to its length, or 0 if the system does not tell.
 Var was_running
+Var options
+Var folder
 
 Function skip_if_started_again
     StrCmp $was_running "yes" 0 +2
     Abort
+FunctionEnd
+
+; A text of another process's start: that whose place stands OFFSET bytes behind R1 in the memory of
+; the process with the handle R0. RESULT is 0 if it can't be read.
+!macro read_start_text OFFSET RESULT
+    StrCpy ${RESULT} 0
+    IntPtrOp $R2 $R1 + ${OFFSET}
+    System::Call '*(&i2, &i2, i, p) p .R3'
+    System::Call 'kernel32::ReadProcessMemory(p R0, p R2, p R3, p 16, p 0) i .R4'
+    System::Call '*$R3(&i2 .R5, &i2, i, p .R6)'
+    IntOp $R5 $R5 & 0xFFFF
+    System::Free $R3
+    ${If} $R4 <> 0
+        IntOp $R7 $R5 + 2 ; and its end, which is zero
+        System::Call 'kernel32::GlobalAlloc(i 0x40, p R7) p .R3'
+        System::Call 'kernel32::ReadProcessMemory(p R0, p R6, p R3, p R5, p 0) i .R4'
+        ${If} $R4 <> 0
+            StrCpy ${RESULT} $R3
+        ${EndIf}
+    ${EndIf}
+!macroend
+
+; Sets `options` and `folder` for the process with the number in R0. The places are those that
+; every 64-bit Windows has them in: PEB.ProcessParameters, and in that CurrentDirectory and
+; CommandLine.
+Function ask_how_it_was_started
+    StrCpy $options 0
+    StrCpy $folder 0
+    System::Call 'kernel32::OpenProcess(i 0x1010, i 0, i R0) p .R0' ; to query and to read
+    ${If} $R0 P= 0
+        Return
+    ${EndIf}
+    System::Call '*(p, p, p, p, p, p) p .R1'
+    System::Call 'ntdll::NtQueryInformationProcess(p R0, i 0, p R1, i 48, p 0) i .R2'
+    System::Call '*$R1(p, p .R3)'
+    System::Free $R1
+    ${If} $R2 = 0
+        IntPtrOp $R3 $R3 + 0x20
+        System::Call 'kernel32::ReadProcessMemory(p R0, p R3, *p .R1, p 8, p 0) i .R2'
+        ${If} $R2 <> 0
+            !insertmacro read_start_text 0x38 $folder
+            !insertmacro read_start_text 0x70 $options
+            ${If} $options P<> 0
+                System::Call 'shlwapi::PathGetArgsW(p $options) p .R1'
+                StrCpy $options $R1
+            ${EndIf}
+        ${EndIf}
+    ${EndIf}
+    System::Call 'kernel32::CloseHandle(p R0)'
+FunctionEnd
+
+; Starts the program as the copy that ran was started, but without a browser. That option comes
+; first: behind a path that is missing it would be taken for one.
+Function start_again
+    ${If} $was_running != "yes"
+        Return
+    ${EndIf}
+    StrCpy $R0 '"$INSTDIR\${FILE}" --background '
+    StrLen $R1 $R0
+    System::Call 'kernel32::lstrlenW(p $options) i .R2'
+    IntOp $R1 $R1 + $R2
+    IntOp $R1 $R1 * 2
+    IntOp $R1 $R1 + 2
+    System::Call 'kernel32::GlobalAlloc(i 0x40, p R1) p .R3'
+    System::Call 'kernel32::lstrcpyW(p R3, w R0)'
+    ${If} $options P<> 0
+        System::Call 'kernel32::lstrcatW(p R3, p $options)'
+    ${EndIf}
+    System::Call 'kernel32::GlobalAlloc(i 0x40, p 104) p .R4' ; STARTUPINFOW
+    System::Call '*$R4(i 104)'
+    System::Call '*(p, p, i, i) p .R5' ; PROCESS_INFORMATION
+    System::Call 'kernel32::CreateProcessW(p 0, p R3, p 0, p 0, i 0, i 0, p 0, p $folder, p R4, p R5) i .R6'
+    ${If} $R6 = 0 ; its folder is gone
+        System::Call 'kernel32::CreateProcessW(p 0, p R3, p 0, p 0, i 0, i 0, p 0, p 0, p R4, p R5) i .R6'
+    ${EndIf}
+    ${If} $R6 <> 0
+        System::Call '*$R5(p .R6, p .R7)'
+        System::Call 'kernel32::CloseHandle(p R6)'
+        System::Call 'kernel32::CloseHandle(p R7)'
+    ${EndIf}
 FunctionEnd
 
 ; Asks the running copy to end, as its own menu would, and waits until it has.
@@ -77,6 +162,10 @@ Function ${prefix}end_running_copy
     FindWindow $0 "${TRAY_WINDOW}"
     StrCmp $0 0 done running
     opened:
+    !if "${prefix}" == ""
+        StrCpy $R0 $1
+        Call ask_how_it_was_started
+    !endif
     ; An open menu would hold it up.
     System::Call 'user32::PostMessage(p r0, i ${WM_CANCELMODE}, p 0, p 0)'
     System::Call 'user32::PostMessage(p r0, i ${WM_COMMAND}, p ${EXIT_ITEM}, p 0)'
@@ -131,15 +220,13 @@ Section
     Call replace_program
     IfErrors 0 replaced
     Delete "$INSTDIR\${FILE}.new"
-    StrCmp $was_running "yes" 0 +2
-    Exec '"$INSTDIR\${FILE}" --background'
+    Call start_again
     Abort "The old program file in $INSTDIR could not be replaced; it is in its place as before."
 
     replaced:
     ; The file that tells which servers are paired and where operation stands is the operator's:
     ; the new copy reads it and goes on where the old one stopped.
-    StrCmp $was_running "yes" 0 +2
-    Exec '"$INSTDIR\${FILE}" --background'
+    Call start_again
     Delete "$INSTDIR\${FILE}.old"
 
     WriteUninstaller "$INSTDIR\uninstall.exe"

@@ -202,6 +202,28 @@ test('removing_ends_the_program_and_leaves_the_settings', async () => {
   assert.ok(fs.existsSync(workstation.config) && fs.existsSync(workstation.log_file));
 });
 
+test('an_upgrade_keeps_the_options_and_the_folder_that_the_copy_was_started_with', async () => {
+  assert.equal((await install()).code, 0);
+  const { environment: env } = workstation;
+  const cwd = path.join(workstation.folder, 'Bühne links');
+  fs.mkdirSync(cwd);
+  // Longer than a text of the installer's own may be.
+  const unknown = `--${'x'.repeat(3000)}`;
+  const words = ['wine', installed, unknown, '--background', '--config', 'a show.json'];
+  workstation.program = new Child(words, { env, cwd });
+  await workstation.await_api(workstation.program);
+  const log = path.join(cwd, 'operator-control.log');
+  const starts = () => fs.readFileSync(log, 'utf8').split('Elvantris Redundancy Control').length - 1;
+  await until('its banner', () => starts() === 1);
+  assert.equal((await install()).code, 0);
+  assert.deepEqual(await workstation.program.exited, { code: 0, signal: null });
+  await until('the new copy answers', async () => starts() === 2 && (await answers(5251)));
+  assert.equal((await get_status()).configPath, 'a show.json');
+  assert.deepEqual(workstation.opened(), []);
+  assert.equal((await wine(path.join(folder, 'uninstall.exe'), '/S')).code, 0);
+  await until('the folder is gone', () => !fs.existsSync(folder));
+});
+
 test('removing_by_hand_tells_where_the_settings_stay', async () => {
   assert.equal((await install()).code, 0);
   // It goes on in a copy of itself, which waits for the operator.
