@@ -280,6 +280,13 @@ std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view
     }
 }
 
+bool json_is_whole_object(std::string_view text) {
+    const std::size_t start = text.find_first_not_of(white_space);
+    if (start == npos || text[start] != '{') return false;
+    const std::size_t end = find_closing(text, start, '{', '}');
+    return end != npos && text.find_first_not_of(white_space, end) == npos;
+}
+
 bool find_json_value_span(std::string_view text, std::string_view key, std::size_t& start_out,
                           std::size_t& end_out) {
     const std::size_t start = json_find_value(text, key);

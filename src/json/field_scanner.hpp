@@ -70,6 +70,11 @@ private:
 // Every run of digits in the array, also inside strings and nested values.
 std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view key);
 
+// Whether the text is one object from its opening to its closing brace, with nothing but white
+// space around it. What stands between the braces is not looked at, but for strings: braces in them
+// don't count.
+bool json_is_whole_object(std::string_view text);
+
 // As `json_find_value`, yet with the span's end behind the value. False where the value does not
 // end inside the text.
 bool find_json_value_span(std::string_view text, std::string_view key, std::size_t& start_out,

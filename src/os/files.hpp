@@ -13,9 +13,14 @@
 
 namespace elvantris::operator_control {
 
-// The whole content. Absent if the path can't be opened or read as a file, or if it holds more
-// than `limit` bytes.
-std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit);
+// Why there is no content. Only where the system says that nothing is under the name does a file
+// count as missing; one that is held by another program, or is no file at all, is unreadable.
+enum class read_failure { missing, unreadable, too_large };
+
+// The whole content. Absent, with the cause in `failure`, if there is none to be had or if it is
+// longer than `limit` bytes.
+std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit,
+                                           read_failure* failure = nullptr);
 
 // Creates or truncates the file, writes all bytes and flushes them to the disk.
 enum class write_outcome { written, not_opened, failed_after_opening };
@@ -24,6 +29,10 @@ write_outcome write_whole_file(const std::string& path, std::string_view bytes);
 // Puts `from` in the place of `to` in one step: whoever reads `to` sees the old file or the new
 // one, never a part. The step is written through to the disk where the file system lets us.
 bool replace_file(const std::string& from, const std::string& to);
+
+// Gives the file a second name, under which nothing may be yet. A file system without second names
+// moves it there. A folder is left alone. True also if there is nothing under `path`.
+bool keep_file_as(const std::string& path, const std::string& second_name);
 
 // Opens (or creates) the file, appends all bytes in one piece and closes it.
 bool append_to_file(const std::string& path, std::string_view bytes);

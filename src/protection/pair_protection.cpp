@@ -16,12 +16,11 @@ alert_severity severity_of(fault_mode mode) {
 
 pair_protection::pair_protection(controller_registry& registry)
     : registry_(registry),
-      state_path_(registry.configuration_path() + ".protection.json"),
-      log_(state_path_ + ".alerts.jsonl") {
-    const auto text = load_memory_text(state_path_);
+      state_file_(registry.configuration_path() + ".protection.json"),
+      log_(state_file_.path() + ".alerts.jsonl") {
     std::string error;
-    if (text && !read_memory(*text, memory_, error))
-        last_action_ = "Invalid saved protection settings: " + error;
+    state_file_.load(memory_, error);
+    if (!error.empty()) last_action_ = "Invalid saved protection settings: " + error;
 }
 
 void pair_protection::begin(steady_time now) {

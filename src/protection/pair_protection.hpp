@@ -81,7 +81,7 @@ private:
     void run_failover_decision(const system_record& backup, const failover_view& view,
                                const std::string& reason, const moment& now);
     bool ready(const system_record& system, steady_time now) const;
-    bool save() const { return save_memory(state_path_, memory_); }
+    bool save() { return state_file_.save(memory_); }
     bool set_armed(bool armed, std::string& error);
     bool transfer_on_request(pair_side side, const moment& now, std::string& error);
     bool transfer_to(const system_record& target, pair_side side, const std::string& reason,
@@ -89,7 +89,7 @@ private:
     bool actions_busy() const { return sequence_running_ || !queue_.empty(); }
 
     controller_registry& registry_;
-    std::string state_path_;
+    state_file state_file_;
     protection_memory memory_;
     std::map<std::string, server_health> health_; // one entry for each server ever polled
     fault_timers timers_;

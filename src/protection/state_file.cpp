@@ -2,16 +2,15 @@
 
 #include "json/field_scanner.hpp"
 #include "json/object_writer.hpp"
-#include "os/file_paths.hpp"
-#include "os/files.hpp"
 
 #include <utility>
 
 namespace elvantris::operator_control {
 namespace {
 
-// Far above the largest policy that can be posted.
-constexpr std::size_t state_file_limit = 67'108'864;
+constexpr settings_file_rules rules{.is_whole = json_is_whole_object,
+                                    .possible_loss = "a hold on Backup may be lost",
+                                    .after_failure = failed_save::leaves_temporary_file};
 
 } // namespace
 
@@ -24,24 +23,24 @@ std::string write_memory(const protection_memory& memory) {
 }
 
 bool read_memory(std::string_view text, protection_memory& memory, std::string& error) {
-    protection_policy policy = parse_policy(text);
-    if (!validate_policy(policy, error)) return false;
-    memory.policy = std::move(policy);
-    memory.heldOnBackup = json_read_bool(text, "heldOnBackup", false);
-    memory.pairMain = json_read_string(text, "pairMain");
-    memory.pairBackup = json_read_string(text, "pairBackup");
+    protection_memory read;
+    read.policy = parse_policy(text);
+    if (!validate_policy(read.policy, error)) return false;
+    read.heldOnBackup = json_read_bool(text, "heldOnBackup", false);
+    read.pairMain = json_read_string(text, "pairMain");
+    read.pairBackup = json_read_string(text, "pairBackup");
+    memory = std::move(read);
     return true;
 }
 
-std::optional<std::string> load_memory_text(const std::string& path) {
-    return read_whole_file(path, state_file_limit);
+state_file::state_file(std::string path) : file_(std::move(path), rules) {}
+
+void state_file::load(protection_memory& memory, std::string& error) noexcept {
+    file_.load([&](const std::string& text) { read_memory(text, memory, error); });
 }
 
-bool save_memory(const std::string& path, const protection_memory& memory) {
-    const std::string temporary = path + ".tmp";
-    if (const std::string folder = parent_folder(path); !folder.empty()) create_folders(folder);
-    return write_whole_file(temporary, write_memory(memory)) == write_outcome::written &&
-           replace_file(temporary, path);
+bool state_file::save(const protection_memory& memory) noexcept {
+    return file_.save([&memory] { return write_memory(memory); });
 }
 
 } // namespace elvantris::operator_control

@@ -1,9 +1,9 @@
 // The one file that lets a hold survive a restart.
 #pragma once
 
+#include "os/settings_file.hpp"
 #include "protection/policy.hpp"
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,11 +24,25 @@ std::string write_memory(const protection_memory& memory);
 // Pure.
 bool read_memory(std::string_view text, protection_memory& memory, std::string& error);
 
-// Absent if there is no such file, or it can't be read.
-std::optional<std::string> load_memory_text(const std::string& path);
+// Each save replaces the file in one step; a failed one may leave a temporary file that the next
+// overwrites. A file that can't be read is kept aside, as `settings_file` says.
+//
+// Threads: one at a time. Failure: values; nothing is thrown.
+class state_file {
+public:
+    explicit state_file(std::string path);
 
-// Replaces the file in one step. True only when the new content is on the disk; a failure leaves
-// the old file whole, and perhaps a temporary file that the next save overwrites.
-bool save_memory(const std::string& path, const protection_memory& memory);
+    const std::string& path() const { return file_.path(); }
+
+    // Without a file, or with one that can't be read, `memory` and `error` stay as they are. An
+    // invalid policy leaves `memory` too, and `error` says what is wrong.
+    void load(protection_memory& memory, std::string& error) noexcept;
+
+    // True only when the new content is on the disk.
+    bool save(const protection_memory& memory) noexcept;
+
+private:
+    settings_file file_;
+};
 
 } // namespace elvantris::operator_control

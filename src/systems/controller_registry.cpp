@@ -1,7 +1,6 @@
 #include "systems/controller_registry.hpp"
 
-#include "os/file_paths.hpp"
-#include "os/files.hpp"
+#include "json/field_scanner.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -10,7 +9,10 @@ namespace elvantris::operator_control {
 namespace {
 
 constexpr std::chrono::seconds silence_limit{6};
-constexpr std::size_t configuration_file_limit = 67'108'864;
+constexpr settings_file_rules configuration_rules{.is_whole = json_is_whole_object,
+                                                  .possible_loss = "the pairing may be lost",
+                                                  .after_failure =
+                                                      failed_save::removes_temporary_file};
 
 template<typename systems, typename condition>
 auto* first_where(systems& list, const condition& holds) {
@@ -126,7 +128,7 @@ std::string active_word(const std::optional<system_record>& active) {
 }
 
 controller_registry::controller_registry(std::string configuration_path)
-    : configuration_path_(std::move(configuration_path)) {}
+    : file_(std::move(configuration_path), configuration_rules) {}
 
 bool controller_registry::enabled() const {
     const std::lock_guard lock(state_lock_);
@@ -346,28 +348,24 @@ void controller_registry::set_active_override(bool value, const std::string& ser
     state_.activeOverrideSerial = serial;
 }
 
-void controller_registry::load() {
-    const auto text = read_whole_file(configuration_path_, configuration_file_limit);
-    if (!text) return;
-    const std::lock_guard lock(state_lock_);
-    read_registry_json(*text, state_);
+void controller_registry::load() noexcept {
+    const std::lock_guard file_lock(save_lock_);
+    file_.load([this](const std::string& text) {
+        registry_state loaded;
+        {
+            const std::lock_guard lock(state_lock_);
+            loaded = state_;
+        }
+        // A registry that runs short of memory halfway must not be half the file's.
+        read_registry_json(text, loaded);
+        const std::lock_guard lock(state_lock_);
+        state_ = std::move(loaded);
+    });
 }
 
-void controller_registry::save() const {
+void controller_registry::save() const noexcept {
     const std::lock_guard lock(save_lock_);
-    const std::string temporary = configuration_path_ + ".tmp";
-    if (const std::string folder = parent_folder(configuration_path_); !folder.empty())
-        create_folders(folder);
-    switch (write_whole_file(temporary, to_json())) {
-    case write_outcome::not_opened:
-        return;
-    case write_outcome::failed_after_opening:
-        remove_file(temporary);
-        return;
-    case write_outcome::written:
-        break;
-    }
-    if (!replace_file(temporary, configuration_path_)) remove_file(temporary);
+    file_.save([this] { return to_json(); });
 }
 
 } // namespace elvantris::operator_control

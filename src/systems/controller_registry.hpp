@@ -8,6 +8,7 @@
 //   Serials are compared byte for byte, and the first match in list order wins.
 #pragma once
 
+#include "os/settings_file.hpp"
 #include "systems/registry_file.hpp"
 #include "systems/system_record.hpp"
 
@@ -27,7 +28,7 @@ class controller_registry {
 public:
     explicit controller_registry(std::string configuration_path);
 
-    const std::string& configuration_path() const { return configuration_path_; }
+    const std::string& configuration_path() const { return file_.path(); }
 
     bool enabled() const;
     bool controller_configured() const;
@@ -78,15 +79,16 @@ public:
     void set_policy_sync(bool synchronized, const std::string& message);
     void set_active_override(bool value, const std::string& serial);
 
-    // Reads the configuration file; one that can't be opened changes nothing.
-    void load();
+    // Reads the configuration file; one that can't be read changes nothing, and is kept aside as
+    // `settings_file` says. Before the threads that change the registry.
+    void load() noexcept;
     // Replaces the configuration file in one step. In every failure the old file stays whole, and
     // nothing is reported.
-    void save() const;
+    void save() const noexcept;
 
 private:
-    std::string configuration_path_;
-    mutable std::mutex save_lock_;  // one `save` at a time; taken before the state lock
+    mutable std::mutex save_lock_; // guards `file_`; taken before the state lock
+    mutable settings_file file_;
     mutable std::mutex state_lock_; // guards `state_`; `to_json` builds its text under it
     registry_state state_;
 };

@@ -33,6 +33,11 @@ private:
     int descriptor_;
 };
 
+std::optional<std::string> fails(read_failure* told, read_failure cause) {
+    if (told != nullptr) *told = cause;
+    return std::nullopt;
+}
+
 bool write_all(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         const auto written = ::write(descriptor, bytes.data(), bytes.size());
@@ -45,21 +50,28 @@ bool write_all(int descriptor, std::string_view bytes) {
 
 } // namespace
 
-std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit) {
+std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit,
+                                           read_failure* failure) {
     // Non-blocking: a pipe that stands under the name must not hold the program.
     const open_file file(path, O_RDONLY | O_NONBLOCK);
+    if (!file.valid())
+        return fails(failure, errno == ENOENT || errno == ENOTDIR ? read_failure::missing
+                                                                  : read_failure::unreadable);
     struct stat details {};
-    if (!file.valid() || ::fstat(file.descriptor(), &details) != 0 || !S_ISREG(details.st_mode))
-        return std::nullopt;
+    if (::fstat(file.descriptor(), &details) != 0 || !S_ISREG(details.st_mode))
+        return fails(failure, read_failure::unreadable);
+    if (static_cast<std::uintmax_t>(details.st_size) > limit)
+        return fails(failure, read_failure::too_large);
     std::string content;
     std::array<char, 65536> buffer{};
     while (true) {
         const auto size = ::read(file.descriptor(), buffer.data(), buffer.size());
         if (size < 0 && errno == EINTR) continue;
-        if (size < 0) return std::nullopt;
+        if (size < 0) return fails(failure, read_failure::unreadable);
         if (size == 0) return content;
         content.append(buffer.data(), static_cast<std::size_t>(size));
-        if (content.size() > limit) return std::nullopt;
+        // Another program may have made it longer meanwhile.
+        if (content.size() > limit) return fails(failure, read_failure::too_large);
     }
 }
 
@@ -71,12 +83,22 @@ write_outcome write_whole_file(const std::string& path, std::string_view bytes) 
 }
 
 bool replace_file(const std::string& from, const std::string& to) {
+    // All that can fail for want of memory comes before the step.
+    const std::string parent = parent_folder(to);
+    const std::string folder = parent.empty() ? "." : parent;
     if (std::rename(from.c_str(), to.c_str()) != 0) return false;
-    const std::string folder = parent_folder(to);
-    const open_file opened(folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY);
+    const open_file opened(folder, O_RDONLY | O_DIRECTORY);
     // The new name stands already; a folder that can't be flushed makes it no less whole.
     if (opened.valid()) ::fsync(opened.descriptor());
     return true;
+}
+
+bool keep_file_as(const std::string& path, const std::string& second_name) {
+    if (::link(path.c_str(), second_name.c_str()) == 0) return true;
+    if (errno == ENOENT || errno == ENOTDIR) return true;
+    struct stat details {};
+    return ::lstat(path.c_str(), &details) == 0 && !S_ISDIR(details.st_mode) &&
+           std::rename(path.c_str(), second_name.c_str()) == 0;
 }
 
 bool append_to_file(const std::string& path, std::string_view bytes) {

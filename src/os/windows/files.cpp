@@ -33,6 +33,15 @@ private:
     HANDLE handle_;
 };
 
+std::optional<std::string> fails(read_failure* told, read_failure cause) {
+    if (told != nullptr) *told = cause;
+    return std::nullopt;
+}
+
+bool is_missing(DWORD error) {
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
 bool write_all(HANDLE handle, std::string_view bytes) {
     while (!bytes.empty()) {
         constexpr std::size_t piece = 0x40000000;
@@ -47,19 +56,29 @@ bool write_all(HANDLE handle, std::string_view bytes) {
 
 } // namespace
 
-std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit) {
+std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit,
+                                           read_failure* failure) {
     const open_file file(path, GENERIC_READ, OPEN_EXISTING);
-    if (!file.valid() || ::GetFileType(file.handle()) != FILE_TYPE_DISK) return std::nullopt;
+    if (!file.valid())
+        return fails(failure, is_missing(::GetLastError()) ? read_failure::missing
+                                                           : read_failure::unreadable);
+    LARGE_INTEGER length{};
+    if (::GetFileType(file.handle()) != FILE_TYPE_DISK ||
+        ::GetFileSizeEx(file.handle(), &length) == 0)
+        return fails(failure, read_failure::unreadable);
+    if (static_cast<std::uint64_t>(length.QuadPart) > limit)
+        return fails(failure, read_failure::too_large);
     std::string content;
     std::array<char, 65536> buffer{};
     while (true) {
         DWORD size = 0;
         if (::ReadFile(file.handle(), buffer.data(), static_cast<DWORD>(buffer.size()), &size,
                        nullptr) == 0)
-            return std::nullopt;
+            return fails(failure, read_failure::unreadable);
         if (size == 0) return content;
         content.append(buffer.data(), size);
-        if (content.size() > limit) return std::nullopt;
+        // Another program may have made it longer meanwhile.
+        if (content.size() > limit) return fails(failure, read_failure::too_large);
     }
 }
 
@@ -74,13 +93,25 @@ bool replace_file(const std::string& from, const std::string& to) {
     // A virus scanner or an editor may hold the old file open for a moment.
     constexpr int most_tries = 5;
     constexpr DWORD pause_ms = 10;
+    const std::wstring wide_from = to_wide(from);
+    const std::wstring wide_to = to_wide(to);
     for (int tries = 1;; ++tries) {
-        if (::MoveFileExW(to_wide(from).c_str(), to_wide(to).c_str(),
+        if (::MoveFileExW(wide_from.c_str(), wide_to.c_str(),
                           MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0)
             return true;
         if (tries == most_tries || ::GetLastError() == ERROR_FILE_NOT_FOUND) return false;
         ::Sleep(pause_ms);
     }
+}
+
+bool keep_file_as(const std::string& path, const std::string& second_name) {
+    const std::wstring wide_path = to_wide(path);
+    const std::wstring wide_name = to_wide(second_name);
+    if (::CreateHardLinkW(wide_name.c_str(), wide_path.c_str(), nullptr) != 0) return true;
+    const DWORD attributes = ::GetFileAttributesW(wide_path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) return is_missing(::GetLastError());
+    return (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
+           ::MoveFileExW(wide_path.c_str(), wide_name.c_str(), MOVEFILE_WRITE_THROUGH) != 0;
 }
 
 bool append_to_file(const std::string& path, std::string_view bytes) {

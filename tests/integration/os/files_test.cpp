@@ -19,15 +19,22 @@ const std::vector<std::string> file_names = {"plain.json", "with blank.json",
 
 } // namespace
 
-TEST(read_whole_file, is_absent_for_a_folder_and_for_a_file_beyond_the_limit) {
+TEST(read_whole_file, says_why_there_is_no_content) {
     const temporary_folder folder;
     const std::string path = folder.file("files_test.txt");
     ASSERT_EQ(write_whole_file(path, "12345"), write_outcome::written);
+    read_failure failure{};
     EXPECT_EQ(read_whole_file(path, 5), "12345");
-    EXPECT_EQ(read_whole_file(path, 4), std::nullopt);
-    EXPECT_EQ(read_whole_file(folder.path(), 5), std::nullopt);
-    remove_file(path);
-    EXPECT_EQ(read_whole_file(path, 5), std::nullopt);
+    EXPECT_EQ(read_whole_file(path, 4, &failure), std::nullopt);
+    EXPECT_EQ(failure, read_failure::too_large);
+    EXPECT_EQ(read_whole_file(folder.path(), 5, &failure), std::nullopt);
+    EXPECT_EQ(failure, read_failure::unreadable);
+    for (const std::string& missing :
+         {folder.file("none"), folder.file("none/x"), path_inside(path, "x"), std::string()}) {
+        failure = read_failure::unreadable;
+        EXPECT_EQ(read_whole_file(missing, 5, &failure), std::nullopt) << missing;
+        EXPECT_EQ(failure, read_failure::missing) << missing;
+    }
 }
 
 TEST(write_whole_file, keeps_every_byte_under_any_name) {
@@ -107,6 +114,31 @@ TEST(replace_file, shows_a_reader_the_old_file_or_the_new_one) {
         EXPECT_TRUE(content == old_content || content == new_content);
     }
     writer.join();
+}
+
+TEST(keep_file_as, leaves_the_content_under_the_second_name_alone_once_the_first_is_replaced) {
+    const temporary_folder folder;
+    for (const std::string& name : file_names) {
+        const std::string path = folder.file(name);
+        const std::string second = path + ".kept";
+        ASSERT_EQ(write_whole_file(path, "old"), write_outcome::written);
+        EXPECT_TRUE(keep_file_as(path, second)) << name;
+        EXPECT_EQ(read_whole_file(second, ample), "old") << name;
+        ASSERT_EQ(write_whole_file(path + ".tmp", "new"), write_outcome::written);
+        EXPECT_TRUE(replace_file(path + ".tmp", path));
+        EXPECT_EQ(read_whole_file(second, ample), "old") << name;
+        EXPECT_EQ(read_whole_file(path, ample), "new") << name;
+    }
+}
+
+TEST(keep_file_as, leaves_a_folder_alone_and_needs_nothing_for_what_is_missing) {
+    const temporary_folder folder;
+    const std::string inner = folder.file("folder");
+    ASSERT_TRUE(create_folders(inner));
+    EXPECT_FALSE(keep_file_as(inner, folder.file("kept")));
+    EXPECT_TRUE(path_exists(inner));
+    EXPECT_TRUE(keep_file_as(folder.file("none"), folder.file("kept")));
+    EXPECT_FALSE(path_exists(folder.file("kept")));
 }
 
 TEST(append_to_file, creates_the_file_and_adds_to_its_end) {

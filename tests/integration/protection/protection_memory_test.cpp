@@ -9,7 +9,7 @@ using protection_at_start = watched_pair;
 
 void write_state(const std::string& path, std::string_view text) {
     ASSERT_EQ(write_whole_file(path, text), write_outcome::written);
-    ASSERT_TRUE(load_memory_text(path).has_value());
+    ASSERT_TRUE(read_whole_file(path, largest_settings_file).has_value());
 }
 
 const std::string defaults = write_policy(protection_policy{});
@@ -31,7 +31,9 @@ TEST_F(protection_at_start, is_armed_with_the_defaults_without_a_file_or_with_an
 
 TEST_F(protection_at_start, keeps_its_file_beside_the_configuration_under_the_whole_of_its_name) {
     ASSERT_TRUE(operate("disarm"));
-    EXPECT_TRUE(load_memory_text(folder.file("operator-control.json.protection.json")).has_value());
+    EXPECT_TRUE(
+        read_whole_file(folder.file("operator-control.json.protection.json"), largest_settings_file)
+            .has_value());
     restart();
     EXPECT_FALSE(json_read_bool(status(), "armed", true));
 }
@@ -46,12 +48,12 @@ TEST_F(protection_at_start, tells_of_an_invalid_policy_and_leaves_the_file_until
     EXPECT_EQ(policy_in(status()), defaults);
     EXPECT_FALSE(held());
     protection->begin(now.steady);
-    EXPECT_EQ(load_memory_text(state_path()), invalid);
+    EXPECT_EQ(read_whole_file(state_path(), largest_settings_file), invalid);
     cycle_after(0ms);
     protection_memory expected;
     expected.pairMain = "M1";
     expected.pairBackup = "B1";
-    EXPECT_EQ(load_memory_text(state_path()), write_memory(expected));
+    EXPECT_EQ(read_whole_file(state_path(), largest_settings_file), write_memory(expected));
 }
 
 TEST_F(protection_at_start, saves_once_for_a_new_pair_and_not_again_for_the_same) {

@@ -1,5 +1,6 @@
 #include "protection/state_file.hpp"
 
+#include "integration/support/captured_log.hpp"
 #include "integration/support/temporary_folder.hpp"
 #include "os/file_paths.hpp"
 #include "os/files.hpp"
@@ -12,6 +13,8 @@ using namespace elvantris::operator_control;
 
 namespace {
 
+constexpr std::size_t ample = 1'000'000;
+
 protection_memory held_memory() {
     protection_memory memory;
     memory.heldOnBackup = true;
@@ -22,53 +25,99 @@ protection_memory held_memory() {
 
 } // namespace
 
-TEST(save_memory, makes_the_folders_on_the_way_and_leaves_no_temporary_file) {
+TEST(state_file, makes_the_folders_on_the_way_and_leaves_no_temporary_file) {
     const temporary_folder folder;
     const std::string path = path_inside(folder.file("a"), "state.json");
-    ASSERT_TRUE(save_memory(path, held_memory()));
-    EXPECT_EQ(load_memory_text(path), write_memory(held_memory()));
+    ASSERT_TRUE(state_file(path).save(held_memory()));
+    EXPECT_EQ(read_whole_file(path, ample), write_memory(held_memory()));
     EXPECT_FALSE(path_exists(path + ".tmp"));
 }
 
-TEST(save_memory, truncates_the_temporary_file_that_a_crash_left_behind) {
+TEST(state_file, truncates_the_temporary_file_that_a_crash_left_behind) {
     const temporary_folder folder;
     const std::string path = folder.file("state.json");
-    ASSERT_TRUE(save_memory(path, protection_memory{}));
+    ASSERT_TRUE(state_file(path).save(protection_memory{}));
     ASSERT_EQ(write_whole_file(path + ".tmp", std::string(100'000, 'x')), write_outcome::written);
-    EXPECT_EQ(load_memory_text(path), write_memory(protection_memory{}))
+    EXPECT_EQ(read_whole_file(path, ample), write_memory(protection_memory{}))
         << "what the crash left does not count";
-    ASSERT_TRUE(save_memory(path, held_memory()));
-    EXPECT_EQ(load_memory_text(path), write_memory(held_memory()));
+    ASSERT_TRUE(state_file(path).save(held_memory()));
+    EXPECT_EQ(read_whole_file(path, ample), write_memory(held_memory()));
     EXPECT_FALSE(path_exists(path + ".tmp"));
 }
 
-TEST(save_memory, fails_with_the_old_file_whole_when_the_temporary_file_can_not_be_opened) {
+TEST(state_file, fails_with_the_old_file_whole_when_the_temporary_file_can_not_be_opened) {
     const temporary_folder folder;
     const std::string path = folder.file("state.json");
-    ASSERT_TRUE(save_memory(path, protection_memory{}));
+    ASSERT_TRUE(state_file(path).save(protection_memory{}));
     std::filesystem::create_directory(path + ".tmp");
-    EXPECT_FALSE(save_memory(path, held_memory()));
-    EXPECT_EQ(load_memory_text(path), write_memory(protection_memory{}));
+    EXPECT_FALSE(state_file(path).save(held_memory()));
+    EXPECT_EQ(read_whole_file(path, ample), write_memory(protection_memory{}));
 }
 
-TEST(save_memory, fails_when_a_folder_stands_in_the_place_of_the_file) {
+TEST(state_file, fails_when_a_folder_stands_in_the_place_of_the_file) {
     const temporary_folder folder;
     const std::string path = folder.file("state.json");
     std::filesystem::create_directory(path);
-    EXPECT_FALSE(save_memory(path, held_memory()));
+    EXPECT_FALSE(state_file(path).save(held_memory()));
     EXPECT_TRUE(std::filesystem::is_directory(path));
 }
 
-TEST(save_memory, fails_when_its_folder_can_not_be_made) {
+TEST(state_file, fails_when_its_folder_can_not_be_made) {
     const temporary_folder folder;
     ASSERT_EQ(write_whole_file(folder.file("file"), "x"), write_outcome::written);
-    EXPECT_FALSE(save_memory(path_inside(folder.file("file"), "state.json"), held_memory()));
+    EXPECT_FALSE(state_file(path_inside(folder.file("file"), "state.json")).save(held_memory()));
 }
 
-TEST(load_memory_text, is_absent_for_what_is_no_file) {
+TEST(state_file, that_is_damaged_gives_what_can_be_read_and_is_kept_before_the_next_save) {
     const temporary_folder folder;
-    EXPECT_EQ(load_memory_text(folder.file("none.json")), std::nullopt);
-    EXPECT_EQ(load_memory_text(folder.path()), std::nullopt);
-    ASSERT_EQ(write_whole_file(folder.file("empty.json"), ""), write_outcome::written);
-    EXPECT_EQ(load_memory_text(folder.file("empty.json")), "");
+    const std::string path = folder.file("state.json");
+    const std::string whole = write_memory(held_memory());
+    const std::string torn = whole.substr(0, whole.find(",\"pairMain\""));
+    ASSERT_EQ(write_whole_file(path, torn), write_outcome::written);
+    const captured_log log;
+    state_file file(path);
+    protection_memory memory;
+    std::string error;
+    file.load(memory, error);
+    EXPECT_EQ(error, "");
+    EXPECT_TRUE(memory.heldOnBackup);
+    EXPECT_EQ(memory.pairMain, "");
+    EXPECT_EQ(log.error(), "[settings] " + path +
+                               " is damaged; defaults take the place of what is missing, and a "
+                               "hold on Backup may be lost. It is kept as " +
+                               path + ".unreadable-1 before anything is saved over it.\n");
+    EXPECT_EQ(read_whole_file(path, ample), torn);
+    ASSERT_TRUE(file.save(protection_memory{}));
+    EXPECT_EQ(read_whole_file(path + ".unreadable-1", ample), torn);
+    EXPECT_EQ(read_whole_file(path, ample), write_memory(protection_memory{}));
+}
+
+TEST(state_file, with_an_invalid_policy_is_read_and_not_kept) {
+    const temporary_folder folder;
+    const std::string path = folder.file("state.json");
+    ASSERT_EQ(write_whole_file(path, R"({"resources":2})"), write_outcome::written);
+    const captured_log log;
+    state_file file(path);
+    protection_memory memory;
+    std::string error;
+    file.load(memory, error);
+    EXPECT_EQ(error, "Resource pressure supports Ignore or Alert only.");
+    ASSERT_TRUE(file.save(memory));
+    EXPECT_FALSE(path_exists(path + ".unreadable-1"));
+    EXPECT_EQ(log.error(), "");
+}
+
+TEST(state_file, holds_the_largest_policy_that_can_be_posted) {
+    constexpr std::size_t largest_request = 4'194'304;
+    const temporary_folder folder;
+    const std::string path = folder.file("state.json");
+    protection_memory written = held_memory();
+    // Nothing grows more on its way to the file than a control byte.
+    written.policy.outputRules.push_back(
+        {.mainId = std::string(largest_request, '\x01'), .backupId = "", .mode = mode_alert});
+    ASSERT_TRUE(state_file(path).save(written));
+    protection_memory read;
+    std::string error;
+    state_file(path).load(read, error);
+    EXPECT_EQ(write_memory(read), write_memory(written));
 }

@@ -128,7 +128,8 @@ protected:
     protection_memory saved() const {
         protection_memory memory;
         std::string ignored;
-        EXPECT_TRUE(read_memory(load_memory_text(state_path()).value_or(""), memory, ignored));
+        EXPECT_TRUE(read_memory(read_whole_file(state_path(), largest_settings_file).value_or(""),
+                                memory, ignored));
         return memory;
     }
 

@@ -1,3 +1,4 @@
+#include "integration/support/captured_log.hpp"
 #include "integration/support/temporary_folder.hpp"
 #include "os/file_paths.hpp"
 #include "os/files.hpp"
@@ -122,12 +123,21 @@ TEST(registry_file, that_is_damaged_gives_defaults_field_by_field) {
     const std::string path = folder.file("operator-control.json");
     put(path,
         std::string("\0\xff{\"uiPort\":6000,\"enabled\":tru,\"systems\":[{\"serial\":\"S\"}", 52));
+    const std::string damaged = read_whole_file(path, ample).value();
+    const captured_log log;
     controller_registry registry(path);
     registry.load();
     EXPECT_EQ(registry.ui_port(), 6000);
     EXPECT_FALSE(registry.enabled());
     EXPECT_TRUE(registry.systems().empty());
     EXPECT_EQ(registry.shared_function_ids().size(), 23U);
+    EXPECT_EQ(log.error(), "[settings] " + path +
+                               " is damaged; defaults take the place of what is missing, and the "
+                               "pairing may be lost. It is kept as " +
+                               path + ".unreadable-1 before anything is saved over it.\n");
+    registry.save();
+    EXPECT_EQ(read_whole_file(path + ".unreadable-1", ample), damaged);
+    EXPECT_EQ(read_whole_file(path, ample), registry.to_json());
 }
 
 TEST(registry_file, is_saved_into_folders_that_do_not_stand_yet) {
@@ -164,9 +174,11 @@ TEST(registry_file, leaves_no_temporary_file_behind_if_it_cannot_be_replaced) {
     registry.save();
     EXPECT_FALSE(path_exists(path + ".tmp"));
     EXPECT_TRUE(path_exists(path_inside(path, "inner")));
+    const captured_log log;
     const std::string before = registry.to_json();
     registry.load();
     EXPECT_EQ(registry.to_json(), before);
+    EXPECT_NE(log.error(), "");
 }
 
 TEST(registry_file, is_not_saved_where_its_folder_cannot_be_made) {

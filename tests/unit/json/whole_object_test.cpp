@@ -1,0 +1,27 @@
+#include "json/field_scanner.hpp"
+
+#include <gtest/gtest.h>
+
+using namespace elvantris::operator_control;
+
+TEST(json_is_whole_object, takes_one_object_with_nothing_but_white_space_around_it) {
+    for (const std::string text : {"{}", " \t\r\n{ }\n", R"({"a":{"b":{}},"c":[{},{}]})",
+                                   R"({"a":"}{"})", R"({"a":"\"}","b":"\\"})", R"({"a":"\\\"{"})"})
+        EXPECT_TRUE(json_is_whole_object(text)) << text;
+}
+
+TEST(json_is_whole_object, refuses_all_else) {
+    for (const std::string text :
+         {"", " ", "x", "[]", "[{}]", "\"{}\"", "{", "}", "{}}", "{}{}", "{},", "x{}", "{} x",
+          R"({"a":{})", R"({"a":"})", R"({"a":"\"})", "\xef\xbb\xbf{}"})
+        EXPECT_FALSE(json_is_whole_object(text)) << text;
+    EXPECT_FALSE(json_is_whole_object(std::string("{}\0", 3)));
+    EXPECT_FALSE(json_is_whole_object(std::string(100, '\0')));
+}
+
+TEST(json_is_whole_object, refuses_an_object_that_is_cut_at_any_byte) {
+    const std::string whole = R"({"a":"x\"}\\","b":[{"c":"{"},{}],"d":{"e":1}})";
+    ASSERT_TRUE(json_is_whole_object(whole));
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        EXPECT_FALSE(json_is_whole_object(whole.substr(0, length))) << length;
+}
