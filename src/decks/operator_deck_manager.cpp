@@ -51,13 +51,14 @@ operator_deck_manager::~operator_deck_manager() {
 
 bool operator_deck_manager::start() {
     if (running_.exchange(true)) return true;
-    adapter_.set_key_handler([this](const std::string& serial, std::int32_t key, bool down) {
-        const std::lock_guard lock(mutex_);
-        key_queue_.push_back({.serial = serial, .key = key, .down = down});
-    });
     try {
+        adapter_.set_key_handler([this](const std::string& serial, std::int32_t key, bool down) {
+            const std::lock_guard lock(mutex_);
+            key_queue_.push_back({.serial = serial, .key = key, .down = down});
+        });
         worker_ = std::thread([this] { work(); });
     } catch (...) {
+        adapter_.set_key_handler({});
         running_ = false;
         throw;
     }
@@ -75,11 +76,19 @@ void operator_deck_manager::work() {
     next_registration_ = steady_time::min();
     while (running_) {
         try {
-            run_pass();
-        } catch (const std::exception& failure) {
-            write_error_line("[streamdeck] manager: " + std::string(failure.what()));
+            run_guarded_pass();
+        } catch (...) {
+            // Not even memory for the line about a failure: the next pass tries again.
         }
         std::this_thread::sleep_for(pass_pause);
+    }
+}
+
+void operator_deck_manager::run_guarded_pass() {
+    try {
+        run_pass();
+    } catch (const std::exception& failure) {
+        write_error_line("[streamdeck] manager: " + std::string(failure.what()));
     }
 }
 
@@ -96,7 +105,8 @@ void operator_deck_manager::run_pass() {
     settle_authority(active);
     for (const system_record& system : systems) {
         const bool has_authority = active && active->serial == system.serial;
-        if (system.uiReady && (in_pair(system) || has_authority)) poll(system, has_authority);
+        if (system.uiReady && (in_pair(system) || has_authority))
+            poll(system, has_authority, decks);
     }
     drain_keys();
 }
@@ -137,7 +147,8 @@ void operator_deck_manager::hand_over_pages(const system_record& to) {
         client_.post_set_page(to, session_id_, serial, page, page_timeout);
 }
 
-void operator_deck_manager::poll(const system_record& server, bool has_authority) {
+void operator_deck_manager::poll(const system_record& server, bool has_authority,
+                                 const std::vector<deck_info>& attached) {
     std::int64_t since = 0;
     {
         const std::lock_guard lock(mutex_);
@@ -149,28 +160,30 @@ void operator_deck_manager::poll(const system_record& server, bool has_authority
     const std::lock_guard lock(mutex_);
     server_deck_session& session = sessions_[server.serial];
     session.generation = reply.generation;
-    if (reply.changed) apply(reply, session, has_authority);
+    if (reply.changed) apply(reply, session, has_authority, attached);
 }
 
 void operator_deck_manager::apply(deck_state_reply& reply, server_deck_session& session,
-                                  bool has_authority) {
+                                  bool has_authority, const std::vector<deck_info>& attached) {
     for (deck_view& view : reply.decks) {
-        deck_view& kept = session.decks[view.serial];
-        kept = std::move(view);
-        if (has_authority) paint(kept);
+        const std::string serial = view.serial;
+        const bool use_splash = view.use_splash;
+        const auto keys = keep_view(session, std::move(view), attached);
+        if (has_authority) paint(serial, use_splash, keys);
     }
 }
 
-void operator_deck_manager::paint(const deck_view& view) {
-    if (view.use_splash) {
-        adapter_.show_splash(view.serial);
+void operator_deck_manager::paint(const std::string& serial, bool use_splash,
+                                  const std::vector<deck_key_image>& keys) {
+    if (use_splash) {
+        adapter_.show_splash(serial);
         return;
     }
-    for (const deck_key_image& key : view.keys) {
+    for (const deck_key_image& key : keys) {
         if (key.image.empty())
-            adapter_.clear_key(view.serial, key.index);
+            adapter_.clear_key(serial, key.index);
         else
-            adapter_.set_key_image(view.serial, key.index, key.image);
+            adapter_.set_key_image(serial, key.index, key.image);
     }
 }
 

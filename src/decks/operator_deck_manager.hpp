@@ -8,6 +8,7 @@
 // Failure: a server that can't be reached costs its time-outs and nothing more.
 #pragma once
 
+#include "decks/deck_session.hpp"
 #include "decks/operator_deck_client.hpp"
 #include "decks/streamdeck_adapter.hpp"
 #include "os/clock.hpp"
@@ -23,12 +24,6 @@
 #include <vector>
 
 namespace elvantris::operator_control {
-
-// What one server has said so far.
-struct server_deck_session {
-    std::int64_t generation = 0;            // the `since` of the next poll
-    std::map<std::string, deck_view> decks; // the last view of each deck, by its serial
-};
 
 struct deck_key_event {
     std::string serial; // the deck's
@@ -46,7 +41,7 @@ public:
     ~operator_deck_manager();
 
     // True, also if it runs already. A thread that can't be had is thrown as the system's error,
-    // and nothing is running then.
+    // and the manager is as it was before.
     bool start();
     // Waits for the pass under way, then takes leave of every ready server. Safe to repeat.
     void stop();
@@ -54,13 +49,16 @@ public:
 private:
     void work();
     void run_pass();
+    void run_guarded_pass();
     void register_decks(const std::vector<system_record>& systems,
                         const std::vector<deck_info>& decks);
     void settle_authority(const std::optional<system_record>& active);
     void hand_over_pages(const system_record& to);
-    void poll(const system_record& server, bool has_authority);
-    void apply(deck_state_reply& reply, server_deck_session& session, bool has_authority);
-    void paint(const deck_view& view);
+    void poll(const system_record& server, bool has_authority,
+              const std::vector<deck_info>& attached);
+    void apply(deck_state_reply& reply, server_deck_session& session, bool has_authority,
+               const std::vector<deck_info>& attached);
+    void paint(const std::string& serial, bool use_splash, const std::vector<deck_key_image>& keys);
     void drain_keys();
     void deliver(const deck_key_event& event);
     bool deliver_to_pair(const std::vector<system_record>& systems, const deck_key_event& event);

@@ -239,7 +239,7 @@ TEST_F(display_authority, survives_whatever_ends_a_pass) {
     start();
     wait_for_passes(1);
     decks.hold();
-    decks.fail_next_pass("the bus is on fire");
+    decks.fail_next_pass(std::runtime_error("the bus is on fire"));
     decks.press("D", 3, true);
     decks.release();
     wait_for_passes(2);
@@ -253,4 +253,19 @@ TEST_F(display_authority, survives_whatever_ends_a_pass) {
     EXPECT_TRUE(main.wait_for(key_event("D", 4, true)));
     EXPECT_EQ(log.error(), "[streamdeck] manager: the bus is on fire\n"
                            "[streamdeck] manager: no splash today\n");
+}
+
+TEST_F(display_authority, survives_exceptions_that_cant_be_told_of) {
+    struct silent_failure : std::exception {
+        const char* what() const noexcept override { return nullptr; }
+    };
+    start();
+    wait_for_passes(1);
+    decks.fail_next_pass(silent_failure());
+    wait_for_passes(2);
+    decks.fail_next_pass(1);
+    wait_for_passes(2);
+    decks.press("D", 3, true);
+    EXPECT_TRUE(main.wait_for(key_event("D", 3, true)));
+    EXPECT_EQ(log.error(), "");
 }

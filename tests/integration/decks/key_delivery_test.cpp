@@ -1,4 +1,5 @@
 // What becomes of a key, and of the session as a whole.
+#include "integration/support/failing_allocations.hpp"
 #include "managed_decks.hpp"
 
 using namespace elvantris::operator_control;
@@ -223,4 +224,18 @@ TEST_F(key_delivery, goes_on_where_it_was_after_a_stop_and_a_start) {
     ASSERT_TRUE(backup.wait_for(page_call("D", 3)));
     wait_for_passes(1);
     EXPECT_EQ(told(), "[streamdeck] display authority=M\n[streamdeck] display authority=B\n");
+}
+
+TEST_F(key_delivery, is_as_before_when_there_is_no_memory_for_the_thread) {
+    {
+        const failing_allocations none(0);
+        EXPECT_THROW(manager->start(), std::bad_alloc);
+    }
+    decks.press("D", 1, true); // nobody listens
+    manager->stop();
+    EXPECT_EQ(main.connections(), 0U);
+    start();
+    decks.press("D", 2, true);
+    EXPECT_TRUE(main.wait_for(key_event("D", 2, true)));
+    EXPECT_EQ(main.calls("KeyEvent"), texts{key_event("D", 2, true)});
 }

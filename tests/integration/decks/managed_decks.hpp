@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <exception>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -27,7 +28,7 @@ public:
         ++passes_;
         changed_.notify_all();
         changed_.wait(lock, [this] { return !held_; });
-        if (!failure_.empty()) throw std::runtime_error(std::exchange(failure_, {}));
+        if (failure_) std::rethrow_exception(std::exchange(failure_, {}));
         return recording_decks::list_decks();
     }
     bool show_splash(const std::string& serial) override {
@@ -40,9 +41,10 @@ public:
         const std::lock_guard lock(pace_mutex_);
         return passes_;
     }
-    void fail_next_pass(const std::string& text) {
+    template<typename failure>
+    void fail_next_pass(failure with) {
         const std::lock_guard lock(pace_mutex_);
-        failure_ = text;
+        failure_ = std::make_exception_ptr(with);
     }
     // Returns with a pass held up.
     void hold() {
@@ -62,7 +64,7 @@ private:
     std::condition_variable changed_;
     std::size_t passes_ = 0;
     bool held_ = false;
-    std::string failure_;
+    std::exception_ptr failure_;
 };
 
 class managed_decks : public testing::Test {
