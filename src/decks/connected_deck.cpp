@@ -8,34 +8,47 @@
 namespace elvantris::operator_control {
 namespace {
 
-bool send_feature_report(const connected_deck& deck, report_bytes report) {
-    return ::hid_send_feature_report(deck.device, report.data(), report.size()) >= 0;
+// A dead deck refuses a report at once; one that hangs lets the system wait for a second or more.
+constexpr milliseconds slow_failure{500};
+
+template<typename sender>
+bool send_report(connected_deck& deck, sender send) {
+    if (deck.device == nullptr || deck.left_alone) return false;
+    const steady_time begun = steady_now();
+    if (send() >= 0) return true;
+    if (steady_now() - begun >= slow_failure) deck.left_alone = true;
+    return false;
 }
 
 } // namespace
 
-bool write_image(const connected_deck& deck, std::int32_t key, std::string_view image) {
-    if (deck.device == nullptr) return false;
+connected_deck::~connected_deck() {
+    close_device(*this);
+}
+
+bool write_image(connected_deck& deck, std::int32_t key, std::string_view image) {
     return send_image_reports(deck.model.family, key, image, [&](report_bytes report) {
-        return ::hid_write(deck.device, report.data(), report.size()) >= 0;
+        return send_report(deck,
+                           [&] { return ::hid_write(deck.device, report.data(), report.size()); });
     });
 }
 
-bool write_empty_key(const connected_deck& deck, std::int32_t key) {
-    if (deck.device == nullptr) return false;
-    if (deck.model.family == deck_family::family_jpeg)
-        return send_feature_report(deck, clear_key_report(key));
-    return write_image(deck, key, black_image(deck.model.family));
+bool write_empty_key(connected_deck& deck, std::int32_t key) {
+    if (deck.model.family != deck_family::family_jpeg)
+        return write_image(deck, key, black_image(deck.model.family));
+    const auto report = clear_key_report(key);
+    return send_report(
+        deck, [&] { return ::hid_send_feature_report(deck.device, report.data(), report.size()); });
 }
 
-bool write_empty_keys(const connected_deck& deck) {
+bool write_empty_keys(connected_deck& deck) {
     bool all = true;
     for (std::int32_t key = 0; key < deck.model.key_count; ++key)
         all = write_empty_key(deck, key) && all;
     return all;
 }
 
-bool write_splash(const connected_deck& deck) {
+bool write_splash(connected_deck& deck) {
     const splash_set tiles = splash_for(deck.model);
     if (tiles.size() != static_cast<std::size_t>(deck.model.key_count)) return false;
     bool all = true;
@@ -47,7 +60,9 @@ bool write_splash(const connected_deck& deck) {
 }
 
 void send_reset(const connected_deck& deck) {
-    if (deck.device != nullptr) send_feature_report(deck, reset_report(deck.model.family));
+    if (deck.device == nullptr) return;
+    const report_bytes report = reset_report(deck.model.family);
+    ::hid_send_feature_report(deck.device, report.data(), report.size());
 }
 
 void close_device(connected_deck& deck) {

@@ -3,9 +3,12 @@
 
 #include "decks/deck_models.hpp"
 #include "decks/streamdeck_adapter.hpp"
+#include "os/clock.hpp"
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <set>
 #include <string_view>
 #include <vector>
 
@@ -14,25 +17,40 @@ struct hid_device_;
 namespace elvantris::operator_control {
 
 struct connected_deck {
+    connected_deck() = default;
+    connected_deck(const connected_deck&) = delete;
+    connected_deck& operator=(const connected_deck&) = delete;
+    connected_deck(connected_deck&&) = delete;
+    connected_deck& operator=(connected_deck&&) = delete;
+    // Closes the device if an exception has kept the adapter from doing so.
+    ~connected_deck();
+
     deck_info info;
     deck_model model;
     hid_device_* device = nullptr; // null once closed
     std::vector<bool> key_state;   // true for a key that is down; the adapter's thread alone
-    // Guards `device`. Held for a whole image, so that the reports of two never interleave.
+    // Guards `device` and `refused_keys`. Held for a whole image, so that the reports of two never
+    // interleave.
     std::mutex mutex;
-    // Of the reads since a scan last judged them; the adapter's thread alone.
-    std::uint32_t reads_tried = 0;
-    std::uint32_t reads_failed = 0;
+    std::set<std::int32_t> refused_keys; // whose oversized image has been logged
+    // A report has failed slowly. A scan ends it without waiting for `mutex`.
+    std::atomic<bool> left_alone{false};
+    // Of the failed reads since the last good one; the adapter's thread alone.
+    std::uint32_t failed_reads = 0;
+    steady_time failing_since;
 };
 
 // For all of these the caller holds the deck's `mutex` and the reports go out before the return.
-// Failure: false, at once, for a deck that has been closed; false if a report could not be sent.
+// Failure: false, at once, for a deck that has been closed or is left alone; false if a report
+// could
+//   not be sent. One that took long to fail leaves the deck alone: each further report could take
+//   seconds as well, and other decks and the keys would wait for them.
 
-bool write_image(const connected_deck& deck, std::int32_t key, std::string_view image);
-bool write_empty_key(const connected_deck& deck, std::int32_t key);
+bool write_image(connected_deck& deck, std::int32_t key, std::string_view image);
+bool write_empty_key(connected_deck& deck, std::int32_t key);
 // All keys are tried.
-bool write_empty_keys(const connected_deck& deck);
-bool write_splash(const connected_deck& deck);
+bool write_empty_keys(connected_deck& deck);
+bool write_splash(connected_deck& deck);
 
 void send_reset(const connected_deck& deck);
 void close_device(connected_deck& deck);

@@ -27,11 +27,34 @@ namespace {
 constexpr std::uint16_t vendor_id = 0x0FD9;
 constexpr std::chrono::seconds scan_period{2};
 constexpr std::chrono::milliseconds key_period{20};
-constexpr std::uint32_t reads_to_judge = 2; // a single failure is no more than an empty read
+// After a deck came back. Its absence must outlast the 2 s between two registrations: a server that
+// has not been told of it would not draw the deck's keys anew.
+constexpr milliseconds return_period{2'200};
+// A single failed read is no more than an empty one, nor is a moment of them.
+constexpr std::uint32_t failed_reads_of_a_dead_deck = 2;
+constexpr milliseconds failing_time_of_a_dead_deck{100};
 constexpr std::size_t input_buffer_size = 512;
 constexpr std::size_t serial_buffer_size = 256;
+constexpr std::size_t largest_image = 262'144; // far above what any key can show
 
 using deck_pointer = std::shared_ptr<connected_deck>;
+
+struct device_closer {
+    void operator()(hid_device* device) const { ::hid_close(device); }
+};
+using open_device = std::unique_ptr<hid_device, device_closer>;
+
+// What one scan has found so far.
+struct bus_scan {
+    std::set<std::string> seen_paths;
+    std::set<std::string> dead_paths;        // of decks that are to depart in this scan
+    std::set<std::string> colliding_serials; // of a second device
+};
+
+bool is_dead(const connected_deck& deck, steady_time now) {
+    return deck.failed_reads >= failed_reads_of_a_dead_deck &&
+           now - deck.failing_since >= failing_time_of_a_dead_deck;
+}
 
 std::string text_or_empty(const char* text) {
     return text == nullptr ? std::string() : std::string(text);
@@ -45,11 +68,11 @@ std::string find_serial(const hid_device_info& entry, hid_device* device, const 
     return "path:" + path;
 }
 
-deck_pointer describe(const hid_device_info& entry, const deck_model& model, hid_device* device,
+deck_pointer describe(const hid_device_info& entry, const deck_model& model, open_device device,
                       const std::string& path) {
     const std::string product = narrow(entry.product_string);
     auto deck = std::make_shared<connected_deck>();
-    deck->info = {.serial = find_serial(entry, device, path),
+    deck->info = {.serial = find_serial(entry, device.get(), path),
                   .pid = std::to_string(model.product_id),
                   .device_name = product.empty() ? std::string(model.name) : product,
                   .device_path = path,
@@ -59,8 +82,8 @@ deck_pointer describe(const hid_device_info& entry, const deck_model& model, hid
                   .image_format = std::string(model.image_format),
                   .image_rotation = model.image_rotation};
     deck->model = model;
-    deck->device = device;
     deck->key_state.resize(static_cast<std::size_t>(model.key_count));
+    deck->device = device.release();
     return deck;
 }
 
@@ -85,14 +108,17 @@ public:
 
 private:
     void work();
-    void scan();
+    void run_pass(steady_time& next_scan);
+    // Gives the time to the next one.
+    milliseconds scan();
+    void end_rests();
     // Gives the paths of those that went.
-    std::set<std::string> drop_dead_decks();
-    void look_at(const hid_device_info& entry, std::set<std::string>& seen_paths);
-    hid_device* open(const deck_model& model, const std::string& path);
-    void attach(const deck_pointer& deck);
+    std::set<std::string> drop_dead_decks(const hid_device_info* devices);
+    void look_at(const hid_device_info& entry, bus_scan& found);
+    open_device open(const deck_model& model, const std::string& path);
+    void attach(const deck_pointer& deck, bus_scan& found);
     // The first deck of a serial stays; another is closed, and the result is false.
-    bool insert(const deck_pointer& deck);
+    bool insert(const deck_pointer& deck, bus_scan& found);
     // Takes the decks that `gone` names out of the map, closes them and gives them back.
     template<typename predicate>
     std::vector<deck_pointer> detach_where(predicate gone);
@@ -120,7 +146,7 @@ bool hid_streamdeck_adapter::start() {
     running_ = true;
     try {
         worker_ = std::thread([this] { work(); });
-    } catch (const std::exception&) {
+    } catch (...) { // no thread, or no memory for it
         running_ = false;
         ::hid_exit();
         return false;
@@ -164,6 +190,13 @@ bool hid_streamdeck_adapter::set_key_image(const std::string& serial, std::int32
         return false;
     }
     const std::lock_guard lock(deck->mutex);
+    if (image.size() > largest_image) {
+        if (deck->refused_keys.insert(key).second)
+            write_error_line("[streamdeck] rejected oversized " + deck->info.image_format +
+                             " image serial=" + serial + " key=" + std::to_string(key) +
+                             " bytes=" + std::to_string(image.size()));
+        return false;
+    }
     return write_image(*deck, key, image);
 }
 
@@ -196,47 +229,70 @@ void hid_streamdeck_adapter::set_key_handler(deck_key_handler handler) {
 void hid_streamdeck_adapter::work() {
     steady_time next_scan = steady_time::min();
     while (running_) {
-        const steady_time now = steady_now();
-        if (now >= next_scan) {
-            scan();
-            next_scan = now + scan_period;
+        try {
+            run_pass(next_scan);
+        } catch (...) {
+            // Want of memory, here or in the handler. A line about it would need some as well; the
+            // next pass and the next scan do what this one has left.
         }
-        read_keys();
         std::this_thread::sleep_for(key_period);
     }
 }
 
-void hid_streamdeck_adapter::scan() {
-    const std::set<std::string> dead_paths = drop_dead_decks();
-    std::set<std::string> seen_paths;
+void hid_streamdeck_adapter::run_pass(steady_time& next_scan) {
+    const steady_time now = steady_now();
+    if (now >= next_scan) {
+        next_scan = now + scan_period;
+        next_scan = now + scan();
+    }
+    read_keys();
+}
+
+milliseconds hid_streamdeck_adapter::scan() {
+    end_rests();
+    bus_scan found;
     {
         // A shared pointer, for a unique one would not give an empty list back.
         const std::shared_ptr<hid_device_info> devices(::hid_enumerate(vendor_id, 0),
                                                        ::hid_free_enumeration);
+        found.dead_paths = drop_dead_decks(devices.get());
         for (const hid_device_info* entry = devices.get(); entry != nullptr; entry = entry->next)
-            if (!dead_paths.contains(text_or_empty(entry->path))) look_at(*entry, seen_paths);
+            if (!found.dead_paths.contains(text_or_empty(entry->path))) look_at(*entry, found);
     }
-    detach_where(
-        [&](const connected_deck& deck) { return !seen_paths.contains(deck.info.device_path); });
+    const std::vector<deck_pointer> departed = detach_where([&](const connected_deck& deck) {
+        return !found.seen_paths.contains(deck.info.device_path);
+    });
+    // One that stands on the bus already, under its old path or another, comes back next time.
+    const bool returns =
+        !found.dead_paths.empty() || std::ranges::any_of(departed, [&](const deck_pointer& deck) {
+            return found.colliding_serials.contains(deck->info.serial);
+        });
+    return returns ? return_period : scan_period;
+}
+
+void hid_streamdeck_adapter::end_rests() {
+    const std::lock_guard lock(mutex_);
+    for (const auto& [serial, deck] : decks_)
+        deck->left_alone = false;
 }
 
 // A deck that was pulled and plugged again since the last scan can stand on the bus under its old
 // path, while the handle that we hold is dead. It departs here and attaches again at the next scan:
 // by then the servers have been told that it is gone, and draw all of its keys anew.
-std::set<std::string> hid_streamdeck_adapter::drop_dead_decks() {
+std::set<std::string> hid_streamdeck_adapter::drop_dead_decks(const hid_device_info* devices) {
+    std::set<std::string> listed;
+    for (const hid_device_info* entry = devices; entry != nullptr; entry = entry->next)
+        listed.insert(text_or_empty(entry->path));
+    const steady_time now = steady_now();
     std::set<std::string> paths;
-    for (const deck_pointer& deck : detach_where([](const connected_deck& each) {
-             return each.reads_tried >= reads_to_judge && each.reads_failed == each.reads_tried;
+    for (const deck_pointer& deck : detach_where([&](const connected_deck& each) {
+             return is_dead(each, now) && listed.contains(each.info.device_path);
          }))
         paths.insert(deck->info.device_path);
-    const std::lock_guard lock(mutex_);
-    for (const auto& [serial, deck] : decks_)
-        if (deck->reads_tried >= reads_to_judge) deck->reads_tried = deck->reads_failed = 0;
     return paths;
 }
 
-void hid_streamdeck_adapter::look_at(const hid_device_info& entry,
-                                     std::set<std::string>& seen_paths) {
+void hid_streamdeck_adapter::look_at(const hid_device_info& entry, bus_scan& found) {
     const std::string path = text_or_empty(entry.path);
     const deck_model* const model = find_deck_model(entry.product_id);
     if (model == nullptr) {
@@ -246,34 +302,34 @@ void hid_streamdeck_adapter::look_at(const hid_device_info& entry,
                              " name=" + narrow(entry.product_string) + " path=" + path);
         return;
     }
-    seen_paths.insert(path);
+    found.seen_paths.insert(path);
     if (is_attached(path)) return;
-    if (hid_device* const device = open(*model, path); device != nullptr)
-        attach(describe(entry, *model, device, path));
+    if (open_device device = open(*model, path))
+        attach(describe(entry, *model, std::move(device), path), found);
 }
 
-hid_device* hid_streamdeck_adapter::open(const deck_model& model, const std::string& path) {
-    hid_device* const device = ::hid_open_path(path.c_str());
-    if (device == nullptr) {
+open_device hid_streamdeck_adapter::open(const deck_model& model, const std::string& path) {
+    open_device device(::hid_open_path(path.c_str()));
+    if (!device) {
         if (open_failed_paths_.insert(path).second)
             write_error_line("[streamdeck] found " + std::string(model.name) + " pid=0x" +
                              hex_product_id(model.product_id) +
                              " but could not open it; another application may own the HID device."
                              " path=" +
                              path);
-        return nullptr;
+        return device;
     }
     open_failed_paths_.erase(path);
-    ::hid_set_nonblocking(device, 1);
+    ::hid_set_nonblocking(device.get(), 1);
     return device;
 }
 
-void hid_streamdeck_adapter::attach(const deck_pointer& deck) {
+void hid_streamdeck_adapter::attach(const deck_pointer& deck, bus_scan& found) {
     const deck_info& info = deck->info;
     {
         // Before anybody can find it: nothing may be painted that the splash would cover.
         const std::lock_guard deck_lock(deck->mutex);
-        if (!insert(deck)) return;
+        if (!insert(deck, found)) return;
         if (!write_splash(*deck))
             write_error_line("[streamdeck] unable to paint bundled Elvantris splash for serial=" +
                              info.serial);
@@ -282,7 +338,7 @@ void hid_streamdeck_adapter::attach(const deck_pointer& deck) {
                       " pid=" + info.pid);
 }
 
-bool hid_streamdeck_adapter::insert(const deck_pointer& deck) {
+bool hid_streamdeck_adapter::insert(const deck_pointer& deck, bus_scan& found) {
     const deck_info& info = deck->info;
     const std::lock_guard lock(mutex_);
     const auto [place, inserted] = decks_.try_emplace(info.serial, deck);
@@ -292,6 +348,7 @@ bool hid_streamdeck_adapter::insert(const deck_pointer& deck) {
         write_error_line("[streamdeck] serial collision: serial=" + info.serial +
                          " existingPath=" + first_path + " newPath=" + info.device_path);
     close_device(*deck);
+    found.colliding_serials.insert(info.serial);
     return false;
 }
 
@@ -300,6 +357,7 @@ std::vector<deck_pointer> hid_streamdeck_adapter::detach_where(predicate gone) {
     std::vector<deck_pointer> departed;
     {
         const std::lock_guard lock(mutex_);
+        departed.reserve(decks_.size());
         std::erase_if(decks_, [&](const auto& entry) {
             if (!gone(*entry.second)) return false;
             departed.push_back(entry.second);
@@ -332,12 +390,14 @@ void hid_streamdeck_adapter::read_deck(connected_deck& deck, const deck_key_hand
     std::array<unsigned char, input_buffer_size> buffer{};
     int count = 0;
     {
-        const std::lock_guard lock(deck.mutex);
-        if (deck.device != nullptr)
-            count = ::hid_read_timeout(deck.device, buffer.data(), buffer.size(), 0);
+        // One that is being painted is read in a later pass: the other decks' keys don't wait for
+        // its hardware, and its own reports wait in the system's queue.
+        const std::unique_lock lock(deck.mutex, std::try_to_lock);
+        if (!lock || deck.device == nullptr) return;
+        count = ::hid_read_timeout(deck.device, buffer.data(), buffer.size(), 0);
     }
-    ++deck.reads_tried;
-    if (count < 0) ++deck.reads_failed;
+    if (count >= 0) deck.failed_reads = 0;
+    if (count < 0 && deck.failed_reads++ == 0) deck.failing_since = steady_now();
     if (count < 1) return;
     apply_key_report(deck.model, std::span(buffer).first(static_cast<std::size_t>(count)),
                      deck.key_state,

@@ -538,6 +538,42 @@ with_decks('decks of a pair', () => {
     assert.deepEqual((await decks.get('state?decode')).errors, []);
   });
 
+  test('a_deck_that_returns_under_another_path_misses_a_registration_and_is_painted_again', async () => {
+    const told = (beginning) => lines(beginning).length;
+    const without_it = told('registered 2 deck(s) with SER-A');
+    const attached = told('attached');
+    const moved = { ...xl, path: '/dev/xl-2' };
+    await decks.tell('pull', { path: xl.path });
+    await decks.tell('plug', moved);
+    const plugged = Date.now();
+    await until('it attaches', () => told('attached') > attached, 15000);
+    // Two scans, and what the polling here adds.
+    assert.ok(Date.now() - plugged < 4500 + 500, `${Date.now() - plugged} ms`);
+    await until('it is painted', () => shows_all_of(pair.main, moved), 15000);
+    assert.ok(told('registered 2 deck(s) with SER-A') > without_it);
+    await decks.tell('pull', { path: moved.path });
+    await until('it is gone', async () => (await get_status()).streamDeckCount === 2);
+    await decks.tell('plug', xl);
+    await until_painted(pair.main, xl);
+  });
+
+  test('a_deck_whose_writes_hang_and_fail_keeps_its_keys_and_freezes_no_other', async () => {
+    await decks.tell('faults', { path: xl.path, failWrites: -1, writeUs: 1000000 });
+    const begun = Date.now();
+    await set_page([pair.main], xl.serial, 2); // 32 images, each of which would take a second
+    await set_page([pair.main], mini.serial, 2);
+    await until('the other is painted', async () =>
+      (await page_of(pair.main, mini.serial)) === 2 && shows_all_of(pair.main, mini), 15000);
+    assert.ok(Date.now() - begun < 10000, `${Date.now() - begun} ms`);
+    await tap(xl.path, 5);
+    await until('its keys arrive', async () =>
+      (await key_events(pair.main)).includes('XL-1 5 false'));
+    await decks.tell('faults', { path: xl.path, failWrites: 0, writeUs: 0 });
+    await scans(1);
+    await set_page([pair.main], xl.serial, 1);
+    await until_painted(pair.main, xl);
+  });
+
   test('the_console_page_shows_every_key_and_hands_clicks_on', async () => {
     const browser = await start_browser();
     try {

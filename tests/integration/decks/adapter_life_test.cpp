@@ -1,3 +1,4 @@
+#include "integration/support/failing_allocations.hpp"
 #include "running_adapter.hpp"
 
 #include <algorithm>
@@ -127,4 +128,16 @@ TEST_F(adapter_life, ends_behind_an_image_that_is_being_written) {
     stopper.join();
     EXPECT_EQ(bus.calls(), (texts{"feature /dev/M 32", "close /dev/M", "feature /dev/X 32",
                                   "close /dev/X", "exit"}));
+}
+
+TEST_F(adapter_life, is_as_before_when_there_is_no_memory_for_its_thread) {
+    plug("/dev/A", mini_id);
+    {
+        const failing_allocations none(0);
+        EXPECT_FALSE(adapter->start());
+    }
+    EXPECT_EQ(bus.calls(), (texts{"init", "exit"}));
+    adapter->stop();
+    EXPECT_EQ(bus.calls(), (texts{"init", "exit"}));
+    start_with(1);
 }

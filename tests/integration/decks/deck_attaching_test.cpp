@@ -269,28 +269,31 @@ TEST_F(deck_attaching, does_not_end_by_a_single_read_between_two_scans) {
     EXPECT_EQ(serials(), (texts{"A", "B"}));
 }
 
-TEST_F(deck_attaching, ends_when_every_read_has_failed_since_the_last_scan_until_the_next_scan) {
+TEST_F(deck_attaching, ends_at_the_next_scan_once_its_reads_fail_until_the_scan_behind_that) {
     plug("/dev/A", mini_id);
     plug("/dev/B", mini_id);
     plug("/dev/C", mini_id);
     listen();
     start_with(3);
-    ASSERT_TRUE(eventually([&] { return bus.reads("/dev/C") > 0; })); // and so of A and B
+    wait_for_scans(1);
+    wait_for_a_read("/dev/C"); // and so of A and B
     // A came back under its old path between two scans; B is listed, yet no read of it works; C
     // has failed for a while and works again.
     bus.pull("/dev/A");
     plug("/dev/A", mini_id);
     bus.fail_reads("/dev/B", SIZE_MAX);
-    bus.fail_reads("/dev/C", 5);
+    bus.fail_reads("/dev/C", 3);
+    const std::size_t scans_before = bus.scans();
     const std::string once = "[streamdeck] attached Stream Deck Mini serial=A pid=99\n"
                              "[streamdeck] attached Stream Deck Mini serial=B pid=99\n"
                              "[streamdeck] attached Stream Deck Mini serial=C pid=99\n";
-    // The next scan knows of a read that worked and leaves them; the one after it lets both go, and
-    // they are away for long enough that every server is told so.
+    // They are away for longer than two registrations are apart, so every server is told so.
     ASSERT_TRUE(eventually([&] { return serials() == texts{"C"}; }));
+    EXPECT_EQ(bus.scans(), scans_before + 1);
     const steady_time gone = steady_now();
     ASSERT_TRUE(eventually([&] { return serials() != texts{"C"}; }));
-    EXPECT_GE(milliseconds_between(gone, steady_now()), 1'800);
+    EXPECT_GE(milliseconds_between(gone, steady_now()), 2'050);
+    EXPECT_EQ(bus.scans(), scans_before + 2);
     ASSERT_TRUE(eventually([&] {
         return log.output() == once + "[streamdeck] detached serial=A\n"
                                       "[streamdeck] detached serial=B\n"
@@ -301,4 +304,40 @@ TEST_F(deck_attaching, ends_when_every_read_has_failed_since_the_last_scan_until
     bus.queue_input("/dev/A", key_report(7, {1}));
     expect_events({"A 0 down"});
     EXPECT_TRUE(adapter->show_splash("A"));
+}
+
+TEST_F(deck_attaching, under_another_path_is_away_for_as_long_as_under_the_same) {
+    plug("/dev/1A", mini_id);
+    listen();
+    start_with(1);
+    wait_for_scans(1);
+    wait_for_a_read("/dev/1A");
+    bus.pull("/dev/1A");
+    plug("/dev/2A", mini_id);
+    const std::size_t scans_before = bus.scans();
+    ASSERT_TRUE(eventually([&] { return serials().empty(); }));
+    const steady_time gone = steady_now();
+    EXPECT_EQ(bus.scans(), scans_before + 1);
+    ASSERT_TRUE(eventually([&] { return serials() == texts{"A"}; }));
+    EXPECT_GE(milliseconds_between(gone, steady_now()), 2'050);
+    EXPECT_EQ(bus.scans(), scans_before + 2);
+    EXPECT_EQ(adapter->list_decks()[0].device_path, "/dev/2A");
+    const std::string attached = "[streamdeck] attached Stream Deck Mini serial=A pid=99\n";
+    EXPECT_TRUE(eventually([&] {
+        return log.output() == attached + "[streamdeck] detached serial=A\n" + attached;
+    })) << log.output();
+    EXPECT_EQ(log.error(),
+              "[streamdeck] serial collision: serial=A existingPath=/dev/1A newPath=/dev/2A\n");
+}
+
+TEST_F(deck_attaching, goes_on_after_whatever_a_scan_throws) {
+    plug("/dev/A", mini_id);
+    bus.on_scan([] { throw std::bad_alloc(); });
+    ASSERT_TRUE(adapter->start());
+    ASSERT_TRUE(eventually([&] { return bus.scans() == 1; }));
+    bus.on_scan([] { throw 1; });
+    ASSERT_TRUE(eventually([&] { return bus.scans() == 2; }));
+    EXPECT_EQ(serials(), texts{});
+    bus.on_scan({});
+    EXPECT_TRUE(eventually([&] { return serials() == texts{"A"}; }));
 }

@@ -251,21 +251,75 @@ TEST_F(deck_images, of_a_splash_or_a_clearing_of_all_keys_let_none_in_between) {
     }
 }
 
-TEST_F(deck_images, that_wait_for_one_deck_hold_up_no_other) {
-    bus.block_writes("/dev/X", true);
-    std::thread writer([this] { EXPECT_TRUE(adapter->set_key_image("X", 0, jpeg_of(3000))); });
-    ASSERT_TRUE(eventually([&] { return bus.is_write_waiting("/dev/X"); }));
-    // From now on the adapter's own thread waits for the same deck, the last whose keys it reads.
+TEST_F(deck_images, that_wait_for_one_deck_hold_up_no_other_and_no_key_of_theirs) {
+    // A holds its own keys back, those of O and M, which are read before and behind it, go on.
+    plug("/dev/A", xl_id);
+    ASSERT_TRUE(eventually([&] { return serials().size() == 4; }));
+    bus.block_writes("/dev/A", true);
+    std::thread writer([this] { EXPECT_TRUE(adapter->set_key_image("A", 0, jpeg_of(3000))); });
+    ASSERT_TRUE(eventually([&] { return bus.is_write_waiting("/dev/A"); }));
+    bus.queue_input("/dev/A", key_report(512, {4}));
+    bus.queue_input("/dev/M", key_report(7, {1}));
+    bus.queue_input("/dev/M", key_report(7));
     listen();
-    ASSERT_TRUE(eventually([&] { return bus.reads("/dev/O") > 0; }));
+    expect_events({"M 0 down", "M 0 up"});
     EXPECT_TRUE(adapter->set_key_image("M", 0, black_image(deck_family::family_mini)));
     EXPECT_TRUE(adapter->clear_key("O", 0));
-    EXPECT_EQ(adapter->list_decks().size(), 3U);
-    EXPECT_EQ(bus.reads("/dev/X"), 0U);
-    EXPECT_EQ(bus.reads("/dev/O"), 1U);
-    bus.block_writes("/dev/X", false);
+    EXPECT_EQ(adapter->list_decks().size(), 4U);
+    EXPECT_EQ(bus.reads("/dev/A"), 0U);
+    bus.block_writes("/dev/A", false);
     writer.join();
-    EXPECT_TRUE(eventually([&] { return bus.reads("/dev/X") > 0; }));
+    expect_events({"M 0 down", "M 0 up", "A 0 down"});
+}
+
+TEST_F(deck_images, leave_a_deck_alone_until_the_next_scan_once_a_report_has_failed_slowly) {
+    bus.fail_writes_slowly("/dev/X", milliseconds(600));
+    const std::size_t scans_before = bus.scans();
+    for (std::int32_t key = 0; key < 32; ++key) {
+        EXPECT_FALSE(adapter->set_key_image("X", key, jpeg_of(10)));
+        EXPECT_TRUE(adapter->clear_key("O", 0));
+    }
+    EXPECT_FALSE(adapter->show_splash("X"));
+    EXPECT_FALSE(adapter->clear_all_keys("X"));
+    std::vector<sent_report> reports = bus.reports();
+    std::erase_if(reports, [](const sent_report& report) { return report.path != "/dev/X"; });
+    EXPECT_LE(reports.size(), bus.scans() - scans_before + 1) << "one for each time it is tried";
+    bus.fail_writes_slowly("/dev/X", milliseconds(0));
+    EXPECT_TRUE(eventually([&] { return adapter->set_key_image("X", 0, jpeg_of(10)); }));
+    EXPECT_EQ(serials().size(), 3U) << "its keys work all the time";
+}
+
+TEST_F(deck_images, of_the_splash_end_with_one_report_on_a_deck_that_fails_slowly) {
+    plug("/dev/Z", xl_id);
+    bus.fail_writes_slowly("/dev/Z", milliseconds(600));
+    ASSERT_TRUE(
+        eventually([&] { return logs("[streamdeck] attached Stream Deck XL serial=Z pid=108"); }));
+    EXPECT_EQ(bus.reports().size(), 1U);
+    EXPECT_EQ(log.error(), "[streamdeck] unable to paint bundled Elvantris splash for serial=Z\n");
+}
+
+TEST_F(deck_images, above_262144_bytes_are_refused_with_one_line_for_each_key) {
+    EXPECT_TRUE(adapter->set_key_image("X", 3, jpeg_of(262'144)));
+    bus.forget_calls();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_FALSE(adapter->set_key_image("X", 3, jpeg_of(262'145)));
+        EXPECT_FALSE(adapter->set_key_image("X", 4, jpeg_of(300'000)));
+    }
+    EXPECT_FALSE(adapter->set_key_image("X", 3, std::string(300'000, 'x'))) << "malformed, too";
+    EXPECT_EQ(sent(), texts{});
+    EXPECT_EQ(log.error(),
+              "[streamdeck] rejected oversized jpeg image serial=X key=3 bytes=262145\n"
+              "[streamdeck] rejected oversized jpeg image serial=X key=4 bytes=300000\n"
+              "[streamdeck] rejected malformed jpeg image serial=X key=3 bytes=300000\n");
+}
+
+TEST_F(deck_images, of_a_splash_fail_when_the_deck_is_pulled_in_the_middle) {
+    bus.block_writes("/dev/X", true);
+    std::thread writer([this] { EXPECT_FALSE(adapter->show_splash("X")); });
+    ASSERT_TRUE(eventually([&] { return bus.is_write_waiting("/dev/X"); }));
+    bus.pull("/dev/X");
+    writer.join();
+    EXPECT_TRUE(eventually([&] { return logs("[streamdeck] detached serial=X"); }));
 }
 
 TEST_F(deck_images, that_wait_for_a_deck_fail_when_it_is_pulled) {

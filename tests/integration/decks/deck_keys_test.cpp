@@ -117,3 +117,18 @@ TEST_F(deck_keys, survive_failed_reads) {
     expect_events({"M 0 down"});
     EXPECT_EQ(log.error(), "");
 }
+
+TEST_F(deck_keys, are_read_on_after_a_handler_that_throws) {
+    plug("/dev/M", mini_id);
+    start_with(1);
+    std::atomic<int> calls = 0;
+    adapter->set_key_handler([&](const std::string&, std::int32_t, bool) {
+        if (++calls == 1) throw std::bad_alloc();
+        if (calls == 2) throw 1;
+    });
+    bus.queue_input("/dev/M", key_report(7, {1}));
+    bus.queue_input("/dev/M", key_report(7));
+    bus.queue_input("/dev/M", key_report(7, {1}));
+    EXPECT_TRUE(eventually([&] { return calls == 3; }));
+    adapter->stop(); // before what the handler refers to goes
+}

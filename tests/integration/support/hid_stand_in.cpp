@@ -26,6 +26,7 @@ struct plugged_device {
     std::size_t plugging = 0;
     bool held = false;
     bool writes_fail = false;
+    milliseconds slow_failure{0};
     bool writes_blocked = false;
     std::size_t writes_waiting = 0;
     std::optional<std::size_t> good_writes; // before the one that fails
@@ -53,6 +54,7 @@ struct hid_stand_in::state {
     std::map<std::string, std::size_t> reads;
     std::set<std::string> enumeration_arguments;
     std::set<std::string> read_arguments;
+    std::function<void()> scan_act;
     std::size_t scans = 0;
     std::size_t pluggings = 0;
     bool init_fails = false;
@@ -121,6 +123,13 @@ int note_report(hid_stand_in::state& state, std::unique_lock<std::mutex>& lock, 
         if (device == nullptr) return -1;
         --device->writes_waiting;
     }
+    if (device->slow_failure > milliseconds(0)) {
+        const steady_time end = steady_now() + device->slow_failure;
+        handle.busy = true;
+        state.released.wait_until(lock, end, [&] { return steady_now() >= end; });
+        handle.busy = false;
+        return -1;
+    }
     if (device->writes_fail) return -1;
     if (!device->good_writes) return sent;
     if (*device->good_writes > 0) {
@@ -134,6 +143,7 @@ int note_report(hid_stand_in::state& state, std::unique_lock<std::mutex>& lock, 
 } // namespace
 
 hid_stand_in::hid_stand_in() : state_(std::make_unique<state>()) {
+    state_->calls.reserve(1'000); // for a start without memory
     bus = state_.get();
 }
 
@@ -178,6 +188,16 @@ void hid_stand_in::fail_reads(const std::string& path, std::size_t count) {
 void hid_stand_in::fail_writes(const std::string& path, bool fails) {
     const std::lock_guard lock(state_->mutex);
     state_->at(path).writes_fail = fails;
+}
+
+void hid_stand_in::fail_writes_slowly(const std::string& path, milliseconds each) {
+    const std::lock_guard lock(state_->mutex);
+    state_->at(path).slow_failure = each;
+}
+
+void hid_stand_in::on_scan(std::function<void()> act) {
+    const std::lock_guard lock(state_->mutex);
+    state_->scan_act = std::move(act);
 }
 
 void hid_stand_in::fail_write(const std::string& path, std::size_t after) {
@@ -284,6 +304,7 @@ int hid_exit() {
 hid_device_info* hid_enumerate(unsigned short vendor_id, unsigned short product_id) {
     const std::lock_guard lock(bus->mutex);
     ++bus->scans;
+    if (bus->scan_act) bus->scan_act();
     bus->enumeration_arguments.insert(hex4(vendor_id) + ' ' + hex4(product_id));
     if (bus->enumeration_fails) return nullptr;
     hid_device_info* first = nullptr;

@@ -4,8 +4,11 @@
 // Threads: any. One bus at a time: making one makes it the bus that hidapi's calls see.
 #pragma once
 
+#include "os/clock.hpp"
+
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -49,9 +52,13 @@ public:
 
     void fail_init(bool fails);
     void fail_enumeration(bool fails); // the bus then lists nothing
+    // Called on the program's thread at each enumeration; what it throws goes to the program.
+    void on_scan(std::function<void()> act);
     void fail_reads(const std::string& path, std::size_t count);
     void fail_writes(const std::string& path, bool fails);
     void fail_write(const std::string& path, std::size_t after); // one, behind so many good ones
+    // Every write waits for so long and fails, as on hardware that hangs; 0 ends it.
+    void fail_writes_slowly(const std::string& path, milliseconds each);
     void fail_feature_reports(const std::string& path, std::size_t count);
     // Every write waits, as on slow hardware, until it is let go.
     void block_writes(const std::string& path, bool blocked);
