@@ -82,6 +82,7 @@ test('it_installs_with_what_debian_has', () => {
     .filter((file) => !fs.statSync(in_machine(file)).isDirectory());
   for (const file of [
     `/usr/bin/${name}`,
+    `/usr/lib/${name}/libhidapi-hidraw.so.0`,
     '/usr/lib/udev/rules.d/70-elvantris-stream-deck.rules',
     `/usr/share/applications/${name}.desktop`,
     `/usr/share/icons/hicolor/scalable/apps/${name}.svg`,

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds hidapi as a static library for Windows out of Debian's source package of the version
-# given, into build/hidapi-windows. scripts/setup calls it.
+# Builds hidapi out of Debian's source package of the version given: a static library for Windows
+# into build/hidapi-windows, and a shared one for Linux into build/lib, which is to a build folder's
+# program what /usr/lib is to the installed one. scripts/setup calls it.
 #
 # The machine's apt configuration stays as it is: its Debian entries are read again as source
 # entries, into package lists kept beside the build, with the same keys checking the same archive.
@@ -8,12 +9,15 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
 version=$1
-target=build/hidapi-windows
+library=libhidapi-hidraw.so.0
 
 mkdir -p build
-work=$(mktemp -d "$PWD/build/hidapi-windows.XXXXXX")
+work=$(mktemp -d "$PWD/build/hidapi.XXXXXX")
 trap 'rm -rf "$work"' EXIT
-mkdir -p "$work"/{sources,lists/partial,cache/archives/partial,source,result/lib,result/include}
+mkdir -p "$work"/{sources,lists/partial,cache/archives/partial,source}
+windows=$work/windows
+linux=$work/linux/elvantris-redundancy-control
+mkdir -p "$windows"/{include,lib} "$linux"
 
 # apt names each entry as its file and the number of the line, or of the stanza in a .sources file.
 write_source_entries() {
@@ -50,14 +54,21 @@ source_apt update
 (cd "$work/source" && source_apt source --only-source "hidapi=$version")
 
 hidapi=$(echo "$work"/source/hidapi-*/)
-# It must start under Wine too; a deck that another application holds must not open; a write must
-# tell the truth about its end and leave nothing behind that Windows still writes to.
+# Windows: it must start under Wine too; a deck that another application holds must not open; a
+# write must tell the truth about its end and leave nothing behind that Windows still writes to.
 patch -s -p1 -d "$hidapi" <scripts/lib/hidapi_windows.patch
 x86_64-w64-mingw32-gcc-posix -O2 -I"$hidapi/hidapi" -c "$hidapi/windows/hid.c" -o "$work/hid.o"
-x86_64-w64-mingw32-ar rcs "$work/result/lib/libhidapi.a" "$work/hid.o"
-cp "$hidapi/hidapi/hidapi.h" "$work/result/include/"
-echo "$version" >"$work/result/version"
+x86_64-w64-mingw32-ar rcs "$windows/lib/libhidapi.a" "$work/hid.o"
+cp "$hidapi/hidapi/hidapi.h" "$windows/include/"
 
-# Put in place whole, so that an interrupted run is never taken for a finished one.
-rm -rf "$target"
-mv -T "$work/result" "$target"
+# Linux: a deck that goes while it is being opened must not end the program.
+patch -s -p1 -d "$hidapi" <scripts/lib/hidapi_linux.patch
+gcc -O2 -fPIC -shared -fstack-protector-strong -D_FORTIFY_SOURCE=2 -I"$hidapi/hidapi" \
+    -Wl,-soname,$library,-z,relro,-z,now,--no-undefined "$hidapi/linux/hid.c" \
+    -o "$linux/$library" -ludev
+
+# Put in place whole, the version last, so that an interrupted run is never taken for a finished one.
+rm -rf build/hidapi-windows build/lib
+mv -T "$windows" build/hidapi-windows
+mv -T "$work/linux" build/lib
+echo "$version" >build/lib/hidapi-version
