@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr milliseconds ample = 5000ms;
+constexpr milliseconds ample = 60s;
 
 socket_handle connect_to(std::uint16_t port) {
     const auto addresses = resolve_address("127.0.0.1", port, address_family::ipv4, transport::tcp);

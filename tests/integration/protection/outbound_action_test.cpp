@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr milliseconds ample = 5000ms;
+constexpr milliseconds ample = 60s;
 constexpr bool tcp = false;
 constexpr bool udp = true;
 
@@ -110,7 +110,7 @@ TEST(send_action, fails_where_nobody_listens) {
     std::string error;
     const steady_time start = steady_now();
     EXPECT_FALSE(send_action("127.0.0.1", closed_port(), tcp, "PLAY", 3000ms, error));
-    EXPECT_LT(steady_now() - start, 3000ms + 2s);
+    EXPECT_LT(steady_now() - start, 3000ms + 30s);
     EXPECT_EQ(error, failed);
 }
 

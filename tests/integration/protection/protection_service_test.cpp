@@ -131,8 +131,9 @@ TEST_F(running_protection, keeps_its_period_however_often_it_is_woken) {
     const steady_time before = steady_now();
     while (steady_now() - before < 700ms)
         ASSERT_TRUE(service->operate("acknowledge", error));
+    const std::size_t connections = main_server.connections() - connections_before;
     const auto cycles = milliseconds_between(before, steady_now()) / 250 + 2;
-    EXPECT_LE(main_server.connections() - connections_before, static_cast<std::size_t>(cycles));
+    EXPECT_LE(connections, static_cast<std::size_t>(cycles));
     EXPECT_TRUE(comes_true([&] { return main_server.connections() > connections_before + 4; }));
 }
 
@@ -202,12 +203,15 @@ TEST_F(running_protection, makes_one_attempt_and_as_many_more_as_are_wanted_with
         action.timeoutMs = 400;
         action.retries = retries;
         use_actions({action});
-        const steady_time before = steady_now();
-        ASSERT_TRUE(service->test_action(0, error)) << error;
-        ASSERT_TRUE(comes_true([&] { return !busy(); }));
-        // Each takes the whole of its time here, less a part of a millisecond.
-        const auto attempts = (milliseconds_between(before, steady_now()) + 100) / 400;
-        EXPECT_EQ(attempts, retries + 1);
+        EXPECT_TRUE(in_time([&] {
+            const steady_time before = steady_now();
+            EXPECT_TRUE(service->test_action(0, error)) << error;
+            EXPECT_TRUE(comes_true([&] { return !busy(); }));
+            // Each takes the whole of its time here, less a part of a millisecond.
+            const auto attempts = (milliseconds_between(before, steady_now()) + 100) / 400;
+            EXPECT_GE(attempts, retries + 1);
+            return attempts == retries + 1;
+        }));
         EXPECT_EQ(last_action(), "Test action / A: Connect/send failed or timed out; device "
                                  "execution is unconfirmed.");
     }
@@ -252,7 +256,7 @@ TEST_F(running_protection, counts_a_datagram_as_sent_whether_anyone_listens_or_n
 TEST_F(running_protection, waits_out_a_delay_however_often_it_is_woken) {
     device outside;
     outbound_action action = action_to(outside.port(), "A");
-    action.delayMs = 600;
+    action.delayMs = 2000;
     use_actions({action});
     service->start();
     const steady_time before = steady_now();
@@ -264,7 +268,7 @@ TEST_F(running_protection, waits_out_a_delay_however_often_it_is_woken) {
     use_actions({});
     while (busy())
         ASSERT_TRUE(service->operate("acknowledge", error));
-    EXPECT_GE(steady_now() - before, 600ms);
+    EXPECT_GE(steady_now() - before, 2000ms);
     EXPECT_TRUE(comes_true([&] { return outside.got() == std::vector<std::string>{"A"}; }))
         << "a policy saved meanwhile changes nothing";
 }

@@ -2,6 +2,7 @@
 // fresh folder.
 #pragma once
 
+#include "integration/support/eventually.hpp"
 #include "integration/support/scripted_peer.hpp"
 #include "integration/support/temporary_folder.hpp"
 #include "json/field_scanner.hpp"
@@ -22,12 +23,7 @@
 namespace elvantris::operator_control {
 
 inline bool comes_true(const std::function<bool()>& condition) {
-    const steady_time deadline = steady_now() + std::chrono::seconds(20);
-    while (steady_now() < deadline) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(milliseconds(5));
-    }
-    return condition();
+    return eventually(condition);
 }
 
 inline std::string healthy_body(const std::string& serial, int frame_age_ms = 0) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "integration/support/eventually.hpp"
 #include "os/sockets.hpp"
 
 #include <cstdint>
@@ -17,7 +18,7 @@ public:
     std::uint16_t port() const { return bound_port(opened_.socket); }
 
     // The next datagram's bytes; absent if none comes in time.
-    std::optional<std::string> next(milliseconds timeout = milliseconds(5000)) {
+    std::optional<std::string> next(milliseconds timeout = patience) {
         std::string buffer(65536, '\0');
         const auto datagram = receive_datagram(opened_.socket, buffer, timeout);
         if (!datagram) return std::nullopt;

@@ -1,25 +1,19 @@
 #include "integration/support/loopback_client.hpp"
 
-#include "os/clock.hpp"
+#include "integration/support/eventually.hpp"
 
 #include <array>
 
 namespace elvantris::operator_control {
-namespace {
-
-constexpr milliseconds longest_wait{10'000};
-
-} // namespace
-
 loopback_client::loopback_client(std::uint16_t port) {
     for (const socket_address& address :
          resolve_address("127.0.0.1", port, address_family::ipv4, transport::tcp))
-        socket_ = connect_socket(address, longest_wait);
+        socket_ = connect_socket(address, patience);
 }
 
 bool loopback_client::send(std::string_view bytes) {
     while (!bytes.empty()) {
-        const std::size_t sent = send_some(socket_, bytes, longest_wait);
+        const std::size_t sent = send_some(socket_, bytes, patience);
         if (sent == 0) return false;
         bytes.remove_prefix(sent);
     }
@@ -29,7 +23,7 @@ bool loopback_client::send(std::string_view bytes) {
 std::optional<std::string> loopback_client::read_to_end() {
     std::string text;
     std::array<char, 65536> buffer{};
-    const steady_time deadline = steady_now() + longest_wait;
+    const steady_time deadline = steady_now() + patience;
     while (steady_now() < deadline) {
         if (!wait_readable(socket_, milliseconds(100))) continue;
         const std::size_t size = receive_some(socket_, buffer, milliseconds::zero());

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <filesystem>
+#include <random>
 #include <string>
 
 #include "os/file_paths.hpp"
@@ -14,7 +14,8 @@ class temporary_folder {
 public:
     temporary_folder() {
         static std::atomic<int> count{0};
-        const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
+        // Several runs of the tests may begin in the same moment.
+        const unsigned stamp = std::random_device{}();
         folder_ = std::filesystem::temp_directory_path() /
                   ("elvantris_" + std::to_string(stamp) + '_' + std::to_string(++count));
         std::filesystem::create_directories(folder_);

@@ -9,7 +9,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr milliseconds ample = 5000ms;
+constexpr milliseconds ample = 60s;
 const steady_time seen{std::chrono::hours(1)};
 
 const std::string configuration_path = "/Home/GetOperatorControlConfiguration";

@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr milliseconds ample = 5000ms;
+constexpr milliseconds ample = 60s;
 
 // A device that is reachable at ::1 alone. It has no port where there is no such address.
 class ipv6_device {
