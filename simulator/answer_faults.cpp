@@ -26,14 +26,57 @@ void hang(int descriptor, const stop_signal& stop) {
         ignored.clear();
 }
 
-void trickle(int descriptor, std::string_view bytes, const answer_fault& fault,
+// False: the peer left, or the stop came.
+bool trickle(int descriptor, std::string_view bytes, const answer_fault& fault,
              const stop_signal& stop) {
     const auto piece = static_cast<std::size_t>(fault.trickle_bytes);
     while (!bytes.empty()) {
-        if (!send_all(descriptor, bytes.substr(0, piece), stop)) return;
+        if (!send_all(descriptor, bytes.substr(0, piece), stop)) return false;
         bytes.remove_prefix(std::min(piece, bytes.size()));
-        if (!bytes.empty() && !pause_for(milliseconds(fault.trickle_every_ms), stop)) return;
+        if (!bytes.empty() && !pause_for(milliseconds(fault.trickle_every_ms), stop)) return false;
     }
+    return true;
+}
+
+// A list of so many bytes as the first field of the JSON object. Wherever the text is cut, a brace
+// stands ahead of the cut.
+void fill(std::string& object, std::size_t bytes) {
+    constexpr std::string_view begin = R"("Filler":[)";
+    const std::string item = R"({"Text":")" + std::string(1000, '}') + R"("},)";
+    constexpr std::string_view end = R"({"Text":""}],)";
+    const std::size_t place = object.find('{');
+    const std::size_t frame = begin.size() + end.size();
+    if (place == std::string::npos || object.size() + frame > bytes) return;
+    const std::size_t room = bytes - object.size() - frame;
+    std::string filler;
+    filler.reserve(room + frame);
+    filler += begin;
+    for (std::size_t count = room / item.size(); count > 0; --count)
+        filler += item;
+    filler.append(room % item.size(), ' ');
+    filler += end;
+    object.insert(place + 1, filler);
+}
+
+// One header whose text looks like a line of its own again and again.
+std::string padded_header(std::size_t bytes) {
+    constexpr std::string_view line = "transfer-encoding:\n";
+    std::string header = "X-Pad: \n";
+    while (header.size() + line.size() <= bytes)
+        header += line;
+    return header + "\r\n";
+}
+
+bool send_answer(int descriptor, std::string_view answer, const answer_fault& fault,
+                 const stop_signal& stop) {
+    if (fault.trickle_bytes == 0) return send_all(descriptor, answer, stop);
+    std::size_t whole = 0;
+    if (fault.trickle_body_only) {
+        const std::size_t head_end = answer.find("\r\n\r\n");
+        if (head_end != std::string_view::npos) whole = head_end + 4;
+    }
+    return send_all(descriptor, answer.substr(0, whole), stop) &&
+           trickle(descriptor, answer.substr(whole), fault, stop);
 }
 
 } // namespace
@@ -47,6 +90,10 @@ std::string spoilt_answer(const answer_fault& fault, const http_reply& good) {
     http_reply reply = good;
     reply.status = fault.status.value_or(reply.status);
     reply.body = fault.body.value_or(reply.body);
+    if (fault.fill_to_bytes > 0) fill(reply.body, static_cast<std::size_t>(fault.fill_to_bytes));
+    if (fault.header_pad_bytes > 0)
+        reply.headers =
+            padded_header(static_cast<std::size_t>(fault.header_pad_bytes)) + reply.headers;
     // Blanks behind a JSON text leave it as readable as it was.
     if (reply.body.size() < static_cast<std::size_t>(fault.pad_to_bytes))
         reply.body.resize(static_cast<std::size_t>(fault.pad_to_bytes), ' ');
@@ -58,8 +105,8 @@ std::string spoilt_answer(const answer_fault& fault, const http_reply& good) {
     std::string body = chunked
                            ? chunked_body(reply.body, static_cast<std::size_t>(fault.chunk_bytes))
                            : std::move(reply.body);
-    if (fault.cut_after_bytes)
-        body.resize(std::min(body.size(), static_cast<std::size_t>(*fault.cut_after_bytes)));
+    for (const auto& bytes : {fault.cut_after_bytes, fault.stall_after_bytes})
+        if (bytes) body.resize(std::min(body.size(), static_cast<std::size_t>(*bytes)));
     return head + body;
 }
 
@@ -75,10 +122,8 @@ void misbehave(int descriptor, const answer_fault& fault, const stop_signal& sto
     // Without a place to cut, the reset takes the whole answer with it.
     if (fault.reset && !fault.cut_after_bytes) return;
     const std::string answer = spoilt_answer(fault, good);
-    if (fault.trickle_bytes > 0)
-        trickle(descriptor, answer, fault, stop);
-    else
-        send_all(descriptor, answer, stop);
+    if (send_answer(descriptor, answer, fault, stop) && fault.stall_after_bytes)
+        hang(descriptor, stop);
     if (fault.reset) pause_for(pause_before_reset, stop);
 }
 

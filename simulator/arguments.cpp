@@ -28,7 +28,7 @@ void argument_list::take(const std::string& name, std::uint16_t& variable) {
     const char* end = text.data() + text.size();
     const auto [stopped_at, error] = std::from_chars(text.data(), end, variable);
     if (error != std::errc() || stopped_at != end || variable == 0)
-        throw argument_error("--" + name + " must be a port from 1 to 65535");
+        throw argument_error("--" + name + " must be from 1 to 65535");
 }
 
 void argument_list::finish() const {

@@ -17,7 +17,7 @@ public:
     // Throws argument_error for anything that is not a name followed by its value.
     argument_list(int count, char** values);
 
-    // Change the variable if the option was given. A port is from 1 to 65535.
+    // Change the variable if the option was given. A number, such as a port, is from 1 to 65535.
     void take(const std::string& name, std::string& variable);
     void take(const std::string& name, std::uint16_t& variable);
 

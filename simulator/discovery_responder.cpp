@@ -10,6 +10,7 @@ namespace elvantris::simulator {
 namespace {
 
 constexpr std::string_view question = "elvantris-server?";
+constexpr std::chrono::milliseconds flood_pause{1};
 
 } // namespace
 
@@ -25,14 +26,25 @@ discovery_responder::~discovery_responder() {
 }
 
 void discovery_responder::run() {
-    while (wait_for(socket_.get(), POLLIN, stop_) == wait_result::ready) {
-        const std::optional<datagram> received = receive_datagram(socket_.get());
-        if (!received || received->bytes != question) continue;
-        // Read first: who sees the request counted may change the switches for the next one.
-        const switches broken = state_.broken();
-        state_.record_discovery_request();
-        answer(received->from, broken);
+    using std::chrono::steady_clock;
+    for (;;) {
+        const bool flooding = flood_.is_running(steady_clock::now());
+        const auto limit = flooding ? std::optional(flood_pause) : std::nullopt;
+        const wait_result waited = wait_for(socket_.get(), POLLIN, stop_, limit);
+        if (waited == wait_result::stopped) return;
+        if (waited == wait_result::ready) take_question();
+        flood_.send_due(socket_.get(), state_.options().http_port, steady_clock::now());
     }
+}
+
+void discovery_responder::take_question() {
+    const std::optional<datagram> received = receive_datagram(socket_.get());
+    if (!received || received->bytes != question) return;
+    // Read first: who sees the request counted may change the switches for the next one.
+    const switches broken = state_.broken();
+    state_.record_discovery_request();
+    answer(received->from, broken);
+    flood_.aim(broken.flood, received->from, std::chrono::steady_clock::now());
 }
 
 void discovery_responder::answer(const sockaddr_in& asker, const switches& broken) {

@@ -1,6 +1,7 @@
 // Answers the workstations' search for servers.
 #pragma once
 
+#include "discovery_flood.hpp"
 #include "server_state.hpp"
 #include "sockets.hpp"
 
@@ -20,11 +21,13 @@ public:
 
 private:
     void run();
+    void take_question();
     void answer(const sockaddr_in& asker, const switches& broken);
 
     server_state& state_;
     stop_signal& stop_;
     file_descriptor socket_;
+    discovery_flood flood_; // the thread's
     std::thread thread_;
 };
 

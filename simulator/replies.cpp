@@ -22,6 +22,29 @@ std::string outputs_text(const switches& broken, key_spelling spelling) {
     return json_text(respell(std::get<ordered_json>(broken.outputs), spelling));
 }
 
+// Written by hand: so many objects as JSON values would keep the server busy for seconds.
+std::string crowded_configuration(std::int64_t systems) {
+    std::string text = R"({"Enabled":true,"ReplicationRevision":1,"SharedFunctionIds":[],)"
+                       R"("Systems":[)";
+    for (std::int64_t i = 1; i <= systems; ++i) {
+        text += i == 1 ? "" : ",";
+        text += R"({"Serial":"CROWD-)" + std::to_string(i) +
+                R"(","WorkstationName":"Crowd","Address":"10.77.0.99","Role":"Independent",)"
+                R"("BackupForSerial":""})";
+    }
+    return text + "]}";
+}
+
+constexpr std::string_view title_place = "<title>";
+constexpr std::string_view error_place = "<error>";
+
+// As they are: a JSON writer would make six bytes of each.
+void put_control_bytes(std::string& text, std::string_view place, std::int64_t count) {
+    const std::size_t found = text.find(place);
+    if (count > 0 && found != std::string::npos)
+        text.replace(found, place.size(), static_cast<std::size_t>(count), '\x01');
+}
+
 } // namespace
 
 // The switch "enabled" comes ahead of the systems: a reader may take the first key of that name.
@@ -30,6 +53,8 @@ std::string configuration_reply(const server_view& server, key_spelling spelling
                        {"ReplicationRevision", reported_revision(server.broken, server.revision)},
                        {"SharedFunctionIds", ordered_json::array()},
                        {"Systems", ordered_json::array()}};
+    if (server.broken.configuration_systems > 0)
+        return crowded_configuration(server.broken.configuration_systems);
     if (server.pair) reply.update(pairing_json(*server.pair));
     return json_text(respell(reply, spelling));
 }
@@ -37,6 +62,8 @@ std::string configuration_reply(const server_view& server, key_spelling spelling
 std::string replication_reply(const server_view& server, key_spelling spelling) {
     const switches& broken = server.broken;
     const pairing pair = server.pair.value_or(pairing{});
+    const std::int64_t title_bytes = broken.replication_title_control_bytes;
+    const std::int64_t error_bytes = broken.replication_error_control_bytes;
     const ordered_json reply{
         {"Enabled", pair.enabled},
         {"Role", pair.role_of(server.serial)},
@@ -45,9 +72,12 @@ std::string replication_reply(const server_view& server, key_spelling spelling) 
         {"Revision", reported_revision(broken, server.revision)},
         {"AppliedRevision", reported_applied_revision(broken, server.revision)},
         {"PendingMedia", broken.replication_pending_media},
-        {"EventTitle", event_title(server.event_model)},
-        {"LastError", broken.replication_last_error}};
-    return json_text(respell(reply, spelling));
+        {"EventTitle", title_bytes > 0 ? title_place : event_title(server.event_model)},
+        {"LastError", error_bytes > 0 ? error_place : broken.replication_last_error}};
+    std::string text = json_text(respell(reply, spelling));
+    put_control_bytes(text, title_place, title_bytes);
+    put_control_bytes(text, error_place, error_bytes);
+    return text;
 }
 
 std::string identity_reply(const server_view& server, key_spelling spelling) {

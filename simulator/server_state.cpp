@@ -11,6 +11,7 @@ using nlohmann::ordered_json;
 
 constexpr std::size_t most_commands = 10'000;
 constexpr std::size_t most_paths = 500;
+constexpr std::size_t most_call_times = 400;
 constexpr std::size_t largest_kept_body = 1'048'576;
 // A working channel finishes a frame at least this often.
 constexpr std::int64_t frame_period_ms = 20;
@@ -77,10 +78,13 @@ void server_state::record_discovery_request() {
 
 void server_state::record_call(const std::string& path, const std::string& head,
                                const std::string& body) {
+    const std::int64_t now = wall_clock_microseconds();
     const std::lock_guard lock(mutex_);
     if (calls_.size() >= most_paths && !calls_.contains(path)) return;
     call_record& record = calls_[path];
     ++record.count;
+    record.times_microseconds.push_back(now);
+    if (record.times_microseconds.size() > most_call_times) record.times_microseconds.pop_front();
     record.last_head = head;
     record.last_body = body.substr(0, largest_kept_body);
 }
@@ -217,6 +221,7 @@ ordered_json server_state::report() const {
         result["commands"].push_back(message_json(each));
     for (const auto& [path, record] : calls_)
         result["calls"][path] = {{"count", record.count},
+                                 {"timesUs", record.times_microseconds},
                                  {"lastHead", record.last_head},
                                  {"lastBody", record.last_body}};
     return result;

@@ -1,7 +1,8 @@
 // All that one simulated server knows, behind one lock.
 //
 // Threads: any. Every reader gets a copy.
-// Limits: the records keep the last 10,000 commands and the first 500 different paths.
+// Limits: the records keep the last 10,000 commands and the first 500 different paths,
+//   with the moments of the last 400 calls of each.
 #pragma once
 
 #include "deck_sessions.hpp"
@@ -46,6 +47,7 @@ struct replication_work {
 
 struct call_record {
     std::int64_t count = 0;
+    std::deque<std::int64_t> times_microseconds; // wall clock
     std::string last_head;
     std::string last_body;
 };

@@ -12,6 +12,11 @@ using nlohmann::ordered_json;
 constexpr std::int64_t largest_answer_bytes = 134'217'728;
 constexpr std::int64_t longest_delay_ms = 60'000;
 constexpr std::int64_t most_discovery_copies = 2'000;
+constexpr std::int64_t most_flood_per_second = 200'000;
+constexpr std::int64_t most_flood_serials = 1'000'000;
+constexpr std::int64_t most_flood_addresses = 100;
+constexpr std::int64_t longest_flood_name = 1'900; // a reply has at most 2047 bytes
+constexpr std::int64_t most_configuration_systems = 300'000;
 constexpr std::int64_t any_number = std::int64_t{1} << 62;
 
 const ordered_json& default_switches() {
@@ -30,11 +35,13 @@ const ordered_json& default_switches() {
         "resources": {"known": true, "memoryAvailablePercent": 62, "cpuPercent": 18,
                       "gpuTemperature": 55},
         "replication": {"paused": false, "behind": 0, "revision": null, "appliedRevision": null,
-                        "pendingMedia": 0, "lastError": ""},
+                        "pendingMedia": 0, "lastError": "", "titleControlBytes": 0,
+                        "errorControlBytes": 0},
+        "configurationSystems": 0,
         "healthVersion": 1,
         "healthCall": true,
         "httpPort": "open",
-        "discovery": {"silent": false, "copies": 1, "replies": null},
+        "discovery": {"silent": false, "copies": 1, "replies": null, "flood": null},
         "decks": {"useSplash": false, "pages": 3, "emptyKeys": [], "brokenKeys": []},
         "spelling": {},
         "faults": {}
@@ -122,11 +129,15 @@ answer_fault read_fault(const ordered_json& document, const std::string& path) {
     if (const auto status = reader.optional_number("status", 0, 999))
         fault.status = static_cast<int>(*status);
     fault.body = reader.optional_text("body");
+    fault.fill_to_bytes = reader.number("fillToBytes", 0, largest_answer_bytes);
     fault.pad_to_bytes = reader.number("padToBytes", 0, largest_answer_bytes);
+    fault.header_pad_bytes = reader.number("headerPadBytes", 0, largest_answer_bytes);
     fault.chunk_bytes = reader.number("chunkBytes", 0, largest_answer_bytes);
     fault.trickle_bytes = reader.number("trickleBytes", 0, largest_answer_bytes);
     fault.trickle_every_ms = reader.number("trickleEveryMs", 0, longest_delay_ms);
+    fault.trickle_body_only = reader.flag("trickleBodyOnly");
     fault.cut_after_bytes = reader.optional_number("cutAfterBytes", 0, largest_answer_bytes);
+    fault.stall_after_bytes = reader.optional_number("stallAfterBytes", 0, largest_answer_bytes);
     fault.reset = reader.flag("reset");
     reader.finish();
     return fault;
@@ -180,7 +191,25 @@ void read_replication(const ordered_json& document, switches& result) {
         reader.optional_number("appliedRevision", -any_number, any_number);
     result.replication_pending_media = reader.number("pendingMedia", -any_number, any_number);
     result.replication_last_error = reader.optional_text("lastError").value_or("");
+    result.replication_title_control_bytes =
+        reader.number("titleControlBytes", 0, largest_answer_bytes);
+    result.replication_error_control_bytes =
+        reader.number("errorControlBytes", 0, largest_answer_bytes);
     reader.finish();
+}
+
+flood_switches read_flood(const ordered_json& document) {
+    object_reader reader(document, "discovery.flood");
+    flood_switches flood;
+    flood.per_second = reader.number("perSecond", 1, most_flood_per_second);
+    flood.for_ms = reader.number("forMs", 1, longest_delay_ms);
+    flood.serials = reader.optional_number("serials", 1, most_flood_serials).value_or(1);
+    flood.name_control_bytes = reader.number("nameControlBytes", 0, longest_flood_name);
+    flood.addresses = reader.optional_number("addresses", 1, most_flood_addresses).value_or(1);
+    reader.finish();
+    if (flood.per_second == 0 || flood.for_ms == 0)
+        throw switch_error("discovery.flood needs perSecond and forMs");
+    return flood;
 }
 
 void read_discovery(const ordered_json& document, switches& result) {
@@ -195,6 +224,7 @@ void read_discovery(const ordered_json& document, switches& result) {
             texts.push_back(each.get<std::string>());
         }
     }
+    if (const ordered_json* flood = reader.find("flood")) result.flood = read_flood(*flood);
     reader.finish();
 }
 
@@ -260,6 +290,8 @@ switches read_switches(const ordered_json& document) {
     read_part("discovery", read_discovery);
     read_part("decks", read_decks);
     read_part("spelling", read_spelling);
+    result.configuration_systems =
+        reader.number("configurationSystems", 0, most_configuration_systems);
     result.http_port_open = reader.one_of<bool>("httpPort", {{"open", true}, {"closed", false}});
     const ordered_json* faults = reader.find("faults");
     if (faults == nullptr || !faults->is_object()) throw switch_error("faults must be an object");

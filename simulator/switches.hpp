@@ -27,12 +27,28 @@ struct answer_fault {
     std::optional<std::string> raw; // the whole answer, status line included
     std::optional<int> status;
     std::optional<std::string> body;
+    std::int64_t fill_to_bytes = 0;
     std::int64_t pad_to_bytes = 0;
+    std::int64_t header_pad_bytes = 0;
     std::int64_t chunk_bytes = 0; // 0: not chunked
     std::int64_t trickle_bytes = 0;
     std::int64_t trickle_every_ms = 0;
-    std::optional<std::int64_t> cut_after_bytes; // of the body
+    bool trickle_body_only = false;
+    std::optional<std::int64_t> cut_after_bytes;   // of the body
+    std::optional<std::int64_t> stall_after_bytes; // of the body
     bool reset = false;
+};
+
+// Answers to discovery that nobody waits for, sent to whoever asked last. Their serials are
+// "FLOOD-1" and so on, over and over.
+struct flood_switches {
+    std::int64_t per_second = 0; // 0: no flood
+    std::int64_t for_ms = 0;     // from the first question on
+    std::int64_t serials = 1;
+    std::int64_t name_control_bytes = 0; // 0: a plain name
+    std::int64_t addresses = 1;          // it must have as many, from 10.77.0.100 on
+
+    bool operator==(const flood_switches&) const = default;
 };
 
 // What the server draws on the workstations' decks.
@@ -65,12 +81,16 @@ struct switches {
     std::optional<std::int64_t> replication_applied_revision;
     std::int64_t replication_pending_media = 0;
     std::string replication_last_error;
+    std::int64_t replication_title_control_bytes = 0; // 0: the true title
+    std::int64_t replication_error_control_bytes = 0; // 0: replication_last_error
+    std::int64_t configuration_systems = 0;           // 0: those of the pairing
     std::int64_t health_version = 1;
     bool health_call = true;
     bool http_port_open = true;
     bool discovery_silent = false;
     std::int64_t discovery_copies = 1;
     std::optional<std::vector<std::string>> discovery_replies;
+    std::optional<flood_switches> flood;
     deck_switches decks;
     std::map<std::string, key_spelling> spelling; // by path, or "*"
     std::map<std::string, answer_fault> faults;   // by path, or "*"

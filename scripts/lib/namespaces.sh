@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
 # Small networks of their own, for everything that broadcasts: a workstation, three servers and an
 # outside device, each in a network namespace, joined by a bridge in one more. Nothing of it
-# touches the machine's own interfaces, and there is no way out. Needs root.
+# touches the machine's own interfaces, and there is no way out. The workstation asks the device for
+# names, which knows none: without a name server there it refuses at once. Needs root.
 #
 #   PREFIX-workstation 10.77.0.10   PREFIX-main  10.77.0.11   PREFIX-backup 10.77.0.12
 #   PREFIX-device      10.77.0.20   PREFIX-spare 10.77.0.13   PREFIX-switch (the bridge)
 #
 # To be sourced, or run: namespaces.sh up|down PREFIX, namespaces.sh plug|unplug PREFIX HOST,
-# namespaces.sh run PREFIX HOST COMMAND...
+# namespaces.sh run PREFIX HOST COMMAND..., namespaces.sh crowd PREFIX HOST: gives the host the
+# hundred addresses from 10.77.0.100 on as well.
 # Several prefixes can be up at once.
 
 namespaces_hosts=(workstation main backup spare device)
@@ -47,6 +49,10 @@ namespaces_up() {
     for host in "${namespaces_hosts[@]}"; do
         namespaces_add_host "$prefix" "$host" || return
     done
+    # What is started in a namespace sees the files of its folder in place of the machine's own.
+    mkdir -p "/etc/netns/$prefix-workstation" &&
+        echo "nameserver $(namespaces_address device)" \
+            >"/etc/netns/$prefix-workstation/resolv.conf"
 }
 
 namespaces_add_host() {
@@ -64,6 +70,7 @@ namespaces_add_host() {
 namespaces_down() {
     local prefix=$1 host names=()
     namespaces_check_prefix "$prefix" || return
+    rm -rf "/etc/netns/$prefix-workstation"
     for host in "${namespaces_hosts[@]}" switch; do
         if namespaces_exists "$prefix-$host"; then names+=("$prefix-$host"); fi
     done
@@ -108,6 +115,14 @@ namespaces_plug() {
     namespaces_address "$2" >/dev/null && ip -n "$1-switch" link set "to-$2" up
 }
 
+namespaces_crowd() {
+    namespaces_address "$2" >/dev/null || return
+    local last
+    for ((last = 100; last < 200; ++last)); do
+        echo "address add 10.77.0.$last/24 dev lan"
+    done | ip -n "$1-$2" -batch -
+}
+
 # Becomes the command when this file is run, so that its process id is the command's.
 namespaces_run() {
     namespaces_address "$2" >/dev/null || return
@@ -116,13 +131,14 @@ namespaces_run() {
 
 if [[ ${BASH_SOURCE[0]} == "$0" ]]; then
     case "$1:$#" in
-        up:2 | down:2 | plug:3 | unplug:3) "namespaces_$1" "${@:2}" ;;
+        up:2 | down:2 | plug:3 | unplug:3 | crowd:3) "namespaces_$1" "${@:2}" ;;
         run:[0-9]*)
             (($# >= 4)) && namespaces_address "$3" >/dev/null && exec ip netns exec "$2-$3" "${@:4}"
             ;;
         *)
             echo "usage: namespaces.sh up|down PREFIX" >&2
             echo "       namespaces.sh plug|unplug PREFIX workstation|main|backup|spare|device" >&2
+            echo "       namespaces.sh crowd PREFIX HOST" >&2
             echo "       namespaces.sh run PREFIX HOST COMMAND..." >&2
             exit 2
             ;;

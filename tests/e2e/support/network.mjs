@@ -27,6 +27,18 @@ export const start_endless_replies = (host) => start_helper(host, 'endless_repli
 export const start_timed_replies = (host, serials) =>
   start_helper(host, 'timed_replies.mjs', ...Object.entries(serials).flat());
 
+// A name server that hears every question and answers none; `asked` counts them.
+export async function start_silent_resolver() {
+  const child = await start_helper('device', 'silent_resolver.mjs');
+  return {
+    asked: () => child.text.output.split('asked').length - 1,
+    stop: () => child.signal('SIGTERM'),
+  };
+}
+
+// Gives the host a hundred addresses more, for floods that come from many.
+export const crowd = (host) => execFileSync(script, ['crowd', network, host]);
+
 // The moments at which the program asks who is there. Its host hears its own broadcasts.
 export async function hear_questions() {
   const moments = [];
