@@ -1,0 +1,69 @@
+// What the tests of hostile networks watch: passes, polls, memory, and the end on request.
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+
+import { until, windows } from './environment.mjs';
+
+// One byte each 300 ms, for two minutes: no step of an exchange ever runs into its time-out.
+export const drip = { trickleBytes: 1, trickleEveryMs: 300, padToBytes: 400 };
+
+export async function until_passes(server, count, limitMs) {
+  const before = (await server.report()).discoveryRequests;
+  // The namespaces have no road to the limited broadcast address: one question for each pass.
+  await until(
+    `${count} more passes`,
+    async () => (await server.report()).discoveryRequests >= before + count,
+    limitMs,
+  );
+}
+
+export async function until_saved_again(workstation, limitMs) {
+  const saved = () => fs.statSync(workstation.config, { throwIfNoEntry: false })?.mtimeMs ?? 0;
+  const before = saved();
+  await until('the configuration is saved again', () => saved() > before, limitMs);
+}
+
+// The server's own view of its health polls from a moment on, in milliseconds of the wall clock.
+export async function polls_since(server, moment) {
+  const { timesUs = [] } = await server.calls('GetVorHealth');
+  return timesUs.map((us) => us / 1000).filter((ms) => ms >= moment);
+}
+
+// Four polls a second, less what a busy machine costs.
+export async function assert_polled_for(server, seconds) {
+  const begin = Date.now();
+  const enough = seconds * 3;
+  const polls = () => polls_since(server, begin);
+  await until(`${enough} polls`, async () => (await polls()).length >= enough, seconds * 1000);
+}
+
+// No two polls since then were further apart than a busy machine explains.
+export async function assert_polls_kept_coming(server, moment) {
+  const polls = await polls_since(server, moment);
+  const times = [moment, ...polls, Date.now()];
+  const longest = Math.max(...times.slice(1).map((time, at) => time - times[at]));
+  assert.ok(longest < 1000, `${server.serial} was not polled for ${Math.round(longest)} ms`);
+}
+
+export async function took(act) {
+  const begin = Date.now();
+  await act();
+  return Date.now() - begin;
+}
+
+// The most memory that the program has held, in MiB.
+export function peak_memory({ program }) {
+  const text = fs.readFileSync(`/proc/${program.process.pid}/status`, 'utf8');
+  return Number(/VmHWM:\s+(\d+)/.exec(text)[1]) / 1024;
+}
+
+// Under Wine there is no signal to send, and memory holds Wine's own libraries as well.
+export const signals_end_the_program = !windows;
+
+export async function assert_ends_at_once({ program }) {
+  const begin = Date.now();
+  const exit = program.signal('SIGTERM');
+  const { code } = await until('the program ends', () => program.ended && exit, 2000);
+  assert.equal(code, 0);
+  assert.ok(Date.now() - begin <= 2000, `${Date.now() - begin} ms`);
+}
