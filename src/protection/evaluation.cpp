@@ -18,8 +18,8 @@ bool engine_ready(const server_health& health) {
 }
 
 // Unlike the alert, readiness takes an unknown revision for no proof.
-bool proven_in_sync(const std::optional<system_record>& main, const system_record& backup) {
-    return main && main->replicationRevision >= 1 && !out_of_sync(*main, backup);
+bool proven_in_sync(const system_record& main, const system_record& backup) {
+    return main.replicationRevision >= 1 && !out_of_sync(main, backup);
 }
 
 } // namespace
@@ -75,8 +75,7 @@ bool out_of_sync(const system_record& main, const system_record& backup) {
 }
 
 bool server_ready(const protection_policy& policy, const system_record& system,
-                  const server_health* health, const std::optional<system_record>& main,
-                  steady_time now) {
+                  const server_health* health, const system_record& main, steady_time now) {
     if (health == nullptr || !engine_ready(*health)) return false;
     if (now - health->lastSeen > milliseconds(policy.lossMs)) return false;
     if (policy.frames == mode_failover && (!health->telemetryAvailable || health->frameStalled))

@@ -36,10 +36,9 @@ std::vector<fault_condition> server_conditions(pair_side side, const protection_
 bool out_of_sync(const system_record& main, const system_record& backup);
 
 // Whether this server may carry operation. `health` is null for a server never polled; `main` is
-// what the registry has as Main. An age of exactly the loss time still passes here.
+// the Main of the same moment. An age of exactly the loss time still passes here.
 bool server_ready(const protection_policy& policy, const system_record& system,
-                  const server_health* health, const std::optional<system_record>& main,
-                  steady_time now);
+                  const server_health* health, const system_record& main, steady_time now);
 
 struct failover_view {
     bool enabled = false;

@@ -25,12 +25,11 @@ pair_protection::pair_protection(controller_registry& registry)
 
 void pair_protection::begin(steady_time now) {
     grace_start_ = now;
-    const auto main = registry_.find_main();
-    const auto backup = main ? registry_.find_backup_for(main->serial) : std::nullopt;
-    if (!registry_.enabled() || !main || !backup) return;
-    const bool hold_stands = memory_.heldOnBackup && memory_.pairMain == main->serial &&
-                             memory_.pairBackup == backup->serial;
-    registry_.set_active_override(true, hold_stands ? backup->serial : main->serial);
+    const std::optional<server_pair> pair = registry_.find_pair();
+    if (!registry_.enabled() || !pair) return;
+    const bool hold_stands = memory_.heldOnBackup && memory_.pairMain == pair->main.serial &&
+                             memory_.pairBackup == pair->backup.serial;
+    registry_.set_active_override(true, hold_stands ? pair->backup.serial : pair->main.serial);
 }
 
 void pair_protection::note_health(const std::string& serial, std::optional<server_health> health) {
@@ -39,50 +38,46 @@ void pair_protection::note_health(const std::string& serial, std::optional<serve
 }
 
 void pair_protection::evaluate_cycle(const moment& now) {
-    evaluate_pair(now);
+    if (const std::optional<server_pair> pair = registry_.find_pair())
+        watch_pair(*pair, now);
+    else
+        registry_.set_active_override(false, "");
     clear_alert("monitor", now);
 }
 
-void pair_protection::evaluate_pair(const moment& now) {
-    const auto main = registry_.find_main();
-    const auto backup = main ? registry_.find_backup_for(main->serial) : std::nullopt;
-    if (!main || !backup) {
-        registry_.set_active_override(false, "");
-        return;
-    }
-    if (memory_.pairMain != main->serial || memory_.pairBackup != backup->serial)
-        adopt_pair(*main, *backup, now);
+void pair_protection::watch_pair(const server_pair& pair, const moment& now) {
+    const auto& [main, backup] = pair;
+    if (memory_.pairMain != main.serial || memory_.pairBackup != backup.serial)
+        adopt_pair(pair, now);
 
     const bool in_grace = now.steady - grace_start_ < milliseconds(memory_.policy.startupMs);
-    main_findings findings;
-    evaluate_server(*main, pair_side::main, in_grace, now, findings);
-    evaluate_server(*backup, pair_side::backup, in_grace, now, findings);
-    evaluate_sync(*main, *backup, in_grace, now);
+    const std::optional<std::string> main_fault =
+        watch_server(main, pair_side::main, in_grace, now);
+    watch_server(backup, pair_side::backup, in_grace, now);
+    watch_sync(pair, in_grace, now);
 
-    const bool backup_ready = ready(*backup, now.steady);
+    const bool backup_ready = ready(backup, main, now.steady);
     set_alert("backup-readiness", !backup_ready && !in_grace,
               "Backup is not ready; automatic protection is degraded.", alert_severity::critical,
               now);
 
-    if (active_serial_.empty())
-        active_serial_ = memory_.heldOnBackup ? backup->serial : main->serial;
+    if (active_serial_.empty()) active_serial_ = memory_.heldOnBackup ? backup.serial : main.serial;
     const bool enabled = registry_.enabled();
     registry_.set_active_override(enabled, active_serial_);
-    run_failover_decision(*backup,
+    run_failover_decision(backup,
                           {.enabled = enabled,
                            .held_on_backup = memory_.heldOnBackup,
                            .in_grace = in_grace,
                            .armed = memory_.policy.armed,
-                           .main_fault = findings.fault,
+                           .main_fault = main_fault.has_value(),
                            .backup_ready = backup_ready,
                            .actions_busy = actions_busy()},
-                          findings.reason, now);
+                          main_fault.value_or(""), now);
 }
 
-void pair_protection::adopt_pair(const system_record& main, const system_record& backup,
-                                 const moment& now) {
-    memory_.pairMain = main.serial;
-    memory_.pairBackup = backup.serial;
+void pair_protection::adopt_pair(const server_pair& pair, const moment& now) {
+    memory_.pairMain = pair.main.serial;
+    memory_.pairBackup = pair.backup.serial;
     memory_.heldOnBackup = false;
     active_serial_.clear();
     timers_.clear();
@@ -91,8 +86,10 @@ void pair_protection::adopt_pair(const system_record& main, const system_record&
     save();
 }
 
-void pair_protection::evaluate_server(const system_record& system, pair_side side, bool in_grace,
-                                      const moment& now, main_findings& findings) {
+std::optional<std::string> pair_protection::watch_server(const system_record& system,
+                                                         pair_side side, bool in_grace,
+                                                         const moment& now) {
+    std::optional<std::string> first_critical;
     const server_health& health = health_[system.serial];
     const std::string prefix = side == pair_side::main ? "Main: " : "Backup: ";
     registry_.set_online(system.serial, heard_lately(memory_.policy, health, now.steady),
@@ -109,17 +106,15 @@ void pair_protection::evaluate_server(const system_record& system, pair_side sid
             continue;
         }
         raise_alert(key, prefix + condition.message, severity_of(condition.mode), now);
-        if (condition.mode != mode_failover || side != pair_side::main) continue;
-        if (!findings.fault) findings.reason = condition.message;
-        findings.fault = true;
+        if (condition.mode == mode_failover && !first_critical) first_critical = condition.message;
     }
+    return first_critical;
 }
 
-void pair_protection::evaluate_sync(const system_record& main, const system_record& backup,
-                                    bool in_grace, const moment& now) {
+void pair_protection::watch_sync(const server_pair& pair, bool in_grace, const moment& now) {
     const bool fired =
         !in_grace && memory_.policy.sync != mode_ignore &&
-        timers_.confirm("show-sync", out_of_sync(main, backup), sync_delay, now.steady);
+        timers_.confirm("show-sync", out_of_sync(pair.main, pair.backup), sync_delay, now.steady);
     set_alert("show-sync", fired, "Backup show state or media is not synchronized.",
               alert_severity::warning, now);
 }
@@ -203,10 +198,12 @@ bool pair_protection::transfer_on_request(pair_side side, const moment& now, std
         error = "Wait for the outbound sequence to finish before transferring again.";
         return false;
     }
-    const auto main = registry_.find_main();
-    const auto target =
-        side == pair_side::main || !main ? main : registry_.find_backup_for(main->serial);
-    if (!registry_.enabled() || !target || !ready(*target, now.steady)) {
+    const std::optional<server_pair> pair = registry_.find_pair();
+    const auto main = pair ? pair->main : registry_.find_main();
+    const auto target = side == pair_side::main ? main
+                        : pair                  ? std::optional(pair->backup)
+                                                : std::nullopt;
+    if (!registry_.enabled() || !target || !ready(*target, *main, now.steady)) {
         error = "Requested server is not ready for takeover. Check engine and protected outputs.";
         return false;
     }
@@ -270,10 +267,11 @@ void pair_protection::note_monitor_failure(std::string_view what, const moment& 
                 alert_severity::critical, now);
 }
 
-bool pair_protection::ready(const system_record& system, steady_time now) const {
+bool pair_protection::ready(const system_record& system, const system_record& main,
+                            steady_time now) const {
     const auto entry = health_.find(system.serial);
     return server_ready(memory_.policy, system, entry == health_.end() ? nullptr : &entry->second,
-                        registry_.find_main(), now);
+                        main, now);
 }
 
 void pair_protection::raise_alert(const std::string& key, std::string_view message,

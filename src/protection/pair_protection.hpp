@@ -61,26 +61,23 @@ public:
     std::string status_json(steady_time now) const;
 
 private:
-    struct main_findings {
-        bool fault = false;
-        std::string reason; // the first critical condition's message
-    };
-
     void raise_alert(const std::string& key, std::string_view message, alert_severity severity,
                      const moment& now);
     void clear_alert(const std::string& key, const moment& now);
     void set_alert(const std::string& key, bool active, std::string_view message,
                    alert_severity severity, const moment& now);
 
-    void evaluate_pair(const moment& now);
-    void adopt_pair(const system_record& main, const system_record& backup, const moment& now);
-    void evaluate_server(const system_record& system, pair_side side, bool in_grace,
-                         const moment& now, main_findings& findings);
-    void evaluate_sync(const system_record& main, const system_record& backup, bool in_grace,
-                       const moment& now);
+    void watch_pair(const server_pair& pair, const moment& now);
+    void adopt_pair(const server_pair& pair, const moment& now);
+    // Keeps the server's alerts in step with its conditions. The message of the first critical
+    // one that is confirmed, if any is.
+    std::optional<std::string> watch_server(const system_record& system, pair_side side,
+                                            bool in_grace, const moment& now);
+    void watch_sync(const server_pair& pair, bool in_grace, const moment& now);
     void run_failover_decision(const system_record& backup, const failover_view& view,
                                const std::string& reason, const moment& now);
-    bool ready(const system_record& system, steady_time now) const;
+    // `main` is the record by which a Backup's synchronisation is judged.
+    bool ready(const system_record& system, const system_record& main, steady_time now) const;
     bool save() { return state_file_.save(memory_); }
     bool set_armed(bool armed, std::string& error);
     bool transfer_on_request(pair_side side, const moment& now, std::string& error);

@@ -100,8 +100,9 @@ void protection_service::monitor_loop() {
 }
 
 void protection_service::run_cycle() {
-    const auto main = registry_.find_main();
-    const auto backup = main ? registry_.find_backup_for(main->serial) : std::nullopt;
+    const std::optional<server_pair> pair = registry_.find_pair();
+    const auto main = pair ? pair->main : registry_.find_main();
+    const auto backup = pair ? std::optional(pair->backup) : std::nullopt;
     const auto [stall_ms, loss] = [this] {
         const std::lock_guard lock(lock_);
         return std::pair(protection_.stall_ms(), milliseconds(protection_.loss_ms()));

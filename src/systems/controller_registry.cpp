@@ -37,9 +37,14 @@ auto* first_backup_for(systems& list, const std::string& serial) {
     });
 }
 
+// The first Main's Backup: without one there is no pair.
+const system_record* backup_of(const std::vector<system_record>& systems,
+                               const system_record* main) {
+    return main == nullptr ? nullptr : first_backup_for(systems, main->serial);
+}
+
 bool pair_exists(const std::vector<system_record>& systems) {
-    const system_record* const main = first_with_role(systems, system_role::main);
-    return main != nullptr && first_backup_for(systems, main->serial) != nullptr;
+    return backup_of(systems, first_with_role(systems, system_role::main)) != nullptr;
 }
 
 const system_record* first_ready(const std::vector<system_record>& systems, system_role role) {
@@ -173,6 +178,14 @@ std::optional<system_record> controller_registry::find_system(const std::string&
 bool controller_registry::has_pair() const {
     const std::lock_guard lock(state_lock_);
     return pair_exists(state_.systems);
+}
+
+std::optional<server_pair> controller_registry::find_pair() const {
+    const std::lock_guard lock(state_lock_);
+    const system_record* const main = first_with_role(state_.systems, system_role::main);
+    const system_record* const backup = backup_of(state_.systems, main);
+    if (backup == nullptr) return std::nullopt;
+    return server_pair{.main = *main, .backup = *backup};
 }
 
 std::optional<system_record> controller_registry::find_main() const {
@@ -342,10 +355,10 @@ void controller_registry::set_policy_sync(bool synchronized, const std::string& 
     state_.policySyncMessage = message;
 }
 
-void controller_registry::set_active_override(bool value, const std::string& serial) {
+void controller_registry::set_active_override(bool value, std::string serial) noexcept {
     const std::lock_guard lock(state_lock_);
     state_.activeOverride = value;
-    state_.activeOverrideSerial = serial;
+    state_.activeOverrideSerial = std::move(serial);
 }
 
 void controller_registry::load() noexcept {

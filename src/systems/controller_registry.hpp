@@ -24,6 +24,12 @@ namespace elvantris::operator_control {
 // "main", "backup", "independent", or "none" without an active server.
 std::string active_word(const std::optional<system_record>& active);
 
+// Main and its Backup as they were at one moment.
+struct server_pair {
+    system_record main;
+    system_record backup;
+};
+
 class controller_registry {
 public:
     explicit controller_registry(std::string configuration_path);
@@ -41,6 +47,7 @@ public:
 
     // A pair exists when the first Main has a Backup.
     bool has_pair() const;
+    std::optional<server_pair> find_pair() const;
     std::optional<system_record> find_main() const;
     std::optional<system_record> find_backup_for(const std::string& serial) const;
 
@@ -77,7 +84,7 @@ public:
     void set_runtime_ui_port(std::uint16_t port);
     void set_open_browser_on_start(bool value);
     void set_policy_sync(bool synchronized, const std::string& message);
-    void set_active_override(bool value, const std::string& serial);
+    void set_active_override(bool value, std::string serial) noexcept;
 
     // Reads the configuration file; one that can't be read changes nothing, and is kept aside as
     // `settings_file` says. Before the threads that change the registry.

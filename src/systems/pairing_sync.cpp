@@ -44,9 +44,9 @@ http_response post_event_model(const std::string& host, std::uint16_t web_port,
 std::string_view obstacle(const controller_registry& registry, std::optional<system_record>& main) {
     if (!registry.controller_configured())
         return "Redundancy Control has not been configured on this workstation.";
-    if (!registry.has_pair()) return "Choose a Main and Backup.";
-    main = registry.find_main();
-    if (!main) return "Configured Main is unavailable in the controller registry.";
+    auto pair = registry.find_pair();
+    if (!pair) return "Choose a Main and Backup.";
+    main = std::move(pair->main);
     if (!main->online) return "Pairing saved locally. Waiting for Main to come online.";
     return {};
 }

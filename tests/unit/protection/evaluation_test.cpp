@@ -1,5 +1,7 @@
 #include "protection/evaluation.hpp"
 
+#include "systems/controller_registry.hpp"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -50,17 +52,12 @@ struct condition_case {
     names present;
 };
 
-// A Backup that keeps up with its Main, in the registry's terms.
-struct pair_records {
-    std::optional<system_record> main = system_record{};
-    system_record backup;
-};
-
-pair_records synchronized_pair() {
-    pair_records pair;
-    pair.main->serial = "M1";
-    pair.main->role = system_role::main;
-    pair.main->replicationRevision = 7;
+// A Backup that keeps up with its Main.
+server_pair synchronized_pair() {
+    server_pair pair;
+    pair.main.serial = "M1";
+    pair.main.role = system_role::main;
+    pair.main.replicationRevision = 7;
     pair.backup.serial = "B1";
     pair.backup.role = system_role::backup;
     pair.backup.replicationAppliedRevision = 7;
@@ -73,7 +70,7 @@ void expect_backup_ready(bool expected, const policy_change& change_policy,
     change_policy(policy);
     server_health health = healthy();
     change_health(health);
-    const pair_records pair = synchronized_pair();
+    const server_pair pair = synchronized_pair();
     EXPECT_EQ(server_ready(policy, pair.backup, &health, pair.main, now), expected);
 }
 
@@ -260,7 +257,7 @@ TEST(server_conditions, watch_on_each_server_its_own_side_of_an_output_rule) {
 TEST(out_of_sync, compares_with_a_revision_of_main_that_is_known) {
     struct sync_case {
         const char* what;
-        std::function<void(pair_records&)> change;
+        std::function<void(server_pair&)> change;
         bool expected;
     };
     const std::vector<sync_case> cases{
@@ -270,26 +267,26 @@ TEST(out_of_sync, compares_with_a_revision_of_main_that_is_known) {
         {"media pending", [](auto& pair) { pair.backup.replicationPendingMedia = 1; }, true},
         {"no media pending", [](auto& pair) { pair.backup.replicationPendingMedia = -1; }, false},
         {"failing", [](auto& pair) { pair.backup.replicationLastError = "disk"; }, true},
-        {"the first revision", [](auto& pair) { pair.main->replicationRevision = 1; }, true},
+        {"the first revision", [](auto& pair) { pair.main.replicationRevision = 1; }, true},
         {"unknown revision",
          [](auto& pair) {
-             pair.main->replicationRevision = 0;
+             pair.main.replicationRevision = 0;
              pair.backup.replicationPendingMedia = 3;
              pair.backup.replicationLastError = "disk";
          },
          false},
         {"main's own troubles do not count",
          [](auto& pair) {
-             pair.main->replicationPendingMedia = 3;
-             pair.main->replicationLastError = "disk";
+             pair.main.replicationPendingMedia = 3;
+             pair.main.replicationLastError = "disk";
          },
          false},
     };
     for (const sync_case& each : cases) {
         SCOPED_TRACE(each.what);
-        pair_records pair = synchronized_pair();
+        server_pair pair = synchronized_pair();
         each.change(pair);
-        EXPECT_EQ(out_of_sync(*pair.main, pair.backup), each.expected);
+        EXPECT_EQ(out_of_sync(pair.main, pair.backup), each.expected);
     }
 }
 
@@ -313,7 +310,7 @@ TEST(server_ready, wants_a_healthy_engine_whatever_the_modes_say) {
         expect_backup_ready(false, nothing, troubles[at]);
         expect_backup_ready(false, ignore_all, troubles[at]);
     }
-    const pair_records pair = synchronized_pair();
+    const server_pair pair = synchronized_pair();
     EXPECT_FALSE(server_ready(protection_policy{}, pair.backup, nullptr, pair.main, now));
 }
 
@@ -363,29 +360,28 @@ TEST(server_ready, looks_at_the_servers_own_side_of_every_failover_rule) {
     protection_policy policy;
     policy.outputRules = {rule("m", "b", mode_failover), rule("gone", "b", mode_failover)};
     const server_health health = healthy();
-    const pair_records pair = synchronized_pair();
+    const server_pair pair = synchronized_pair();
     EXPECT_TRUE(server_ready(policy, pair.backup, &health, pair.main, now));
-    EXPECT_FALSE(server_ready(policy, *pair.main, &health, pair.main, now));
+    EXPECT_FALSE(server_ready(policy, pair.main, &health, pair.main, now));
 }
 
 TEST(server_ready, requires_synchronization_of_a_backup_at_mode_two_alone) {
     struct sync_case {
         const char* what;
-        std::function<void(pair_records&)> change;
+        std::function<void(server_pair&)> change;
         bool ready;
     };
     const std::vector<sync_case> cases{
         {"in step", [](auto&) {}, true},
-        {"no Main", [](auto& pair) { pair.main.reset(); }, false},
         {"unknown revision",
          [](auto& pair) {
-             pair.main->replicationRevision = 0;
+             pair.main.replicationRevision = 0;
              pair.backup.replicationAppliedRevision = 0;
          },
          false},
         {"first revision",
          [](auto& pair) {
-             pair.main->replicationRevision = 1;
+             pair.main.replicationRevision = 1;
              pair.backup.replicationAppliedRevision = 1;
          },
          true},
@@ -396,7 +392,7 @@ TEST(server_ready, requires_synchronization_of_a_backup_at_mode_two_alone) {
     const server_health health = healthy();
     for (const sync_case& each : cases) {
         SCOPED_TRACE(each.what);
-        pair_records pair = synchronized_pair();
+        server_pair pair = synchronized_pair();
         each.change(pair);
         protection_policy policy;
         policy.sync = mode_failover;
@@ -406,9 +402,9 @@ TEST(server_ready, requires_synchronization_of_a_backup_at_mode_two_alone) {
     }
     protection_policy policy;
     policy.sync = mode_failover;
-    pair_records behind = synchronized_pair();
-    behind.main->replicationRevision = 0;
-    EXPECT_TRUE(server_ready(policy, *behind.main, &health, behind.main, now))
+    server_pair behind = synchronized_pair();
+    behind.main.replicationRevision = 0;
+    EXPECT_TRUE(server_ready(policy, behind.main, &health, behind.main, now))
         << "a return to Main asks for no synchronization";
 }
 

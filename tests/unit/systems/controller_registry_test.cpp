@@ -50,6 +50,21 @@ TEST(controller_registry, finds_records_by_exact_serial_and_role) {
     EXPECT_FALSE(registry->find_backup_for("B"));
 }
 
+TEST(controller_registry, finds_the_pair_whole_or_not_at_all) {
+    const auto registry = paired_registry();
+    const auto pair = registry->find_pair();
+    ASSERT_TRUE(pair);
+    EXPECT_EQ(pair->main.serial, "M");
+    EXPECT_EQ(pair->backup.serial, "B");
+    registry->set_role("B", system_role::independent, "");
+    EXPECT_FALSE(registry->find_pair()) << "a Main without its Backup";
+    registry->set_role("B", system_role::backup, "M");
+    ASSERT_TRUE(registry->find_pair());
+    registry->set_role("M", system_role::independent, "");
+    EXPECT_FALSE(registry->find_pair()) << "a Backup without its Main";
+    EXPECT_FALSE(empty_registry()->find_pair());
+}
+
 TEST(set_ui_ready, never_makes_an_offline_server_ready) {
     const auto registry = paired_registry();
     registry->set_online("M", false, first_round);
