@@ -83,7 +83,7 @@ export class Decks {
   }
 
   async show_splash() {
-    await this.hosts.until('the decks show the splash', 10_000, async () => {
+    await this.hosts.until('the decks show the splash', async () => {
       const shown = await states('?decode');
       return (
         shown.length === plugged.length &&
@@ -95,7 +95,7 @@ export class Decks {
 
   // On the pages that they were turned to. Returns when the last key was painted, by the wall clock in milliseconds.
   async painted_by(address) {
-    await this.hosts.until(`the decks show what ${address} draws`, 10_000, async () => {
+    await this.hosts.until(`the decks show what ${address} draws`, async () => {
       const views = await drawn_by(address);
       for (const deck of plugged) {
         const view = views.find(({ serial }) => serial === deck.serial);
@@ -117,7 +117,7 @@ export class Decks {
     await ask('POST', `${control}/release`, request);
     let last = 0;
     for (const address of servers) {
-      const event = await this.hosts.until(`${address} has the key`, 5000, async () => {
+      const event = await this.hosts.until(`${address} has the key`, async () => {
         const { keyEvents } = await server_report(address);
         const mine = keyEvents.filter((one) => one.serial === serial && one.index === 9);
         return mine.length >= 2 && mine[0].isDown && !mine[1].isDown && mine[0];
@@ -136,7 +136,7 @@ export class Decks {
     await ask('POST', `${control}/press`, request);
     await ask('POST', `${control}/release`, request);
     for (const address of servers) {
-      await this.hosts.until(`${address} has turned the page`, 5000, async () => {
+      await this.hosts.until(`${address} has turned the page`, async () => {
         const view = (await drawn_by(address)).find(({ serial }) => serial === deck.serial);
         return view?.page === page;
       });

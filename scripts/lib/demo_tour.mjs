@@ -65,7 +65,7 @@ async function start() {
       ...deck_environment,
     },
   );
-  await hosts.until('the program answers', 5000, status);
+  await hosts.until('the program answers', status);
   timeline.event('program', 'runs on the workstation and knows nothing yet');
 
   step = 'decks';
@@ -75,7 +75,7 @@ async function start() {
 
 async function find() {
   step = 'found';
-  await hosts.until('both servers are discovered', 10_000, async () => {
+  await hosts.until('both servers are discovered', async () => {
     const { systems } = await status();
     return Object.values(serials).every((serial) =>
       systems.some((system) => system.serial === serial && system.online),
@@ -104,7 +104,7 @@ async function pair() {
   timeline.event('paired', `${names.main} is Main, ${names.backup} its Backup`);
 
   step = 'written';
-  await hosts.until('Main holds the pairing, and Backup follows it', 10_000, async () => {
+  await hosts.until('Main holds the pairing, and Backup follows it', async () => {
     const roles = [];
     for (const side of ['main', 'backup']) roles.push((await ask('GET', simulator(side))).role);
     return roles.join() === 'Main,Backup' && (await status()).policySynchronized;
@@ -112,7 +112,7 @@ async function pair() {
   timeline.event('written', "the pairing is in Main's show, and Backup has it from there");
 
   step = 'ready';
-  await hosts.until('both servers are ready, and no alert stands', 15_000, async () => {
+  await hosts.until('both servers are ready, and no alert stands', async () => {
     // The grace begins with the first cycle that sees the pair, and shows no alert.
     if (performance.now() - paired < grace_ms + 2 * monitor_cycle_ms) return false;
     const seen = await status();
@@ -141,7 +141,7 @@ async function press() {
 async function outbound_command(side, zero, what) {
   step = 'command';
   const { payload, transport } = commands[side];
-  const arrived = await hosts.until(`the device has received "${payload}"`, 5000, async () => {
+  const arrived = await hosts.until(`the device has received "${payload}"`, async () => {
     const { received } = await ask('GET', `http://${addresses.device}:7999/received`);
     const next = received[commands_received];
     return next?.ended && next;
@@ -162,7 +162,7 @@ async function fault(text, make) {
   const zero = now();
   await make();
   step = 'transfer';
-  await hosts.until('operation moves to Backup', 10_000, () => active_on('backup'));
+  await hosts.until('operation moves to Backup', () => active_on('backup'));
   const took = since(zero);
   const reasons = faults(await status()).map((alert) => alert.message);
   timeline.event('transfer', `to Backup after ${took}: ${reasons[0] ?? ''}`, 'transfer');
@@ -178,9 +178,9 @@ async function fault(text, make) {
 async function hold() {
   step = 'held';
   await ask('POST', simulator('main'), { engine: 'running' });
-  await hosts.until("Main's recovery is noticed", 5000, async () => !faults(await status()).length);
+  await hosts.until("Main's recovery is noticed", async () => !faults(await status()).length);
   const recovered = performance.now();
-  await hosts.until('a second passes on Backup', 5000, async () => {
+  await hosts.until('a second passes on Backup', async () => {
     const { activeSerial, protection } = await status();
     if (activeSerial !== serials.backup || !protection.heldOnBackup) {
       throw new Error('operation left Backup by itself');
@@ -193,12 +193,12 @@ async function hold() {
 async function return_to_main() {
   step = 'returned';
   let zero;
-  await hosts.until('the operator may return to Main', 10_000, async () => {
+  await hosts.until('the operator may return to Main', async () => {
     if ((await status()).protection.actionsBusy) return false;
     zero = now();
     return (await operate('main')).ok;
   });
-  await hosts.until('operation is on Main again', 5000, async () => {
+  await hosts.until('operation is on Main again', async () => {
     const seen = await status();
     return seen.activeSerial === serials.main && !seen.protection.heldOnBackup;
   });
@@ -211,7 +211,7 @@ async function return_to_main() {
 async function plug_in() {
   step = 'plugged';
   await hosts.cable('plug', 'main');
-  await hosts.until('Main is healthy again', 10_000, async () => !faults(await status()).length);
+  await hosts.until('Main is healthy again', async () => !faults(await status()).length);
   timeline.event('plugged', "Main's cable is back, and Main is healthy again");
 }
 
@@ -221,7 +221,7 @@ async function finish() {
   program.child.kill('SIGTERM');
   let result;
   program.ended.then((code) => (result = { code }));
-  const { code } = await hosts.until('the program ends', 10_000, () => result);
+  const { code } = await hosts.until('the program ends', () => result);
   if (code !== 0) throw new Error(`the program ended with ${code}`);
 }
 

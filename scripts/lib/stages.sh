@@ -90,7 +90,9 @@ check_lint() {
             --extra-arg=-Wno-shadow
 }
 
+# Where the machine has a compiler cache, a folder that is built anew takes its results.
 build_preset() {
+    if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
     cmake --preset "$1"
     cmake --build --preset "$1"
 }

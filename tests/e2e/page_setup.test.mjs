@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
-import { until } from './support/environment.mjs';
+import { in_time, until } from './support/environment.mjs';
 import { backup, hostile, main, nothing_active, offline, status } from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
@@ -220,21 +220,36 @@ test('saving_sends_the_form_as_plain_text_and_drops_ids_outside_the_table', asyn
 });
 
 const saved = (changes) => ({ status: 200, json: { ok: true, serverUpdated: false, uiPort: 5270, uiPortChanged: false, message: '', ...changes } });
+
+// How long the dialog stays once this message is shown, by the page's own clock.
+const watch_message = (text) =>
+  view.page.evaluate((wanted) => {
+    window.stay = new Promise((resolve) => {
+      let shown;
+      const look = () => {
+        if (setupStatus.textContent === wanted) shown ??= [performance.now(), setupStatus.className];
+        if (shown && setupBg.hidden) resolve([performance.now() - shown[0], shown[1]]);
+      };
+      const every_change = { attributes: true, childList: true, characterData: true, subtree: true };
+      new MutationObserver(look).observe(setupBg, every_change);
+    });
+  }, text);
+
 for (const [name, reply, text, kind, least, most] of [
   ['a_good_save_closes_soon', saved({ serverUpdated: true }), 'Configuration saved.', 'good', 600, 1300],
   ['a_warning_stays_longer', saved({ message: 'Main is offline.' }), 'Main is offline.', 'warntext', 1400, 2400],
 ]) {
-  test(name, async () => {
-    await view.open_setup();
-    view.reply = reply;
-    await save();
-    await until_message(text);
-    const started = Date.now();
-    assert.deepEqual(await message(), [text, kind]);
-    await closed();
-    const took = Date.now() - started;
-    assert.ok(took > least - 150 && took < most, `${took} ms`);
-  });
+  test(name, () =>
+    in_time('it closes', async () => {
+      await view.open_setup();
+      await watch_message(text);
+      view.reply = reply;
+      await save();
+      const [took, shown_as] = await view.page.evaluate('stay');
+      assert.equal(shown_as.replace('message', '').trim(), kind);
+      assert.ok(took > least, `${took} ms`);
+      return took < most;
+    }));
 }
 
 const failed = 'Unable to save configuration: ';
@@ -483,19 +498,22 @@ test('after_thirty_tries_the_waiting_ends', async () => {
 
 test('rediscover_posts_and_looks_again_whatever_comes_of_it', async () => {
   for (const reply of [{ status: 200, json: { ok: true } }, { status: 404, json: {} }, 'away']) {
-    const page = await view.open_setup();
-    await view.stop_polling();
-    view.reply = reply;
-    view.status = status({ streamDeckCount: 7 });
-    await page.click('text=Rediscover Systems');
-    const [discover, look] = await view.until_requests(2);
-    assert.deepEqual([discover.path, look.path], ['/api/discover', '/api/status']);
-    const waited = look.sent - discover.answered;
-    assert.ok(waited > 245 && waited < 1000, `${waited} ms`);
-    await view.until_text('deckStatus', '7');
-    assert.equal(view.posts.length, 1);
-    assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
-    view.complaints.length = 0;
+    await in_time('it looks again soon', async () => {
+      const page = await view.open_setup();
+      await view.stop_polling();
+      view.reply = reply;
+      view.status = status({ streamDeckCount: 7 });
+      await page.click('text=Rediscover Systems');
+      const [discover, look] = await view.until_requests(2);
+      assert.deepEqual([discover.path, look.path], ['/api/discover', '/api/status']);
+      const waited = look.sent - discover.answered;
+      assert.ok(waited > 245, `${waited} ms`);
+      await view.until_text('deckStatus', '7');
+      assert.equal(view.posts.length, 1);
+      assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
+      view.complaints.length = 0;
+      return waited < 1000;
+    });
   }
 });
 

@@ -5,7 +5,7 @@ import os from 'node:os';
 import path from 'node:path';
 
 import { Child } from '../../e2e/support/children.mjs';
-import { root, until } from '../../e2e/support/environment.mjs';
+import { patience_ms, root, until } from '../../e2e/support/environment.mjs';
 import { seen_by_program, Workstation } from '../../e2e/support/workstation.mjs';
 
 export const build = path.join(root, process.env.ELVANTRIS_WINDOWS_BUILD);
@@ -24,7 +24,7 @@ export async function run(command, ...words) {
   const child = spawn(command, words, {
     env: surroundings,
     stdio: ['ignore', ...streams],
-    timeout: 30000,
+    timeout: 2 * patience_ms,
   });
   try {
     const code = await new Promise((resolve, reject) => {
@@ -138,6 +138,9 @@ export async function icons() {
   });
   return [...Array(places).keys()].filter(painted).map(middle);
 }
+
+// The taskbar repaints a little later than the icon is gone.
+export const no_icon = () => until('no icon', async () => (await icons()).length === 0);
 
 export async function the_icon() {
   return until('one icon', async () => {

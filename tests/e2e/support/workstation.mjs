@@ -31,6 +31,26 @@ function output_of(command, ...words) {
   }
 }
 
+// Whether any socket of this network listens there, also one that takes no connection any more.
+function is_listened_at(port) {
+  const address = `0100007F:${port.toString(16).toUpperCase().padStart(4, '0')}`;
+  const sockets = fs.readFileSync('/proc/net/tcp', 'utf8').split('\n');
+  return sockets.some((line) => line.includes(`: ${address} 00000000:0000 0A `));
+}
+
+// Under Wine the ports belong to a process of its own, which learns of a program's end a little
+// later. Now and then it keeps the sockets of a killed program for ever, as no Windows does; then
+// nothing helps but a new one.
+async function until_wine_lets_go() {
+  const let_go = () => !is_listened_at(5251);
+  try {
+    await until('Wine lets the port go', let_go, 15000);
+  } catch {
+    for (const act of ['-k', '-w', '-p']) execFileSync('wineserver', [act], { stdio: 'ignore' });
+    await until('the new Wine has none', let_go);
+  }
+}
+
 // As the system calls this computer.
 export const machine_name = () =>
   windows
@@ -134,7 +154,7 @@ export class Workstation {
 
   async kill() {
     await this.program.signal('SIGKILL');
-    // Under Wine the ports belong to a process of its own, which learns of the end a little later.
+    if (windows) await until_wine_lets_go();
     await until('5251 is free', async () => !(await answers(5251)));
   }
 
