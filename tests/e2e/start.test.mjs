@@ -215,7 +215,9 @@ test('the_ui_port_changes_while_the_program_runs_and_goes_back_from_a_taken_one'
   await until_status('the page has moved', ({ runtimeUiPort }) => runtimeUiPort === 5290);
   assert.equal((await page(5290)).status, 200);
   await until('5270 is given up', async () => !(await answers(5270)));
-  assert.deepEqual(workstation.log_lines('[shell]'), ['[shell] UI port changed to 5290']);
+  const told = () => workstation.log_lines('[shell]');
+  await until('the change is told', () => told().length > 0);
+  assert.deepEqual(told(), ['[shell] UI port changed to 5290']);
 
   const other = await occupy(5291);
   try {
