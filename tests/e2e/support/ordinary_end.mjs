@@ -24,7 +24,7 @@ export async function end_for_want_of_ports({ program }, port = 5270) {
   let previous;
   try {
     // Which of the two is quicker at the previous port is chance; the program goes on if it is.
-    for (let tries = 0; tries < 20 && !previous; tries += 1) {
+    for (let tries = 0; tries < 60 && !previous; tries += 1) {
       await until_status('the port is the previous one', ({ uiPort }) => uiPort === port);
       const moved = post('/api/configure', { uiPort: wanted_port });
       [previous] = await Promise.all([snatch(port), moved]);
