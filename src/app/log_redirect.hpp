@@ -3,15 +3,19 @@
 // With a console wanted, or if the file can't be opened, the streams stay as they are. The file is
 // appended to for ever; other programs may read, write and truncate it meanwhile.
 // Threads: any may write to the streams. Constructed and destroyed on the first thread.
-// Failure: none is reported; lines that the disk doesn't take are lost, later ones are not.
+// Failure: none is reported, nor thrown for want of memory, or the stream would stay failed. Lines
+//   that the disk doesn't take are lost as a whole, later ones are not.
 #pragma once
 
 #include "os/files.hpp"
 
+#include <array>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <streambuf>
 #include <string>
+#include <string_view>
 
 namespace elvantris::operator_control {
 
@@ -33,12 +37,13 @@ protected:
     int sync() override;
 
 private:
-    void append(const char* bytes, std::size_t count);
-    void flush();
+    void append(std::string_view bytes) noexcept;
+    void flush() noexcept;
 
-    std::mutex lock_; // guards the two below; the file is written under it, line after line
+    std::mutex lock_; // guards all below; the file is written under it, line after line
     append_file file_;
-    std::string pending_; // at most 64 KiB before it is written without being asked
+    std::array<char, 65'536> pending_{}; // full, it is written without being asked
+    std::size_t pending_size_ = 0;
 };
 
 class log_redirect {

@@ -34,11 +34,12 @@ bool replace_file(const std::string& from, const std::string& to);
 // moves it there. A folder is left alone. True also if there is nothing under `path`.
 bool keep_file_as(const std::string& path, const std::string& second_name);
 
-// Opens (or creates) the file, appends all bytes in one piece and closes it.
-bool append_to_file(const std::string& path, std::string_view bytes);
-
-// A file that stays open for appending while others may read, write and truncate it: each write
-// lands at the end that the file has at that moment.
+// A file to append to while others may read, write and truncate it: each write lands at the end
+// that the file has at that moment.
+//
+// Of a line for which the disk has no room, nothing stays: the file is cut to where it was. Where
+// that can't be done, for what others have written since as well, the next line begins with a line
+// end, so that it isn't joined to the torn one. That is remembered from one `open` to the next.
 class append_file {
 public:
     append_file() = default;
@@ -48,12 +49,15 @@ public:
     append_file(append_file&&) = delete;
     append_file& operator=(append_file&&) = delete;
 
+    // Creates the file if there is none.
     bool open(const std::string& path);
-    bool write(std::string_view bytes);
-    void close();
+    // True only if all of the line is in the file.
+    bool write(std::string_view line) noexcept;
+    void close() noexcept;
 
 private:
     std::intptr_t handle_ = -1;
+    bool torn_ = false; // the file holds the beginning of a line that couldn't be taken back
 };
 
 } // namespace elvantris::operator_control

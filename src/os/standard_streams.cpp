@@ -1,5 +1,6 @@
 #include "os/standard_streams.hpp"
 
+#include <exception>
 #include <iostream>
 #include <string>
 

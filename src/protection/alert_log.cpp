@@ -1,7 +1,8 @@
 #include "protection/alert_log.hpp"
 
 #include "json/object_writer.hpp"
-#include "os/files.hpp"
+
+#include <exception>
 
 namespace elvantris::operator_control {
 namespace {
@@ -12,20 +13,30 @@ json_object line(std::int64_t time_ms, std::string_view event) {
 
 } // namespace
 
-void alert_log::fault(std::int64_t time_ms, std::string_view key, std::string_view message) const {
-    append(line(time_ms, "fault").text("key", key).text("message", message));
+// The maker is a type of its own: a std::function may want memory before anything can be caught.
+template<typename line_maker>
+void alert_log::append(const line_maker& make_line) noexcept {
+    try {
+        const std::string text = make_line() + '\n';
+        if (file_.open(path_)) file_.write(text);
+    } catch (const std::exception&) {
+        // The act that the line was to record counts, not the line.
+    }
+    file_.close();
 }
 
-void alert_log::recovered(std::int64_t time_ms, std::string_view key) const {
-    append(line(time_ms, "recovered").text("key", key));
+void alert_log::fault(std::int64_t time_ms, std::string_view key,
+                      std::string_view message) noexcept {
+    append(
+        [&] { return line(time_ms, "fault").text("key", key).text("message", message).written(); });
 }
 
-void alert_log::action(std::int64_t time_ms, std::string_view message) const {
-    append(line(time_ms, "action").text("message", message));
+void alert_log::recovered(std::int64_t time_ms, std::string_view key) noexcept {
+    append([&] { return line(time_ms, "recovered").text("key", key).written(); });
 }
 
-void alert_log::append(const json_object& line) const {
-    append_to_file(path_, line.written() + '\n');
+void alert_log::action(std::int64_t time_ms, std::string_view message) noexcept {
+    append([&] { return line(time_ms, "action").text("message", message).written(); });
 }
 
 } // namespace elvantris::operator_control

@@ -48,6 +48,25 @@ bool write_all(int descriptor, std::string_view bytes) {
     return true;
 }
 
+// How much of it came into the file.
+std::size_t write_once(int descriptor, std::string_view bytes) {
+    while (true) {
+        const auto written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written >= 0) return static_cast<std::size_t>(written);
+        if (errno != EINTR) return 0;
+    }
+}
+
+// Cuts away the last `size` bytes, as long as they are the end of the file: what others have
+// appended since is theirs.
+bool take_back(int descriptor, std::size_t size) {
+    const off_t end = ::lseek(descriptor, 0, SEEK_CUR);
+    const off_t start = end - static_cast<off_t>(size);
+    struct stat details {};
+    return start >= 0 && ::fstat(descriptor, &details) == 0 && details.st_size == end &&
+           ::ftruncate(descriptor, start) == 0;
+}
+
 } // namespace
 
 std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit,
@@ -101,11 +120,6 @@ bool keep_file_as(const std::string& path, const std::string& second_name) {
            std::rename(path.c_str(), second_name.c_str()) == 0;
 }
 
-bool append_to_file(const std::string& path, std::string_view bytes) {
-    const open_file file(path, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK);
-    return file.valid() && write_all(file.descriptor(), bytes);
-}
-
 append_file::~append_file() {
     close();
 }
@@ -116,11 +130,17 @@ bool append_file::open(const std::string& path) {
     return handle_ >= 0;
 }
 
-bool append_file::write(std::string_view bytes) {
-    return handle_ >= 0 && write_all(static_cast<int>(handle_), bytes);
+bool append_file::write(std::string_view line) noexcept {
+    if (handle_ < 0) return false;
+    const int descriptor = static_cast<int>(handle_);
+    if (torn_ && write_once(descriptor, "\n") != 1) return false;
+    torn_ = false;
+    const std::size_t written = write_once(descriptor, line);
+    torn_ = written > 0 && written < line.size() && !take_back(descriptor, written);
+    return written == line.size();
 }
 
-void append_file::close() {
+void append_file::close() noexcept {
     if (handle_ >= 0) ::close(static_cast<int>(std::exchange(handle_, -1)));
 }
 

@@ -54,6 +54,30 @@ bool write_all(HANDLE handle, std::string_view bytes) {
     return true;
 }
 
+// How much of it came behind the end that the file has at this moment.
+std::size_t write_once(HANDLE handle, std::string_view bytes) {
+    OVERLAPPED at_the_end{};
+    at_the_end.Offset = 0xFFFFFFFF;
+    at_the_end.OffsetHigh = 0xFFFFFFFF;
+    DWORD written = 0;
+    ::WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, &at_the_end);
+    return written;
+}
+
+// Cuts away the last `size` bytes, as long as they are the end of the file: what others have
+// appended since is theirs.
+bool take_back(HANDLE handle, std::size_t size) {
+    LARGE_INTEGER end{};
+    LARGE_INTEGER length{};
+    if (::SetFilePointerEx(handle, {}, &end, FILE_CURRENT) == 0 ||
+        ::GetFileSizeEx(handle, &length) == 0 || length.QuadPart != end.QuadPart)
+        return false;
+    LARGE_INTEGER start{};
+    start.QuadPart = end.QuadPart - static_cast<LONGLONG>(size);
+    return start.QuadPart >= 0 && ::SetFilePointerEx(handle, start, nullptr, FILE_BEGIN) != 0 &&
+           ::SetEndOfFile(handle) != 0;
+}
+
 } // namespace
 
 std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit,
@@ -114,28 +138,30 @@ bool keep_file_as(const std::string& path, const std::string& second_name) {
            ::MoveFileExW(wide_path.c_str(), wide_name.c_str(), MOVEFILE_WRITE_THROUGH) != 0;
 }
 
-bool append_to_file(const std::string& path, std::string_view bytes) {
-    const open_file file(path, FILE_APPEND_DATA, OPEN_ALWAYS);
-    return file.valid() && write_all(file.handle(), bytes);
-}
-
 append_file::~append_file() {
     close();
 }
 
 bool append_file::open(const std::string& path) {
     close();
-    handle_ = reinterpret_cast<std::intptr_t>(::CreateFileW(to_wide(path).c_str(), FILE_APPEND_DATA,
-                                                            share_all, nullptr, OPEN_ALWAYS,
-                                                            FILE_ATTRIBUTE_NORMAL, nullptr));
+    // The right to write anywhere is there for cutting alone.
+    handle_ = reinterpret_cast<std::intptr_t>(
+        ::CreateFileW(to_wide(path).c_str(), FILE_APPEND_DATA | FILE_WRITE_DATA, share_all, nullptr,
+                      OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     return handle_ != -1;
 }
 
-bool append_file::write(std::string_view bytes) {
-    return handle_ != -1 && write_all(reinterpret_cast<HANDLE>(handle_), bytes);
+bool append_file::write(std::string_view line) noexcept {
+    if (handle_ == -1) return false;
+    HANDLE const handle = reinterpret_cast<HANDLE>(handle_);
+    if (torn_ && write_once(handle, "\n") != 1) return false;
+    torn_ = false;
+    const std::size_t written = write_once(handle, line);
+    torn_ = written > 0 && written < line.size() && !take_back(handle, written);
+    return written == line.size();
 }
 
-void append_file::close() {
+void append_file::close() noexcept {
     if (handle_ != -1) ::CloseHandle(reinterpret_cast<HANDLE>(std::exchange(handle_, -1)));
 }
 

@@ -109,7 +109,9 @@ TEST(log_redirect, leaves_no_hole_after_others_have_truncated_or_extended_the_fi
     ASSERT_EQ(write_whole_file(path, ""), write_outcome::written);
     write_output_line("after");
     EXPECT_EQ(content_of(path), "after\n");
-    ASSERT_TRUE(append_to_file(path, "from outside\n"));
+    append_file other;
+    ASSERT_TRUE(other.open(path));
+    ASSERT_TRUE(other.write("from outside\n"));
     write_error_line("last");
     EXPECT_EQ(content_of(path), "after\nfrom outside\nlast\n");
 }

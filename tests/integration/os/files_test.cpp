@@ -141,16 +141,6 @@ TEST(keep_file_as, leaves_a_folder_alone_and_needs_nothing_for_what_is_missing) 
     EXPECT_FALSE(path_exists(folder.file("kept")));
 }
 
-TEST(append_to_file, creates_the_file_and_adds_to_its_end) {
-    const temporary_folder folder;
-    const std::string path = folder.file("alerts.jsonl");
-    EXPECT_TRUE(append_to_file(path, "one\n"));
-    EXPECT_TRUE(append_to_file(path, "two\n"));
-    EXPECT_EQ(read_whole_file(path, ample), "one\ntwo\n");
-    EXPECT_FALSE(append_to_file(folder.path(), "x"));
-    EXPECT_FALSE(append_to_file(folder.file("no_folder/file"), "x"));
-}
-
 TEST(append_file, writes_at_the_end_that_the_file_has_now) {
     const temporary_folder folder;
     const std::string path = folder.file("log");
@@ -161,7 +151,9 @@ TEST(append_file, writes_at_the_end_that_the_file_has_now) {
     EXPECT_EQ(read_whole_file(path, ample), "first\n");
     ASSERT_EQ(write_whole_file(path, ""), write_outcome::written);
     EXPECT_TRUE(log.write("second\n"));
-    EXPECT_TRUE(append_to_file(path, "foreign\n"));
+    append_file other;
+    ASSERT_TRUE(other.open(path));
+    EXPECT_TRUE(other.write("foreign\n"));
     EXPECT_TRUE(log.write("third\n"));
     EXPECT_EQ(read_whole_file(path, ample), "second\nforeign\nthird\n");
     log.close();

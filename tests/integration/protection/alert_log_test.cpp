@@ -13,7 +13,7 @@ TEST(alert_log, appends_one_object_a_line_with_every_text_escaped) {
     const temporary_folder folder;
     const std::string path = folder.file("alerts.jsonl");
     ASSERT_EQ(write_whole_file(path, "earlier\n"), write_outcome::written);
-    const alert_log log(path);
+    alert_log log(path);
     log.fault(1700000000001, "M1:output:\"x\"", "two\nlines");
     log.recovered(1700000000002, "a\\b");
     log.action(1700000000003, "Test action / \"A\": sent");
@@ -32,7 +32,7 @@ TEST(alert_log, costs_only_history_when_it_can_not_be_written) {
     const temporary_folder folder;
     const std::string path = folder.file("alerts.jsonl");
     std::filesystem::create_directory(path);
-    const alert_log log(path);
+    alert_log log(path);
     log.fault(1, "k", "m");
     EXPECT_TRUE(std::filesystem::is_directory(path));
     std::filesystem::remove(path);
