@@ -1,11 +1,12 @@
 // The system's sockets, reduced to what the program does with them.
 //
-// Every socket here is non-blocking inside: a call waits for as long as its time-out says and no
-// longer. No call raises a signal, and no socket is inherited by a child process.
+// Every socket here is non-blocking inside: a call waits for as long as its time-out and its limits
+// say and no longer. No call raises a signal, and no socket is inherited by a child process.
 // Threads: a socket belongs to one thread at a time; the free functions are re-entrant.
 // Failure: a value, never an exception.
 #pragma once
 
+#include "os/call_limits.hpp"
 #include "os/clock.hpp"
 
 #include <array>
@@ -66,22 +67,36 @@ struct socket_address {
     alignas(8) std::array<std::byte, 128> bytes{};
 };
 
-// The addresses of a host and port, in the resolver's order; empty if it knows none.
-// Waits for as long as the system's resolver takes; a dotted address needs no network.
+// The addresses of a host and port, in the resolver's order; empty if it knows none, or doesn't say
+// so within the limits. A numeric address needs neither resolver nor thread.
 std::vector<socket_address> resolve_address(const std::string& host, std::uint16_t port,
-                                            address_family family, transport kind);
+                                            address_family family, transport kind,
+                                            const call_limits& limits = {});
+
+// The same by the system's resolver alone, which may take its time with anything but numbers.
+enum class host_text { numeric, any };
+std::vector<socket_address> look_up_address(const std::string& host, std::uint16_t port,
+                                            address_family family, transport kind, host_text what);
 
 // A dotted IPv4 address as a destination; absent for any other text. Host names are not resolved.
 std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint16_t port);
 
 // A new socket that is connected within the time-out (a datagram socket is merely bound to its
 // peer). An invalid handle on any failure.
-socket_handle connect_socket(const socket_address& address, milliseconds timeout);
+socket_handle connect_socket(const socket_address& address, milliseconds timeout,
+                             const call_limits& limits = {});
+
+// Its two halves: a socket that becomes writable when it is connected or has failed, and which of
+// the two it was. An invalid handle if it failed at once.
+socket_handle begin_connecting(const socket_address& address);
+bool has_connected(const socket_handle& socket);
 
 // Waits until the socket can be written or read. False when the time is over; true also for a
 // socket that has failed, as the call that follows then tells at once.
 bool wait_writable(const socket_handle& socket, milliseconds timeout);
 bool wait_readable(const socket_handle& socket, milliseconds timeout);
+bool wait_writable(const socket_handle& socket, milliseconds timeout, const call_limits& limits);
+bool wait_readable(const socket_handle& socket, milliseconds timeout, const call_limits& limits);
 
 // Waits in the same way for several sockets at once: the position of the first of them that can be
 // read. Absent when the time is over, and after a short pause if the system can't wait for so many.
@@ -90,10 +105,14 @@ std::optional<std::size_t> wait_any_readable(std::span<const socket_handle* cons
 
 // Sends what the socket takes now, waiting up to the time-out for room. The number of bytes taken;
 // 0 for a time-out or a failure.
-std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout);
+std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout,
+                      const call_limits& limits = {});
+std::size_t send_now(const socket_handle& socket, std::string_view bytes);
 
 // Receives into `buffer`, waiting up to the time-out. 0 for an end, a time-out or a failure.
-std::size_t receive_some(const socket_handle& socket, std::span<char> buffer, milliseconds timeout);
+std::size_t receive_some(const socket_handle& socket, std::span<char> buffer, milliseconds timeout,
+                         const call_limits& limits = {});
+std::size_t receive_now(const socket_handle& socket, std::span<char> buffer);
 
 // One datagram from a fresh port of the system's choice.
 socket_handle open_datagram_socket();
@@ -113,7 +132,10 @@ struct received_datagram {
     std::optional<std::uint32_t> sender; // IPv4 in host byte order; absent if it is no such address
 };
 std::optional<received_datagram> receive_datagram(const socket_handle& socket,
-                                                  std::span<char> buffer, milliseconds timeout);
+                                                  std::span<char> buffer, milliseconds timeout,
+                                                  const call_limits& limits = {});
+std::optional<received_datagram> receive_datagram_now(const socket_handle& socket,
+                                                      std::span<char> buffer);
 
 // An IPv4 address in host byte order as dotted text.
 std::string dotted_text(std::uint32_t address);

@@ -31,13 +31,14 @@ bool send_to(const socket_address& address, bool udp, std::string_view bytes,
 
 bool send_action(const std::string& host, std::uint16_t port, bool udp, std::string_view bytes,
                  milliseconds timeout, std::string& error) {
+    const steady_time deadline = steady_now() + timeout;
     const auto addresses =
-        resolve_address(host, port, address_family::any, udp ? transport::udp : transport::tcp);
+        resolve_address(host, port, address_family::any, udp ? transport::udp : transport::tcp,
+                        {.deadline = deadline, .given_up = {}});
     if (addresses.empty()) {
         error = "Destination could not be resolved.";
         return false;
     }
-    const steady_time deadline = steady_now() + timeout;
     for (const socket_address& address : addresses)
         if (send_to(address, udp, bytes, deadline)) return true;
     error = "Connect/send failed or timed out; device execution is unconfirmed.";

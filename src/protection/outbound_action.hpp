@@ -12,7 +12,7 @@ namespace elvantris::operator_control {
 // datagram that takes them all. Nothing is read back, so success says only that they left.
 //
 // Threads: any. Ownership: nothing outlives the call.
-// Units: `timeout` begins once the name has been resolved and covers all of its addresses together.
+// Units: `timeout` covers the lookup of the name and all of its addresses together.
 // Failure: false, with the sentence for the operator in `error`.
 bool send_action(const std::string& host, std::uint16_t port, bool udp, std::string_view bytes,
                  milliseconds timeout, std::string& error);

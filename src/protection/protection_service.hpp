@@ -34,8 +34,7 @@ public:
 
     // Threads that can't be had are thrown as the system's error, and nothing is running then.
     void start();
-    // Ends delays at once; a step that is being sent runs to its own time limit, after its name is
-    // resolved. Safe to repeat.
+    // Ends delays at once; a step that is being sent runs to its own time limit. Safe to repeat.
     void stop();
 
     // Replaces the whole policy by the one in `body`.

@@ -88,11 +88,12 @@ void socket_handle::close() {
     if (valid()) ::close(static_cast<int>(std::exchange(native_, -1)));
 }
 
-std::vector<socket_address> resolve_address(const std::string& host, std::uint16_t port,
-                                            address_family family, transport kind) {
+std::vector<socket_address> look_up_address(const std::string& host, std::uint16_t port,
+                                            address_family family, transport kind, host_text what) {
     addrinfo hints{};
     hints.ai_family = family == address_family::ipv4 ? AF_INET : AF_UNSPEC;
     hints.ai_socktype = kind == transport::tcp ? SOCK_STREAM : SOCK_DGRAM;
+    hints.ai_flags = what == host_text::numeric ? AI_NUMERICHOST : 0;
     addrinfo* found = nullptr;
     if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return {};
     std::vector<socket_address> addresses;
@@ -112,19 +113,20 @@ std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint1
     return to_socket_address(AF_INET, SOCK_DGRAM, IPPROTO_UDP, &address, sizeof address);
 }
 
-socket_handle connect_socket(const socket_address& address, milliseconds timeout) {
+socket_handle begin_connecting(const socket_address& address) {
     socket_handle socket = open_socket(address.family, address.type, address.protocol);
     if (!socket.valid()) return {};
     const auto length = static_cast<socklen_t>(address.length);
     if (::connect(native_of(socket), native_of(address), length) == 0) return socket;
     if (errno != EINPROGRESS) return {};
-    if (!wait_writable(socket, timeout)) return {};
+    return socket;
+}
+
+bool has_connected(const socket_handle& socket) {
     int error = 0;
     socklen_t error_length = sizeof error;
-    if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, &error, &error_length) != 0 ||
-        error != 0)
-        return {};
-    return socket;
+    return ::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, &error, &error_length) == 0 &&
+           error == 0;
 }
 
 bool wait_writable(const socket_handle& socket, milliseconds timeout) {
@@ -149,8 +151,7 @@ std::optional<std::size_t> wait_any_readable(std::span<const socket_handle* cons
     return static_cast<std::size_t>(ready - watched.begin());
 }
 
-std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout) {
-    if (!wait_writable(socket, timeout)) return 0;
+std::size_t send_now(const socket_handle& socket, std::string_view bytes) {
     while (true) {
         const auto sent = ::send(native_of(socket), bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (sent > 0) return static_cast<std::size_t>(sent);
@@ -158,9 +159,7 @@ std::size_t send_some(const socket_handle& socket, std::string_view bytes, milli
     }
 }
 
-std::size_t receive_some(const socket_handle& socket, std::span<char> buffer,
-                         milliseconds timeout) {
-    if (!wait_readable(socket, timeout)) return 0;
+std::size_t receive_now(const socket_handle& socket, std::span<char> buffer) {
     while (true) {
         const auto received = ::recv(native_of(socket), buffer.data(), buffer.size(), 0);
         if (received > 0) return static_cast<std::size_t>(received);
@@ -192,9 +191,8 @@ broadcast_socket open_broadcast_socket() {
     return opened;
 }
 
-std::optional<received_datagram> receive_datagram(const socket_handle& socket,
-                                                  std::span<char> buffer, milliseconds timeout) {
-    if (!wait_readable(socket, timeout)) return std::nullopt;
+std::optional<received_datagram> receive_datagram_now(const socket_handle& socket,
+                                                      std::span<char> buffer) {
     sockaddr_in from{};
     socklen_t from_length = sizeof from;
     const auto size = ::recvfrom(native_of(socket), buffer.data(), buffer.size(), 0,

@@ -123,11 +123,12 @@ void socket_handle::close() {
     if (valid()) ::closesocket(static_cast<SOCKET>(std::exchange(native_, -1)));
 }
 
-std::vector<socket_address> resolve_address(const std::string& host, std::uint16_t port,
-                                            address_family family, transport kind) {
+std::vector<socket_address> look_up_address(const std::string& host, std::uint16_t port,
+                                            address_family family, transport kind, host_text what) {
     addrinfo hints{};
     hints.ai_family = family == address_family::ipv4 ? AF_INET : AF_UNSPEC;
     hints.ai_socktype = kind == transport::tcp ? SOCK_STREAM : SOCK_DGRAM;
+    hints.ai_flags = what == host_text::numeric ? AI_NUMERICHOST : 0;
     addrinfo* found = nullptr;
     if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return {};
     std::vector<socket_address> addresses;
@@ -147,21 +148,22 @@ std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint1
     return to_socket_address(AF_INET, SOCK_DGRAM, IPPROTO_UDP, &address, sizeof address);
 }
 
-socket_handle connect_socket(const socket_address& address, milliseconds timeout) {
+socket_handle begin_connecting(const socket_address& address) {
     socket_handle socket = open_socket(address.family, address.type, address.protocol);
     if (!socket.valid()) return {};
     if (::connect(native_of(socket), native_of(address), length_of(address.length)) == 0)
         return socket;
     // One that failed at once becomes neither writable nor exceptional, and would use up the time.
     if (::WSAGetLastError() != WSAEWOULDBLOCK) return {};
-    if (!wait_writable(socket, timeout)) return {};
+    return socket;
+}
+
+bool has_connected(const socket_handle& socket) {
     int error = 0;
     int error_length = sizeof error;
-    if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
-                     &error_length) != 0 ||
-        error != 0)
-        return {};
-    return socket;
+    return ::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
+                        &error_length) == 0 &&
+           error == 0;
 }
 
 bool wait_writable(const socket_handle& socket, milliseconds timeout) {
@@ -187,16 +189,13 @@ std::optional<std::size_t> wait_any_readable(std::span<const socket_handle* cons
     return static_cast<std::size_t>(ready - watched.begin());
 }
 
-std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout) {
-    if (!wait_writable(socket, timeout)) return 0;
+std::size_t send_now(const socket_handle& socket, std::string_view bytes) {
     const std::string_view piece = bytes.substr(0, largest_send);
     const int sent = ::send(native_of(socket), piece.data(), length_of(piece.size()), 0);
     return sent > 0 ? static_cast<std::size_t>(sent) : 0;
 }
 
-std::size_t receive_some(const socket_handle& socket, std::span<char> buffer,
-                         milliseconds timeout) {
-    if (!wait_readable(socket, timeout)) return 0;
+std::size_t receive_now(const socket_handle& socket, std::span<char> buffer) {
     const int received = ::recv(native_of(socket), buffer.data(), length_of(buffer.size()), 0);
     return received > 0 ? static_cast<std::size_t>(received) : 0;
 }
@@ -230,9 +229,8 @@ broadcast_socket open_broadcast_socket() {
     return opened;
 }
 
-std::optional<received_datagram> receive_datagram(const socket_handle& socket,
-                                                  std::span<char> buffer, milliseconds timeout) {
-    if (!wait_readable(socket, timeout)) return std::nullopt;
+std::optional<received_datagram> receive_datagram_now(const socket_handle& socket,
+                                                      std::span<char> buffer) {
     sockaddr_in from{};
     int from_length = sizeof from;
     int size = ::recvfrom(native_of(socket), buffer.data(), length_of(buffer.size()), 0,

@@ -1,0 +1,62 @@
+// The waits of sockets.hpp that have limits: cut into pieces, and between them the caller is asked.
+#include "os/sockets.hpp"
+
+#include <algorithm>
+
+namespace elvantris::operator_control {
+namespace {
+
+// A negative time-out is none. What is ready when the time is up still counts, also where asking
+// the caller took long.
+template<typename wait>
+bool wait_in_pieces(const wait& ready_within, milliseconds timeout, const call_limits& limits) {
+    if (!limits.given_up && limits.deadline == steady_time::max()) return ready_within(timeout);
+    const bool endless = timeout < milliseconds::zero();
+    const steady_time end =
+        endless ? limits.deadline : std::min(limits.deadline, steady_now() + timeout);
+    while (!limits.is_given_up()) {
+        const auto left = std::chrono::ceil<milliseconds>(end - steady_now());
+        if (ready_within(std::clamp(left, milliseconds::zero(), longest_unasked_wait))) return true;
+        if (steady_now() >= end) return false;
+    }
+    return false;
+}
+
+} // namespace
+
+bool wait_writable(const socket_handle& socket, milliseconds timeout, const call_limits& limits) {
+    return wait_in_pieces([&](milliseconds piece) { return wait_writable(socket, piece); }, timeout,
+                          limits);
+}
+
+bool wait_readable(const socket_handle& socket, milliseconds timeout, const call_limits& limits) {
+    return wait_in_pieces([&](milliseconds piece) { return wait_readable(socket, piece); }, timeout,
+                          limits);
+}
+
+socket_handle connect_socket(const socket_address& address, milliseconds timeout,
+                             const call_limits& limits) {
+    socket_handle socket = begin_connecting(address);
+    if (!socket.valid() || !wait_writable(socket, timeout, limits) || !has_connected(socket))
+        return {};
+    return socket;
+}
+
+std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout,
+                      const call_limits& limits) {
+    return wait_writable(socket, timeout, limits) ? send_now(socket, bytes) : 0;
+}
+
+std::size_t receive_some(const socket_handle& socket, std::span<char> buffer, milliseconds timeout,
+                         const call_limits& limits) {
+    return wait_readable(socket, timeout, limits) ? receive_now(socket, buffer) : 0;
+}
+
+std::optional<received_datagram> receive_datagram(const socket_handle& socket,
+                                                  std::span<char> buffer, milliseconds timeout,
+                                                  const call_limits& limits) {
+    if (!wait_readable(socket, timeout, limits)) return std::nullopt;
+    return receive_datagram_now(socket, buffer);
+}
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,85 @@
+#include "os/name_lookup.hpp"
+
+#include <algorithm>
+#include <condition_variable>
+#include <exception>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace elvantris::operator_control {
+
+struct name_lookup::lookup {
+    bool done = false;
+    std::vector<socket_address> addresses;
+};
+
+struct name_lookup::shared_state {
+    resolver resolve;
+    std::mutex lock; // guards all that follows, each lookup's fields included
+    std::condition_variable answered;
+    std::map<host_query, std::shared_ptr<lookup>> under_way; // at most `most_at_once`
+};
+
+name_lookup::name_lookup(resolver resolve) : state_(std::make_shared<shared_state>()) {
+    state_->resolve = std::move(resolve);
+}
+
+void name_lookup::run(shared_state& state, lookup& running, const host_query& query) {
+    std::vector<socket_address> addresses;
+    try {
+        addresses = state.resolve(query);
+    } catch (const std::exception&) {
+        // Without memory the name counts as unknown. Nobody could catch this but us.
+        addresses.clear();
+    }
+    const std::lock_guard lock(state.lock);
+    running.addresses = std::move(addresses);
+    running.done = true;
+    state.under_way.erase(query);
+    state.answered.notify_all();
+}
+
+std::vector<socket_address> name_lookup::find(const host_query& query, const call_limits& limits) {
+    std::unique_lock lock(state_->lock);
+    auto known = state_->under_way.find(query);
+    if (known == state_->under_way.end()) {
+        if (state_->under_way.size() >= most_at_once) return {};
+        known = state_->under_way.emplace(query, std::make_shared<lookup>()).first;
+        try {
+            std::thread([state = state_, running = known->second, query] {
+                run(*state, *running, query);
+            }).detach();
+        } catch (const std::exception&) { // no thread, or no memory for it
+            state_->under_way.erase(known);
+            return {};
+        }
+    }
+    const std::shared_ptr<lookup> running = known->second;
+    while (!running->done) {
+        lock.unlock();
+        const bool over = limits.over();
+        lock.lock();
+        if (over && !running->done) return {};
+        state_->answered.wait_until(lock,
+                                    std::min(limits.deadline, steady_now() + longest_unasked_wait),
+                                    [&] { return running->done; });
+    }
+    return running->addresses;
+}
+
+std::vector<socket_address> resolve_address(const std::string& host, std::uint16_t port,
+                                            address_family family, transport kind,
+                                            const call_limits& limits) {
+    if (auto addresses = look_up_address(host, port, family, kind, host_text::numeric);
+        !addresses.empty())
+        return addresses;
+    // One for the process: the bound on lookups is the process's too.
+    static name_lookup names([](const host_query& query) {
+        return look_up_address(query.host, query.port, query.family, query.kind, host_text::any);
+    });
+    return names.find({.host = host, .port = port, .family = family, .kind = kind}, limits);
+}
+
+} // namespace elvantris::operator_control

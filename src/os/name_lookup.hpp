@@ -1,0 +1,55 @@
+// Looking up a host for no longer than its caller can wait.
+//
+// A system's resolver answers when it likes, and nothing can interrupt it. So each name is looked
+// up on a thread of its own, which nobody joins: a caller whose time is over leaves without an
+// answer, and those who want the same name meanwhile wait for the lookup that is under way.
+//
+// Threads: any.
+// Ownership: what a lookup needs is shared with its thread, which may outlive this object.
+// Failure: an empty list, for a name that is unknown, too slow, or one too many at once.
+#pragma once
+
+#include "os/sockets.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace elvantris::operator_control {
+
+struct host_query {
+    std::string host;
+    std::uint16_t port = 0;
+    address_family family = address_family::any;
+    transport kind = transport::tcp;
+
+    bool operator<(const host_query& other) const {
+        return std::tie(host, port, family, kind) <
+               std::tie(other.host, other.port, other.family, other.kind);
+    }
+};
+
+class name_lookup {
+public:
+    using resolver = std::function<std::vector<socket_address>(const host_query&)>;
+
+    static constexpr std::size_t most_at_once = 8;
+
+    // `resolve` may block for as long as it likes. It is called on threads of its own.
+    explicit name_lookup(resolver resolve);
+
+    std::vector<socket_address> find(const host_query& query, const call_limits& limits);
+
+private:
+    struct lookup;
+    struct shared_state;
+    static void run(shared_state& state, lookup& running, const host_query& query);
+
+    std::shared_ptr<shared_state> state_;
+};
+
+} // namespace elvantris::operator_control
