@@ -266,10 +266,11 @@ std::vector<std::string> json_read_object_list(std::string_view text, std::strin
     return {objects.begin(), objects.end()};
 }
 
-std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view key) {
+std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view key,
+                                         std::size_t most) {
     std::set<std::int32_t> values;
     std::string_view rest = json_view_array(text, key);
-    while (true) {
+    while (values.size() < most) {
         const std::size_t start = rest.find_first_of("-0123456789");
         if (start == npos) return values;
         rest.remove_prefix(start);
@@ -278,6 +279,7 @@ std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view
         values.insert(parsed->value);
         rest.remove_prefix(parsed->length);
     }
+    return values;
 }
 
 bool json_is_whole_object(std::string_view text) {

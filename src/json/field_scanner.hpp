@@ -67,8 +67,10 @@ private:
     std::uint32_t depth_ = 0;
 };
 
-// Every run of digits in the array, also inside strings and nested values.
-std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view key);
+// Every run of digits in the array, also inside strings and nested values. The first `most`
+// different ones, for a text from somebody who may send millions.
+std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view key,
+                                         std::size_t most = npos);
 
 // Whether the text is one object from its opening to its closing brace, with nothing but white
 // space around it. What stands between the braces is not looked at, but for strings: braces in them

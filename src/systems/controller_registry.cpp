@@ -1,8 +1,11 @@
 #include "systems/controller_registry.hpp"
 
 #include "json/field_scanner.hpp"
+#include "os/standard_streams.hpp"
+#include "systems/known_systems.hpp"
 
 #include <algorithm>
+#include <unordered_map>
 #include <utility>
 
 namespace elvantris::operator_control {
@@ -82,39 +85,98 @@ void take_offline(system_record& system) {
     system.uiReady = false;
 }
 
-void merge_one(std::vector<system_record>& systems, const discovered_server& server,
-               steady_time now) {
-    system_record* known = server.serial.empty()
-                               ? first_where(systems,
-                                             [&](const system_record& system) {
-                                                 return system.address == server.address;
-                                             })
-                               : first_with_serial(systems, server.serial);
-    if (known == nullptr) {
-        system_record fresh;
-        fresh.serial = server.serial;
-        fresh.workstation = server.workstation;
-        fresh.address = server.address;
-        fresh.webPort = server.webPort;
-        fresh.online = true;
-        fresh.lastSeen = now;
-        systems.push_back(std::move(fresh));
-        return;
+// Finds the records that answers belong to without going through them all for each.
+//
+// The keys are copies: an answer can change a record's address, and both are in use meanwhile.
+class record_index {
+public:
+    explicit record_index(const std::vector<system_record>& systems) {
+        for (const system_record& system : systems)
+            add(system);
     }
-    if (known->address != server.address) {
+
+    // The first record in list order; absent without one.
+    std::optional<std::size_t> find(const discovered_server& server) const {
+        if (!server.serial.empty()) return find_serial(server.serial);
+        const auto found = by_address_.find(server.address);
+        if (found == by_address_.end() || found->second.empty()) return std::nullopt;
+        return *found->second.begin();
+    }
+    std::optional<std::size_t> find_serial(const std::string& serial) const {
+        const auto found = by_serial_.find(serial);
+        if (found == by_serial_.end()) return std::nullopt;
+        return found->second;
+    }
+
+    void add(const system_record& appended) {
+        by_serial_.try_emplace(appended.serial, size_);
+        by_address_[appended.address].insert(size_++);
+    }
+    void move(std::size_t record, const std::string& from, const std::string& to) {
+        by_address_[from].erase(record);
+        by_address_[to].insert(record);
+    }
+
+private:
+    std::unordered_map<std::string, std::size_t> by_serial_;
+    std::unordered_map<std::string, std::set<std::size_t>> by_address_;
+    std::size_t size_ = 0;
+};
+
+system_record fresh_record(const discovered_server& server) {
+    system_record fresh;
+    fresh.serial = server.serial;
+    fresh.workstation = server.workstation;
+    fresh.address = server.address;
+    fresh.webPort = server.webPort;
+    return fresh;
+}
+
+void merge_one(std::vector<system_record>& systems, record_index& index,
+               const discovered_server& server, steady_time now) {
+    const auto known = index.find(server);
+    system_record& system = known ? systems[*known] : systems.emplace_back(fresh_record(server));
+    if (!known) {
+        index.add(system);
+    } else if (system.address != server.address) {
         // A server with several interfaces answers from any of them; a working road is kept.
-        if (!known->uiReady) {
-            known->address = server.address;
-            known->webPort = server.webPort;
+        if (!system.uiReady) {
+            index.move(*known, system.address, server.address);
+            system.address = server.address;
+            system.webPort = server.webPort;
         }
-    } else if (known->webPort != server.webPort) {
-        known->webPort = server.webPort;
-        known->uiReady = false;
+    } else if (system.webPort != server.webPort) {
+        system.webPort = server.webPort;
+        system.uiReady = false;
     }
-    known->controlPort = control_port;
-    if (!server.workstation.empty()) known->workstation = server.workstation;
-    known->online = true;
-    known->lastSeen = now;
+    system.controlPort = control_port;
+    if (!server.workstation.empty()) system.workstation = server.workstation;
+    system.online = true;
+    system.lastSeen = now;
+}
+
+void import_system(std::vector<system_record>& systems, record_index& index,
+                   const operator_control_system& source) {
+    const auto known = index.find_serial(source.serial);
+    system_record& system = known ? systems[*known] : systems.emplace_back();
+    if (!known) {
+        system.serial = source.serial;
+        index.add(system);
+    }
+    system.role = source.role;
+    system.backupForSerial = source.backup_for_serial;
+    if (!source.workstation_name.empty()) system.workstation = source.workstation_name;
+    // Where the server answers from now outranks what another server remembers.
+    if (!source.address.empty() && !system.online) system.address = source.address;
+}
+
+// What a round may hold of one that is larger.
+std::vector<discovered_server> bounded_round(std::vector<discovered_server> servers,
+                                             known_serials known) {
+    discovery_round round(std::move(known));
+    for (discovered_server& server : servers)
+        round.add(std::move(server));
+    return round.take();
 }
 
 } // namespace
@@ -223,22 +285,50 @@ operator_control_config controller_registry::pairing_config() const {
 }
 
 std::string controller_registry::to_json() const {
-    const std::lock_guard lock(state_lock_);
-    return write_registry_json(state_);
+    // Writing takes long enough to keep a failover waiting; copying doesn't.
+    const registry_state copy = [this] {
+        const std::lock_guard lock(state_lock_);
+        return state_;
+    }();
+    return write_registry_json(copy);
 }
 
-void controller_registry::merge_discovered(const std::vector<discovered_server>& servers,
-                                           steady_time now) {
+known_serials controller_registry::serials() const {
     const std::lock_guard lock(state_lock_);
-    for (const discovered_server& server : servers)
-        merge_one(state_.systems, server, now);
-    for (system_record& system : state_.systems) {
-        const bool ever_seen = system.lastSeen != steady_time{};
-        if (ever_seen && now - system.lastSeen <= silence_limit)
-            system.online = true;
-        else
-            take_offline(system);
+    known_serials all;
+    for (const system_record& system : state_.systems)
+        if (!system.serial.empty()) all.insert(system.serial);
+    return all;
+}
+
+void controller_registry::merge_discovered(std::vector<discovered_server> servers,
+                                           steady_time now) {
+    // The lock must not be held for as long as a stranger likes: a failover may be waiting for it.
+    if (servers.size() > discovery_round::most_unknown)
+        servers = bounded_round(std::move(servers), serials());
+    bool dropped = false;
+    {
+        const std::lock_guard lock(state_lock_);
+        record_index index(state_.systems);
+        for (const discovered_server& server : servers)
+            merge_one(state_.systems, index, server, now);
+        for (system_record& system : state_.systems) {
+            const bool ever_seen = system.lastSeen != steady_time{};
+            if (ever_seen && now - system.lastSeen <= silence_limit)
+                system.online = true;
+            else
+                take_offline(system);
+        }
+        dropped = keep_known_systems_bounded(state_.systems);
     }
+    if (dropped) tell_bound_reached();
+}
+
+void controller_registry::tell_bound_reached() {
+    if (bound_told_.exchange(true)) return;
+    write_error_line("Redundancy Control registry: more systems than the " +
+                     std::to_string(most_known_systems) +
+                     " that are kept; those without a role and heard longest ago make room");
 }
 
 void controller_registry::set_online(const std::string& serial, bool value, steady_time now) {
@@ -266,6 +356,13 @@ void controller_registry::set_replication(const std::string& serial,
     system->replicationRevision = status.revision;
     system->replicationAppliedRevision = status.applied_revision;
     system->replicationPendingMedia = status.pending_media;
+    system->replicationEventTitle.clear();
+    system->replicationLastError.clear();
+    // Where the records are full of text already, these two are what can be done without.
+    std::size_t bytes = status.event_title.size() + status.last_error.size();
+    for (const system_record& each : state_.systems)
+        bytes += text_size(each);
+    if (bytes > most_known_text) return;
     system->replicationEventTitle = status.event_title;
     system->replicationLastError = status.last_error;
 }
@@ -282,7 +379,8 @@ void controller_registry::set_role(const std::string& serial, system_role role,
     system_record* const system = first_with_serial(state_.systems, serial);
     if (system == nullptr) return;
     system->role = role;
-    system->backupForSerial = role == system_role::backup ? backup_for : std::string();
+    system->backupForSerial =
+        role == system_role::backup ? cut_network_text(backup_for) : std::string();
     state_.controllerConfigured = true;
     state_.policySynchronized = false;
 }
@@ -308,24 +406,20 @@ void controller_registry::configure(bool enabled, const std::string& main_serial
 }
 
 void controller_registry::import_config(const operator_control_config& config) {
-    const std::lock_guard lock(state_lock_);
-    if (!config.enabled || state_.controllerConfigured) return;
-    make_all_independent(state_.systems);
-    for (const operator_control_system& source : config.systems) {
-        system_record* system = first_with_serial(state_.systems, source.serial);
-        if (system == nullptr) {
-            system = &state_.systems.emplace_back();
-            system->serial = source.serial;
-        }
-        system->role = source.role;
-        system->backupForSerial = source.backup_for_serial;
-        if (!source.workstation_name.empty()) system->workstation = source.workstation_name;
-        // Where the server answers from now outranks what another server remembers.
-        if (!source.address.empty() && !system->online) system->address = source.address;
+    bool dropped = false;
+    {
+        const std::lock_guard lock(state_lock_);
+        if (!config.enabled || state_.controllerConfigured) return;
+        make_all_independent(state_.systems);
+        record_index index(state_.systems);
+        for (const operator_control_system& source : config.systems)
+            import_system(state_.systems, index, source);
+        dropped = keep_known_systems_bounded(state_.systems);
+        state_.sharedFunctionIds = config.shared_function_ids;
+        state_.enabled = true;
+        state_.controllerConfigured = pair_exists(state_.systems);
     }
-    state_.sharedFunctionIds = config.shared_function_ids;
-    state_.enabled = true;
-    state_.controllerConfigured = pair_exists(state_.systems);
+    if (dropped) tell_bound_reached();
 }
 
 void controller_registry::set_shared_function_ids(std::set<std::int32_t> ids) {

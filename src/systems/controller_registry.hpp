@@ -9,9 +9,11 @@
 #pragma once
 
 #include "os/settings_file.hpp"
+#include "systems/discovery.hpp"
 #include "systems/registry_file.hpp"
 #include "systems/system_record.hpp"
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -62,9 +64,13 @@ public:
 
     std::string to_json() const;
 
+    // What a discovery round should know beforehand.
+    known_serials serials() const;
+
     // Applies one discovery round: adds new servers, renews known ones, and takes offline those
-    // that have been silent for more than 6 seconds. A ready server keeps its address.
-    void merge_discovered(const std::vector<discovered_server>& servers, steady_time now);
+    // that have been silent for more than 6 seconds. A ready server keeps its address. Where the
+    // bounds of known_systems.hpp are reached, records go, and the first time a line says so.
+    void merge_discovered(std::vector<discovered_server> servers, steady_time now);
 
     // `online` and `uiReady` both take `value`; true is also a proof of life.
     void set_online(const std::string& serial, bool value, steady_time now);
@@ -94,10 +100,13 @@ public:
     void save() const noexcept;
 
 private:
+    void tell_bound_reached();
+
     mutable std::mutex save_lock_; // guards `file_`; taken before the state lock
     mutable settings_file file_;
-    mutable std::mutex state_lock_; // guards `state_`; `to_json` builds its text under it
+    mutable std::mutex state_lock_; // guards `state_`
     registry_state state_;
+    std::atomic<bool> bound_told_{false};
 };
 
 } // namespace elvantris::operator_control

@@ -2,10 +2,12 @@
 
 #include "json/text_scanning.hpp"
 #include "os/clock.hpp"
+#include "os/sockets.hpp"
 
 #include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <utility>
 
 namespace elvantris::operator_control {
 namespace {
@@ -15,6 +17,7 @@ constexpr std::string_view question = "elvantris-server?";
 constexpr std::string_view reply_text = "elvantris-server!";
 constexpr std::size_t longest_reply = 2047;
 constexpr std::chrono::seconds longest_round{15};
+constexpr std::size_t most_late_replies = 2048;
 
 bool is_loopback(std::uint32_t address) {
     return address >> 24U == 127;
@@ -29,6 +32,11 @@ std::vector<std::string_view> split_at_commas(std::string_view text) {
         text.remove_prefix(std::min(comma + 1, text.size()));
     }
     return fields;
+}
+
+std::string key_of(const discovered_server& server) {
+    return server.serial.empty() ? server.address + ':' + std::to_string(server.webPort)
+                                 : server.serial;
 }
 
 void broadcast_request(const socket_handle& socket) {
@@ -71,12 +79,51 @@ std::optional<discovered_server> parse_discovery_reply(std::string_view datagram
 }
 
 void discovery_round::add(discovered_server server) {
-    std::string key = server.serial.empty() ? server.address + ':' + std::to_string(server.webPort)
-                                            : server.serial;
-    if (seen_.insert(std::move(key)).second) servers_.push_back(std::move(server));
+    const std::string key = key_of(server);
+    if (seen_.contains(key)) return;
+    if (!known_.contains(server.serial)) {
+        if (!find_room(server.address)) return;
+        std::vector<arrival>& here = unknown_at_[server.address];
+        here.push_back(next_);
+        ++unknown_;
+        most_at_one_address_ = std::max(most_at_one_address_, here.size());
+    }
+    seen_.insert(key);
+    servers_.emplace(next_++, std::move(server));
 }
 
-std::vector<discovered_server> discover_servers(milliseconds silence) {
+bool discovery_round::find_room(const std::string& address) {
+    if (unknown_ < most_unknown) return true;
+    const auto here = unknown_at_.find(address);
+    const std::size_t servers_here = here == unknown_at_.end() ? 0 : here->second.size();
+    if (servers_here + 1 >= most_at_one_address_) return false;
+    drop_one_of_the_most_crowded();
+    return true;
+}
+
+void discovery_round::drop_one_of_the_most_crowded() {
+    const auto crowded = std::ranges::max_element(
+        unknown_at_, {}, [](const auto& address) { return address.second.size(); });
+    const auto last = servers_.find(crowded->second.back());
+    seen_.erase(key_of(last->second));
+    servers_.erase(last);
+    crowded->second.pop_back();
+    --unknown_;
+    most_at_one_address_ = 0;
+    for (const auto& [address, arrivals] : unknown_at_)
+        most_at_one_address_ = std::max(most_at_one_address_, arrivals.size());
+}
+
+std::vector<discovered_server> discovery_round::take() {
+    std::vector<discovered_server> all;
+    all.reserve(servers_.size());
+    for (auto& [arrived, server] : servers_)
+        all.push_back(std::move(server));
+    return all;
+}
+
+std::vector<discovered_server> discover_servers(milliseconds silence, known_serials known,
+                                                const call_limits& limits) {
     const socket_runtime runtime;
     if (!runtime.started()) throw std::runtime_error("WSAStartup failed");
     const broadcast_socket opened = open_broadcast_socket();
@@ -90,12 +137,14 @@ std::vector<discovered_server> discover_servers(milliseconds silence) {
     }
 
     broadcast_request(opened.socket);
-    discovery_round round;
+    discovery_round round(std::move(known));
     std::array<char, longest_reply> buffer{};
-    const steady_time end = steady_now() + longest_round;
-    for (steady_time now = steady_now(); now < end; now = steady_now()) {
-        const milliseconds left = std::chrono::ceil<milliseconds>(end - now);
-        const auto datagram = receive_datagram(opened.socket, buffer, std::min(silence, left));
+    const call_limits round_limits = limits.within(longest_round);
+    // Asking the caller may have taken longer than the round may last. What has come meanwhile is
+    // still read, or all servers would look silent.
+    for (std::size_t late = 0; late < most_late_replies && !round_limits.is_given_up();) {
+        if (round_limits.over()) ++late;
+        const auto datagram = receive_datagram(opened.socket, buffer, silence, round_limits);
         if (!datagram || datagram->size == 0) break;
         if (!datagram->sender) continue;
         if (auto server = parse_discovery_reply({buffer.data(), datagram->size}, *datagram->sender))

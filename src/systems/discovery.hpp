@@ -1,15 +1,19 @@
 // Finding the servers: one short broadcast, and everybody who answers until the network is silent.
 #pragma once
 
+#include "os/call_limits.hpp"
 #include "os/network_interfaces.hpp"
-#include "os/sockets.hpp"
 #include "systems/system_record.hpp"
 
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace elvantris::operator_control {
@@ -23,24 +27,46 @@ broadcast_targets(const std::optional<std::vector<interface_address>>& interface
 std::optional<discovered_server> parse_discovery_reply(std::string_view datagram,
                                                        std::uint32_t sender);
 
+// The serials that are known before a round begins.
+using known_serials = std::unordered_set<std::string>;
+
 // The servers of one round. A server that answers on several interfaces counts once, with its
 // first answer.
+//
+// What strangers say has a bound: the known servers, and so many others. Where more answer, the
+// addresses with the most servers give theirs up, so that one host that floods can't take the place
+// of a real server elsewhere.
 class discovery_round {
 public:
+    static constexpr std::size_t most_unknown = 1024;
+
+    explicit discovery_round(known_serials known = {}) : known_(std::move(known)) {}
+
     void add(discovered_server server);
-    std::vector<discovered_server> take() { return std::move(servers_); }
+    // In the order of arrival.
+    std::vector<discovered_server> take();
 
 private:
-    std::set<std::string> seen_;
-    std::vector<discovered_server> servers_;
+    using arrival = std::uint64_t;
+    bool find_room(const std::string& address);
+    void drop_one_of_the_most_crowded();
+
+    known_serials known_;
+    std::unordered_set<std::string> seen_; // the keys of `servers_`
+    std::map<arrival, discovered_server> servers_;
+    arrival next_ = 0;
+    std::unordered_map<std::string, std::vector<arrival>> unknown_at_; // by address
+    std::size_t unknown_ = 0;
+    std::size_t most_at_one_address_ = 0;
 };
 
 // One round, in the order of arrival. It lasts until nothing has come for `silence`, and 15 seconds
-// at most, so that a flood can't hold its caller for good.
+// or the limits at most, so that a flood can't hold its caller for good.
 //
 // Threads: any; each round has its own socket and port.
 // Failure: throws std::runtime_error with a fixed text if the round can't begin. Afterwards
 //   nothing fails; a network on which nobody answers gives an empty list.
-std::vector<discovered_server> discover_servers(milliseconds silence);
+std::vector<discovered_server> discover_servers(milliseconds silence, known_serials known = {},
+                                                const call_limits& limits = {});
 
 } // namespace elvantris::operator_control

@@ -2,8 +2,11 @@
 
 #include "json/field_scanner.hpp"
 #include "json/object_writer.hpp"
+#include "systems/known_systems.hpp"
 
 #include <algorithm>
+#include <unordered_set>
+#include <utility>
 
 namespace elvantris::operator_control {
 namespace {
@@ -29,29 +32,37 @@ std::string write_system(const system_record& system) {
         .written();
 }
 
+std::string read_text(std::string_view text, std::string_view key) {
+    return cut_network_text(json_read_string(text, key));
+}
+
 std::vector<system_record> read_systems(std::string_view text) {
     std::vector<system_record> systems;
-    for (const std::string& element : json_read_object_list(text, "systems")) {
+    json_object_cursor cursor(json_view_array(text, "systems"));
+    while (const auto element = cursor.next()) {
         system_record system;
-        system.serial = json_read_string(element, "serial");
-        system.workstation = json_read_string(element, "workstation");
-        system.address = json_read_string(element, "address");
-        system.webPort = static_cast<std::uint16_t>(json_read_int(element, "webPort", 5000));
-        system.role = role_from_word(json_read_string(element, "role", "Independent"));
-        system.backupForSerial = json_read_string(element, "backupForSerial");
-        if (!system.serial.empty() || !system.address.empty()) systems.push_back(std::move(system));
+        system.serial = read_text(*element, "serial");
+        system.workstation = read_text(*element, "workstation");
+        system.address = read_text(*element, "address");
+        system.webPort = static_cast<std::uint16_t>(json_read_int(*element, "webPort", 5000));
+        system.role = role_from_word(json_read_string(*element, "role", "Independent"));
+        system.backupForSerial = read_text(*element, "backupForSerial");
+        if (system.serial.empty() && system.address.empty()) continue;
+        systems.push_back(std::move(system));
+        // An older version could save any number of them.
+        if (systems.size() == 2 * most_known_systems) keep_known_systems_bounded(systems);
     }
+    keep_known_systems_bounded(systems);
     return systems;
 }
 
 // Any Main counts here, and not only the first.
 bool holds_a_pair(const std::vector<system_record>& systems) {
-    return std::ranges::any_of(systems, [&](const system_record& main) {
-        return main.role == system_role::main &&
-               std::ranges::any_of(systems, [&](const system_record& backup) {
-                   return backup.role == system_role::backup &&
-                          backup.backupForSerial == main.serial;
-               });
+    std::unordered_set<std::string_view> mains;
+    for (const system_record& system : systems)
+        if (system.role == system_role::main) mains.insert(system.serial);
+    return std::ranges::any_of(systems, [&](const system_record& system) {
+        return system.role == system_role::backup && mains.contains(system.backupForSerial);
     });
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace elvantris::operator_control;
 
 namespace {
@@ -153,4 +155,39 @@ TEST(discovery_round, tells_servers_without_serial_apart_by_address_and_port) {
     ASSERT_EQ(servers.size(), 3U);
     EXPECT_EQ(servers[1].webPort, 5001);
     EXPECT_EQ(servers[2].address, "10.0.0.2");
+}
+
+TEST(discovery_round, holds_1024_unknown_servers_of_a_host_that_floods) {
+    discovery_round round;
+    for (int i = 0; i < 100'000; ++i)
+        round.add(server("X" + std::to_string(i), "10.0.0.66", 5000));
+    const std::vector<discovered_server> servers = round.take();
+    ASSERT_EQ(servers.size(), 1024U);
+    EXPECT_EQ(servers.front().serial, "X0");
+    EXPECT_EQ(servers.back().serial, "X1023");
+}
+
+TEST(discovery_round, has_room_for_a_real_server_in_a_flood) {
+    discovery_round round;
+    for (int i = 0; i < 5'000; ++i)
+        round.add(server("X" + std::to_string(i), "10.0.0." + std::to_string(66 + i % 3), 5000));
+    for (int i = 0; i < 64; ++i)
+        round.add(server("R" + std::to_string(i), "10.0.1." + std::to_string(i), 5000));
+    for (int i = 5'000; i < 10'000; ++i)
+        round.add(server("X" + std::to_string(i), "10.0.0.66", 5000));
+    const std::vector<discovered_server> servers = round.take();
+    ASSERT_EQ(servers.size(), 1024U);
+    EXPECT_EQ(std::ranges::count_if(servers, [](const auto& s) { return s.serial[0] == 'R'; }), 64);
+    EXPECT_EQ(servers.back().serial, "R63") << "the order of arrival stays";
+}
+
+TEST(discovery_round, admits_known_servers_whatever_else_has_come) {
+    discovery_round round({"KNOWN"});
+    for (int i = 0; i < 2'000; ++i)
+        round.add(server("X" + std::to_string(i), "10.0.0.66", 5000));
+    round.add(server("KNOWN", "10.0.0.66", 5000));
+    round.add(server("KNOWN", "10.0.0.67", 5000));
+    const std::vector<discovered_server> servers = round.take();
+    ASSERT_EQ(servers.size(), 1025U);
+    EXPECT_EQ(servers.back().address, "10.0.0.66");
 }

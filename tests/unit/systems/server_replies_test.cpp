@@ -172,3 +172,35 @@ TEST(parse_identity_serial, reads_either_spelling_and_nothing_else) {
     for (const auto& [text, serial] : cases)
         EXPECT_EQ(parse_identity_serial(text), serial) << text;
 }
+
+TEST(parse_operator_control_config, reads_4096_systems_and_as_many_functions) {
+    std::string text = R"({"enabled":true,"systems":[{"Serial":"S0"})";
+    for (int i = 1; i < 5000; ++i)
+        text += R"(,{"Serial":"S)" + std::to_string(i) + "\"}";
+    text += R"(],"sharedFunctionIds":[0)";
+    for (int i = 1; i < 5000; ++i)
+        text += ',' + std::to_string(i);
+    const operator_control_config config = parse_operator_control_config(text + "]}");
+    EXPECT_EQ(config.systems.size(), 4096U);
+    EXPECT_EQ(config.systems.back().serial, "S4095");
+    EXPECT_EQ(config.shared_function_ids.size(), 4096U);
+}
+
+TEST(parse_operator_control_config, cuts_texts_and_ends_where_they_are_too_much_together) {
+    const std::string name(5000, 'n');
+    std::string text = R"({"enabled":true,"Systems":[)";
+    for (int i = 0; i < 1000; ++i)
+        text += R"({"Serial":"S)" + std::to_string(i) + R"(","WorkstationName":")" + name + "\"},";
+    const operator_control_config config = parse_operator_control_config(text + "]}");
+    EXPECT_EQ(config.systems.front().workstation_name.size(), 4096U);
+    EXPECT_EQ(config.systems.size(), 255U);
+}
+
+TEST(parse_replication_status, cuts_texts) {
+    const std::string text(5000, 't');
+    const replication_status status = parse_replication_status(
+        R"({"Role":")" + text + R"(","EventTitle":")" + text + R"(","LastError":")" + text + "\"}");
+    EXPECT_EQ(status.role.size(), 4096U);
+    EXPECT_EQ(status.event_title.size(), 4096U);
+    EXPECT_EQ(status.last_error.size(), 4096U);
+}
