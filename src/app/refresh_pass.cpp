@@ -15,30 +15,47 @@ namespace {
 constexpr milliseconds discovery_silence{500};
 constexpr milliseconds adoption_timeout{750};
 
-void adopt_pairing(controller_registry& registry, const std::vector<discovered_server>& servers) {
-    std::vector<operator_control_config> kept;
-    for (const discovered_server& server : servers) {
-        auto config =
-            fetch_operator_control_config(server.address, server.webPort, adoption_timeout);
-        if (config && config->enabled && !config->systems.empty())
-            kept.push_back(std::move(*config));
-    }
-    if (!kept.empty()) registry.import_config(merge_discovered_configs(kept));
+// Each step has a share that lets it ask at least one server that uses up all its time, so that
+// none of them can keep the next from its turn. The synchronisation has what the others leave.
+constexpr std::chrono::seconds longest_pass{28};
+constexpr std::chrono::seconds longest_discovery{8};
+constexpr std::chrono::seconds longest_asking{6};
+
+void adopt_pairing(controller_registry& registry, const std::vector<discovered_server>& servers,
+                   asking_order& order, const call_limits& limits) {
+    config_merger merger;
+    bool any = false;
+    order.ask_each(servers.size(), limits, [&](std::size_t index) {
+        const discovered_server& server = servers[index];
+        const auto config =
+            fetch_operator_control_config(server.address, server.webPort, adoption_timeout, limits);
+        if (!config || !config->enabled || config->systems.empty()) return;
+        merger.add(*config);
+        any = true;
+    });
+    if (any) registry.import_config(merger.take());
 }
 
 } // namespace
 
-void run_refresh_pass(controller_registry& registry) {
-    const std::vector<discovered_server> servers = discover_servers(discovery_silence);
+void run_refresh_pass(controller_registry& registry, refresh_memory& memory,
+                      const std::function<bool()>& given_up) {
+    const call_limits pass = call_limits{.given_up = given_up}.within(longest_pass);
+    const std::vector<discovered_server> servers =
+        discover_servers(discovery_silence, registry.serials(), pass.within(longest_discovery));
     registry.merge_discovered(servers, steady_now());
-    if (!registry.controller_configured()) adopt_pairing(registry, servers);
+    if (!registry.controller_configured())
+        adopt_pairing(registry, servers, memory.adoption, pass.within(longest_asking));
     // With an enabled pair, protection keeps `online` and `uiReady` itself.
-    if (!(registry.enabled() && registry.has_pair())) refresh_ui_ready(registry);
+    if (!(registry.enabled() && registry.has_pair()))
+        refresh_ui_ready(registry, memory.polling, pass.within(longest_asking));
     if (registry.controller_configured() && registry.has_pair()) {
+        call_limits run = pass;
+        run.deadline -= longest_asking;
         std::string message;
-        sync_configured_pairing(registry, message);
+        sync_configured_pairing(registry, message, run, sync_caller::pass);
     }
-    poll_replication(registry);
+    poll_replication(registry, memory.polling, pass.within(longest_asking));
     write_status(registry);
     registry.save();
 }

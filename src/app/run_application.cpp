@@ -29,6 +29,7 @@
 #include <csignal>
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -124,9 +125,22 @@ bool follow_ui_port(controller_registry& registry, ui_shell_server& shell, platf
     return true;
 }
 
-void refresh(controller_registry& registry, streamdeck_adapter& adapter, platform_app& platform) {
+// What a pass asks while it waits for the network: whether the program is to end. The tray's events
+// go on meanwhile, and none of them can begin a pass.
+std::function<bool()> stop_check_with_events(platform_app& platform) {
+    return [&platform, next_events = steady_time::min()]() mutable {
+        if (const steady_time now = steady_now(); now >= next_events) {
+            platform.pump_events();
+            next_events = now + event_period;
+        }
+        return !application_running;
+    };
+}
+
+void refresh(controller_registry& registry, streamdeck_adapter& adapter, platform_app& platform,
+             refresh_memory& memory) {
     try {
-        run_refresh_pass(registry);
+        run_refresh_pass(registry, memory, stop_check_with_events(platform));
         platform.update_status(build_tray_status(registry, adapter.list_decks().size()));
     } catch (const std::exception& failure) {
         write_failure_line("Redundancy Control refresh: ", failure);
@@ -138,6 +152,7 @@ void run_main_loop(controller_registry& registry, streamdeck_adapter& adapter,
                    ui_shell_server& shell, platform_app& platform) {
     std::uint16_t bound_port = shell.port();
     steady_time next_refresh = steady_time::min();
+    refresh_memory memory;
     while (application_running) {
         platform.pump_events();
         if (!follow_ui_port(registry, shell, platform, bound_port)) {
@@ -145,7 +160,7 @@ void run_main_loop(controller_registry& registry, streamdeck_adapter& adapter,
             return;
         }
         if (steady_now() >= next_refresh) {
-            refresh(registry, adapter, platform);
+            refresh(registry, adapter, platform, memory);
             next_refresh = steady_now() + refresh_period;
         }
         std::this_thread::sleep_for(event_period);

@@ -11,12 +11,15 @@
 #include <exception>
 #include <optional>
 #include <set>
+#include <utility>
 #include <vector>
 
 namespace elvantris::operator_control {
 namespace {
 
 constexpr milliseconds discovery_silence{1500};
+// The page waits for a save, and all other requests behind it.
+constexpr std::chrono::seconds longest_sync{25};
 
 api_reply ok() {
     return {.body = R"({"ok":true})"};
@@ -90,7 +93,7 @@ std::string_view settings_error(const settings& wanted, const controller_registr
 
 } // namespace
 
-api_reply api_routes::answer(const http_request& request) {
+api_reply api_routes::answer(const http_request& request, const call_limits& limits) {
     const auto is = [&](std::string_view method, std::string_view path) {
         return request.method == method && request.path == path;
     };
@@ -99,8 +102,8 @@ api_reply api_routes::answer(const http_request& request) {
     if (is("POST", "/api/protection")) return save_protection(request.body);
     if (is("POST", "/api/protection/operate")) return operate_protection(request.body);
     if (is("POST", "/api/protection/test")) return test_protection(request.body);
-    if (is("POST", "/api/discover")) return discover();
-    if (is("POST", "/api/configure")) return configure(request.body);
+    if (is("POST", "/api/discover")) return discover(limits);
+    if (is("POST", "/api/configure")) return configure(request.body, limits);
     if (is("POST", "/api/role")) return set_role(request.body);
     if (is("POST", "/api/shared")) return set_shared(request.body);
     if (is("POST", "/api/route")) return route_command(request.body);
@@ -143,19 +146,19 @@ api_reply api_routes::test_protection(const std::string& body) {
     return outcome(queued, error);
 }
 
-api_reply api_routes::discover() {
+api_reply api_routes::discover(const call_limits& limits) {
     std::vector<discovered_server> found;
     try {
-        found = discover_servers(discovery_silence);
+        found = discover_servers(discovery_silence, registry_.serials(), limits);
     } catch (const std::exception&) {
         // Nobody found, as far as the client is told; the main loop logs the cause in its passes.
     }
-    registry_.merge_discovered(found, steady_now());
+    registry_.merge_discovered(std::move(found), steady_now());
     registry_.save();
     return ok();
 }
 
-api_reply api_routes::configure(const std::string& body) {
+api_reply api_routes::configure(const std::string& body, const call_limits& limits) {
     const settings wanted = read_settings(body, registry_);
     if (const std::string_view error = settings_error(wanted, registry_); !error.empty())
         return outcome(false, std::string(error));
@@ -171,7 +174,7 @@ api_reply api_routes::configure(const std::string& body) {
     std::string message = "Application settings saved.";
     bool server_updated = false;
     if (registry_.controller_configured() && registry_.has_pair())
-        server_updated = sync_configured_pairing(registry_, message);
+        server_updated = sync_configured_pairing(registry_, message, limits.within(longest_sync));
     registry_.save();
 
     const std::uint16_t port_now = registry_.ui_port();

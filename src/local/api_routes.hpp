@@ -6,6 +6,7 @@
 
 #include "decks/streamdeck_adapter.hpp"
 #include "local/http_request.hpp"
+#include "os/call_limits.hpp"
 #include "protection/protection_service.hpp"
 #include "routing/command_router.hpp"
 #include "systems/controller_registry.hpp"
@@ -27,8 +28,9 @@ public:
                protection_service& protection)
         : registry_(registry), router_(router), adapter_(adapter), protection_(protection) {}
 
-    // Method and path are compared byte for byte. Blocks for as long as the route's work takes.
-    api_reply answer(const http_request& request);
+    // Method and path are compared byte for byte. Blocks for as long as the route's work takes, and
+    // ends what it asks of the network when the limits are over.
+    api_reply answer(const http_request& request, const call_limits& limits = {});
 
 private:
     api_reply diagnostics_page();
@@ -36,8 +38,8 @@ private:
     api_reply save_protection(const std::string& body);
     api_reply operate_protection(const std::string& body);
     api_reply test_protection(const std::string& body);
-    api_reply discover();
-    api_reply configure(const std::string& body);
+    api_reply discover(const call_limits& limits);
+    api_reply configure(const std::string& body, const call_limits& limits);
     api_reply set_role(const std::string& body);
     api_reply set_shared(const std::string& body);
     api_reply route_command(const std::string& body);

@@ -20,7 +20,8 @@ api_server::api_server(controller_registry& registry, command_router& router,
 void api_server::serve(const socket_handle& connection) {
     http_request request;
     if (!read_http_request(connection, server_.running(), request)) return;
-    const api_reply reply = routes_.answer(request);
+    const api_reply reply =
+        routes_.answer(request, {.given_up = [this] { return !server_.running(); }});
     write_http_reply(connection, server_.running(), reply.status, reply.content_type, reply.body);
 }
 

@@ -181,6 +181,11 @@ std::vector<discovered_server> bounded_round(std::vector<discovered_server> serv
 
 } // namespace
 
+std::string_view waiting_message(bool enabled) {
+    return enabled ? "Waiting to synchronize pairing with Main."
+                   : "Waiting to synchronize disabled redundancy state with Main.";
+}
+
 std::string active_word(const std::optional<system_record>& active) {
     if (!active) return "none";
     switch (active->role) {
@@ -400,9 +405,7 @@ void controller_registry::configure(bool enabled, const std::string& main_serial
         backup->backupForSerial = main_serial;
     }
     state_.policySynchronized = false;
-    state_.policySyncMessage = enabled
-                                   ? "Waiting to synchronize pairing with Main."
-                                   : "Waiting to synchronize disabled redundancy state with Main.";
+    state_.policySyncMessage = waiting_message(enabled);
 }
 
 void controller_registry::import_config(const operator_control_config& config) {

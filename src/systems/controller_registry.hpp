@@ -10,6 +10,7 @@
 
 #include "os/settings_file.hpp"
 #include "systems/discovery.hpp"
+#include "systems/pairing_turns.hpp"
 #include "systems/registry_file.hpp"
 #include "systems/system_record.hpp"
 
@@ -19,9 +20,13 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace elvantris::operator_control {
+
+// What the operator reads while a pairing, switched on or off, has yet to reach Main.
+std::string_view waiting_message(bool enabled);
 
 // "main", "backup", "independent", or "none" without an active server.
 std::string active_word(const std::optional<system_record>& active);
@@ -59,6 +64,8 @@ public:
     // The word for the active server's role.
     std::string active_role() const;
 
+    // Who brings this pairing to Main, one after the other.
+    pairing_turns& turns() { return turns_; }
     // The pairing that this workstation wants Main to hold.
     operator_control_config pairing_config() const;
 
@@ -107,6 +114,7 @@ private:
     mutable std::mutex state_lock_; // guards `state_`
     registry_state state_;
     std::atomic<bool> bound_told_{false};
+    pairing_turns turns_; // its own lock; taken before all others and never under them
 };
 
 } // namespace elvantris::operator_control

@@ -15,6 +15,7 @@ namespace {
 
 constexpr milliseconds sync_timeout{1500};
 constexpr milliseconds shortest_update_timeout{3000};
+constexpr std::chrono::seconds longest_event_exchange{30};
 constexpr std::string_view synchronized_message = "Main event pairing is synchronized.";
 
 std::set<std::string> role_statements(const operator_control_config& config) {
@@ -29,15 +30,29 @@ bool is_usable_event_model(const http_response& reply) {
     return reply.status == 200 && !reply.body.empty() && !reply.body.starts_with("ERROR");
 }
 
+http_response get_event_model(const std::string& host, std::uint16_t web_port, milliseconds timeout,
+                              const call_limits& limits) {
+    return http_exchange({.host = host,
+                          .port = web_port,
+                          .method = "GET",
+                          .path = "/Home/GetEventModel",
+                          .body = {},
+                          .content_type = {},
+                          .timeout = timeout},
+                         limits.within(longest_event_exchange));
+}
+
 http_response post_event_model(const std::string& host, std::uint16_t web_port,
-                               std::string_view event_model, milliseconds timeout) {
+                               std::string_view event_model, milliseconds timeout,
+                               const call_limits& limits) {
     return http_exchange({.host = host,
                           .port = web_port,
                           .method = "POST",
                           .path = "/Home/UpdateEventModel",
                           .body = "room=prime&data=" + url_encode_form(event_model),
                           .content_type = "application/x-www-form-urlencoded",
-                          .timeout = std::max(timeout, shortest_update_timeout)});
+                          .timeout = std::max(timeout, shortest_update_timeout)},
+                         limits.within(longest_event_exchange));
 }
 
 // Why no run can be made now; empty if one can, and then `main` is set.
@@ -53,32 +68,39 @@ std::string_view obstacle(const controller_registry& registry, std::optional<sys
 
 } // namespace
 
-bool sync_configured_pairing(controller_registry& registry, std::string& message_out) {
+bool sync_configured_pairing(controller_registry& registry, std::string& message_out,
+                             const call_limits& limits, sync_caller caller) {
+    pairing_turns& turns = registry.turns();
+    const auto turn = caller == sync_caller::save ? turns.wait_for(limits) : turns.take_if_free();
+    if (!turn) {
+        message_out = waiting_message(registry.enabled());
+        return false;
+    }
+    call_limits reading = limits;
+    if (caller == sync_caller::pass)
+        reading.given_up = [&] { return turns.save_waits() || limits.is_given_up(); };
+
     std::optional<system_record> main;
     message_out = obstacle(registry, main);
-    const bool synchronized = message_out.empty() && sync_main_pairing(main->address, main->webPort,
-                                                                       registry.pairing_config(),
-                                                                       message_out, sync_timeout);
-    registry.set_policy_sync(synchronized, message_out);
+    const bool synchronized =
+        message_out.empty() &&
+        sync_main_pairing(main->address, main->webPort, registry.pairing_config(), message_out,
+                          sync_timeout, reading, limits);
+    if (synchronized || !reading.is_given_up()) registry.set_policy_sync(synchronized, message_out);
     return synchronized;
 }
 
 bool sync_main_pairing(const std::string& host, std::uint16_t web_port,
                        const operator_control_config& desired, std::string& message_out,
-                       milliseconds timeout) {
-    const auto present = fetch_operator_control_config(host, web_port, timeout);
+                       milliseconds timeout, const call_limits& limits,
+                       const call_limits& update_limits) {
+    const auto present = fetch_operator_control_config(host, web_port, timeout, limits);
     if (present && pairing_equivalent(*present, desired)) {
         message_out = synchronized_message;
         return true;
     }
 
-    const http_response model = http_exchange({.host = host,
-                                               .port = web_port,
-                                               .method = "GET",
-                                               .path = "/Home/GetEventModel",
-                                               .body = {},
-                                               .content_type = {},
-                                               .timeout = timeout});
+    const http_response model = get_event_model(host, web_port, timeout, limits);
     if (!is_usable_event_model(model)) {
         message_out = "Main is online but its current event could not be read.";
         return false;
@@ -92,12 +114,17 @@ bool sync_main_pairing(const std::string& host, std::uint16_t web_port,
         message_out = "Main event configuration could not be prepared.";
         return false;
     }
-    const http_response answer = post_event_model(host, web_port, updated, timeout);
+    // Who waits for this run to end would otherwise wait for the whole update.
+    if (limits.is_given_up()) {
+        message_out = waiting_message(desired.enabled);
+        return false;
+    }
+    const http_response answer = post_event_model(host, web_port, updated, timeout, update_limits);
     if (answer.status != 200 || answer.body.find("OK") == std::string::npos) {
         message_out = "Main rejected the Redundancy Control pairing update.";
         return false;
     }
-    const auto confirmed = fetch_operator_control_config(host, web_port, timeout);
+    const auto confirmed = fetch_operator_control_config(host, web_port, timeout, limits);
     if (!confirmed || !pairing_equivalent(*confirmed, desired)) {
         message_out = "Main accepted the update but has not exposed the new pairing yet.";
         return false;

@@ -5,12 +5,14 @@
 // goes back; the rest stays byte for byte. Nothing guards against somebody who edits the event on
 // the server between the reading and the writing.
 //
-// Threads: the pure functions, any. The two runs block for up to four requests and may overlap;
-//   the comparison at their start makes the later one harmless.
+// Threads: the pure functions, any. A run blocks for up to four requests; those for one registry
+//   take turns (pairing_turns.hpp), and each reads its pairing when its turn has come.
+// Units: 5 seconds for each question about the pairing, 30 for the event model and for its update,
+//   and the limits for the whole run.
 // Failure: false, with a message for the operator. Nothing is thrown.
 #pragma once
 
-#include "os/sockets.hpp"
+#include "os/call_limits.hpp"
 #include "systems/controller_registry.hpp"
 #include "systems/system_record.hpp"
 
@@ -20,14 +22,23 @@
 
 namespace elvantris::operator_control {
 
-// Brings Main to the configured pairing where one is configured and Main is online, and records
-// outcome and message in the registry on every way out.
-bool sync_configured_pairing(controller_registry& registry, std::string& message_out);
+// A pass comes again: it leaves a run to whoever makes one, and gives its own up for a save that
+// waits unless the update is on its way. A save waits for its turn.
+enum class sync_caller { save, pass };
 
-// True if Main shows the desired pairing at the end. The message is always set.
+// Brings Main to the configured pairing where one is configured and Main is online, and records
+// outcome and message in the registry on every way out. A run that doesn't get its turn, or is
+// given up, records nothing.
+bool sync_configured_pairing(controller_registry& registry, std::string& message_out,
+                             const call_limits& limits = {},
+                             sync_caller caller = sync_caller::save);
+
+// True if Main shows the desired pairing at the end. The message is always set. The update, once
+// begun, is given up only for `update_limits`.
 bool sync_main_pairing(const std::string& host, std::uint16_t web_port,
                        const operator_control_config& desired, std::string& message_out,
-                       milliseconds timeout);
+                       milliseconds timeout, const call_limits& limits = {},
+                       const call_limits& update_limits = {});
 
 // Whether two pairings mean the same: switched on alike, the same shared functions, and the same
 // roles. Names, addresses, revisions and the order of the list don't count. Pure.

@@ -1,7 +1,7 @@
 #include "systems/server_http.hpp"
 
-#include <algorithm>
 #include <array>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -12,30 +12,11 @@ namespace {
 constexpr std::uint64_t plain_read_limit = 33'554'432;
 constexpr std::size_t read_buffer_size = 16'384;
 
-// How long each single step of one exchange may wait. The clock of the whole starts here.
-class step_limit {
-public:
-    step_limit(milliseconds timeout, std::optional<milliseconds> longest) : timeout_(timeout) {
-        if (longest) deadline_ = steady_now() + *longest;
-    }
-
-    milliseconds now() const {
-        if (!deadline_) return timeout_;
-        const auto left = std::chrono::ceil<milliseconds>(*deadline_ - steady_now());
-        return std::clamp(left, milliseconds::zero(), timeout_);
-    }
-    bool over() const { return deadline_ && steady_now() >= *deadline_; }
-
-private:
-    milliseconds timeout_;
-    std::optional<steady_time> deadline_;
-};
-
-socket_handle connect_with_timeout(const std::vector<socket_address>& addresses,
-                                   const step_limit& limit) {
+socket_handle connect_to_any(const std::vector<socket_address>& addresses, milliseconds timeout,
+                             const call_limits& limits) {
     for (const socket_address& address : addresses) {
-        if (limit.over()) break;
-        if (socket_handle socket = connect_socket(address, limit.now()); socket.valid())
+        if (limits.over()) break;
+        if (socket_handle socket = connect_socket(address, timeout, limits); socket.valid())
             return socket;
     }
     return {};
@@ -50,9 +31,10 @@ std::string request_text(const http_call& call, const std::string& host_header) 
     return text + "\r\n" + call.body;
 }
 
-bool send_all(const socket_handle& socket, std::string_view bytes, const step_limit& limit) {
+bool send_all(const socket_handle& socket, std::string_view bytes, milliseconds timeout,
+              const call_limits& limits) {
     while (!bytes.empty()) {
-        const std::size_t sent = send_some(socket, bytes, limit.now());
+        const std::size_t sent = send_some(socket, bytes, timeout, limits);
         if (sent == 0) return false;
         bytes.remove_prefix(sent);
     }
@@ -65,13 +47,13 @@ struct received_text {
 };
 
 received_text read_until_closed(const socket_handle& socket, std::uint64_t read_limit,
-                                const step_limit& limit) {
+                                milliseconds timeout, const call_limits& limits) {
     std::string text;
     std::array<char, read_buffer_size> buffer{};
     while (text.size() < read_limit) {
-        if (limit.over()) return {.text = std::move(text), .cut = true};
-        const std::size_t received = receive_some(socket, buffer, limit.now());
-        if (received == 0) return {.text = std::move(text), .cut = limit.over()};
+        if (limits.over()) return {.text = std::move(text), .cut = true};
+        const std::size_t received = receive_some(socket, buffer, timeout, limits);
+        if (received == 0) return {.text = std::move(text), .cut = limits.over()};
         text.append(buffer.data(), received);
     }
     return {.text = std::move(text)};
@@ -80,29 +62,34 @@ received_text read_until_closed(const socket_handle& socket, std::uint64_t read_
 // Absent if the request didn't get out; else all that came back.
 std::optional<received_text> exchange_text(const http_call& call, address_family family,
                                            const std::string& host_header, std::uint64_t read_limit,
-                                           std::optional<milliseconds> longest) {
-    const auto addresses = resolve_address(call.host, call.port, family, transport::tcp);
-    const step_limit limit(call.timeout, longest);
-    const socket_handle socket = connect_with_timeout(addresses, limit);
+                                           const call_limits& limits) {
+    const auto addresses = resolve_address(call.host, call.port, family, transport::tcp, limits);
+    const socket_handle socket = connect_to_any(addresses, call.timeout, limits);
     if (!socket.valid()) return std::nullopt;
-    if (!send_all(socket, request_text(call, host_header), limit)) return std::nullopt;
-    return read_until_closed(socket, read_limit, limit);
+    if (!send_all(socket, request_text(call, host_header), call.timeout, limits))
+        return std::nullopt;
+    return read_until_closed(socket, read_limit, call.timeout, limits);
 }
 
 } // namespace
 
-http_response http_exchange(const http_call& call) {
-    const auto reply = exchange_text(call, address_family::ipv4, call.host, plain_read_limit, {});
-    return reply ? parse_plain_response(reply->text) : http_response{};
+http_response http_exchange(const http_call& call, const call_limits& limits) {
+    const auto reply =
+        exchange_text(call, address_family::ipv4, call.host, plain_read_limit, limits);
+    return reply && !reply->cut ? parse_plain_response(reply->text) : http_response{};
 }
 
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
-                                    std::optional<milliseconds> longest) {
-    const auto reply =
-        exchange_text(call, address_family::any, call.host + ':' + std::to_string(call.port),
-                      read_limit, longest);
+                                    const call_limits& limits) {
+    const auto reply = exchange_text(
+        call, address_family::any, call.host + ':' + std::to_string(call.port), read_limit, limits);
     if (!reply) return {};
     return reply->cut ? parse_cut_response(reply->text) : parse_bounded_response(reply->text);
+}
+
+http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
+                                    milliseconds longest) {
+    return http_exchange_bounded(call, read_limit, call_limits{}.within(longest));
 }
 
 } // namespace elvantris::operator_control

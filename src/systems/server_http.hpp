@@ -5,17 +5,18 @@
 // takes any address family, names host and port, and checks the framing of what came.
 //
 // Threads: any; nothing is kept between calls.
-// Units: `timeout` bounds connecting (for each address) and then each single send and read.
+// Units: `timeout` bounds connecting (for each address) and then each single send and read. The
+//   limits bound the whole exchange, from looking up the name to the last byte.
 // Failure: `status` 0 and an empty body, for every cause alike. Nothing is thrown, logged or
 //   tried again; a time-out while reading ends the reading, and what has come is parsed.
 #pragma once
 
+#include "os/call_limits.hpp"
 #include "os/clock.hpp"
 #include "os/sockets.hpp"
 #include "systems/http_response.hpp"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 namespace elvantris::operator_control {
@@ -30,13 +31,15 @@ struct http_call {
     milliseconds timeout{};
 };
 
-// Reads up to 32 MiB.
-http_response http_exchange(const http_call& call);
+// Reads up to 32 MiB. An exchange whose limits are over before the server has ended has failed.
+http_response http_exchange(const http_call& call, const call_limits& limits = {});
 
-// Reads up to `read_limit` bytes, in whole buffers. `longest` ends the exchange that long after
-// the name is resolved, whatever the single time-outs would still allow; what has come by then is
-// a response only if its framing shows it whole.
+// Reads up to `read_limit` bytes, in whole buffers. What has come when the limits are over is a
+// response only if its framing shows it whole.
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
-                                    std::optional<milliseconds> longest = std::nullopt);
+                                    const call_limits& limits = {});
+// The same for a caller that is limited by nothing but the time of the whole exchange.
+http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
+                                    milliseconds longest);
 
 } // namespace elvantris::operator_control

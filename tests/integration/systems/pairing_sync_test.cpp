@@ -2,9 +2,13 @@
 
 #include "systems/form_encoding.hpp"
 
+#include "integration/support/eventually.hpp"
 #include "integration/support/scripted_peer.hpp"
 
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
 
 using namespace elvantris::operator_control;
 using namespace std::chrono_literals;
@@ -177,7 +181,7 @@ TEST(sync_main_pairing, never_sends_back_a_show_whose_end_did_not_arrive) {
     const std::string headers = "HTTP/1.1 200 OK\r\n\r\n";
     const std::string torn = headers + show.substr(0, show.find("{\"Id\":2}") + 9);
     const std::string too_large =
-        headers + R"({"a":{},"b":")" + std::string(33'554'432, 'x') + "\"}";
+        headers + R"({"a":{},"b":")" + std::string(33'554'432 + 65'536, 'x') + "\"}";
     struct torn_case {
         const char* what;
         std::string bytes;
@@ -330,4 +334,161 @@ TEST(sync_configured_pairing, sends_the_registrys_pairing_to_main_and_records_th
                   R"("BackupForSerial":""},{"Serial":"B","WorkstationName":"Desk 2",)"
                   R"("Address":"127.0.0.1","Role":"Backup","BackupForSerial":"A"}],)"
                   R"("SharedFunctionIds":[7],"ReplicationRevision":41}})"));
+}
+
+namespace {
+
+// A registry with the pair A and B, whose Main answers on this port.
+void pair_with_main_at(controller_registry& registry, std::uint16_t port) {
+    registry.merge_discovered(
+        {{.address = "127.0.0.1", .webPort = port, .workstation = "Desk 1", .serial = "A"},
+         {.address = "127.0.0.1", .webPort = 9, .workstation = "Desk 2", .serial = "B"}},
+        steady_time{1h});
+    registry.configure(true, "A", "B");
+    registry.set_shared_function_ids({7});
+}
+
+bool posts_function(const std::string& request, int function) {
+    return request_body(request).find(url_encode_form(
+               R"("SharedFunctionIds":[)" + std::to_string(function) + "]")) != std::string::npos;
+}
+
+// A Main that shows the pairing that was posted last, and can be held at the update of a show.
+class slow_main {
+public:
+    slow_main() : peer([this](peer_connection& connection) { serve(connection); }) {}
+
+    std::atomic<bool> hold_model = false;
+    std::atomic<bool> hold_update = false;
+    std::atomic<int> models = 0;
+    std::atomic<int> updates = 0;
+    std::atomic<int> running = 0;
+    std::atomic<int> most_running = 0;
+    std::atomic<int> shown_function = 0;
+    scripted_peer peer; // last: its threads use all of the above
+
+private:
+    void serve(peer_connection& connection) {
+        most_running = std::max<int>(most_running, ++running);
+        const std::string request = connection.read_request();
+        if (request_target(request) == ask_model) {
+            ++models;
+            while (hold_model && connection.wanted())
+                std::this_thread::sleep_for(1ms);
+            connection.send(model);
+        } else if (request_target(request) == update) {
+            ++updates;
+            while (hold_update && connection.wanted())
+                std::this_thread::sleep_for(1ms);
+            shown_function = posts_function(request, 8) ? 8 : 7;
+            connection.send(accepted);
+        } else {
+            connection.send(
+                http_reply_text(200, R"({"Enabled":true,"Systems":[{"Serial":"A","Role":"Main"},)"
+                                     R"({"Serial":"B","Role":"Backup","BackupForSerial":"A"}],)"
+                                     R"("SharedFunctionIds":[)" +
+                                         std::to_string(shown_function) + "]}"));
+        }
+        --running;
+    }
+};
+
+} // namespace
+
+TEST(sync_configured_pairing, lets_a_save_wait_for_the_update_of_a_pass_and_win) {
+    slow_main main;
+    main.hold_update = true;
+    controller_registry registry("unused.json");
+    pair_with_main_at(registry, main.peer.port());
+    std::thread pass([&] {
+        std::string message;
+        sync_configured_pairing(registry, message, {}, sync_caller::pass);
+    });
+    EXPECT_TRUE(eventually([&] { return main.updates == 1; }));
+
+    registry.set_shared_function_ids({8});
+    std::thread save([&] {
+        std::string message;
+        EXPECT_TRUE(sync_configured_pairing(registry, message));
+        EXPECT_EQ(message, synchronized);
+    });
+    EXPECT_TRUE(eventually([&] { return registry.turns().save_waits(); }));
+    std::string message;
+    EXPECT_FALSE(sync_configured_pairing(registry, message, {}, sync_caller::pass));
+    EXPECT_EQ(message, "Waiting to synchronize pairing with Main.");
+    main.hold_update = false;
+    pass.join();
+    save.join();
+    EXPECT_EQ(main.shown_function, 8);
+    EXPECT_EQ(main.most_running, 1);
+    EXPECT_TRUE(registry.policy_synchronized());
+}
+
+TEST(sync_configured_pairing, gives_the_run_of_a_pass_up_for_a_save_before_its_update) {
+    slow_main main;
+    main.hold_model = true;
+    controller_registry registry("unused.json");
+    pair_with_main_at(registry, main.peer.port());
+    registry.set_policy_sync(false, "as before");
+    std::thread pass([&] {
+        std::string message;
+        EXPECT_FALSE(sync_configured_pairing(registry, message, call_limits{}.within(20s),
+                                             sync_caller::pass));
+    });
+    EXPECT_TRUE(eventually([&] { return main.models == 1; }));
+    registry.set_shared_function_ids({8});
+    std::thread save([&] {
+        std::string message;
+        EXPECT_TRUE(sync_configured_pairing(registry, message));
+    });
+    // The pass has gone though Main still holds its answer back.
+    pass.join();
+    EXPECT_EQ(main.updates, 0);
+    main.hold_model = false;
+    save.join();
+    EXPECT_EQ(main.updates, 1);
+    EXPECT_EQ(main.shown_function, 8);
+}
+
+TEST(sync_configured_pairing, keeps_a_save_waiting_no_longer_than_its_limits) {
+    slow_main main;
+    main.hold_update = true;
+    controller_registry registry("unused.json");
+    pair_with_main_at(registry, main.peer.port());
+    std::thread pass([&] {
+        std::string message;
+        sync_configured_pairing(registry, message, {}, sync_caller::pass);
+    });
+    EXPECT_TRUE(eventually([&] { return main.updates == 1; }));
+    std::string message;
+    registry.set_policy_sync(false, "as before");
+    EXPECT_FALSE(sync_configured_pairing(registry, message, call_limits{}.within(100ms)));
+    EXPECT_EQ(message, "Waiting to synchronize pairing with Main.");
+    EXPECT_NE(registry.to_json().find(R"("policySyncMessage":"as before")"), std::string::npos);
+    EXPECT_FALSE(registry.turns().save_waits());
+    main.hold_update = false;
+    pass.join();
+}
+
+TEST(sync_configured_pairing, ends_when_the_program_does_and_records_nothing) {
+    slow_main main;
+    main.hold_model = true;
+    main.hold_update = true;
+    for (const sync_caller caller : {sync_caller::save, sync_caller::pass}) {
+        controller_registry registry("unused.json");
+        pair_with_main_at(registry, main.peer.port());
+        std::atomic<bool> stopped = false;
+        const int begun = main.models;
+        std::thread run([&] {
+            std::string message;
+            EXPECT_FALSE(sync_configured_pairing(
+                registry, message, {.given_up = [&] { return stopped.load(); }}, caller));
+        });
+        EXPECT_TRUE(eventually([&] { return main.models > begun; }));
+        const steady_time asked = steady_now();
+        stopped = true;
+        run.join();
+        EXPECT_LT(steady_now() - asked, 1s);
+        EXPECT_NE(registry.to_json().find("Waiting to synchronize"), std::string::npos);
+    }
 }

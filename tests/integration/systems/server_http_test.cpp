@@ -331,6 +331,35 @@ TEST(http_exchange_bounded, does_not_ask_after_its_deadline) {
     EXPECT_EQ(peer.connections(), 0U);
 }
 
+TEST(both_exchanges, are_over_when_nobody_wants_them_any_more) {
+    scripted_peer silent([](peer_connection& connection) { connection.hang(); });
+    scripted_peer full([](peer_connection& connection) { connection.ignore(); });
+    std::atomic<int> asked = 0;
+    const call_limits limits{.given_up = [&] { return ++asked > 3; }};
+    http_call large = get_call(full.port());
+    large.method = "POST";
+    large.body = std::string(64U * 1024 * 1024, 'x');
+    for (const http_call& call : {get_call(silent.port()), large}) {
+        const steady_time begun = steady_now();
+        asked = 0;
+        EXPECT_EQ(http_exchange(call, limits).status, 0);
+        asked = 0;
+        EXPECT_EQ(http_exchange_bounded(call, ample, limits).status, 0);
+        EXPECT_LT(steady_now() - begun, 4s);
+    }
+}
+
+TEST(http_exchange, has_failed_where_its_limits_cut_the_answer) {
+    scripted_peer peer([](peer_connection& connection) {
+        connection.read_request();
+        connection.send("HTTP/1.1 200 OK\r\n\r\n{}");
+        connection.hang();
+    });
+    const http_response cut = http_exchange(get_call(peer.port()), call_limits{}.within(200ms));
+    EXPECT_EQ(cut.status, 0);
+    EXPECT_EQ(cut.body, "");
+}
+
 TEST(both_exchanges, may_run_on_many_threads_at_once) {
     scripted_peer peer([](peer_connection& connection) {
         const std::string target = request_target(connection.read_request());

@@ -36,11 +36,12 @@ public:
             seen);
     }
     bool ready_after_round() {
-        refresh_ui_ready(registry);
+        refresh_ui_ready(registry, memory);
         return record().uiReady;
     }
 
     controller_registry registry{"unused.json"};
+    polling_memory memory;
 
 private:
     std::string serial_;
@@ -235,7 +236,7 @@ TEST(poll_replication, asks_online_mains_and_backups_and_nobody_else) {
         one_server server("S", peer.port());
         server.registry.set_role("S", each.role, "M");
         server.registry.set_replication("S", known_before);
-        poll_replication(server.registry);
+        poll_replication(server.registry, server.memory);
         EXPECT_EQ(peer.connections(), each.asked ? 1U : 0U);
         const system_record record = server.record();
         EXPECT_EQ(record.replicationEnabled, each.asked);
@@ -253,8 +254,8 @@ TEST(poll_replication, keeps_what_is_known_when_an_online_server_gives_no_answer
                                         http_reply_text(500, R"({"Role":"No","Revision":8})")}));
     one_server server("S", peer.port());
     server.registry.set_role("S", system_role::main, "");
-    poll_replication(server.registry);
-    poll_replication(server.registry);
+    poll_replication(server.registry, server.memory);
+    poll_replication(server.registry, server.memory);
     EXPECT_EQ(peer.connections(), 2U);
     EXPECT_EQ(server.record().replicationRole, "Main");
     EXPECT_EQ(server.record().replicationRevision, 7);
@@ -264,7 +265,7 @@ TEST(poll_replication, leaves_the_role_empty_where_the_reply_has_none) {
     scripted_peer peer(answers(replication_path, 200, "{}"));
     one_server server("S", peer.port());
     server.registry.set_role("S", system_role::main, "");
-    poll_replication(server.registry);
+    poll_replication(server.registry, server.memory);
     EXPECT_EQ(server.record().replicationRole, "");
 }
 
@@ -273,13 +274,87 @@ TEST(poll_replication, clears_a_silent_server_in_the_next_round_and_not_before) 
                                R"({"Enabled":true,"Role":"Main","Revision":7,"LastError":"e"})"));
     one_server server("S", peer.port());
     server.registry.set_role("S", system_role::main, "");
-    poll_replication(server.registry);
+    poll_replication(server.registry, server.memory);
     server.fall_silent();
     EXPECT_EQ(server.record().replicationRevision, 7);
-    poll_replication(server.registry);
+    poll_replication(server.registry, server.memory);
     EXPECT_EQ(peer.connections(), 1U);
     EXPECT_FALSE(server.record().replicationEnabled);
     EXPECT_EQ(server.record().replicationRole, "Independent");
     EXPECT_EQ(server.record().replicationRevision, 0);
     EXPECT_EQ(server.record().replicationLastError, "");
+}
+
+namespace {
+
+// Never falls silent for longer than any time-out, and never comes to an end.
+void trickle_for_ever(peer_connection& connection) {
+    connection.read_request();
+    connection.send("HTTP/1.1 200 OK\r\n\r\n");
+    while (connection.wanted() && connection.send(" "))
+        std::this_thread::sleep_for(20ms);
+}
+
+} // namespace
+
+TEST(fetches, end_with_their_limits_though_the_server_trickles) {
+    scripted_peer peer(trickle_for_ever);
+    const steady_time begun = steady_now();
+    const call_limits limits = call_limits{}.within(300ms);
+    EXPECT_FALSE(fetch_operator_control_config("127.0.0.1", peer.port(), ample, limits));
+    EXPECT_FALSE(fetch_replication_status("127.0.0.1", peer.port(), ample, limits));
+    EXPECT_FALSE(confirm_server_identity("127.0.0.1", peer.port(), "S", ample, limits));
+    EXPECT_LT(steady_now() - begun, 4s);
+}
+
+TEST(fetches, last_5_seconds_at_most_whatever_the_server_sends) {
+    scripted_peer peer(trickle_for_ever);
+    const steady_time begun = steady_now();
+    EXPECT_FALSE(fetch_operator_control_config("127.0.0.1", peer.port(), 1500ms));
+    EXPECT_GE(steady_now() - begun, 4900ms);
+    EXPECT_LT(steady_now() - begun, 15s);
+}
+
+TEST(refresh_ui_ready, does_not_blame_a_server_for_the_end_of_the_round) {
+    scripted_peer peer(trickle_for_ever);
+    one_server server("cut-short", peer.port());
+    server.registry.set_ui_ready("cut-short", true);
+    for (int round = 0; round < 4; ++round)
+        refresh_ui_ready(server.registry, server.memory, call_limits{}.within(100ms));
+    EXPECT_TRUE(server.record().uiReady);
+}
+
+TEST(refresh_ui_ready, forgets_the_failures_of_servers_that_are_gone) {
+    controller_registry registry("unused.json");
+    polling_memory memory;
+    memory.ready_counts.reset("gone");
+    refresh_ui_ready(registry, memory);
+    EXPECT_EQ(memory.ready_counts.size(), 0U);
+}
+
+TEST(asking_order, begins_the_next_round_with_whom_the_last_one_left_over) {
+    asking_order order;
+    std::vector<std::size_t> asked;
+    int allowed = 0;
+    const call_limits limits{.given_up = [&] { return allowed == 0; }};
+    const auto round = [&](std::size_t count, int asks) {
+        allowed = asks;
+        asked.clear();
+        order.ask_each(count, limits, [&](std::size_t index) {
+            asked.push_back(index);
+            --allowed;
+        });
+        return asked;
+    };
+    using indices = std::vector<std::size_t>;
+    EXPECT_EQ(round(4, 9), (indices{0, 1, 2, 3}));
+    // The one at which the time was over is asked again: it may not have had enough of it.
+    EXPECT_EQ(round(4, 2), (indices{0, 1}));
+    EXPECT_EQ(round(4, 3), (indices{1, 2, 3}));
+    EXPECT_EQ(round(4, 9), (indices{3, 0, 1, 2}));
+    EXPECT_EQ(round(4, 9), (indices{0, 1, 2, 3}));
+    EXPECT_EQ(round(4, 3), (indices{0, 1, 2}));
+    EXPECT_EQ(round(2, 9), (indices{0, 1})) << "fewer than before";
+    EXPECT_EQ(round(0, 9), indices{});
+    EXPECT_EQ(round(4, 0), indices{});
 }
