@@ -41,11 +41,15 @@ response_parts split_response(std::string_view text) {
 
 // Whether a header line of this name holds the value somewhere. `headers` is lower case.
 bool header_line_holds(std::string_view headers, std::string_view name, std::string_view value) {
-    for (std::size_t at = headers.find(name); at != std::string_view::npos;
-         at = headers.find(name, at + name.size())) {
-        if (at != 0 && headers[at - 1] != '\n') continue;
-        const std::string_view line = headers.substr(at);
-        if (line.substr(0, line.find(line_end)).find(value) != std::string_view::npos) return true;
+    std::size_t at = headers.find(name);
+    while (at != std::string_view::npos) {
+        std::size_t next = at + name.size();
+        if (at == 0 || headers[at - 1] == '\n') {
+            // A name further on in the same line has less of it to look at, and nothing new.
+            next = std::min(headers.find(line_end, next), headers.size());
+            if (headers.substr(at, next - at).find(value) != std::string_view::npos) return true;
+        }
+        at = headers.find(name, next);
     }
     return false;
 }

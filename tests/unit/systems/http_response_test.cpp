@@ -234,3 +234,24 @@ TEST(decode_chunked, keeps_every_byte_of_the_payload) {
         payload += static_cast<char>(byte);
     EXPECT_EQ(decode_chunked("100\r\n" + payload + "\r\n0\r\n"), payload);
 }
+
+// What counts is the line up to its CR LF; a bare LF begins another name within it.
+TEST(parse_bounded_response, finds_the_coding_behind_repeated_names_of_one_line) {
+    struct {
+        std::string headers;
+        bool chunked;
+    } const cases[] = {
+        {"Transfer-Encoding: gzip\nTransfer-Encoding: chunked", true},
+        {"Transfer-Encoding: gzip\nX: y chunked", true},
+        {"Transfer-Encoding: gzip\r\nX: chunked", false},
+        {"Transfer-Encoding: gzip\r\nTransfer-Encoding: chunked", true},
+        {"X: Transfer-Encoding: chunked\nTransfer-Encoding: gzip", false},
+        {"Transfer-Encoding:Transfer-Encoding:\r\nTransfer-Encoding:chunked", true},
+    };
+    for (const auto& [headers, chunked] : cases)
+        EXPECT_EQ(
+            parse_bounded_response("HTTP/1.1 200 OK\r\n" + headers + "\r\n\r\n2\r\nok\r\n0\r\n\r\n")
+                .body,
+            chunked ? "ok" : "2\r\nok\r\n0\r\n\r\n")
+            << headers;
+}
