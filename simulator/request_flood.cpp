@@ -52,9 +52,9 @@ constexpr std::array<std::string_view, 8> malformed{
     "\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03",
 };
 
-// A client with more open than this waits for answers before it asks again.
-constexpr std::size_t most_open = 400;
-constexpr milliseconds longest_open{2000};
+// Who isn't served soon gives up, or the rate could not be kept.
+constexpr milliseconds longest_open{400};
+constexpr std::size_t most_open = 900;
 
 struct open_request {
     file_descriptor socket;

@@ -1,4 +1,4 @@
-// Strangers that answer discovery without end, or with endless names, cost no failover and no memory.
+// Strangers that answer discovery without end, or with endless names, cost no failover, no memory.
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
@@ -73,7 +73,7 @@ async function assert_room_for(ms) {
   }
 }
 
-// A stopped engine is seen with the next poll: a quarter of a second, and what a busy machine costs.
+// A stopped engine is seen with the next poll: a quarter of a second, more on a busy machine.
 async function assert_failover_comes_in_time() {
   const spent = await took(async () => {
     await pair.main.set({ engine: 'stopped' });

@@ -28,7 +28,16 @@ test('health_behind_repeated_header_text_is_read_four_times_a_second', async () 
   assert.ok(spent < 1500, `${spent} ms`);
 });
 
-const no_json = ['[{"id":"a"]', '[1,]', '[tru]', '[01]', '["\\q"]', '["\u0001"]', '[{"id"}]', '[}{]'];
+const no_json = [
+  '[{"id":"a"]',
+  '[1,]',
+  '[tru]',
+  '[01]',
+  '["\\q"]',
+  '["\u0001"]',
+  '[{"id"}]',
+  '[}{]',
+];
 for (const [number, outputs] of no_json.entries()) {
   test(`outputs_that_balance_and_are_no_json_are_told_as_none_${number + 1}`, async () => {
     await until_status('the good outputs', (now) => health_of(now, 'SER-B').outputs.length === 2);

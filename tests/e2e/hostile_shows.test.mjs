@@ -63,7 +63,7 @@ for (const [name, fault] of cuts) {
     await main.break_path('GetEventModel', fault());
     await workstation.start();
     await until('a second try', async () => (await main.calls('GetEventModel')).count >= 2);
-    const status = await until_status('the last try is over', (now) => now.policySyncMessage === torn);
+    const status = await until_status('it is over', (now) => now.policySyncMessage === torn);
     assert.equal(status.policySynchronized, false);
     assert.equal((await main.calls('UpdateEventModel')).count, 0);
     assert.equal((await main.report()).eventModel, show);

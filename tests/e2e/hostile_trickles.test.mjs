@@ -65,7 +65,7 @@ const start_paired = async () => {
 const until_synchronized = () =>
   until_status('the pairing is written', ({ policySynchronized }) => policySynchronized);
 
-test('dripped_configurations_and_identities_hold_no_pass_of_an_unconfigured_workstation', async () => {
+test('dripped_configurations_and_identities_hold_no_unconfigured_workstation', async () => {
   await main.set(drips(configuration, identity));
   await workstation.start();
   await until_called(main, identity, 2, longest_pass_ms);
@@ -102,7 +102,7 @@ test('a_pass_with_64_dripping_servers_ends_within_its_bound', async () => {
   await until_passes(main, 1, longest_pass_ms);
 });
 
-test('the_api_answers_again_after_a_save_to_a_main_that_drips_and_failover_comes_meanwhile', async () => {
+test('a_save_to_a_main_that_drips_ends_and_failover_comes_meanwhile', async () => {
   await start_paired();
   await until_synchronized();
   await main.set(drips(update));
