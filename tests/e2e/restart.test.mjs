@@ -5,7 +5,7 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
 
-import { until } from './support/environment.mjs';
+import { until, windows } from './support/environment.mjs';
 import { Server } from './support/network.mjs';
 import {
   active_alerts,
@@ -260,6 +260,49 @@ test('a_full_disk_blocks_a_transfer_and_leaves_whole_files', async () => {
   }
 });
 
+test('a_full_disk_tears_no_line_of_either_log', async () => {
+  const disk = path.join(workstation.folder, 'disk');
+  const page = 4096;
+  fs.mkdirSync(disk);
+  execFileSync('mount', ['-t', 'tmpfs', '-o', 'size=64k', 'tmpfs', disk]);
+  try {
+    workstation.use_folder(disk);
+    workstation.write_config(paired_config());
+    workstation.write_state(quick_policy);
+    await start_on_main();
+    // A few bytes are left in the last page of each log, and no page behind it.
+    fs.appendFileSync(workstation.alert_log, '');
+    for (const log of [workstation.alert_log, workstation.log_file]) {
+      const room = page - (fs.statSync(log).size % page);
+      fs.appendFileSync(log, `{"pad":"${'x'.repeat(room - 20)}"}\n`);
+    }
+    const filler = path.join(disk, 'filler');
+    fill(filler);
+    const trouble = async (port) => {
+      await post('/api/configure', { uiPort: port });
+      await until_status('the port follows', ({ runtimeUiPort }) => runtimeUiPort === port);
+    };
+    await main.set({ engine: 'stopped' });
+    await until_alert('Main: Engine stopped or exited.');
+    await trouble(5301);
+    fs.rmSync(filler);
+    await until_active('backup');
+    await main.set({ reset: true });
+    await until_recovered('Main: Engine stopped or exited.');
+    await trouble(5302);
+    await until('the line', () => workstation.log_lines('[shell] UI port changed to 5302').length);
+    const events = workstation.alert_log_lines();
+    assert.ok(events.some(({ event }) => event === 'recovered'));
+    const lines = workstation.log_lines();
+    const after_pad = lines.slice(lines.findIndex((line) => line.startsWith('{"pad"')) + 1);
+    for (const line of after_pad) assert.match(line, /^\[[a-z]+\] [^[]*$/);
+    await workstation.stop();
+  } finally {
+    if (!workstation.program.ended) await workstation.kill();
+    execFileSync('umount', [disk]);
+  }
+});
+
 // Takes every byte that is left, the last partial block as well.
 function fill(file) {
   const descriptor = fs.openSync(file, 'w');
@@ -293,6 +336,56 @@ for (const [name, content] of bad_configs) {
     assert.equal(status.protection.heldOnBackup, false);
     await until('saved', () => fs.readFileSync(workstation.config, 'utf8').endsWith('"}'));
     assert.equal(workstation.saved_config().uiPort, 5270);
+    const worth_keeping = content.length > 0;
+    assert.equal(workstation.log_lines('[settings]').length, worth_keeping ? 2 : 0);
+    assert.equal(fs.existsSync(`${workstation.config}.unreadable-1`), worth_keeping);
+    if (worth_keeping) {
+      const kept = fs.readFileSync(`${workstation.config}.unreadable-1`);
+      assert.deepEqual(kept, Buffer.from(content));
+    }
+  });
+}
+
+test('a_hold_in_a_state_file_that_was_torn_is_told_as_lost_and_the_file_is_kept', async () => {
+  const hold = { ...quick_policy, heldOnBackup: true, pairMain: 'SER-A', pairBackup: 'SER-B' };
+  const torn = JSON.stringify(hold).slice(0, -20);
+  workstation.write_state(torn);
+  await workstation.start();
+  await until('the pair is saved', () => fs.readFileSync(workstation.state, 'utf8') !== torn);
+  assert.equal(workstation.saved_state().lossMs, quick_policy.lossMs);
+  assert.equal(fs.readFileSync(`${workstation.state}.unreadable-1`, 'utf8'), torn);
+  const [line, ...others] = workstation.log_lines('[settings]');
+  assert.match(line, /protection\.json is damaged; .* a hold on Backup may be lost\. /);
+  assert.deepEqual(others, []);
+});
+
+if (!windows) {
+  test('a_state_file_that_cannot_be_read_at_first_brings_its_hold_all_the_same', async () => {
+    const hold = { ...quick_policy, heldOnBackup: true, pairMain: 'SER-A', pairBackup: 'SER-B' };
+    workstation.write_state(hold);
+    fs.renameSync(workstation.state, `${workstation.state}.real`);
+    execFileSync('mkfifo', [workstation.state]);
+    const started = workstation.start();
+    // Done when the program has opened the pipe, in which it finds no file.
+    const pipe = await fs.promises.open(workstation.state, 'w');
+    fs.renameSync(`${workstation.state}.real`, workstation.state);
+    await pipe.close();
+    await started;
+    assert.equal((await get_status()).protection.heldOnBackup, true);
+    await until_active('backup');
+    assert.deepEqual(workstation.log_lines('[settings]'), []);
+  });
+
+  test('a_state_file_that_stays_unreadable_is_told_and_kept', async () => {
+    fs.rmSync(workstation.state);
+    execFileSync('mkfifo', [workstation.state]);
+    await workstation.start();
+    await until_active('main');
+    await until('the pair is saved', () => fs.statSync(workstation.state).isFile());
+    assert.equal(workstation.saved_state().pairMain, 'SER-A');
+    assert.ok(fs.statSync(`${workstation.state}.unreadable-1`).isFIFO());
+    const [line] = workstation.log_lines('[settings]');
+    assert.match(line, /protection\.json could not be read; .* a hold on Backup may be lost\. /);
   });
 }
 
