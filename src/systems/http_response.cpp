@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace elvantris::operator_control {
 namespace {
@@ -95,9 +96,10 @@ http_response parse_framed(std::string_view text, bool cut) {
 
 } // namespace
 
-http_response parse_plain_response(std::string_view text) {
+http_response parse_plain_response(std::string text) {
     const response_parts parts = split_response(text);
-    return {.status = parts.status, .body = std::string(parts.raw_body)};
+    text.erase(0, text.size() - parts.raw_body.size());
+    return {.status = parts.status, .body = std::move(text)};
 }
 
 http_response parse_bounded_response(std::string_view text) {

@@ -15,8 +15,9 @@ struct http_response {
     std::string body;
 };
 
-// Everything behind the headers is the body; no header is looked at.
-http_response parse_plain_response(std::string_view text);
+// Everything behind the headers is the body; no header is looked at. Such a body can have 32 MiB,
+// so it takes over the text's memory.
+http_response parse_plain_response(std::string text);
 
 // Chunked coding is decoded and Content-Length is enforced: a truncated body is no response.
 http_response parse_bounded_response(std::string_view text);

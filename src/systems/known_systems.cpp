@@ -75,8 +75,8 @@ std::string cut_network_text(std::string text, std::size_t longest) {
     // Text that is no UTF-8 has no character to find the beginning of.
     while (end > 0 && longest - end < 3 && continues_character(text[end]))
         --end;
-    text.resize(continues_character(text[end]) ? longest : end);
-    return text;
+    // A copy: a text that was cut in its place would keep the memory of what is gone.
+    return text.substr(0, continues_character(text[end]) ? longest : end);
 }
 
 std::size_t text_size(const system_record& system) {

@@ -74,9 +74,8 @@ std::optional<received_text> exchange_text(const http_call& call, address_family
 } // namespace
 
 http_response http_exchange(const http_call& call, const call_limits& limits) {
-    const auto reply =
-        exchange_text(call, address_family::ipv4, call.host, plain_read_limit, limits);
-    return reply && !reply->cut ? parse_plain_response(reply->text) : http_response{};
+    auto reply = exchange_text(call, address_family::ipv4, call.host, plain_read_limit, limits);
+    return reply && !reply->cut ? parse_plain_response(std::move(reply->text)) : http_response{};
 }
 
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,

@@ -14,9 +14,8 @@ struct response_case {
     std::string body;
 };
 
-using parser = http_response (*)(std::string_view);
-
-void expect_all(parser parse, const std::vector<response_case>& cases) {
+template<typename parser>
+void expect_all(const parser& parse, const std::vector<response_case>& cases) {
     for (const response_case& each : cases) {
         SCOPED_TRACE(each.text.substr(0, 200));
         const http_response response = parse(each.text);
