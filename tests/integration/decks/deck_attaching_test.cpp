@@ -211,7 +211,7 @@ TEST_F(deck_attaching, takes_a_serial_of_any_length_and_the_path_for_an_empty_on
 
 TEST_F(deck_attaching, paints_nothing_of_another_thread_before_the_splash_is_complete) {
     // A painter that could slip in would do so on one of so many decks.
-    constexpr int deck_count = 400;
+    constexpr int deck_count = 200;
     for (int i = 0; i < deck_count; ++i) {
         const std::string serial = std::to_string(1000 + i);
         bus.plug({.path = "/dev/" + serial,
