@@ -1,6 +1,7 @@
 #include "fuzz_input.hpp"
 #include "json/field_scanner.hpp"
 #include "key_words.hpp"
+#include "systems/known_systems.hpp"
 #include "systems/pairing_sync.hpp"
 #include "systems/server_replies.hpp"
 
@@ -9,7 +10,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const std::string_view text = as_text(bytes, size);
     const operator_control_config config = parse_operator_control_config(text);
     require(pairing_equivalent(config, config));
-    parse_replication_status(text);
+    require(config.systems.size() <= most_pairing_systems);
+    require(config.shared_function_ids.size() <= most_shared_ids);
+    const replication_status status = parse_replication_status(text);
+    require(status.event_title.size() <= longest_network_text);
     merge_discovered_configs({config, config});
 
     // What is written reads back as the same pairing.
