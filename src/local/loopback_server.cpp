@@ -4,7 +4,6 @@
 #include "os/standard_streams.hpp"
 
 #include <exception>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -59,42 +58,49 @@ void loopback_server::accept_connections() noexcept {
     silent_.clear();
 }
 
-// Those who have spoken come before those who wait to be accepted, the longest-waiting first.
 void loopback_server::serve_next() {
     std::vector<const socket_handle*> watched;
     watched.reserve(silent_.size() + 1);
     for (const loopback_connection& connection : silent_)
         watched.push_back(&connection.socket);
     watched.push_back(&listen_socket_);
-    const std::optional<std::size_t> ready = wait_any_readable(watched, stop_check_while_idle);
-    if (!ready || !running_) return;
-    if (*ready == silent_.size()) {
-        accept_next();
-        return;
-    }
-    const auto spoken = silent_.begin() + static_cast<std::ptrdiff_t>(*ready);
+    const std::size_t listener = silent_.size();
+    const std::vector<std::size_t> ready = wait_any_readable(watched, stop_check_while_idle);
+    if (ready.empty() || !running_) return;
+
+    const bool somebody_has_spoken = ready.front() != listener;
+    if (ready.back() == listener) accept_waiting(somebody_has_spoken);
+    if (!somebody_has_spoken) return;
+    const auto spoken = silent_.begin() + static_cast<std::ptrdiff_t>(ready.front());
     loopback_connection connection = std::move(*spoken);
     silent_.erase(spoken);
     handle(std::move(connection));
 }
 
-void loopback_server::accept_next() {
-    const bool room = make_room();
-    socket_handle accepted = accept_connection(listen_socket_);
-    if (!accepted.valid())
+// As many as there is room for, since the system's own queue is short. Nobody is closed for another
+// while somebody who has spoken is still to be served.
+void loopback_server::accept_waiting(bool somebody_has_spoken) {
+    bool accepted = false;
+    while (has_room() && accept_next(true))
+        accepted = true;
+    if (accepted || somebody_has_spoken) return;
+    make_room();
+    if (!accept_next(has_room()))
         // Out of handles, most likely.
         std::this_thread::sleep_for(pause_after_failure);
-    else if (room)
-        silent_.push_back({.seat = seats_, .socket = std::move(accepted)});
 }
 
-// Nobody who has spoken is closed here: they have all been served before.
-bool loopback_server::make_room() {
-    while (!has_room()) {
-        if (silent_.empty()) return false;
-        silent_.pop_front();
-    }
+// False if nobody waits, or nobody can be accepted.
+bool loopback_server::accept_next(bool keep) {
+    socket_handle accepted = accept_connection(listen_socket_);
+    if (!accepted.valid()) return false;
+    if (keep) silent_.push_back({.seat = seats_, .socket = std::move(accepted)});
     return true;
+}
+
+void loopback_server::make_room() {
+    while (!silent_.empty() && !has_room())
+        silent_.pop_front();
 }
 
 bool loopback_server::has_room() const {

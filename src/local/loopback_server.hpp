@@ -60,8 +60,9 @@ public:
 private:
     void accept_connections() noexcept;
     void serve_next();
-    void accept_next();
-    bool make_room();
+    void accept_waiting(bool somebody_has_spoken);
+    bool accept_next(bool keep);
+    void make_room();
     bool has_room() const;
     void handle(loopback_connection connection);
 

@@ -98,10 +98,11 @@ bool wait_readable(const socket_handle& socket, milliseconds timeout);
 bool wait_writable(const socket_handle& socket, milliseconds timeout, const call_limits& limits);
 bool wait_readable(const socket_handle& socket, milliseconds timeout, const call_limits& limits);
 
-// Waits in the same way for several sockets at once: the position of the first of them that can be
-// read. Absent when the time is over, and after a short pause if the system can't wait for so many.
-std::optional<std::size_t> wait_any_readable(std::span<const socket_handle* const> sockets,
-                                             milliseconds timeout);
+// Waits in the same way for several sockets at once: the positions of all that can be read,
+// ascending. None when the time is over, and after a short pause if the system can't wait for so
+// many.
+std::vector<std::size_t> wait_any_readable(std::span<const socket_handle* const> sockets,
+                                           milliseconds timeout);
 
 // Sends what the socket takes now, waiting up to the time-out for room. The number of bytes taken;
 // 0 for a time-out or a failure.

@@ -24,6 +24,7 @@ beforeEach(() => {
 });
 afterEach(async () => {
   for (const connection of silent) connection.drop();
+  if (workstation.program && !workstation.program.ended) await workstation.kill();
   await workstation.remove();
 });
 

@@ -174,8 +174,8 @@ bool wait_readable(const socket_handle& socket, milliseconds timeout) {
     return wait_for(socket, readiness::readable, timeout);
 }
 
-std::optional<std::size_t> wait_any_readable(std::span<const socket_handle* const> sockets,
-                                             milliseconds timeout) {
+std::vector<std::size_t> wait_any_readable(std::span<const socket_handle* const> sockets,
+                                           milliseconds timeout) {
     std::vector<WSAPOLLFD> watched; // a set for select would have room for 64
     watched.reserve(sockets.size());
     for (const socket_handle* const socket : sockets)
@@ -183,10 +183,10 @@ std::optional<std::size_t> wait_any_readable(std::span<const socket_handle* cons
     if (::WSAPoll(watched.data(), static_cast<ULONG>(watched.size()),
                   static_cast<int>(timeout.count())) == SOCKET_ERROR)
         std::this_thread::sleep_for(pause_after_failure);
-    const auto ready =
-        std::ranges::find_if(watched, [](const WSAPOLLFD& socket) { return socket.revents != 0; });
-    if (ready == watched.end()) return std::nullopt;
-    return static_cast<std::size_t>(ready - watched.begin());
+    std::vector<std::size_t> ready;
+    for (std::size_t at = 0; at < watched.size(); ++at)
+        if (watched[at].revents != 0) ready.push_back(at);
+    return ready;
 }
 
 std::size_t send_now(const socket_handle& socket, std::string_view bytes) {
