@@ -87,7 +87,7 @@ check_lint() {
     cmake --preset lint
     find build/lint/src build/lint/simulator -name 'unity_*.cxx' |
         xargs -P2 -n1 clang-tidy --quiet -p build/lint --checks=-bugprone-suspicious-include \
-            --extra-arg=-Wno-shadow
+            --extra-arg=-Wno-shadow --extra-arg=-Wthread-safety
 }
 
 # Where the machine has a compiler cache, a folder that is built anew takes its results.

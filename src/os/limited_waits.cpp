@@ -34,12 +34,20 @@ bool wait_readable(const socket_handle& socket, milliseconds timeout, const call
                           limits);
 }
 
+connect_attempt try_to_connect(const socket_address& address, milliseconds timeout,
+                               const call_limits& limits) {
+    connect_attempt attempt = begin_connecting(address);
+    if (!attempt.socket.valid()) return attempt;
+    attempt.failure = wait_writable(attempt.socket, timeout, limits)
+                          ? result_of_connecting(attempt.socket)
+                          : connect_failure::unanswered;
+    if (attempt.failure != connect_failure::none) attempt.socket.close();
+    return attempt;
+}
+
 socket_handle connect_socket(const socket_address& address, milliseconds timeout,
                              const call_limits& limits) {
-    socket_handle socket = begin_connecting(address);
-    if (!socket.valid() || !wait_writable(socket, timeout, limits) || !has_connected(socket))
-        return {};
-    return socket;
+    return try_to_connect(address, timeout, limits).socket;
 }
 
 std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout,

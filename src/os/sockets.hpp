@@ -81,15 +81,30 @@ std::vector<socket_address> look_up_address(const std::string& host, std::uint16
 // A dotted IPv4 address as a destination; absent for any other text. Host names are not resolved.
 std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint16_t port);
 
+// Why there is no connection. Only `unanswered` says anything about the peer or the way to it.
+enum class connect_failure {
+    none,
+    unanswered,
+    no_network,   // this computer has no way to the address: no route, no interface
+    no_resources, // it has no descriptor, buffer or memory left
+};
+struct connect_attempt {
+    socket_handle socket; // invalid if it failed
+    connect_failure failure = connect_failure::none;
+};
+
 // A new socket that is connected within the time-out (a datagram socket is merely bound to its
-// peer). An invalid handle on any failure.
+// peer), and what went wrong if there is none.
+connect_attempt try_to_connect(const socket_address& address, milliseconds timeout,
+                               const call_limits& limits = {});
+// The same for those to whom the cause is all one.
 socket_handle connect_socket(const socket_address& address, milliseconds timeout,
                              const call_limits& limits = {});
 
 // Its two halves: a socket that becomes writable when it is connected or has failed, and which of
-// the two it was. An invalid handle if it failed at once.
-socket_handle begin_connecting(const socket_address& address);
-bool has_connected(const socket_handle& socket);
+// the two it was.
+connect_attempt begin_connecting(const socket_address& address);
+connect_failure result_of_connecting(const socket_handle& socket);
 
 // Waits until the socket can be written or read. False when the time is over; true also for a
 // socket that has failed, as the call that follows then tells at once.

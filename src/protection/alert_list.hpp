@@ -29,9 +29,9 @@ class alert_list {
 public:
     // At most one active record stands for a key. Raising a key that is active changes nothing,
     // not even its text; at 200 records the oldest recovered one makes room, else the oldest.
-    alert_change raise(const std::string& key, std::string_view message, alert_severity severity,
+    alert_change raise(std::string_view key, std::string_view message, alert_severity severity,
                        std::int64_t now_ms);
-    alert_change clear(const std::string& key, std::int64_t now_ms);
+    alert_change clear(std::string_view key, std::int64_t now_ms);
 
     // Ends every active alert without a trace in the log: the pair they spoke of is gone.
     void recover_all(std::int64_t now_ms);
@@ -39,8 +39,6 @@ public:
 
     // Oldest first.
     const std::deque<alert_record>& records() const { return records_; }
-    // The status' array, `key` left out.
-    std::string to_json() const;
 
 private:
     alert_record* find_active(std::string_view key);

@@ -96,7 +96,8 @@ failover_action decide_failover(const failover_view& view) {
         return failover_action::none;
     if (!view.backup_ready) return failover_action::blocked_by_readiness;
     if (view.actions_busy) return failover_action::blocked_by_sequence;
-    return failover_action::move_to_backup;
+    // The workstation can't tell who is to blame, so operation stays; the next cycle looks again.
+    return view.cut_off ? failover_action::none : failover_action::move_to_backup;
 }
 
 } // namespace elvantris::operator_control

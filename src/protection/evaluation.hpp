@@ -40,6 +40,12 @@ bool out_of_sync(const system_record& main, const system_record& backup);
 bool server_ready(const protection_policy& policy, const system_record& system,
                   const server_health* health, const system_record& main, steady_time now);
 
+// Why this workstation, rather than a server, is to blame for missing answers.
+struct workstation_trouble {
+    bool holds_operation = false; // no answer is missing through a server's fault
+    bool lacks_resources = false;
+};
+
 struct failover_view {
     bool enabled = false;
     bool held_on_backup = false;
@@ -48,6 +54,7 @@ struct failover_view {
     bool main_fault = false; // a confirmed critical condition of Main
     bool backup_ready = false;
     bool actions_busy = false; // an outbound sequence is running or queued
+    bool cut_off = false;      // no answer is missing through a server's fault
 };
 enum class failover_action { none, blocked_by_readiness, blocked_by_sequence, move_to_backup };
 failover_action decide_failover(const failover_view& view);

@@ -9,14 +9,25 @@
 
 namespace elvantris::operator_control {
 
+enum class poll_outcome {
+    answered,
+    unanswered,   // silence, a refusal, or an answer that is no good
+    no_network,   // the workstation has no way out to the server
+    no_resources, // the workstation lacked a descriptor, a buffer or memory to ask
+};
+
+struct health_answer {
+    poll_outcome outcome = poll_outcome::unanswered;
+    std::optional<server_health> health = std::nullopt; // of an answered poll
+};
+
 // Asks one server how it is: the health call, and the identity call where the server is too old to
-// know the first. Absent if nothing was learned, for whatever cause.
+// know the first.
 //
 // Threads: any; works on its own copy of the record and touches no shared state.
 // Units: 350 ms for each step, and `longest` for the whole poll, the lookup of a name included, so
 //   that neither a server that trickles its answer nor a slow resolver can hold the monitor.
-// Failure: an absent value. Only the allocator may throw.
-std::optional<server_health> ask_health(const system_record& system, std::uint32_t stall_ms,
-                                        milliseconds longest);
+// Failure: the outcome. Only the allocator may throw.
+health_answer ask_health(const system_record& system, std::uint32_t stall_ms, milliseconds longest);
 
 } // namespace elvantris::operator_control

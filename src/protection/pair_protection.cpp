@@ -1,6 +1,7 @@
 #include "protection/pair_protection.hpp"
 
 #include <chrono>
+#include <exception>
 #include <utility>
 
 namespace elvantris::operator_control {
@@ -10,6 +11,28 @@ constexpr milliseconds sync_delay{2000};
 
 alert_severity severity_of(fault_mode mode) {
     return mode == mode_failover ? alert_severity::critical : alert_severity::warning;
+}
+
+// For what is less important than the act that it tells of.
+template<typename telling>
+void if_possible(const telling& tell) noexcept {
+    try {
+        tell();
+    } catch (const std::exception&) {
+        return;
+    }
+}
+
+shown_server show(const std::string& serial, const server_health& health, steady_time now) {
+    return {.serial = serial,
+            .age_ms = health.reachable ? milliseconds_between(health.lastSeen, now) : -1,
+            .supported = health.supported,
+            .engine_running = health.engineRunning,
+            .engine_responsive = health.engineResponsive,
+            .telemetry_available = health.telemetryAvailable,
+            .frame_stalled = health.frameStalled,
+            // Never heard, it has no text yet; the status stays JSON all the same.
+            .outputs = health.outputs};
 }
 
 } // namespace
@@ -37,15 +60,18 @@ void pair_protection::note_health(const std::string& serial, std::optional<serve
     if (health) entry = std::move(*health);
 }
 
-void pair_protection::evaluate_cycle(const moment& now) {
+void pair_protection::evaluate_cycle(const moment& now, const workstation_trouble& trouble) {
     if (const std::optional<server_pair> pair = registry_.find_pair())
-        watch_pair(*pair, now);
+        watch_pair(*pair, trouble.holds_operation, now);
     else
         registry_.set_active_override(false, "");
-    clear_alert("monitor", now);
+    if (trouble.lacks_resources)
+        note_monitor_failure("no socket or memory for a health poll.", now);
+    else
+        clear_alert("monitor", now);
 }
 
-void pair_protection::watch_pair(const server_pair& pair, const moment& now) {
+void pair_protection::watch_pair(const server_pair& pair, bool cut_off, const moment& now) {
     const auto& [main, backup] = pair;
     if (memory_.pairMain != main.serial || memory_.pairBackup != backup.serial)
         adopt_pair(pair, now);
@@ -71,13 +97,16 @@ void pair_protection::watch_pair(const server_pair& pair, const moment& now) {
                            .armed = memory_.policy.armed,
                            .main_fault = main_fault.has_value(),
                            .backup_ready = backup_ready,
-                           .actions_busy = actions_busy()},
+                           .actions_busy = queue_.busy(),
+                           .cut_off = cut_off},
                           main_fault.value_or(""), now);
 }
 
 void pair_protection::adopt_pair(const server_pair& pair, const moment& now) {
-    memory_.pairMain = pair.main.serial;
-    memory_.pairBackup = pair.backup.serial;
+    std::string main = pair.main.serial;
+    std::string backup = pair.backup.serial;
+    memory_.pairMain.swap(main);
+    memory_.pairBackup.swap(backup);
     memory_.heldOnBackup = false;
     active_serial_.clear();
     timers_.clear();
@@ -143,33 +172,42 @@ void pair_protection::run_failover_decision(const system_record& backup, const f
     clear_alert("failover-blocked", now);
 }
 
-bool pair_protection::transfer_to(const system_record& target, pair_side side,
-                                  const std::string& reason, const moment& now,
-                                  std::string& error) {
+pair_protection::prepared_transfer
+pair_protection::prepare_transfer(const system_record& target, pair_side side,
+                                  const std::string& reason) const {
     const bool to_backup = side == pair_side::backup;
-    const bool held_before = std::exchange(memory_.heldOnBackup, to_backup);
-    if (!save()) {
-        memory_.heldOnBackup = held_before;
-        error = "Could not persist active server; transfer was blocked.";
-        raise_alert("transfer-storage", error, alert_severity::critical, now);
-        return false;
-    }
-    clear_alert("transfer-storage", now);
-    active_serial_ = target.serial;
-    registry_.set_active_override(true, active_serial_);
-
-    clear_alert("transfer", now); // so that this transfer gets a notice of its own
-    raise_alert("transfer",
-                reason + "; operating on " +
-                    (to_backup ? "Backup. Return to Main manually when ready." : "Main."),
-                alert_severity::notice, now);
-
     outbound_sequence sequence{.steps = {},
                                .name = to_backup ? "Transfer to Backup" : "Return to Main"};
     for (const outbound_action& action : memory_.policy.actions)
         if (action.enabled && action.event == (to_backup ? "backup" : "main"))
             sequence.steps.push_back(action);
-    if (!sequence.steps.empty()) queue_.push_back(std::move(sequence));
+    return {.active_serial = target.serial,
+            .override_serial = target.serial,
+            .notice = reason + "; operating on " +
+                      (to_backup ? "Backup. Return to Main manually when ready." : "Main."),
+            .job = outbound_queue::prepared(std::move(sequence))};
+}
+
+bool pair_protection::transfer_to(const system_record& target, pair_side side,
+                                  const std::string& reason, const moment& now,
+                                  std::string& error) {
+    prepared_transfer prepared = prepare_transfer(target, side, reason);
+    const bool held_before = std::exchange(memory_.heldOnBackup, side == pair_side::backup);
+    if (!save()) {
+        memory_.heldOnBackup = held_before;
+        constexpr std::string_view blocked =
+            "Could not persist active server; transfer was blocked.";
+        raise_alert("transfer-storage", blocked, alert_severity::critical, now);
+        error = blocked;
+        return false;
+    }
+    active_serial_.swap(prepared.active_serial);
+    registry_.set_active_override(true, std::move(prepared.override_serial));
+    queue_.add(std::move(prepared.job));
+
+    clear_alert("transfer-storage", now);
+    clear_alert("transfer", now); // so that this transfer gets a notice of its own
+    raise_alert("transfer", prepared.notice, alert_severity::notice, now);
     return true;
 }
 
@@ -194,7 +232,7 @@ bool pair_protection::set_armed(bool armed, std::string& error) {
 }
 
 bool pair_protection::transfer_on_request(pair_side side, const moment& now, std::string& error) {
-    if (actions_busy()) {
+    if (queue_.busy()) {
         error = "Wait for the outbound sequence to finish before transferring again.";
         return false;
     }
@@ -233,38 +271,51 @@ bool pair_protection::test_action(std::int32_t index, std::string& error) {
         error = "Enable and save the action before testing it.";
         return false;
     }
-    if (actions_busy()) {
+    if (queue_.busy()) {
         error = "An outbound sequence is already running.";
         return false;
     }
-    queue_.push_back({.steps = {action}, .name = "Test action"});
+    queue_.add(outbound_queue::prepared({.steps = {action}, .name = "Test action"}));
     return true;
 }
 
-outbound_sequence pair_protection::take_sequence() {
-    outbound_sequence sequence = std::move(queue_.front());
-    queue_.pop_front();
-    sequence_running_ = true;
-    return sequence;
-}
-
 void pair_protection::record_step(const outbound_sequence& sequence, const outbound_action& step,
-                                  bool sent, const std::string& failure, const moment& now) {
-    last_action_ = sequence.name + " / " + step.name + ": " +
-                   (sent ? "sent; device execution unconfirmed." : failure);
-    set_alert("action:" + step.name + ':' + step.event, !sent, last_action_,
-              alert_severity::critical, now);
-    log_.action(now.wall_ms, last_action_);
+                                  bool sent, const std::string& failure,
+                                  const moment& now) noexcept {
+    if_possible([&] {
+        last_action_ = sequence.name + " / " + step.name + ": " +
+                       (sent ? "sent; device execution unconfirmed." : failure);
+        set_alert("action:" + step.name + ':' + step.event, !sent, last_action_,
+                  alert_severity::critical, now);
+        log_.action(now.wall_ms, last_action_);
+    });
 }
 
-void pair_protection::finish_sequence(const outbound_sequence& sequence, bool complete) {
-    sequence_running_ = false;
-    if (complete) last_action_ = sequence.name + ": sequence sent; device execution unconfirmed.";
+void pair_protection::finish_sequence(const outbound_sequence& sequence, bool complete) noexcept {
+    queue_.finish();
+    if (!complete) return;
+    if_possible(
+        [&] { last_action_ = sequence.name + ": sequence sent; device execution unconfirmed."; });
 }
 
-void pair_protection::note_monitor_failure(std::string_view what, const moment& now) {
-    raise_alert("monitor", "Protection monitor error: " + std::string(what),
-                alert_severity::critical, now);
+void pair_protection::note_monitor_failure(std::string_view what, const moment& now) noexcept {
+    if_possible([&] {
+        raise_alert("monitor", "Protection monitor error: " + std::string(what),
+                    alert_severity::critical, now);
+    });
+}
+
+protection_snapshot pair_protection::snapshot(steady_time now) const {
+    protection_snapshot taken{.policy = memory_.policy,
+                              .held_on_backup = memory_.heldOnBackup,
+                              .actions_busy = queue_.busy(),
+                              .last_action = last_action_,
+                              .servers = {},
+                              .alerts = alerts_.records()};
+    taken.servers.reserve(health_.size());
+    for (const auto& [serial, health] : health_)
+        taken.servers.push_back(show(serial, health, now));
+    return taken;
 }
 
 bool pair_protection::ready(const system_record& system, const system_record& main,
@@ -274,19 +325,23 @@ bool pair_protection::ready(const system_record& system, const system_record& ma
                         main, now);
 }
 
-void pair_protection::raise_alert(const std::string& key, std::string_view message,
-                                  alert_severity severity, const moment& now) {
-    if (alerts_.raise(key, message, severity, now.wall_ms) == alert_change::raised)
-        log_.fault(now.wall_ms, key, message);
+void pair_protection::raise_alert(std::string_view key, std::string_view message,
+                                  alert_severity severity, const moment& now) noexcept {
+    if_possible([&] {
+        if (alerts_.raise(key, message, severity, now.wall_ms) == alert_change::raised)
+            log_.fault(now.wall_ms, key, message);
+    });
 }
 
-void pair_protection::clear_alert(const std::string& key, const moment& now) {
-    if (alerts_.clear(key, now.wall_ms) == alert_change::recovered)
-        log_.recovered(now.wall_ms, key);
+void pair_protection::clear_alert(std::string_view key, const moment& now) noexcept {
+    if_possible([&] {
+        if (alerts_.clear(key, now.wall_ms) == alert_change::recovered)
+            log_.recovered(now.wall_ms, key);
+    });
 }
 
-void pair_protection::set_alert(const std::string& key, bool active, std::string_view message,
-                                alert_severity severity, const moment& now) {
+void pair_protection::set_alert(std::string_view key, bool active, std::string_view message,
+                                alert_severity severity, const moment& now) noexcept {
     if (active)
         raise_alert(key, message, severity, now);
     else

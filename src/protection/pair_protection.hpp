@@ -7,7 +7,8 @@
 // Threads: one at a time; the service's lock is held around every call.
 // Failure: acts of the operator return false and fill `error` with the sentence to show. Every
 //   change that the operator relies on is saved before it takes effect; a failed save puts the
-//   old value back.
+//   old value back. Where memory runs out an act throws and has changed nothing: all that can fail
+//   comes before the save. An alert or a log line that can't be made is left out.
 #pragma once
 
 #include "os/clock.hpp"
@@ -15,14 +16,14 @@
 #include "protection/alert_log.hpp"
 #include "protection/evaluation.hpp"
 #include "protection/fault_timers.hpp"
-#include "protection/outbound_sequence.hpp"
+#include "protection/outbound_queue.hpp"
 #include "protection/policy.hpp"
+#include "protection/protection_status.hpp"
 #include "protection/server_health.hpp"
 #include "protection/state_file.hpp"
 #include "systems/controller_registry.hpp"
 
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -39,35 +40,43 @@ public:
     void begin(steady_time now);
 
     std::uint32_t stall_ms() const { return memory_.policy.stallMs; }
-    std::uint32_t loss_ms() const { return memory_.policy.lossMs; }
 
     // An absent result is a failed poll: it leaves what was known, and time does the rest.
     void note_health(const std::string& serial, std::optional<server_health> health);
-    void evaluate_cycle(const moment& now);
-    void note_monitor_failure(std::string_view what, const moment& now);
+    // Operation stays where it is in a cycle whose polls failed through the workstation itself.
+    void evaluate_cycle(const moment& now, const workstation_trouble& trouble = {});
+    void note_monitor_failure(std::string_view what, const moment& now) noexcept;
 
     bool replace_policy(protection_policy policy, std::string& error);
     bool operate(std::string_view operation, const moment& now, std::string& error);
     bool test_action(std::int32_t index, std::string& error);
 
     // The outbound worker's side: one sequence at a time.
-    bool sequence_waiting() const { return !queue_.empty(); }
-    outbound_sequence take_sequence();
+    bool sequence_waiting() const { return queue_.waiting(); }
+    outbound_sequence take_sequence() noexcept { return queue_.take(); }
     // `failure` is empty for a step that was sent.
     void record_step(const outbound_sequence& sequence, const outbound_action& step, bool sent,
-                     const std::string& failure, const moment& now);
-    void finish_sequence(const outbound_sequence& sequence, bool complete);
+                     const std::string& failure, const moment& now) noexcept;
+    void finish_sequence(const outbound_sequence& sequence, bool complete) noexcept;
 
-    std::string status_json(steady_time now) const;
+    protection_snapshot snapshot(steady_time now) const;
 
 private:
-    void raise_alert(const std::string& key, std::string_view message, alert_severity severity,
-                     const moment& now);
-    void clear_alert(const std::string& key, const moment& now);
-    void set_alert(const std::string& key, bool active, std::string_view message,
-                   alert_severity severity, const moment& now);
+    // What a transfer needs, made before the save: what follows the save can't fail.
+    struct prepared_transfer {
+        std::string active_serial;
+        std::string override_serial;
+        std::string notice;
+        outbound_queue::prepared_job job;
+    };
 
-    void watch_pair(const server_pair& pair, const moment& now);
+    void raise_alert(std::string_view key, std::string_view message, alert_severity severity,
+                     const moment& now) noexcept;
+    void clear_alert(std::string_view key, const moment& now) noexcept;
+    void set_alert(std::string_view key, bool active, std::string_view message,
+                   alert_severity severity, const moment& now) noexcept;
+
+    void watch_pair(const server_pair& pair, bool cut_off, const moment& now);
     void adopt_pair(const server_pair& pair, const moment& now);
     // Keeps the server's alerts in step with its conditions. The message of the first critical
     // one that is confirmed, if any is.
@@ -83,7 +92,8 @@ private:
     bool transfer_on_request(pair_side side, const moment& now, std::string& error);
     bool transfer_to(const system_record& target, pair_side side, const std::string& reason,
                      const moment& now, std::string& error);
-    bool actions_busy() const { return sequence_running_ || !queue_.empty(); }
+    prepared_transfer prepare_transfer(const system_record& target, pair_side side,
+                                       const std::string& reason) const;
 
     controller_registry& registry_;
     state_file state_file_;
@@ -92,10 +102,9 @@ private:
     fault_timers timers_;
     alert_list alerts_;
     alert_log log_;
-    std::deque<outbound_sequence> queue_; // the gates before it keep it to one job
+    outbound_queue queue_;
     steady_time grace_start_;
     std::string active_serial_; // empty until the first cycle fills it
-    bool sequence_running_ = false;
     std::string last_action_;
 };
 

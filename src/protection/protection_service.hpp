@@ -1,7 +1,8 @@
 // Watches Main and Backup, and moves operation to Backup when Main fails.
 //
-// One monitor thread polls both servers four times a second and decides; one worker thread sends
-// the outbound commands of a transfer. What they know stands in `pair_protection`.
+// One monitor thread has both servers polled four times a second and decides; one worker thread
+// sends the outbound commands of a transfer. What they know is in `pair_protection`; `poll_round`
+// knows whom a cycle asks.
 //
 // Threads: `start` and `stop` belong to the main thread; all else may be called from any thread,
 //   and waits at most for one evaluation with its writes to disk.
@@ -10,13 +11,17 @@
 // Failure: operator's acts return false with the sentence to show in `error`.
 #pragma once
 
+#include "os/lock.hpp"
 #include "protection/pair_protection.hpp"
+#include "protection/poll_round.hpp"
+#include "protection/server_poller.hpp"
 #include "systems/controller_registry.hpp"
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -44,24 +49,38 @@ public:
     // Queues one saved action for delivery.
     bool test_action(std::int32_t index, std::string& error);
 
+    protection_snapshot snapshot() const;
     std::string protection_status_json() const;
 
 private:
     void monitor_loop();
     void run_cycle();
-    // Asks and notes what came; true if the server answered.
-    bool poll_health(const system_record& system, std::uint32_t stall_ms, milliseconds longest);
+    void begin_round(std::optional<system_record> main, std::optional<system_record> backup);
+    // Asks until what was heard may be judged.
+    void hear_both();
+    void ask(pair_side side, steady_time now);
+    // False if the lock came too late to judge what was heard.
+    bool judge();
     void action_worker();
-    void run_sequence(const outbound_sequence& sequence, std::unique_lock<std::mutex>& lock);
-    bool send_step(const outbound_action& step, std::string& failure) const;
+    // Waits for one; absent once the service is stopped.
+    std::optional<outbound_sequence> next_sequence();
+    void run_sequence(const outbound_sequence& sequence);
+    // False if the service is stopped by then.
+    bool rest_until(steady_time time);
+    bool send_step(const outbound_action& step, std::string& failure) const noexcept;
 
     controller_registry& registry_;
-    mutable std::mutex lock_; // guards `protection_`; disk writes of its acts happen under it
+    mutable checked_mutex lock_;      // disk writes of the acts on what it guards happen under it
     std::condition_variable wake_up_; // a stop, or a sequence in the queue; each waiter looks
     std::atomic<bool> running_{false};
-    pair_protection protection_;
+    pair_protection protection_ GUARDED_BY(lock_);
     std::thread monitor_;
     std::thread worker_;
+
+    // The monitor thread's own.
+    poll_round round_;
+    server_poller poller_;
+    std::array<std::optional<system_record>, 2> targets_; // Main, Backup
 };
 
 } // namespace elvantris::operator_control

@@ -1,40 +1,63 @@
-#include "protection/pair_protection.hpp"
+#include "protection/protection_status.hpp"
 
 #include "json/object_writer.hpp"
 #include "json/well_formed.hpp"
 
+#include <string_view>
+
 namespace elvantris::operator_control {
 namespace {
 
-std::string write_system(const std::string& serial, const server_health& health, steady_time now) {
+std::string write_server(const shown_server& server) {
     return json_object()
-        .text("serial", serial)
-        .number("ageMs", health.reachable ? milliseconds_between(health.lastSeen, now) : -1)
-        .flag("supported", health.supported)
-        .flag("engineRunning", health.engineRunning)
-        .flag("engineResponsive", health.engineResponsive)
-        .flag("telemetryAvailable", health.telemetryAvailable)
-        .flag("frameStalled", health.frameStalled)
+        .text("serial", server.serial)
+        .number("ageMs", server.age_ms)
+        .flag("supported", server.supported)
+        .flag("engineRunning", server.engine_running)
+        .flag("engineResponsive", server.engine_responsive)
+        .flag("telemetryAvailable", server.telemetry_available)
+        .flag("frameStalled", server.frame_stalled)
         // A server that was never heard has no text yet, and one that talks nonsense has only
         // balanced brackets: the status stays JSON all the same.
-        .json("outputs", json_is_value(health.outputs) ? health.outputs : "[]")
+        .json("outputs", json_is_value(server.outputs) ? server.outputs : "[]")
+        .written();
+}
+
+std::string_view severity_word(alert_severity severity) {
+    switch (severity) {
+    case alert_severity::notice:
+        return "notice";
+    case alert_severity::warning:
+        return "warning";
+    case alert_severity::critical:
+        break;
+    }
+    return "critical";
+}
+
+std::string write_alert(const alert_record& record) {
+    return json_object()
+        .number("id", record.id)
+        .text("message", record.message)
+        .text("severity", severity_word(record.severity))
+        .number("started", record.started)
+        .number("recovered", record.recovered)
+        .flag("active", record.active)
+        .flag("acknowledged", record.acknowledged)
         .written();
 }
 
 } // namespace
 
-std::string pair_protection::status_json(steady_time now) const {
-    const auto write = [now](const auto& system) {
-        return write_system(system.first, system.second, now);
-    };
+std::string write_status(const protection_snapshot& snapshot) {
     return json_object()
-        .json("policy", write_policy(memory_.policy))
-        .flag("armed", memory_.policy.armed)
-        .flag("heldOnBackup", memory_.heldOnBackup)
-        .flag("actionsBusy", actions_busy())
-        .text("lastAction", last_action_)
-        .json("systems", json_array(health_, write))
-        .json("alerts", alerts_.to_json())
+        .json("policy", write_policy(snapshot.policy))
+        .flag("armed", snapshot.policy.armed)
+        .flag("heldOnBackup", snapshot.held_on_backup)
+        .flag("actionsBusy", snapshot.actions_busy)
+        .text("lastAction", snapshot.last_action)
+        .json("systems", json_array(snapshot.servers, write_server))
+        .json("alerts", json_array(snapshot.alerts, write_alert))
         .written();
 }
 

@@ -35,11 +35,19 @@ struct http_call {
 http_response http_exchange(const http_call& call, const call_limits& limits = {});
 
 // Reads up to `read_limit` bytes, in whole buffers. What has come when the limits are over is a
-// response only if its framing shows it whole.
+// response only if its framing shows it whole; an answer that has arrived by then still counts.
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
                                     const call_limits& limits = {});
 // The same for a caller that is limited by nothing but the time of the whole exchange.
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
                                     milliseconds longest);
+
+// The same, and why the request didn't get out, where it didn't.
+struct attempted_exchange {
+    http_response response;
+    connect_failure failure = connect_failure::none;
+};
+attempted_exchange attempt_exchange_bounded(const http_call& call, std::uint64_t read_limit,
+                                            const call_limits& limits = {});
 
 } // namespace elvantris::operator_control

@@ -63,6 +63,23 @@ sockaddr_in loopback_address(std::uint16_t port) {
     return address;
 }
 
+connect_failure connect_failure_of(int error) {
+    switch (error) {
+    case ENETUNREACH:
+    case ENETDOWN:
+    case EADDRNOTAVAIL:
+        return connect_failure::no_network;
+    case EMFILE:
+    case ENFILE:
+    case ENOBUFS:
+    case ENOMEM:
+    case EAGAIN:
+        return connect_failure::no_resources;
+    default:
+        return connect_failure::unanswered;
+    }
+}
+
 bool switch_on(const socket_handle& socket, int option) {
     const int on = 1;
     return ::setsockopt(native_of(socket), SOL_SOCKET, option, &on, sizeof on) == 0;
@@ -113,20 +130,25 @@ std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint1
     return to_socket_address(AF_INET, SOCK_DGRAM, IPPROTO_UDP, &address, sizeof address);
 }
 
-socket_handle begin_connecting(const socket_address& address) {
+connect_attempt begin_connecting(const socket_address& address) {
+    const auto failed = [](int error) {
+        return connect_attempt{.socket = {}, .failure = connect_failure_of(error)};
+    };
     socket_handle socket = open_socket(address.family, address.type, address.protocol);
-    if (!socket.valid()) return {};
+    if (!socket.valid()) return failed(errno);
     const auto length = static_cast<socklen_t>(address.length);
-    if (::connect(native_of(socket), native_of(address), length) == 0) return socket;
-    if (errno != EINPROGRESS) return {};
-    return socket;
+    if (::connect(native_of(socket), native_of(address), length) != 0 && errno != EINPROGRESS)
+        return failed(errno);
+    return {.socket = std::move(socket)};
 }
 
-bool has_connected(const socket_handle& socket) {
+connect_failure result_of_connecting(const socket_handle& socket) {
     int error = 0;
     socklen_t error_length = sizeof error;
-    return ::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, &error, &error_length) == 0 &&
-           error == 0;
+    if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, &error, &error_length) != 0)
+        return connect_failure_of(errno);
+    // What comes back later is the word of somebody on the way.
+    return error == 0 ? connect_failure::none : connect_failure::unanswered;
 }
 
 bool wait_writable(const socket_handle& socket, milliseconds timeout) {

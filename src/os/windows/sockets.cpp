@@ -73,6 +73,21 @@ sockaddr_in loopback_address(std::uint16_t port) {
     return address;
 }
 
+connect_failure connect_failure_of(int error) {
+    switch (error) {
+    case WSAENETUNREACH:
+    case WSAENETDOWN:
+    case WSAEADDRNOTAVAIL:
+        return connect_failure::no_network;
+    case WSAEMFILE:
+    case WSAENOBUFS:
+    case WSA_NOT_ENOUGH_MEMORY:
+        return connect_failure::no_resources;
+    default:
+        return connect_failure::unanswered;
+    }
+}
+
 bool switch_on(const socket_handle& socket, int option) {
     const BOOL on = TRUE;
     return ::setsockopt(native_of(socket), SOL_SOCKET, option, reinterpret_cast<const char*>(&on),
@@ -148,22 +163,27 @@ std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint1
     return to_socket_address(AF_INET, SOCK_DGRAM, IPPROTO_UDP, &address, sizeof address);
 }
 
-socket_handle begin_connecting(const socket_address& address) {
+connect_attempt begin_connecting(const socket_address& address) {
+    const auto failed = [](int error) {
+        return connect_attempt{.socket = {}, .failure = connect_failure_of(error)};
+    };
     socket_handle socket = open_socket(address.family, address.type, address.protocol);
-    if (!socket.valid()) return {};
-    if (::connect(native_of(socket), native_of(address), length_of(address.length)) == 0)
-        return socket;
+    if (!socket.valid()) return failed(::WSAGetLastError());
     // One that failed at once becomes neither writable nor exceptional, and would use up the time.
-    if (::WSAGetLastError() != WSAEWOULDBLOCK) return {};
-    return socket;
+    if (::connect(native_of(socket), native_of(address), length_of(address.length)) != 0 &&
+        ::WSAGetLastError() != WSAEWOULDBLOCK)
+        return failed(::WSAGetLastError());
+    return {.socket = std::move(socket)};
 }
 
-bool has_connected(const socket_handle& socket) {
+connect_failure result_of_connecting(const socket_handle& socket) {
     int error = 0;
     int error_length = sizeof error;
-    return ::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
-                        &error_length) == 0 &&
-           error == 0;
+    if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
+                     &error_length) != 0)
+        return connect_failure_of(::WSAGetLastError());
+    // What comes back later is the word of somebody on the way.
+    return error == 0 ? connect_failure::none : connect_failure::unanswered;
 }
 
 bool wait_writable(const socket_handle& socket, milliseconds timeout) {

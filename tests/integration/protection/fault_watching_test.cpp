@@ -75,7 +75,7 @@ TEST_F(fault_watching, raises_nothing_during_the_grace_and_the_lost_server_right
                   "critical Backup: Server communication lost.", not_ready,
                   "critical Main fault detected; failover blocked because Backup is not ready."}));
     std::vector<std::string> in_order;
-    for (const shown_alert& alert : alerts())
+    for (const alert_record& alert : alerts())
         in_order.push_back(alert.message);
     EXPECT_EQ(in_order,
               (std::vector<std::string>{
@@ -398,7 +398,7 @@ TEST_F(fault_watching, keeps_the_delays_running_when_a_new_policy_could_not_be_s
     policy.lossMs = 30000;
     EXPECT_FALSE(protection->replace_policy(policy, error));
     EXPECT_EQ(error, "Protection settings could not be saved.");
-    EXPECT_EQ(json_read_int(status(), "lossMs", 0), 1000);
+    EXPECT_EQ(shown().policy.lossMs, 1000U);
     cycle_after(100ms);
     EXPECT_TRUE(stands("warning Main: Engine is not responding."));
 }
@@ -430,7 +430,7 @@ TEST_F(fault_watching, ends_every_alert_of_a_former_pair_without_a_line_in_the_l
     registry.configure(true, "M1", "B2");
     cycle_after(250ms);
     EXPECT_TRUE(standing().empty());
-    for (const shown_alert& alert : alerts())
+    for (const alert_record& alert : alerts())
         EXPECT_EQ(alert.recovered, now.wall_ms);
     EXPECT_EQ(log_lines(), lines_before);
     EXPECT_EQ(saved().pairBackup, "B2");
@@ -533,4 +533,28 @@ TEST_F(fault_watching, brings_a_fault_that_recurs_back_unacknowledged) {
     EXPECT_FALSE(alerts()[0].active);
     EXPECT_FALSE(alerts()[1].acknowledged);
     EXPECT_GT(alerts()[1].id, alerts()[0].id);
+}
+
+TEST_F(fault_watching, moves_nothing_in_a_cycle_whose_polls_failed_through_the_workstation) {
+    watch();
+    main_says.reset();
+    const moment lost_at{.steady = now.steady + 1000ms, .wall_ms = now.wall_ms + 1000};
+    protection->note_health("B1", healthy_server());
+    now.steady += 10ms;
+    hear("B1", healthy_server());
+    protection->evaluate_cycle(lost_at, {.holds_operation = true, .lacks_resources = false});
+    EXPECT_TRUE(stands("critical Main: Server communication lost."));
+    EXPECT_EQ(standing().size(), 1U);
+    EXPECT_FALSE(held());
+    protection->evaluate_cycle(lost_at);
+    EXPECT_TRUE(held()) << "the next cycle decides afresh";
+}
+
+TEST_F(fault_watching, tells_of_polls_for_which_the_workstation_lacked_the_means) {
+    watch();
+    protection->evaluate_cycle(now, {.holds_operation = true, .lacks_resources = true});
+    EXPECT_TRUE(stands("critical Protection monitor error: no socket or memory "
+                       "for a health poll."));
+    cycle_after(250ms);
+    EXPECT_TRUE(standing().empty()) << "the next good cycle clears it";
 }

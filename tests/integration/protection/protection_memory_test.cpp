@@ -14,18 +14,14 @@ void write_state(const std::string& path, std::string_view text) {
 
 const std::string defaults = write_policy(protection_policy{});
 
-std::string policy_in(const std::string& status) {
-    return status.substr(status.find('{', 1), defaults.size());
-}
-
 } // namespace
 
 TEST_F(protection_at_start, is_armed_with_the_defaults_without_a_file_or_with_an_empty_one) {
-    EXPECT_EQ(policy_in(status()), defaults);
+    EXPECT_EQ(write_policy(shown().policy), defaults);
     EXPECT_EQ(last_action(), "");
     write_state(state_path(), "");
     restart();
-    EXPECT_EQ(policy_in(status()), defaults);
+    EXPECT_EQ(write_policy(shown().policy), defaults);
     EXPECT_EQ(last_action(), "");
 }
 
@@ -35,7 +31,7 @@ TEST_F(protection_at_start, keeps_its_file_beside_the_configuration_under_the_wh
         read_whole_file(folder.file("operator-control.json.protection.json"), largest_settings_file)
             .has_value());
     restart();
-    EXPECT_FALSE(json_read_bool(status(), "armed", true));
+    EXPECT_FALSE(shown().policy.armed);
 }
 
 TEST_F(protection_at_start, tells_of_an_invalid_policy_and_leaves_the_file_until_the_first_save) {
@@ -45,7 +41,7 @@ TEST_F(protection_at_start, tells_of_an_invalid_policy_and_leaves_the_file_until
     restart();
     EXPECT_EQ(last_action(), "Invalid saved protection settings: Resource pressure supports "
                              "Ignore or Alert only.");
-    EXPECT_EQ(policy_in(status()), defaults);
+    EXPECT_EQ(write_policy(shown().policy), defaults);
     EXPECT_FALSE(held());
     protection->begin(now.steady);
     EXPECT_EQ(read_whole_file(state_path(), largest_settings_file), invalid);
@@ -78,5 +74,5 @@ TEST_F(protection_at_start, replaces_the_policy_alone_when_one_is_posted) {
     EXPECT_EQ(alerts().size(), alerts_before);
     EXPECT_EQ(registry.active_role(), "backup");
     use_policy(parse_policy("{}"));
-    EXPECT_TRUE(json_read_bool(status(), "armed", false)) << "a policy without the key arms";
+    EXPECT_TRUE(shown().policy.armed) << "a policy without the key arms";
 }

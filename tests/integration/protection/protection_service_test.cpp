@@ -153,7 +153,7 @@ TEST_F(running_protection, moves_to_backup_by_itself_and_tells_the_outside_devic
     EXPECT_EQ(outside.next(), "AB");
     ASSERT_TRUE(comes_true([&] { return !busy(); }));
     EXPECT_EQ(last_action(), "Transfer to Backup: sequence sent; device execution unconfirmed.");
-    EXPECT_TRUE(json_read_bool(status(), "heldOnBackup", false));
+    EXPECT_TRUE(shown().held_on_backup);
     main_answers = true;
     ASSERT_TRUE(comes_true([&] { return service->operate("main", error); })) << error;
     // Readiness looks at the poll, the registry at the evaluation that follows it.
@@ -311,7 +311,7 @@ TEST_F(running_protection, makes_no_further_attempt_once_it_is_stopped) {
 }
 
 TEST_F(running_protection, takes_a_posted_policy_only_if_it_is_valid_and_can_be_saved) {
-    const auto policy_text = [&] { return write_policy(parse_policy(status())); };
+    const auto policy_text = [&] { return write_policy(shown().policy); };
     const std::string before = policy_text();
     EXPECT_FALSE(service->replace_policy(R"({"lossMs":499})", error));
     EXPECT_EQ(error, "Fault delays must be 500-30000 ms; startup grace must be 1000-60000 ms.");
@@ -326,8 +326,8 @@ TEST_F(running_protection, takes_a_posted_policy_only_if_it_is_valid_and_can_be_
     std::filesystem::remove(in_the_way);
 
     ASSERT_TRUE(service->replace_policy(R"({"lossMs":700,"heldOnBackup":true})", error));
-    EXPECT_EQ(json_read_int(status(), "lossMs", 0), 700);
-    EXPECT_FALSE(json_read_bool(status(), "heldOnBackup", true)) << "no key of a policy";
+    EXPECT_EQ(shown().policy.lossMs, 700U);
+    EXPECT_FALSE(shown().held_on_backup) << "no key of a policy";
 }
 
 TEST_F(running_protection, passes_refusals_of_the_operator_on) {
@@ -336,5 +336,5 @@ TEST_F(running_protection, passes_refusals_of_the_operator_on) {
     EXPECT_FALSE(service->test_action(-1, error));
     EXPECT_EQ(error, "Save the action before testing it.");
     EXPECT_TRUE(service->operate("disarm", error));
-    EXPECT_FALSE(json_read_bool(status(), "armed", true));
+    EXPECT_FALSE(shown().policy.armed);
 }

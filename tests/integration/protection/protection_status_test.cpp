@@ -5,7 +5,10 @@ using namespace std::chrono_literals;
 
 namespace {
 
-using protection_status = watched_pair;
+class protection_status : public watched_pair {
+protected:
+    std::string status() const { return write_status(shown()); }
+};
 
 std::string system_of(const std::string& status, const std::string& serial) {
     for (const std::string& system : json_read_object_list(status, "systems"))
@@ -84,15 +87,37 @@ TEST_F(protection_status, never_forgets_a_server_of_a_former_pair) {
         EXPECT_NE(system_of(status(), serial), "") << serial;
 }
 
+TEST_F(protection_status, writes_its_alerts_oldest_first_without_their_keys) {
+    const auto record = [](std::uint64_t id, const char* message, alert_severity severity) {
+        return alert_record{.id = id, .key = "k", .message = message, .severity = severity};
+    };
+    protection_snapshot snapshot;
+    snapshot.alerts = {record(1, "say \"no\"\n", alert_severity::notice),
+                       record(2, "two", alert_severity::warning),
+                       record(3, "three", alert_severity::critical)};
+    snapshot.alerts[0].started = 10;
+    snapshot.alerts[0].active = true;
+    snapshot.alerts[1].recovered = 25;
+    snapshot.alerts[1].acknowledged = true;
+    const std::string text = write_status(snapshot);
+    EXPECT_EQ(text.substr(text.find(R"("alerts":)")),
+              R"("alerts":[{"id":1,"message":"say \"no\"\n","severity":"notice","started":10,)"
+              R"("recovered":0,"active":true,"acknowledged":false},)"
+              R"({"id":2,"message":"two","severity":"warning","started":0,)"
+              R"("recovered":25,"active":false,"acknowledged":true},)"
+              R"({"id":3,"message":"three","severity":"critical","started":0,)"
+              R"("recovered":0,"active":false,"acknowledged":false}]})");
+}
+
 TEST_F(protection_status, lists_the_alerts_oldest_first) {
     watch();
     ASSERT_TRUE(operate("backup"));
     ASSERT_TRUE(operate("main"));
-    const auto shown = alerts();
-    ASSERT_EQ(shown.size(), 2U);
-    EXPECT_EQ(shown[0].id, 1);
-    EXPECT_EQ(shown[0].started, now.wall_ms);
-    EXPECT_EQ(shown[0].recovered, now.wall_ms);
-    EXPECT_EQ(shown[1].id, 2);
-    EXPECT_EQ(shown[1].recovered, 0);
+    const auto listed = alerts();
+    ASSERT_EQ(listed.size(), 2U);
+    EXPECT_EQ(listed[0].id, 1U);
+    EXPECT_EQ(listed[0].started, now.wall_ms);
+    EXPECT_EQ(listed[0].recovered, now.wall_ms);
+    EXPECT_EQ(listed[1].id, 2U);
+    EXPECT_EQ(listed[1].recovered, 0);
 }

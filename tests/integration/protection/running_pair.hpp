@@ -66,18 +66,20 @@ protected:
         }));
     }
 
-    std::string status() const { return service->protection_status_json(); }
-    bool busy() const { return json_read_bool(status(), "actionsBusy", false); }
-    std::string last_action() const { return json_read_string(status(), "lastAction"); }
-    std::size_t alert_count() const { return json_read_object_list(status(), "alerts").size(); }
-    std::int64_t age_of(const std::string& serial) const {
-        return json_read_int64(system_of(serial), "ageMs", -2);
+    protection_snapshot shown() const { return service->snapshot(); }
+    bool busy() const { return shown().actions_busy; }
+    std::string last_action() const { return shown().last_action; }
+    std::size_t alert_count() const { return shown().alerts.size(); }
+    // What is shown of a polled server; absent if it has no entry.
+    std::optional<shown_server> system_of(const std::string& serial) const {
+        for (const shown_server& server : shown().servers)
+            if (server.serial == serial) return server;
+        return std::nullopt;
     }
-    // What the status says of a polled server; empty if it has no entry.
-    std::string system_of(const std::string& serial) const {
-        for (const std::string& system : json_read_object_list(status(), "systems"))
-            if (json_read_string(system, "serial") == serial) return system;
-        return {};
+    // -1 before the first good poll, -2 without an entry.
+    std::int64_t age_of(const std::string& serial) const {
+        const auto server = system_of(serial);
+        return server ? server->age_ms : -2;
     }
     std::string log() const {
         return read_whole_file(registry.configuration_path() + ".protection.json.alerts.jsonl",

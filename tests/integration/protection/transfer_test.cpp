@@ -182,9 +182,9 @@ TEST_F(transfer, gives_a_second_failover_a_notice_of_its_own) {
     cycle_after(250ms);
     int notices = 0;
     int standing_notices = 0;
-    for (const shown_alert& alert : alerts()) {
-        notices += alert.severity == "notice" ? 1 : 0;
-        standing_notices += alert.severity == "notice" && alert.active ? 1 : 0;
+    for (const alert_record& alert : alerts()) {
+        notices += alert.severity == alert_severity::notice ? 1 : 0;
+        standing_notices += alert.severity == alert_severity::notice && alert.active ? 1 : 0;
     }
     EXPECT_EQ(notices, 3);
     EXPECT_EQ(standing_notices, 1);
@@ -478,7 +478,7 @@ TEST_F(transfer, operations_arm_and_disarm_are_saved_or_undone) {
     EXPECT_TRUE(saved().policy.armed);
     break_saving();
     EXPECT_EQ(refusal_of("disarm"), "Could not save protection state.");
-    EXPECT_TRUE(json_read_bool(status(), "armed", false));
+    EXPECT_TRUE(shown().policy.armed);
 }
 
 TEST_F(transfer, operations_that_change_nothing_to_keep_save_nothing) {

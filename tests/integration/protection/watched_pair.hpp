@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <deque>
 #include <filesystem>
 #include <optional>
 #include <set>
@@ -20,16 +21,6 @@
 #include <vector>
 
 namespace elvantris::operator_control {
-
-struct shown_alert {
-    std::int64_t id = 0;
-    std::string message;
-    std::string severity;
-    std::int64_t started = 0;
-    std::int64_t recovered = 0;
-    bool active = false;
-    bool acknowledged = false;
-};
 
 inline server_health healthy_server() {
     server_health health;
@@ -115,7 +106,7 @@ protected:
     }
     template<typename change>
     void change_policy(const change& changed) {
-        protection_policy policy = parse_policy(status());
+        protection_policy policy = shown().policy;
         changed(policy);
         use_policy(policy);
     }
@@ -133,30 +124,22 @@ protected:
         return memory;
     }
 
-    std::string status() const { return protection->status_json(now.steady); }
-    bool held() const { return json_read_bool(status(), "heldOnBackup", false); }
-    bool busy() const { return json_read_bool(status(), "actionsBusy", false); }
-    std::string last_action() const { return json_read_string(status(), "lastAction"); }
+    protection_snapshot shown() const { return protection->snapshot(now.steady); }
+    bool held() const { return shown().held_on_backup; }
+    bool busy() const { return shown().actions_busy; }
+    std::string last_action() const { return shown().last_action; }
+    std::deque<alert_record> alerts() const { return shown().alerts; }
 
-    std::vector<shown_alert> alerts() const {
-        std::vector<shown_alert> found;
-        for (const std::string& text : json_read_object_list(status(), "alerts")) {
-            shown_alert& alert = found.emplace_back();
-            alert.id = json_read_int64(text, "id", 0);
-            alert.message = json_read_string(text, "message");
-            alert.severity = json_read_string(text, "severity");
-            alert.started = json_read_int64(text, "started", -1);
-            alert.recovered = json_read_int64(text, "recovered", -1);
-            alert.active = json_read_bool(text, "active", false);
-            alert.acknowledged = json_read_bool(text, "acknowledged", false);
-        }
-        return found;
-    }
     // "critical Main: Engine stopped or exited."
     std::set<std::string> standing() const {
+        const auto word = [](alert_severity severity) {
+            return severity == alert_severity::critical  ? "critical "
+                   : severity == alert_severity::warning ? "warning "
+                                                         : "notice ";
+        };
         std::set<std::string> found;
-        for (const shown_alert& alert : alerts())
-            if (alert.active) found.insert(alert.severity + ' ' + alert.message);
+        for (const alert_record& alert : alerts())
+            if (alert.active) found.insert(word(alert.severity) + alert.message);
         return found;
     }
     bool stands(const std::string& alert) const { return standing().contains(alert); }

@@ -137,23 +137,3 @@ TEST(alert_list, makes_no_room_for_an_alert_that_stands_already) {
     EXPECT_EQ(raise(list, "k5"), alert_change::none);
     EXPECT_TRUE(holds(list, "k0"));
 }
-
-TEST(alert_list, writes_its_records_oldest_first_without_their_keys) {
-    alert_list list;
-    EXPECT_EQ(list.to_json(), "[]");
-    list.raise("a", "say \"no\"\n", alert_severity::notice, 10);
-    list.raise("b", "two", alert_severity::warning, 20);
-    list.raise("c", "three", alert_severity::critical, 30);
-    list.clear("b", 25);
-    list.acknowledge_all();
-    list.raise("d", "four", alert_severity::warning, 40);
-    EXPECT_EQ(list.to_json(),
-              R"([{"id":1,"message":"say \"no\"\n","severity":"notice","started":10,)"
-              R"("recovered":0,"active":true,"acknowledged":true},)"
-              R"({"id":2,"message":"two","severity":"warning","started":20,)"
-              R"("recovered":25,"active":false,"acknowledged":true},)"
-              R"({"id":3,"message":"three","severity":"critical","started":30,)"
-              R"("recovered":0,"active":true,"acknowledged":true},)"
-              R"({"id":4,"message":"four","severity":"warning","started":40,)"
-              R"("recovered":0,"active":true,"acknowledged":false}])");
-}

@@ -437,3 +437,12 @@ TEST(decide_failover, moves_only_with_every_gate_open) {
                                              : failover_action::blocked_by_readiness);
     }
 }
+
+TEST(decide_failover, stays_where_it_is_while_the_workstation_is_cut_off) {
+    failover_view view = fault_with_all_gates_open();
+    view.cut_off = true;
+    EXPECT_EQ(decide_failover(view), failover_action::none);
+    view.backup_ready = false;
+    EXPECT_EQ(decide_failover(view), failover_action::blocked_by_readiness)
+        << "its alert follows the readiness all the same";
+}

@@ -1,0 +1,128 @@
+#include "protection/poll_round.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr milliseconds poll_period{250};
+constexpr milliseconds look_period{50};
+// A look that comes so much later than it was due shows a pause of the program. A busy machine
+// stays below it.
+constexpr milliseconds pause_limit{100};
+// Pauses without end must not keep the monitor from judging.
+constexpr int most_pauses = 3;
+// How much later than the other a server may come back.
+constexpr milliseconds return_gap{300};
+constexpr milliseconds quick_repeat{50};
+constexpr int most_repeats = 3;
+
+bool own_fault(poll_outcome outcome) {
+    return outcome == poll_outcome::no_network || outcome == poll_outcome::no_resources;
+}
+
+} // namespace
+
+poll_round::side_state& poll_round::enter(side_state& state, target found) {
+    state.present = found != target::none;
+    if (found != target::known) state.foreign = state.under_way;
+    state.last.reset();
+    state.answered.reset();
+    state.repeats = 0;
+    return state;
+}
+
+void poll_round::begin(target main, target backup, steady_time now) {
+    enter(sides_[0], main);
+    enter(sides_[1], backup);
+    if (main != target::known || backup != target::known) both_were_silent_ = false;
+    pauses_ = 0;
+    look(now);
+}
+
+void poll_round::look(steady_time now) {
+    if (now > due_ + pause_limit && pauses_ < most_pauses) {
+        ++pauses_;
+        undisturbed_since_ = now;
+        for (side_state& state : sides_)
+            state.answered.reset();
+    }
+    due_ = now + look_period;
+}
+
+// Heard before a pause, or not at all.
+bool poll_round::stale(const side_state& state) const {
+    return !state.last || state.last->asked < undisturbed_since_;
+}
+
+bool poll_round::to_be_repeated(const side_state& state) const {
+    return state.last->outcome == poll_outcome::no_resources && state.repeats < most_repeats;
+}
+
+bool poll_round::may_be_coming_back(const side_state& state) const {
+    const side_state& other = other_than(state);
+    return both_were_silent_ && !state.answered && other.answered &&
+           state.last->asked < *other.answered + return_gap;
+}
+
+bool poll_round::settled(const side_state& state) const {
+    return !state.present ||
+           (!stale(state) && !to_be_repeated(state) && !may_be_coming_back(state));
+}
+
+steady_time poll_round::next_poll(const side_state& state) const {
+    if (stale(state)) return {};
+    if (settled(state)) return state.asked + poll_period;
+    return state.asked + quick_repeat;
+}
+
+bool poll_round::wants_poll(pair_side side, steady_time now) const {
+    const side_state& state = at(side);
+    return state.present && !state.under_way && !may_judge() && now >= next_poll(state);
+}
+
+void poll_round::asked(pair_side side, steady_time now) {
+    side_state& state = at(side);
+    if (state.last && to_be_repeated(state)) ++state.repeats;
+    state.under_way = true;
+    state.asked = now;
+}
+
+void poll_round::ended(pair_side side, poll_outcome outcome) {
+    side_state& state = at(side);
+    state.under_way = false;
+    if (std::exchange(state.foreign, false)) return;
+    state.last = {.asked = state.asked, .outcome = outcome};
+    if (outcome == poll_outcome::answered && !state.answered && !stale(state))
+        state.answered = state.asked;
+}
+
+bool poll_round::may_judge() const {
+    return std::ranges::all_of(sides_, [this](const side_state& state) { return settled(state); });
+}
+
+void poll_round::judged() {
+    both_were_silent_ = std::ranges::all_of(
+        sides_, [](const side_state& state) { return state.present && !state.answered; });
+}
+
+workstation_trouble poll_round::trouble() const {
+    const auto outcome_is = [](const side_state& state, auto condition) {
+        return state.present && state.last && condition(state.last->outcome);
+    };
+    const auto starved = [](poll_outcome outcome) { return outcome == poll_outcome::no_resources; };
+    const auto& [main, backup] = sides_;
+    return {.holds_operation = outcome_is(main, starved) ||
+                               (outcome_is(main, own_fault) && outcome_is(backup, own_fault)),
+            .lacks_resources = outcome_is(main, starved) || outcome_is(backup, starved)};
+}
+
+steady_time poll_round::rest_until() const {
+    steady_time rest = due_;
+    for (const side_state& state : sides_)
+        if (state.present && !state.under_way) rest = std::min(rest, next_poll(state));
+    return rest;
+}
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,85 @@
+// Whom the monitor asks in a cycle, and when what it has heard may be judged.
+//
+// A cycle asks both servers and waits for both. Four things make that safe:
+// - While one server is awaited the other is asked again every 250 ms, so a slow server doesn't use
+//   up the other's tolerance. The cycle doesn't wait for such a poll; if it is still under way when
+//   the next cycle begins, it is that cycle's poll.
+// - After a pause of the program (a stop, a sleep, a lock that was long in coming) both servers are
+//   asked again: what was asked before it isn't judged.
+// - When both were silent and one answers again, the other is asked once more before it counts as
+//   missing: they may be coming back one after the other.
+// - A poll for which the workstation lacks the means says nothing about a server. It is repeated.
+//
+// Pure: time and outcomes come in. Threads: one at a time.
+#pragma once
+
+#include "os/clock.hpp"
+#include "protection/evaluation.hpp"
+#include "protection/health_poll.hpp"
+
+#include <array>
+#include <optional>
+
+namespace elvantris::operator_control {
+
+class poll_round {
+public:
+    // What a cycle finds on one side.
+    enum class target {
+        none,    // nobody to ask
+        known,   // the one that was asked before
+        changed, // another server, or another address
+    };
+
+    void begin(target main, target backup, steady_time now);
+    // Tells that the monitor is awake; it must be told before every question below.
+    void look(steady_time now);
+
+    bool wants_poll(pair_side side, steady_time now) const;
+    void asked(pair_side side, steady_time now);
+    void ended(pair_side side, poll_outcome outcome);
+
+    bool may_judge() const;
+    void judged();
+    // The monitor rests until the next cycle.
+    void rest(steady_time until) { due_ = until; }
+    workstation_trouble trouble() const;
+
+    // The latest moment of the next look while the cycle lasts.
+    steady_time rest_until() const;
+
+private:
+    struct finished_poll {
+        steady_time asked;
+        poll_outcome outcome = poll_outcome::unanswered;
+    };
+    struct side_state {
+        bool present = false;
+        bool under_way = false;
+        bool foreign = false; // the poll under way asks another server than this cycle does
+        steady_time asked;    // the latest poll's time
+        std::optional<finished_poll> last;   // what this cycle has heard
+        std::optional<steady_time> answered; // when the first good poll of this cycle was asked
+        int repeats = 0;
+    };
+
+    static side_state& enter(side_state& state, target found);
+    const side_state& at(pair_side side) const { return sides_[side == pair_side::main ? 0 : 1]; }
+    side_state& at(pair_side side) { return sides_[side == pair_side::main ? 0 : 1]; }
+    const side_state& other_than(const side_state& state) const {
+        return &state == sides_.data() ? sides_[1] : sides_[0];
+    }
+    bool stale(const side_state& state) const;
+    bool to_be_repeated(const side_state& state) const;
+    bool may_be_coming_back(const side_state& state) const;
+    bool settled(const side_state& state) const;
+    steady_time next_poll(const side_state& state) const;
+
+    std::array<side_state, 2> sides_; // Main, Backup
+    bool both_were_silent_ = false;   // in the cycle before
+    steady_time undisturbed_since_;
+    steady_time due_; // when the next look was meant to come
+    int pauses_ = 0;
+};
+
+} // namespace elvantris::operator_control

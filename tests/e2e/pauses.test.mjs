@@ -1,0 +1,86 @@
+// The workstation was away, slow, or cut off: nothing that is healthy moves.
+import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
+import { after, before, beforeEach, test } from 'node:test';
+import { setTimeout as sleep } from 'node:timers/promises';
+
+import { windows } from './support/environment.mjs';
+import { get_status, until_active, until_alert, until_recovered } from './support/operator.mjs';
+import { mark, Pair } from './support/pair.mjs';
+
+let pair;
+before(async () => {
+  pair = await Pair.start();
+});
+after(() => pair?.stop());
+beforeEach(() => pair.settle({ lossMs: 1000, stallMs: 1500 }));
+
+// Nothing was raised since, and operation is where it was.
+async function assert_untouched(raised) {
+  const status = await get_status();
+  assert.deepEqual(raised(status), []);
+  assert.equal(status.active, 'main');
+}
+
+const pauses = Number(process.env.ELVANTRIS_PAUSES ?? 12);
+for (const latency of [1, 100, 300]) {
+  test(`stopping_the_program_moves_nothing_with_a_backup_that_answers_in_${latency}_ms`, async () => {
+    await pair.backup.break_path('GetVorHealth', { delayMs: latency });
+    const raised = await mark();
+    for (let count = 0; count < pauses; ++count) {
+      await sleep(600 + Math.random() * 400);
+      pair.workstation.program.process.kill('SIGSTOP');
+      await sleep(600 + Math.random() * 2400);
+      pair.workstation.program.process.kill('SIGCONT');
+    }
+    await sleep(1500);
+    await assert_untouched(raised);
+  });
+}
+
+const interface_of_workstation = () =>
+  execFileSync('ip', ['-o', '-4', 'route', 'get', pair.main.address], { encoding: 'utf8' }).match(
+    / dev (\S+)/,
+  )[1];
+
+test('the_own_interface_going_down_moves_nothing', { skip: windows }, async () => {
+  const name = interface_of_workstation();
+  for (const lossMs of [575, 980, 1000]) {
+    await pair.settle({ lossMs });
+    const raised = await mark();
+    for (let count = 0; count < 3; ++count) {
+      execFileSync('ip', ['link', 'set', name, 'down']);
+      await sleep(1600 + Math.random() * 250);
+      execFileSync('ip', ['link', 'set', name, 'up']);
+      await until_recovered('Main: Server communication lost.');
+      await until_recovered('Backup: Server communication lost.');
+    }
+    const status = await get_status();
+    assert.equal(status.active, 'main');
+    assert.equal(status.protection.heldOnBackup, false);
+    assert.ok(raised(status).every(({ message }) => !message.includes('operating on')));
+  }
+});
+
+test('a_main_that_returns_shortly_after_backup_moves_nothing', async () => {
+  for (const later of [0, 100, 200, 280]) {
+    pair.main.unplug();
+    pair.backup.unplug();
+    await until_alert('Main: Server communication lost.');
+    await until_alert('Backup: Server communication lost.');
+    await sleep(Math.random() * 500);
+    pair.backup.plug();
+    await sleep(later);
+    pair.main.plug();
+    await until_recovered('Main: Server communication lost.');
+    assert.equal((await get_status()).protection.heldOnBackup, false, `${later} ms later`);
+  }
+});
+
+test('a_main_that_stays_away_is_left_all_the_same', async () => {
+  pair.main.unplug();
+  pair.backup.unplug();
+  await until_alert('Backup: Server communication lost.');
+  pair.backup.plug();
+  await until_active('backup');
+});

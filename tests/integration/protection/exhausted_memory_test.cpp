@@ -1,0 +1,102 @@
+#include "watched_pair.hpp"
+
+#include "integration/support/failing_memory.hpp"
+
+#include <new>
+
+using namespace elvantris::operator_control;
+using namespace std::chrono_literals;
+
+namespace {
+
+class exhausted_memory : public watched_pair {
+protected:
+    exhausted_memory() {
+        change_policy([](protection_policy& policy) {
+            policy.actions = {enabled_action("an action with a rather long name", "backup")};
+        });
+        watch();
+    }
+
+    // Runs the act with no memory at all, then with one piece, and so on until it has enough.
+    template<typename act_type, typename check_type>
+    void run_short_of_memory(const act_type& act, const check_type& check) {
+        bool enough = false;
+        for (int pieces = 0; !enough; ++pieces) {
+            SCOPED_TRACE(pieces);
+            ASSERT_LT(pieces, 5000);
+            {
+                const failing_memory memory(pieces);
+                try {
+                    act();
+                } catch (const std::bad_alloc&) {
+                    EXPECT_TRUE(memory.exhausted());
+                }
+                enough = !memory.exhausted();
+            }
+            check(enough);
+        }
+    }
+
+    void expect_one_side() {
+        EXPECT_EQ(saved().heldOnBackup, held());
+        EXPECT_EQ(registry.active_role(), held() ? "backup" : "main");
+        EXPECT_EQ(busy(), held()) << "the outside device is told of what was done, and of no more";
+    }
+    void return_to_main() {
+        if (!held()) return;
+        protection->finish_sequence(protection->take_sequence(), true);
+        main_says = healthy_server();
+        cycle_after(250ms);
+        ASSERT_TRUE(operate("main")) << error;
+    }
+};
+
+} // namespace
+
+TEST_F(exhausted_memory,
+       leaves_memory_disk_and_registry_on_the_same_side_in_an_operators_transfer) {
+    run_short_of_memory([&] { protection->operate("backup", now, error); },
+                        [&](bool enough) {
+                            expect_one_side();
+                            EXPECT_TRUE(held() || !enough);
+                            return_to_main();
+                        });
+}
+
+TEST_F(exhausted_memory, leaves_them_on_the_same_side_in_an_automatic_transfer) {
+    const auto fail_main = [&] {
+        main_says->engineRunning = false;
+        hear("M1", main_says);
+        hear("B1", backup_says);
+    };
+    fail_main();
+    run_short_of_memory([&] { protection->evaluate_cycle(now); },
+                        [&](bool enough) {
+                            expect_one_side();
+                            EXPECT_TRUE(held() || !enough);
+                            return_to_main();
+                            fail_main();
+                        });
+}
+
+TEST_F(exhausted_memory, takes_a_save_that_lacks_memory_for_a_failed_one) {
+    run_short_of_memory([&] { protection->operate("disarm", now, error); },
+                        [&](bool enough) {
+                            EXPECT_EQ(saved().policy.armed, shown().policy.armed);
+                            EXPECT_FALSE(enough && shown().policy.armed);
+                            ASSERT_TRUE(operate("arm")) << error;
+                        });
+}
+
+TEST_F(exhausted_memory, never_leaves_the_actions_busy) {
+    run_short_of_memory(
+        [&] {
+            if (!protection->test_action(0, error)) return;
+            const outbound_sequence sequence = protection->take_sequence();
+            protection->record_step(sequence, sequence.steps[0], false, error, now);
+            protection->finish_sequence(sequence, true);
+            protection->note_monitor_failure("a message that is too long for a short string", now);
+        },
+        [&](bool) { EXPECT_FALSE(busy()); });
+}
