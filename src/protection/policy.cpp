@@ -15,6 +15,23 @@ constexpr std::size_t most_output_rules = 128;
 constexpr std::size_t most_actions = 32;
 constexpr std::size_t longest_host = 255;
 
+// How a fault is answered, in the order in which the modes are written.
+struct named_mode {
+    std::string_view name;
+    fault_mode protection_policy::*member;
+    fault_mode highest;
+};
+constexpr std::array named_modes{
+    named_mode{"server", &protection_policy::server, mode_failover},
+    named_mode{"engine", &protection_policy::engine, mode_failover},
+    named_mode{"responsive", &protection_policy::responsive, mode_failover},
+    named_mode{"frames", &protection_policy::frames, mode_failover},
+    named_mode{"sync", &protection_policy::sync, mode_failover},
+    named_mode{"clock", &protection_policy::clock, mode_failover},
+    named_mode{"resources", &protection_policy::resources, mode_alert},
+};
+constexpr const named_mode& resources_mode = named_modes.back();
+
 // A negative number becomes a very large one, and fails its range.
 std::uint32_t read_unsigned(std::string_view text, std::string_view key, std::uint32_t fallback) {
     return static_cast<std::uint32_t>(
@@ -76,12 +93,6 @@ bool delays_valid(const protection_policy& policy) {
            within(policy.outputMs, 500, 30000) && within(policy.startupMs, 1000, 60000);
 }
 
-bool modes_valid(const protection_policy& policy) {
-    const std::array modes{policy.server, policy.engine, policy.responsive,
-                           policy.frames, policy.sync,   policy.clock};
-    return std::ranges::all_of(modes, [](fault_mode mode) { return mode <= mode_failover; });
-}
-
 bool rules_valid(const std::vector<output_rule>& rules) {
     std::set<std::string_view> seen;
     return std::ranges::all_of(rules, [&](const output_rule& rule) {
@@ -108,13 +119,8 @@ protection_policy parse_policy(std::string_view text) {
     policy.stallMs = read_unsigned(text, "stallMs", defaults.stallMs);
     policy.outputMs = read_unsigned(text, "outputMs", defaults.outputMs);
     policy.startupMs = read_unsigned(text, "startupMs", defaults.startupMs);
-    policy.server = read_unsigned(text, "server", defaults.server);
-    policy.engine = read_unsigned(text, "engine", defaults.engine);
-    policy.responsive = read_unsigned(text, "responsive", defaults.responsive);
-    policy.frames = read_unsigned(text, "frames", defaults.frames);
-    policy.sync = read_unsigned(text, "sync", defaults.sync);
-    policy.clock = read_unsigned(text, "clock", defaults.clock);
-    policy.resources = read_unsigned(text, "resources", defaults.resources);
+    for (const named_mode& mode : named_modes)
+        policy.*mode.member = read_unsigned(text, mode.name, defaults.*mode.member);
     for (const std::string& element : json_read_object_list(text, "outputRules"))
         policy.outputRules.push_back(parse_rule(element));
     for (const std::string& element : json_read_object_list(text, "actions"))
@@ -123,21 +129,16 @@ protection_policy parse_policy(std::string_view text) {
 }
 
 std::string write_policy(const protection_policy& policy) {
-    return json_object()
-        .flag("armed", policy.armed)
+    json_object object;
+    object.flag("armed", policy.armed)
         .flag("audible", policy.audible)
         .number("lossMs", policy.lossMs)
         .number("stallMs", policy.stallMs)
         .number("outputMs", policy.outputMs)
-        .number("startupMs", policy.startupMs)
-        .number("server", policy.server)
-        .number("engine", policy.engine)
-        .number("responsive", policy.responsive)
-        .number("frames", policy.frames)
-        .number("sync", policy.sync)
-        .number("clock", policy.clock)
-        .number("resources", policy.resources)
-        .json("outputRules", json_array(policy.outputRules, write_rule))
+        .number("startupMs", policy.startupMs);
+    for (const named_mode& mode : named_modes)
+        object.number(mode.name, policy.*mode.member);
+    return object.json("outputRules", json_array(policy.outputRules, write_rule))
         .json("actions", json_array(policy.actions, write_action))
         .written();
 }
@@ -147,11 +148,14 @@ bool validate_policy(const protection_policy& policy, std::string& error) {
         error = "Fault delays must be 500-30000 ms; startup grace must be 1000-60000 ms.";
         return false;
     }
-    if (policy.resources > mode_alert) {
+    const auto too_high = [&](const named_mode& mode) {
+        return policy.*mode.member > mode.highest;
+    };
+    if (too_high(resources_mode)) {
         error = "Resource pressure supports Ignore or Alert only.";
         return false;
     }
-    if (!modes_valid(policy)) {
+    if (std::ranges::any_of(named_modes, too_high)) {
         error = "Choose Ignore, Alert only, or Alert + failover.";
         return false;
     }

@@ -203,52 +203,52 @@ controller_registry::controller_registry(std::string configuration_path)
     : file_(std::move(configuration_path), configuration_rules) {}
 
 bool controller_registry::enabled() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return state_.enabled;
 }
 
 bool controller_registry::controller_configured() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return state_.controllerConfigured;
 }
 
 std::uint16_t controller_registry::ui_port() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return state_.uiPort;
 }
 
 bool controller_registry::open_browser_on_start() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return state_.openBrowserOnStart;
 }
 
 bool controller_registry::policy_synchronized() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return state_.policySynchronized;
 }
 
 std::vector<system_record> controller_registry::systems() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return state_.systems;
 }
 
 std::set<std::int32_t> controller_registry::shared_function_ids() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return state_.sharedFunctionIds;
 }
 
 std::optional<system_record> controller_registry::find_system(const std::string& serial) const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return copy_of(first_with_serial(state_.systems, serial));
 }
 
 bool controller_registry::has_pair() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return pair_exists(state_.systems);
 }
 
 std::optional<server_pair> controller_registry::find_pair() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     const system_record* const main = first_with_role(state_.systems, system_role::main);
     const system_record* const backup = backup_of(state_.systems, main);
     if (backup == nullptr) return std::nullopt;
@@ -256,17 +256,17 @@ std::optional<server_pair> controller_registry::find_pair() const {
 }
 
 std::optional<system_record> controller_registry::find_main() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return copy_of(first_with_role(state_.systems, system_role::main));
 }
 
 std::optional<system_record> controller_registry::find_backup_for(const std::string& serial) const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return copy_of(first_backup_for(state_.systems, serial));
 }
 
 std::optional<system_record> controller_registry::active_system() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     return copy_of(find_active(state_));
 }
 
@@ -275,7 +275,7 @@ std::string controller_registry::active_role() const {
 }
 
 operator_control_config controller_registry::pairing_config() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     operator_control_config config;
     config.enabled = state_.enabled;
     config.shared_function_ids = state_.sharedFunctionIds;
@@ -292,14 +292,14 @@ operator_control_config controller_registry::pairing_config() const {
 std::string controller_registry::to_json() const {
     // Writing takes long enough to keep a failover waiting; copying doesn't.
     const registry_state copy = [this] {
-        const std::lock_guard lock(state_lock_);
+        const held_lock lock(state_lock_);
         return state_;
     }();
     return write_registry_json(copy);
 }
 
 known_serials controller_registry::serials() const {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     known_serials all;
     for (const system_record& system : state_.systems)
         if (!system.serial.empty()) all.insert(system.serial);
@@ -313,7 +313,7 @@ void controller_registry::merge_discovered(std::vector<discovered_server> server
         servers = bounded_round(std::move(servers), serials());
     bool dropped = false;
     {
-        const std::lock_guard lock(state_lock_);
+        const held_lock lock(state_lock_);
         record_index index(state_.systems);
         for (const discovered_server& server : servers)
             merge_one(state_.systems, index, server, now);
@@ -337,7 +337,7 @@ void controller_registry::tell_bound_reached() {
 }
 
 void controller_registry::set_online(const std::string& serial, bool value, steady_time now) {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     system_record* const system = first_with_serial(state_.systems, serial);
     if (system == nullptr) return;
     system->online = value;
@@ -346,14 +346,14 @@ void controller_registry::set_online(const std::string& serial, bool value, stea
 }
 
 void controller_registry::set_ui_ready(const std::string& serial, bool value) {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     if (system_record* const system = first_with_serial(state_.systems, serial))
         system->uiReady = value && system->online;
 }
 
 void controller_registry::set_replication(const std::string& serial,
                                           const replication_status& status) {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     system_record* const system = first_with_serial(state_.systems, serial);
     if (system == nullptr) return;
     system->replicationEnabled = status.enabled;
@@ -380,7 +380,7 @@ void controller_registry::clear_replication(const std::string& serial) {
 
 void controller_registry::set_role(const std::string& serial, system_role role,
                                    const std::string& backup_for) {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     system_record* const system = first_with_serial(state_.systems, serial);
     if (system == nullptr) return;
     system->role = role;
@@ -392,7 +392,7 @@ void controller_registry::set_role(const std::string& serial, system_role role,
 
 void controller_registry::configure(bool enabled, const std::string& main_serial,
                                     const std::string& backup_serial) {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     state_.enabled = enabled;
     state_.controllerConfigured = true;
     system_record* const main = first_with_serial(state_.systems, main_serial);
@@ -411,7 +411,7 @@ void controller_registry::configure(bool enabled, const std::string& main_serial
 void controller_registry::import_config(const operator_control_config& config) {
     bool dropped = false;
     {
-        const std::lock_guard lock(state_lock_);
+        const held_lock lock(state_lock_);
         if (!config.enabled || state_.controllerConfigured) return;
         make_all_independent(state_.systems);
         record_index index(state_.systems);
@@ -426,55 +426,55 @@ void controller_registry::import_config(const operator_control_config& config) {
 }
 
 void controller_registry::set_shared_function_ids(std::set<std::int32_t> ids) {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     state_.sharedFunctionIds = std::move(ids);
     state_.policySynchronized = false;
 }
 
 void controller_registry::set_ui_port(std::uint16_t port) {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     if (port >= lowest_ui_port) state_.uiPort = port;
 }
 
 void controller_registry::set_runtime_ui_port(std::uint16_t port) {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     state_.runtimeUiPort = port;
 }
 
 void controller_registry::set_open_browser_on_start(bool value) {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     state_.openBrowserOnStart = value;
 }
 
 void controller_registry::set_policy_sync(bool synchronized, const std::string& message) {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     state_.policySynchronized = synchronized;
     state_.policySyncMessage = message;
 }
 
 void controller_registry::set_active_override(bool value, std::string serial) noexcept {
-    const std::lock_guard lock(state_lock_);
+    const held_lock lock(state_lock_);
     state_.activeOverride = value;
     state_.activeOverrideSerial = std::move(serial);
 }
 
 void controller_registry::load() noexcept {
-    const std::lock_guard file_lock(save_lock_);
+    const held_lock file_lock(save_lock_);
     file_.load([this](const std::string& text) {
         registry_state loaded;
         {
-            const std::lock_guard lock(state_lock_);
+            const held_lock lock(state_lock_);
             loaded = state_;
         }
         // A registry that runs short of memory halfway must not be half the file's.
         read_registry_json(text, loaded);
-        const std::lock_guard lock(state_lock_);
+        const held_lock lock(state_lock_);
         state_ = std::move(loaded);
     });
 }
 
 void controller_registry::save() const noexcept {
-    const std::lock_guard lock(save_lock_);
+    const held_lock lock(save_lock_);
     file_.save([this] { return to_json(); });
 }
 

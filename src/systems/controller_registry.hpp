@@ -8,6 +8,7 @@
 //   Serials are compared byte for byte, and the first match in list order wins.
 #pragma once
 
+#include "os/lock.hpp"
 #include "os/settings_file.hpp"
 #include "systems/discovery.hpp"
 #include "systems/pairing_turns.hpp"
@@ -16,7 +17,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -109,10 +109,10 @@ public:
 private:
     void tell_bound_reached();
 
-    mutable std::mutex save_lock_; // guards `file_`; taken before the state lock
-    mutable settings_file file_;
-    mutable std::mutex state_lock_; // guards `state_`
-    registry_state state_;
+    mutable checked_mutex save_lock_; // taken before the state lock
+    mutable settings_file file_ GUARDED_BY(save_lock_);
+    mutable checked_mutex state_lock_;
+    registry_state state_ GUARDED_BY(state_lock_);
     std::atomic<bool> bound_told_{false};
     pairing_turns turns_; // its own lock; taken before all others and never under them
 };
