@@ -1,4 +1,4 @@
-#include "integration/support/failing_allocations.hpp"
+#include "integration/support/failing_memory.hpp"
 #include "running_adapter.hpp"
 
 #include <algorithm>
@@ -136,7 +136,7 @@ TEST_F(adapter_life, ends_behind_an_image_that_is_being_written) {
 TEST_F(adapter_life, is_as_before_when_there_is_no_memory_for_its_thread) {
     plug("/dev/A", mini_id);
     {
-        const failing_allocations none(0);
+        const failing_memory none(0);
         EXPECT_FALSE(adapter->start());
     }
     EXPECT_EQ(bus.calls(), (texts{"init", "exit"}));

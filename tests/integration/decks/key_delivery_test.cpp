@@ -1,5 +1,5 @@
 // What becomes of a key, and of the session as a whole.
-#include "integration/support/failing_allocations.hpp"
+#include "integration/support/failing_memory.hpp"
 #include "managed_decks.hpp"
 
 using namespace elvantris::operator_control;
@@ -247,7 +247,7 @@ TEST_F(key_delivery, goes_on_where_it_was_after_a_stop_and_a_start) {
 
 TEST_F(key_delivery, is_as_before_when_there_is_no_memory_for_the_thread) {
     {
-        const failing_allocations none(0);
+        const failing_memory none(0);
         EXPECT_THROW(manager->start(), std::bad_alloc);
     }
     decks.press("D", 1, true); // nobody listens
