@@ -86,11 +86,14 @@ void take_offline(system_record& system) {
 }
 
 // Finds the records that answers belong to without going through them all for each.
-//
-// The keys are copies: an answer can change a record's address, and both are in use meanwhile.
 class record_index {
 public:
-    explicit record_index(const std::vector<system_record>& systems) {
+    // Makes room for so many more ahead: the keys point into the records. Addresses are looked at
+    // only for answers without serial, and few are.
+    record_index(std::vector<system_record>& systems, std::size_t more, bool by_address)
+        : indexes_addresses_(by_address) {
+        systems.reserve(systems.size() + more);
+        by_serial_.reserve(systems.size() + more);
         for (const system_record& system : systems)
             add(system);
     }
@@ -110,15 +113,19 @@ public:
 
     void add(const system_record& appended) {
         by_serial_.try_emplace(appended.serial, size_);
-        by_address_[appended.address].insert(size_++);
+        if (indexes_addresses_) by_address_[appended.address].insert(size_);
+        ++size_;
     }
     void move(std::size_t record, const std::string& from, const std::string& to) {
+        if (!indexes_addresses_) return;
         by_address_[from].erase(record);
         by_address_[to].insert(record);
     }
 
 private:
-    std::unordered_map<std::string, std::size_t> by_serial_;
+    bool indexes_addresses_;
+    std::unordered_map<std::string_view, std::size_t> by_serial_;
+    // With keys of its own: an answer can change a record's address.
     std::unordered_map<std::string, std::set<std::size_t>> by_address_;
     std::size_t size_ = 0;
 };
@@ -311,10 +318,12 @@ void controller_registry::merge_discovered(std::vector<discovered_server> server
     // The lock must not be held for as long as a stranger likes: a failover may be waiting for it.
     if (servers.size() > discovery_round::most_unknown)
         servers = bounded_round(std::move(servers), serials());
+    const bool some_nameless = std::ranges::any_of(
+        servers, [](const discovered_server& server) { return server.serial.empty(); });
     bool dropped = false;
     {
         const held_lock lock(state_lock_);
-        record_index index(state_.systems);
+        record_index index(state_.systems, servers.size(), some_nameless);
         for (const discovered_server& server : servers)
             merge_one(state_.systems, index, server, now);
         for (system_record& system : state_.systems) {
@@ -414,7 +423,7 @@ void controller_registry::import_config(const operator_control_config& config) {
         const held_lock lock(state_lock_);
         if (!config.enabled || state_.controllerConfigured) return;
         make_all_independent(state_.systems);
-        record_index index(state_.systems);
+        record_index index(state_.systems, config.systems.size(), false);
         for (const operator_control_system& source : config.systems)
             import_system(state_.systems, index, source);
         dropped = keep_known_systems_bounded(state_.systems);

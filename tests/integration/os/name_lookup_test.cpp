@@ -76,7 +76,13 @@ TEST(name_lookup, asks_once_for_a_name_whose_answer_is_still_to_come) {
     name_lookup names(resolver.function());
     for (int i = 0; i < 3; ++i)
         EXPECT_TRUE(names.find(query_for("desk"), little_time()).empty());
-    std::thread last([&] { EXPECT_EQ(names.find(query_for("desk"), {}).size(), 1U); });
+    std::atomic<bool> waits = false;
+    const call_limits noticed{.given_up = [&] {
+        waits = true;
+        return false;
+    }};
+    std::thread last([&] { EXPECT_EQ(names.find(query_for("desk"), noticed).size(), 1U); });
+    EXPECT_TRUE(eventually([&] { return waits.load(); }));
     resolver.answer();
     last.join();
     EXPECT_EQ(resolver.questions(), 1);
