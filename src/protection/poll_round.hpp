@@ -17,6 +17,7 @@
 #include "protection/evaluation.hpp"
 #include "protection/health_poll.hpp"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 
@@ -41,8 +42,9 @@ public:
 
     bool may_judge() const;
     void judged();
-    // The monitor rests until the next cycle.
-    void rest(steady_time until) { due_ = until; }
+    // The monitor rests until the next cycle. A cycle that has lasted longer than its period is
+    // followed at once by the next one, and was no pause.
+    void rest(steady_time until) { due_ = std::max(until, due_); }
     workstation_trouble trouble() const;
 
     // The latest moment of the next look while the cycle lasts.

@@ -45,12 +45,13 @@ public:
     }
     // The longest silence of a server that any cycle has judged.
     ms longest_silence(pair_side side) const { return at(side).longest_silence; }
-    // Whether ever Main counted as lost and Backup as ready in the same cycle.
-    bool moved(ms loss) const {
-        return std::ranges::any_of(judged_, [loss](const auto& ages) {
-            return ages.first >= loss && ages.second <= loss;
-        });
+    // The first cycle in which Main counted as lost and Backup as ready.
+    std::optional<steady_time> moved_at(ms loss) const {
+        for (std::size_t i = 0; i < judged_.size(); ++i)
+            if (judged_[i].first >= loss && judged_[i].second <= loss) return judged_at_[i];
+        return std::nullopt;
     }
+    bool moved(ms loss) const { return moved_at(loss).has_value(); }
     std::size_t cycles() const { return judged_.size(); }
     std::size_t polls(pair_side side) const { return at(side).polls; }
 
@@ -108,7 +109,8 @@ private:
         simulated_server& server = at(side);
         const std::optional<ms> latency = server.script(now_);
         server.good = latency.has_value();
-        server.ends = now_ + latency.value_or(350ms);
+        // The time-out, and what the system adds to it.
+        server.ends = now_ + latency.value_or(351ms);
         server.spoiled = false;
         ++server.polls;
         round_.asked(side, now_);
@@ -132,6 +134,7 @@ private:
             servers_[i].longest_silence = std::max(servers_[i].longest_silence, ages[i]);
         }
         judged_.emplace_back(ages[0], ages[1]);
+        judged_at_.push_back(now_);
         round_.judged();
         return true;
     }
@@ -142,6 +145,7 @@ private:
     std::vector<pause> pauses_;
     bool polls_survive_ = true;
     std::vector<std::pair<ms, ms>> judged_;
+    std::vector<steady_time> judged_at_;
 };
 
 // Two polls in a row are lost, at any place of the row.
@@ -227,10 +231,29 @@ TEST(poll_round, moves_as_soon_as_ever_where_main_alone_falls_silent) {
         return 2ms;
     };
     simulation dying(dies, answers_in(2ms));
-    dying.run_until(t0 + 2950ms);
+    dying.run_until(t0 + 2952ms);
     EXPECT_FALSE(dying.moved(1000ms)) << "two polls lost";
-    dying.run_until(t0 + 2951ms);
+    dying.run_until(t0 + 2953ms);
     EXPECT_TRUE(dying.moved(1000ms)) << "the third";
+}
+
+// A dead Main makes each cycle last as long as its poll. That is no pause of the program, and what
+// Backup has said meanwhile is not asked for once more.
+TEST(poll_round, moves_in_time_whatever_backups_answer_takes) {
+    for (ms latency = 1ms; latency <= 700ms; latency += 7ms)
+        for (ms phase = 0ms; phase < 1000ms; phase += 19ms) {
+            const steady_time death = t0 + 2000ms + phase;
+            simulation dying(
+                [death](steady_time asked) -> std::optional<ms> {
+                    if (asked > death) return std::nullopt;
+                    return 2ms;
+                },
+                answers_in(latency));
+            dying.run_until(death + 1700ms);
+            ASSERT_TRUE(dying.moved(1000ms)) << latency.count() << ' ' << phase.count();
+            ASSERT_LT(*dying.moved_at(1000ms), death + (latency < 340ms ? 1400ms : 1700ms))
+                << latency.count() << ' ' << phase.count();
+        }
 }
 
 namespace {
