@@ -31,9 +31,9 @@ void protection_service::start() {
         running_ = true;
         protection_.begin(steady_now());
     }
-    poller_.start();
-    worker_ = std::thread([this] { action_worker(); });
     try {
+        poller_.start();
+        worker_ = std::thread([this] { action_worker(); });
         monitor_ = std::thread([this] { monitor_loop(); });
     } catch (...) {
         stop();

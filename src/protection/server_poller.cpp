@@ -28,6 +28,14 @@ server_poller::~server_poller() {
 }
 
 void server_poller::start() {
+    {
+        const held_lock lock(lock_);
+        stopping_ = false;
+        for (desk& each : desks_) {
+            each.order.reset();
+            each.finished.reset();
+        }
+    }
     threads_[0] = std::thread([this] { run(pair_side::main); });
     threads_[1] = std::thread([this] { run(pair_side::backup); });
 }
