@@ -20,6 +20,9 @@ constexpr milliseconds state_timeout{1500};
 constexpr milliseconds key_timeout{600};
 constexpr milliseconds page_timeout{500};
 constexpr milliseconds detach_timeout{300};
+// What the program's end waits for here: the pass under way, and then all farewells together.
+constexpr milliseconds pass_after_stop{400};
+constexpr milliseconds all_detaches{400};
 
 std::string known_machine_name() {
     std::string name = host_name();
@@ -51,6 +54,7 @@ operator_deck_manager::~operator_deck_manager() {
 
 bool operator_deck_manager::start() {
     if (running_.exchange(true)) return true;
+    given_up_from_ = steady_time::max();
     try {
         adapter_.set_key_handler([this](const std::string& serial, std::int32_t key, bool down) {
             const std::lock_guard lock(mutex_);
@@ -66,10 +70,17 @@ bool operator_deck_manager::start() {
 }
 
 void operator_deck_manager::stop() {
+    given_up_from_ = steady_now() + pass_after_stop;
     if (!running_.exchange(false)) return;
     if (worker_.joinable()) worker_.join();
+    adapter_.set_key_handler({});
+    const call_limits farewell = call_limits{}.within(all_detaches);
     for (const system_record& system : controller_.systems())
-        if (system.uiReady) client_.post_detach(system, session_id_, detach_timeout);
+        if (system.uiReady) client_.post_detach(system, session_id_, detach_timeout, farewell);
+}
+
+call_limits operator_deck_manager::limits() const {
+    return {.given_up = [this] { return steady_now() >= given_up_from_.load(); }};
 }
 
 void operator_deck_manager::work() {
@@ -115,7 +126,8 @@ void operator_deck_manager::register_decks(const std::vector<system_record>& sys
                                            const std::vector<deck_info>& decks) {
     for (const system_record& system : systems) {
         if (!system.uiReady) continue;
-        if (client_.post_register(system, session_id_, machine_name_, decks, register_timeout))
+        if (client_.post_register(system, session_id_, machine_name_, decks, register_timeout,
+                                  limits()))
             write_output_line("[streamdeck] registered " + std::to_string(decks.size()) +
                               " deck(s) with " + system.serial);
     }
@@ -144,7 +156,7 @@ void operator_deck_manager::hand_over_pages(const system_record& to) {
             pages.emplace_back(serial, view.page);
     }
     for (const auto& [serial, page] : pages)
-        client_.post_set_page(to, session_id_, serial, page, page_timeout);
+        client_.post_set_page(to, session_id_, serial, page, page_timeout, limits());
 }
 
 void operator_deck_manager::poll(const system_record& server, bool has_authority,
@@ -154,7 +166,7 @@ void operator_deck_manager::poll(const system_record& server, bool has_authority
         const std::lock_guard lock(mutex_);
         since = sessions_[server.serial].generation;
     }
-    deck_state_reply reply = client_.get_state(server, session_id_, since, state_timeout);
+    deck_state_reply reply = client_.get_state(server, session_id_, since, state_timeout, limits());
     if (!reply.accepted) return;
 
     const std::lock_guard lock(mutex_);
@@ -193,8 +205,10 @@ void operator_deck_manager::drain_keys() {
         const std::lock_guard lock(mutex_);
         events.swap(key_queue_);
     }
-    for (const deck_key_event& event : events)
+    for (const deck_key_event& event : events) {
+        if (limits().over()) return;
         deliver(event);
+    }
 }
 
 void operator_deck_manager::deliver(const deck_key_event& event) {
@@ -225,7 +239,7 @@ bool operator_deck_manager::deliver_to_pair(const std::vector<system_record>& sy
 
 bool operator_deck_manager::send_key(const system_record& server, const deck_key_event& event) {
     return client_.post_key_event(server, session_id_, event.serial, event.key, event.down,
-                                  key_timeout);
+                                  key_timeout, limits());
 }
 
 } // namespace elvantris::operator_control

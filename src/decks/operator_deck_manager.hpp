@@ -43,11 +43,14 @@ public:
     // True, also if it runs already. A thread that can't be had is thrown as the system's error,
     // and the manager is as it was before.
     bool start();
-    // Waits for the pass under way, then takes leave of every ready server. Safe to repeat.
+    // Waits for the pass under way, which gives its calls up after 400 ms, then tells every ready
+    // server, all within 400 ms more. Safe to repeat.
     void stop();
 
 private:
     void work();
+    // Of every call in a pass: given up some time after the stop.
+    call_limits limits() const;
     void run_pass();
     void run_guarded_pass();
     void register_decks(const std::vector<system_record>& systems,
@@ -70,6 +73,7 @@ private:
     std::string machine_name_;
     std::string session_id_;
     std::atomic<bool> running_{false};
+    std::atomic<steady_time> given_up_from_{steady_time::max()};
     std::thread worker_;
     // Guards `sessions_` and `key_queue_`. No server is called under it; the decks are painted
     // under it, so that a key can wait for as long as a deck takes to paint.

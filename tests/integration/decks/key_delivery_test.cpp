@@ -63,6 +63,24 @@ TEST_F(key_delivery, goes_to_both_members_of_a_pair_in_the_order_of_the_keys) {
     EXPECT_EQ(log.error(), "");
 }
 
+// Before, the state polls alone would have taken 1.5 s for each server, and each key 0.6 s.
+TEST_F(key_delivery, keeps_the_end_of_the_program_waiting_for_no_server_that_hangs) {
+    start();
+    wait_for_passes(1);
+    for (deck_server* server : {&main, &backup})
+        for (const std::string kind : {"State", "KeyEvent", "Detach"})
+            server->hold(kind, true);
+    for (int key = 0; key < 20; ++key)
+        decks.press("D", key, true);
+    ASSERT_TRUE(eventually([&] { return main.is_holding("State"); }));
+    const steady_time begun = steady_now();
+    manager->stop();
+    EXPECT_LT(milliseconds_between(begun, steady_now()), 1400);
+    for (deck_server* server : {&main, &backup})
+        for (const std::string kind : {"State", "KeyEvent", "Detach"})
+            server->hold(kind, false);
+}
+
 TEST_F(key_delivery, reaches_both_while_backup_is_the_active_one) {
     move_to("B");
     start();
