@@ -4,6 +4,7 @@
 #include "json/field_scanner.hpp"
 #include "json/object_writer.hpp"
 #include "systems/form_encoding.hpp"
+#include "systems/known_systems.hpp"
 
 #include <optional>
 #include <utility>
@@ -82,14 +83,18 @@ void read_key(std::string_view text, deck_view& view) {
         view.refused_keys.push_back(index);
 }
 
+std::string read_short_text(std::string_view text, key_pair key) {
+    return cut_network_text(read_text(text, key));
+}
+
 deck_cue read_cue(std::string_view text) {
     return {.function_id = read_number(text, {"functionId", "FunctionId"}),
             .delay_ms = read_number(text, {"delayMs", "DelayMs"}),
-            .action = read_text(text, {"action", "Action"}),
-            .address = read_text(text, {"address", "Address"}),
+            .action = read_short_text(text, {"action", "Action"}),
+            .address = read_short_text(text, {"address", "Address"}),
             .port = read_number(text, {"port", "Port"}),
-            .payload = read_text(text, {"payload", "Payload"}),
-            .release_payload = read_text(text, {"releasePayload", "ReleasePayload"}),
+            .payload = read_short_text(text, {"payload", "Payload"}),
+            .release_payload = read_short_text(text, {"releasePayload", "ReleasePayload"}),
             .page_delta = read_number(text, {"pageDelta", "PageDelta"})};
 }
 

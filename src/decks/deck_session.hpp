@@ -12,7 +12,8 @@ namespace elvantris::operator_control {
 
 struct server_deck_session {
     std::int64_t generation = 0; // the `since` of the next poll
-    // The last view of each deck, by its serial, without the bytes of its images. What a server
+    // The last view of each deck, by its serial, without the bytes of its images, and without the
+    // scripts of a deck that isn't attached. What a server
     // says about decks that are not here can't fill the memory: they get a place while fewer than
     // 64 are kept. Those that are attached always do.
     std::map<std::string, deck_view> decks;

@@ -32,7 +32,7 @@ constexpr std::chrono::milliseconds key_period{20};
 constexpr milliseconds return_period{2'200};
 // A single failed read is no more than an empty one, nor is a moment of them.
 constexpr std::uint32_t failed_reads_of_a_dead_deck = 2;
-constexpr milliseconds failing_time_of_a_dead_deck{100};
+constexpr milliseconds failing_time_of_a_dead_deck{250};
 constexpr std::size_t input_buffer_size = 512;
 constexpr std::size_t serial_buffer_size = 256;
 constexpr std::size_t largest_image = 262'144; // far above what any key can show
@@ -197,7 +197,9 @@ bool hid_streamdeck_adapter::set_key_image(const std::string& serial, std::int32
                              " bytes=" + std::to_string(image.size()));
         return false;
     }
-    return write_image(*deck, key, image);
+    const bool written = write_image(*deck, key, image);
+    if (written) deck->refused_keys.erase(key);
+    return written;
 }
 
 bool hid_streamdeck_adapter::clear_key(const std::string& serial, std::int32_t key) {

@@ -34,7 +34,7 @@ TEST(deck_session, keeps_a_view_without_its_images_and_gives_them_back) {
     view.use_splash = true;
     view.keys = {{.index = 5, .image = "image"}, {.index = 2, .image = ""}};
     view.scripts[7].emplace_back().action = "page";
-    const std::vector<deck_key_image> keys = keep_view(session, view, {});
+    const std::vector<deck_key_image> keys = keep_view(session, view, {attached_deck("A")});
     ASSERT_EQ(keys.size(), 2U);
     EXPECT_EQ(keys[0].index, 5);
     EXPECT_EQ(keys[0].image, "image");
@@ -48,6 +48,15 @@ TEST(deck_session, keeps_a_view_without_its_images_and_gives_them_back) {
     EXPECT_EQ(kept.keys[0].image, "");
     EXPECT_EQ(kept.keys[0].image.capacity(), std::string().capacity());
     EXPECT_EQ(kept.scripts.at(7).at(0).action, "page");
+}
+
+TEST(deck_session, keeps_no_scripts_of_a_deck_that_is_not_attached) {
+    server_deck_session session;
+    deck_view view = view_of("A", 3);
+    view.scripts[7].emplace_back().action = "page";
+    keep_view(session, view, {attached_deck("B")});
+    EXPECT_EQ(session.decks.at("A").page, 3);
+    EXPECT_TRUE(session.decks.at("A").scripts.empty());
 }
 
 TEST(deck_session, keeps_64_decks_that_are_not_attached_and_goes_on_to_hear_of_those) {
