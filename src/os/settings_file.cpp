@@ -49,7 +49,7 @@ void settings_file::load(const std::function<void(const std::string& text)>& tak
         unread_ = true;
         return;
     }
-    unread_ = !text->empty() && !rules_.is_whole(*text);
+    unread_ = !rules_.is_whole(*text);
     if (unread_) report(trouble::damaged);
     try {
         take(*text);

@@ -24,8 +24,8 @@ inline constexpr std::size_t largest_settings_file = 67'108'864;
 enum class failed_save { leaves_temporary_file, removes_temporary_file };
 
 struct settings_file_rules {
-    bool (*is_whole)(std::string_view text); // an empty file is never asked about
-    std::string_view possible_loss;          // "the pairing may be lost"
+    bool (*is_whole)(std::string_view text);
+    std::string_view possible_loss; // "the pairing may be lost"
     failed_save after_failure;
 };
 
