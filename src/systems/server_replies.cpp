@@ -122,7 +122,10 @@ void config_merger::add_system(const operator_control_system& system) {
     const auto known = index_.find(system.serial);
     if (known == index_.end()) {
         const std::size_t size = text_size(system);
-        if (merged_.systems.size() == most_pairing_systems || bytes_ + size > most_pairing_text)
+        // Those without a role leave half of the room to those who have one.
+        const std::size_t share = system.role == system_role::independent ? 2 : 1;
+        if (merged_.systems.size() >= most_pairing_systems / share ||
+            bytes_ + size > most_pairing_text / share)
             return;
         bytes_ += size;
         index_.emplace(system.serial, merged_.systems.size());
