@@ -114,8 +114,9 @@ bool sync_main_pairing(const std::string& host, std::uint16_t web_port,
         message_out = "Main event configuration could not be prepared.";
         return false;
     }
-    // Who waits for this run to end would otherwise wait for the whole update.
-    if (limits.is_given_up()) {
+    // Who waits for this run to end would otherwise wait for the whole update, and one that has no
+    // time left would only be torn off.
+    if (limits.over()) {
         message_out = waiting_message(desired.enabled);
         return false;
     }

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::uint64_t plain_read_limit = 33'554'432;
 constexpr std::size_t read_buffer_size = 16'384;
+constexpr std::size_t large_answer = 1'048'576;
 // How much of what has arrived when the time is up is still read.
 constexpr std::uint64_t late_read_limit = 262'144;
 
@@ -61,6 +62,8 @@ received_text read_until_closed(const socket_handle& socket, std::uint64_t read_
         if (over && late >= late_read_limit) return {.text = std::move(text), .cut = true};
         const std::size_t received = receive_some(socket, buffer, timeout, limits);
         if (received == 0) return {.text = std::move(text), .cut = limits.over()};
+        // Growing by doubling would hold a large answer twice; room that isn't used costs nothing.
+        if (text.size() >= large_answer) text.reserve(read_limit + buffer.size());
         text.append(buffer.data(), received);
         if (over) late += received;
     }
