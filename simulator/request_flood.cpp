@@ -78,7 +78,8 @@ file_descriptor begin_connection(std::uint16_t port) {
     file_descriptor result(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     // So many connections would use up the ports of this host if each were kept after its end.
     reset_when_closed(result.get());
-    ::connect(result.get(), reinterpret_cast<const sockaddr*>(&to), sizeof to);
+    // A refusal shows at the first write.
+    static_cast<void>(::connect(result.get(), reinterpret_cast<const sockaddr*>(&to), sizeof to));
     return result;
 }
 

@@ -6,6 +6,7 @@
 #include "systems/server_polling.hpp"
 #include "systems/server_replies.hpp"
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@ namespace {
 
 constexpr milliseconds discovery_silence{500};
 constexpr milliseconds adoption_timeout{750};
+constexpr std::size_t most_adopted_systems = 16'384; // of all servers in one pass
 
 // Each step has a share that lets it ask at least one server that uses up all its time, so that
 // none of them can keep the next from its turn. The synchronisation has what the others leave.
@@ -23,17 +25,25 @@ constexpr std::chrono::seconds longest_asking{6};
 
 void adopt_pairing(controller_registry& registry, const std::vector<discovered_server>& servers,
                    asking_order& order, const call_limits& limits) {
-    config_merger merger;
-    bool any = false;
-    order.ask_each(servers.size(), limits, [&](std::size_t index) {
-        const discovered_server& server = servers[index];
-        const auto config =
+    std::vector<asking_order::server> askable;
+    askable.reserve(servers.size());
+    for (const discovered_server& server : servers)
+        askable.push_back({.key = server.serial + '@' + server.address, .address = server.address});
+    std::map<std::size_t, operator_control_config> kept; // in the order of arrival
+    std::size_t systems = 0;
+    order.ask_each(askable, limits, [&](std::size_t place) {
+        const discovered_server& server = servers[place];
+        auto config =
             fetch_operator_control_config(server.address, server.webPort, adoption_timeout, limits);
         if (!config || !config->enabled || config->systems.empty()) return;
-        merger.add(*config);
-        any = true;
+        systems += config->systems.size();
+        if (systems <= most_adopted_systems) kept.emplace(place, std::move(*config));
     });
-    if (any) registry.import_config(merger.take());
+    if (kept.empty()) return;
+    config_merger merger;
+    for (const auto& [place, config] : kept)
+        merger.add(config);
+    registry.import_config(merger.take());
 }
 
 } // namespace
@@ -53,7 +63,7 @@ void run_refresh_pass(controller_registry& registry, refresh_memory& memory,
         call_limits run = pass;
         run.deadline -= longest_asking;
         std::string message;
-        sync_configured_pairing(registry, message, run, sync_caller::pass);
+        if (!run.over()) sync_configured_pairing(registry, message, run, sync_caller::pass);
     }
     poll_replication(registry, memory.polling, pass.within(longest_asking));
     write_status(registry);

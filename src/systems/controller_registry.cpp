@@ -207,7 +207,8 @@ std::string active_word(const std::optional<system_record>& active) {
 }
 
 controller_registry::controller_registry(std::string configuration_path)
-    : file_(std::move(configuration_path), configuration_rules) {}
+    : configuration_path_(std::move(configuration_path)),
+      file_(configuration_path_, configuration_rules) {}
 
 bool controller_registry::enabled() const {
     const held_lock lock(state_lock_);

@@ -41,7 +41,7 @@ class controller_registry {
 public:
     explicit controller_registry(std::string configuration_path);
 
-    const std::string& configuration_path() const { return file_.path(); }
+    const std::string& configuration_path() const { return configuration_path_; }
 
     bool enabled() const;
     bool controller_configured() const;
@@ -109,6 +109,7 @@ public:
 private:
     void tell_bound_reached();
 
+    std::string configuration_path_;  // never changes, and so needs no lock
     mutable checked_mutex save_lock_; // taken before the state lock
     mutable settings_file file_ GUARDED_BY(save_lock_);
     mutable checked_mutex state_lock_;

@@ -15,6 +15,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -51,27 +52,26 @@ private:
     std::map<std::string, int> failures_;
 };
 
-// Where rounds begin that haven't always the time to ask everyone.
+// Whom rounds ask first that haven't always the time to ask everyone: who was never asked, then who
+// was asked longest ago. Among equals each address has its first server asked before any has its
+// second, so that a stranger who claims to be a thousand servers keeps no real one waiting.
 class asking_order {
 public:
-    // Calls `ask` with each index below `count`, until the limits are over. The index at which they
-    // are is the first of the next round. Pure but for `ask`.
-    template<typename asking>
-    void ask_each(std::size_t count, const call_limits& limits, const asking& ask) {
-        const std::size_t first = first_ < count ? first_ : 0;
-        first_ = 0;
-        for (std::size_t done = 0; done < count; ++done) {
-            const std::size_t index = (first + done) % count;
-            if (!limits.over()) ask(index);
-            if (limits.over()) {
-                first_ = index;
-                return;
-            }
-        }
-    }
+    struct server {
+        std::string key; // its name in all rounds
+        std::string address;
+    };
+
+    // Calls `ask` with the places of the servers in the list, until the limits are over. The one at
+    // which they are counts as asked only if it was the first of the round. Pure but for `ask`.
+    void ask_each(const std::vector<server>& servers, const call_limits& limits,
+                  const std::function<void(std::size_t place)>& ask);
 
 private:
-    std::size_t first_ = 0;
+    std::vector<std::size_t> in_order(const std::vector<server>& servers) const;
+
+    std::map<std::string, std::uint64_t> asked_; // when, counted in questions; the last round's own
+    std::uint64_t questions_ = 0;
 };
 
 // What the rounds keep from one to the next.
