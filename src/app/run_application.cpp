@@ -41,6 +41,7 @@ namespace {
 constexpr std::uint16_t api_port = 5251;
 constexpr std::chrono::seconds refresh_period{2};
 constexpr std::chrono::milliseconds event_period{50};
+constexpr std::chrono::milliseconds longest_pump{500};
 
 // A page that changes its port must come back, so a thread for it is asked for more than once.
 constexpr int shell_start_attempts = 20;
@@ -87,7 +88,7 @@ void write_banner(const launch_options& options, std::uint16_t ui_port,
 
 // False if the port can't be had, or for two seconds no thread.
 bool start_again(ui_shell_server& shell, std::uint16_t port) {
-    for (int attempt = 0; attempt < shell_start_attempts; ++attempt) {
+    for (int attempt = 0; attempt < shell_start_attempts && application_running; ++attempt) {
         try {
             return shell.start(port);
         } catch (const std::exception&) {
@@ -113,6 +114,7 @@ bool follow_ui_port(controller_registry& registry, ui_shell_server& shell, platf
         write_output_line("[shell] UI port changed to " + std::to_string(wanted));
         return true;
     }
+    if (!application_running) return true; // the end has come first; the wanted port stays wanted
     write_error_line("[shell] unable to bind requested UI port " + std::to_string(wanted) +
                      "; restoring " + std::to_string(bound_port));
     registry.set_ui_port(bound_port);
@@ -125,22 +127,35 @@ bool follow_ui_port(controller_registry& registry, ui_shell_server& shell, platf
     return true;
 }
 
-// What a pass asks while it waits for the network: whether the program is to end. The tray's events
-// go on meanwhile, and none of them can begin a pass.
-std::function<bool()> stop_check_with_events(platform_app& platform) {
-    return [&platform, next_events = steady_time::min()]() mutable {
-        if (const steady_time now = steady_now(); now >= next_events) {
-            platform.pump_events();
-            next_events = now + event_period;
+// What a pass asks while it waits for the network: whether it is still wanted. The tray's events go
+// on meanwhile, and none of them can begin a pass.
+class waiting_pass {
+public:
+    explicit waiting_pass(platform_app& platform) : platform_(platform) {}
+
+    bool is_given_up() {
+        const steady_time begun = steady_now();
+        if (begun >= next_events_) {
+            platform_.pump_events();
+            // A menu was open. What the pass has read is as old as that, and must not be written
+            // back: the next pass reads it anew.
+            if (steady_now() - begun > longest_pump) stale_ = true;
+            next_events_ = steady_now() + event_period;
         }
-        return !application_running;
-    };
-}
+        return stale_ || !application_running;
+    }
+
+private:
+    platform_app& platform_;
+    steady_time next_events_ = steady_time::min();
+    bool stale_ = false;
+};
 
 void refresh(controller_registry& registry, streamdeck_adapter& adapter, platform_app& platform,
              refresh_memory& memory) {
     try {
-        run_refresh_pass(registry, memory, stop_check_with_events(platform));
+        waiting_pass waiting(platform);
+        run_refresh_pass(registry, memory, [&waiting] { return waiting.is_given_up(); });
         platform.update_status(build_tray_status(registry, adapter.list_decks().size()));
     } catch (const std::exception& failure) {
         write_failure_line("Redundancy Control refresh: ", failure);
