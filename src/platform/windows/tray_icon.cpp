@@ -42,14 +42,15 @@ bool show_icon(HWND window) {
 
 } // namespace
 
-void tray_icon::add(HWND window, steady_time now) {
+void tray_icon::add(HWND window) {
     window_ = window;
     missing_ = !show_icon(window);
-    next_try_ = now + pause_between_tries;
+    // From the end of the call: a shell that is too busy to answer holds it for seconds.
+    next_try_ = steady_now() + pause_between_tries;
 }
 
 void tray_icon::add_if_missing(steady_time now) {
-    if (missing_ && now >= next_try_) add(window_, now);
+    if (missing_ && now >= next_try_) add(window_);
 }
 
 void tray_icon::remove() {

@@ -16,7 +16,7 @@ public:
     static constexpr UINT message = WM_APP + 42; // what the window receives from the icon
 
     // Adds the icon for `window`. To be called again when the shell has started anew.
-    void add(HWND window, steady_time now);
+    void add(HWND window);
     // Adds it if it is still missing and the last try was a second ago.
     void add_if_missing(steady_time now);
     void remove();

@@ -125,7 +125,7 @@ bool windows_platform_app::initialize(operation open_ui, operation open_configur
     ::RegisterClassExW(&description);
     window_ = ::CreateWindowExW(0, window_class, program_title.data(), 0, 0, 0, 0, 0, nullptr,
                                 nullptr, module_, this);
-    if (window_ != nullptr) icon_.add(window_, steady_now());
+    if (window_ != nullptr) icon_.add(window_);
     return window_ != nullptr;
 }
 
@@ -163,7 +163,7 @@ LRESULT CALLBACK windows_platform_app::window_procedure(HWND window, UINT messag
 
 LRESULT windows_platform_app::handle(HWND window, UINT message, WPARAM word, LPARAM data) {
     if (taskbar_created_ != 0 && message == taskbar_created_) {
-        icon_.add(window, steady_now());
+        icon_.add(window);
         return 0;
     }
     switch (message) {
