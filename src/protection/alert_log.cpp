@@ -1,8 +1,10 @@
 #include "protection/alert_log.hpp"
 
 #include "json/object_writer.hpp"
+#include "os/files.hpp"
 
 #include <exception>
+#include <memory>
 
 namespace elvantris::operator_control {
 namespace {
@@ -17,12 +19,20 @@ json_object line(std::int64_t time_ms, std::string_view event) {
 template<typename line_maker>
 void alert_log::append(const line_maker& make_line) noexcept {
     try {
-        const std::string text = make_line() + '\n';
-        if (file_.open(path_)) file_.write(text);
+        write_(make_line() + '\n');
     } catch (const std::exception&) {
         // The act that the line was to record counts, not the line.
+        return;
     }
-    file_.close();
+}
+
+line_writer append_to(const std::string& path) {
+    // It remembers from one line to the next whether a torn one was left.
+    const auto file = std::make_shared<append_file>();
+    return [file, path](std::string_view text) {
+        if (file->open(path)) file->write(text);
+        file->close();
+    };
 }
 
 void alert_log::fault(std::int64_t time_ms, std::string_view key,

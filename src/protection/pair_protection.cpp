@@ -38,11 +38,12 @@ shown_server show(const std::string& serial, const server_health& health, steady
 } // namespace
 
 pair_protection::pair_protection(controller_registry& registry)
-    : registry_(registry),
-      state_file_(registry.configuration_path() + ".protection.json"),
-      log_(state_file_.path() + ".alerts.jsonl") {
+    : pair_protection(registry, files_beside(registry.configuration_path())) {}
+
+pair_protection::pair_protection(controller_registry& registry, protection_disk disk)
+    : registry_(registry), disk_(std::move(disk)), log_(disk_.append) {
     std::string error;
-    state_file_.load(memory_, error);
+    disk_.load(memory_, error);
     if (!error.empty()) last_action_ = "Invalid saved protection settings: " + error;
 }
 

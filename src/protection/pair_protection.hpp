@@ -18,6 +18,7 @@
 #include "protection/fault_timers.hpp"
 #include "protection/outbound_queue.hpp"
 #include "protection/policy.hpp"
+#include "protection/protection_disk.hpp"
 #include "protection/protection_status.hpp"
 #include "protection/server_health.hpp"
 #include "protection/state_file.hpp"
@@ -33,8 +34,10 @@ namespace elvantris::operator_control {
 
 class pair_protection {
 public:
-    // Loads the state file that stands beside the registry's configuration file.
+    // Loads what is remembered; without a disk of its own, from the files beside the registry's
+    // configuration file.
     explicit pair_protection(controller_registry& registry);
+    pair_protection(controller_registry& registry, protection_disk disk);
 
     // Starts the grace, and pins the server on which operation was left.
     void begin(steady_time now);
@@ -87,7 +90,7 @@ private:
                                const std::string& reason, const moment& now);
     // `main` is the record by which a Backup's synchronisation is judged.
     bool ready(const system_record& system, const system_record& main, steady_time now) const;
-    bool save() { return state_file_.save(memory_); }
+    bool save() { return disk_.save(memory_); }
     bool set_armed(bool armed, std::string& error);
     bool transfer_on_request(pair_side side, const moment& now, std::string& error);
     bool transfer_to(const system_record& target, pair_side side, const std::string& reason,
@@ -96,7 +99,7 @@ private:
                                        const std::string& reason) const;
 
     controller_registry& registry_;
-    state_file state_file_;
+    protection_disk disk_;
     protection_memory memory_;
     std::map<std::string, server_health> health_; // one entry for each server ever polled
     fault_timers timers_;

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "protection/alert_log.hpp"
+#include "protection/state_file.hpp"
+
+#include <functional>
+#include <string>
+
+namespace elvantris::operator_control {
+
+// What protection asks of the disk. Its own files are behind these, and in a test whatever the test
+// wants the disk to do.
+//
+// Threads: one at a time. Failure: as in `state_file` and `alert_log`; nothing is thrown.
+struct protection_disk {
+    std::function<void(protection_memory& memory, std::string& error)> load;
+    std::function<bool(const protection_memory& memory)> save;
+    line_writer append; // to the alert log
+};
+
+// The state file and the alert log that belong to a configuration file.
+protection_disk files_beside(const std::string& configuration_path);
+
+} // namespace elvantris::operator_control
