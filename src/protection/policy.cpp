@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <set>
 
 namespace elvantris::operator_control {
@@ -57,6 +58,21 @@ outbound_action parse_action(std::string_view text) {
             .timeoutMs = read_unsigned(text, "timeoutMs", defaults.timeoutMs),
             .retries = read_unsigned(text, "retries", defaults.retries),
             .enabled = json_read_bool(text, "enabled", defaults.enabled)};
+}
+
+// The elements of one list, and one more than it may hold: enough to refuse it, however many a text
+// brings.
+template<typename element>
+std::vector<element> parse_list(std::string_view text, std::string_view key, std::size_t most,
+                                element (*parse)(std::string_view)) {
+    std::vector<element> elements;
+    json_object_cursor objects(json_view_array(text, key));
+    while (elements.size() <= most) {
+        const std::optional<std::string_view> object = objects.next();
+        if (!object) break;
+        elements.push_back(parse(*object));
+    }
+    return elements;
 }
 
 std::string write_rule(const output_rule& rule) {
@@ -121,10 +137,8 @@ protection_policy parse_policy(std::string_view text) {
     policy.startupMs = read_unsigned(text, "startupMs", defaults.startupMs);
     for (const named_mode& mode : named_modes)
         policy.*mode.member = read_unsigned(text, mode.name, defaults.*mode.member);
-    for (const std::string& element : json_read_object_list(text, "outputRules"))
-        policy.outputRules.push_back(parse_rule(element));
-    for (const std::string& element : json_read_object_list(text, "actions"))
-        policy.actions.push_back(parse_action(element));
+    policy.outputRules = parse_list(text, "outputRules", most_output_rules, parse_rule);
+    policy.actions = parse_list(text, "actions", most_actions, parse_action);
     return policy;
 }
 

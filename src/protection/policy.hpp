@@ -56,7 +56,8 @@ struct protection_policy {
     std::vector<outbound_action> actions;
 };
 
-// Never fails: what is missing or unreadable takes its default.
+// Never fails: what is missing or unreadable takes its default. Of a list that is too long only one
+// element more than it may hold is read, so that `validate_policy` refuses it.
 protection_policy parse_policy(std::string_view text);
 
 // One JSON object, keys in their fixed order, no white space.

@@ -257,6 +257,24 @@ TEST(validate_policy, bounds_the_number_of_rules_and_of_actions_enabled_or_not) 
                    {"33 disabled actions", with_actions(33), counts_rule}});
 }
 
+TEST(validate_policy, refuses_a_list_of_a_million_elements_of_which_few_were_kept) {
+    struct long_list {
+        std::string key;
+        std::size_t kept;
+    };
+    for (const long_list& each : {long_list{"outputRules", 129}, long_list{"actions", 33}}) {
+        SCOPED_TRACE(each.key);
+        std::string text = "{\"" + each.key + "\":[{}";
+        for (int element = 1; element < 1'000'000; ++element)
+            text += ",{}";
+        const protection_policy policy = parse_policy(text + "]}");
+        EXPECT_EQ(policy.outputRules.size() + policy.actions.size(), each.kept);
+        std::string error;
+        EXPECT_FALSE(validate_policy(policy, error));
+        EXPECT_EQ(error, counts_rule);
+    }
+}
+
 TEST(validate_policy, wants_a_unique_main_output_and_for_failover_a_backup_output) {
     const auto with = [](const std::vector<output_rule>& rules) {
         return [rules](protection_policy& policy) { policy.outputRules = rules; };
