@@ -5,6 +5,8 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -41,9 +43,13 @@ public:
     const std::deque<alert_record>& records() const { return records_; }
 
 private:
-    alert_record* find_active(std::string_view key);
+    using key_set = std::set<std::string, std::less<>>;
+
+    void make_room();
 
     std::deque<alert_record> records_; // at most 200
+    // Of the active records. Each cycle asks for hundreds of keys, most of which aren't active.
+    key_set active_keys_;
     std::uint64_t last_id_ = 0;
 };
 

@@ -137,3 +137,12 @@ TEST(alert_list, makes_no_room_for_an_alert_that_stands_already) {
     EXPECT_EQ(raise(list, "k5"), alert_change::none);
     EXPECT_TRUE(holds(list, "k0"));
 }
+
+TEST(alert_list, raises_anew_and_never_clears_what_had_to_make_room) {
+    alert_list list = full_list();
+    raise(list, "new");
+    EXPECT_EQ(list.clear("k0", t0 + 1), alert_change::none);
+    EXPECT_EQ(raise(list, "k0", t0 + 2), alert_change::raised);
+    EXPECT_EQ(list.records().back().id, 202U);
+    EXPECT_FALSE(holds(list, "k1"));
+}
