@@ -19,18 +19,18 @@ json_object line(std::int64_t time_ms, std::string_view event) {
 template<typename line_maker>
 void alert_log::append(const line_maker& make_line) noexcept {
     try {
-        write_(make_line() + '\n');
+        gathered_ += make_line() + '\n';
     } catch (const std::exception&) {
         // The act that the line was to record counts, not the line.
-        return;
     }
+    if (!in_batch_) write_out();
 }
 
 line_writer append_to(const std::string& path) {
-    // It remembers from one line to the next whether a torn one was left.
+    // It remembers from one write to the next whether a torn line was left.
     const auto file = std::make_shared<append_file>();
-    return [file, path](std::string_view text) {
-        if (file->open(path)) file->write(text);
+    return [file, path](std::string_view lines) {
+        if (file->open(path)) file->write(lines);
         file->close();
     };
 }
@@ -47,6 +47,16 @@ void alert_log::recovered(std::int64_t time_ms, std::string_view key) noexcept {
 
 void alert_log::action(std::int64_t time_ms, std::string_view message) noexcept {
     append([&] { return line(time_ms, "action").text("message", message).written(); });
+}
+
+void alert_log::write_out() noexcept {
+    if (gathered_.empty()) return;
+    try {
+        write_(gathered_);
+    } catch (const std::exception&) {
+        // Nor do many lines.
+    }
+    gathered_.clear();
 }
 
 } // namespace elvantris::operator_control

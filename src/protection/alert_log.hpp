@@ -2,7 +2,8 @@
 //
 // Threads: the caller's lock keeps lines of different threads apart.
 // Failure: ignored. A full disk costs only history, and nobody waits for it. A line that can't be
-//   written whole, or not be made for want of memory, is left out.
+//   written whole, or not be made for want of memory, is left out; a batch is written whole or not
+//   at all.
 #pragma once
 
 #include <cstdint>
@@ -13,10 +14,10 @@
 
 namespace elvantris::operator_control {
 
-// Takes one whole line with its end.
-using line_writer = std::function<void(std::string_view line)>;
+// Takes one or more whole lines with their ends.
+using line_writer = std::function<void(std::string_view lines)>;
 
-// The file is open for the length of a line.
+// The file is open for the length of a write.
 line_writer append_to(const std::string& path);
 
 class alert_log {
@@ -28,11 +29,32 @@ public:
     void recovered(std::int64_t time_ms, std::string_view key) noexcept;
     void action(std::int64_t time_ms, std::string_view message) noexcept;
 
+    // While it lives, lines are gathered; then all of them go to the file at once, in their order.
+    // So a storm of alerts costs the disk one write for each cycle. One batch at a time.
+    class batch {
+    public:
+        explicit batch(alert_log& log) noexcept : log_(log) { log_.in_batch_ = true; }
+        ~batch() {
+            log_.in_batch_ = false;
+            log_.write_out();
+        }
+        batch(const batch&) = delete;
+        batch& operator=(const batch&) = delete;
+        batch(batch&&) = delete;
+        batch& operator=(batch&&) = delete;
+
+    private:
+        alert_log& log_;
+    };
+
 private:
     template<typename line_maker>
     void append(const line_maker& make_line) noexcept;
+    void write_out() noexcept;
 
     line_writer write_;
+    std::string gathered_;
+    bool in_batch_ = false;
 };
 
 } // namespace elvantris::operator_control

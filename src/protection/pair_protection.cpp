@@ -62,6 +62,7 @@ void pair_protection::note_health(const std::string& serial, std::optional<serve
 }
 
 void pair_protection::evaluate_cycle(const moment& now, const workstation_trouble& trouble) {
+    const alert_log::batch lines_of_this_cycle(log_);
     if (const std::optional<server_pair> pair = registry_.find_pair())
         watch_pair(*pair, trouble.holds_operation, now);
     else

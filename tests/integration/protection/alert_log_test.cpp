@@ -40,3 +40,30 @@ TEST(alert_log, costs_only_history_when_it_can_not_be_written) {
     EXPECT_EQ(read_whole_file(path, 4096), R"({"time":2,"event":"recovered","key":"k"})"
                                            "\n");
 }
+
+TEST(alert_log, writes_the_lines_of_a_batch_at_its_end_and_in_their_order) {
+    const temporary_folder folder;
+    const std::string path = folder.file("alerts.jsonl");
+    alert_log log(path);
+    {
+        const alert_log::batch lines(log);
+        log.fault(1, "a", "m");
+        log.recovered(1, "a");
+        EXPECT_FALSE(std::filesystem::exists(path));
+    }
+    log.recovered(2, "b");
+    EXPECT_EQ(read_whole_file(path, 4096), R"({"time":1,"event":"fault","key":"a","message":"m"})"
+                                           "\n"
+                                           R"({"time":1,"event":"recovered","key":"a"})"
+                                           "\n"
+                                           R"({"time":2,"event":"recovered","key":"b"})"
+                                           "\n");
+}
+
+TEST(alert_log, does_not_touch_the_file_for_a_batch_without_lines) {
+    const temporary_folder folder;
+    const std::string path = folder.file("alerts.jsonl");
+    alert_log log(path);
+    { const alert_log::batch lines(log); }
+    EXPECT_FALSE(std::filesystem::exists(path));
+}

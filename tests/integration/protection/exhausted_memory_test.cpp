@@ -100,3 +100,13 @@ TEST_F(exhausted_memory, never_leaves_the_actions_busy) {
         },
         [&](bool) { EXPECT_FALSE(busy()); });
 }
+
+TEST_F(exhausted_memory, costs_a_line_of_the_log_and_no_more) {
+    alert_log log(folder.file("lines.jsonl"));
+    run_short_of_memory(
+        [&] {
+            log.fault(now.wall_ms, "a key that is too long to stand within its string", "message");
+            log.action(now.wall_ms, "a text that is too long to stand within its string");
+        },
+        [](bool) {});
+}
