@@ -1,9 +1,14 @@
 #include "protection/outbound_action.hpp"
 
 #include "os/clock.hpp"
+#include "protection/command_escapes.hpp"
+
+#include <exception>
 
 namespace elvantris::operator_control {
 namespace {
+
+constexpr std::size_t longest_exception_text = 255;
 
 milliseconds time_left(steady_time deadline) {
     return std::chrono::floor<milliseconds>(deadline - steady_now());
@@ -42,6 +47,23 @@ bool send_action(const std::string& host, std::uint16_t port, bool udp, std::str
     for (const socket_address& address : addresses)
         if (send_to(address, udp, bytes, deadline)) return true;
     error = "Connect/send failed or timed out; device execution is unconfirmed.";
+    return false;
+}
+
+bool send_step(const outbound_action& step, const std::atomic<bool>& running,
+               std::string& failure) noexcept {
+    try {
+        failure.reserve(longest_exception_text);
+        std::string bytes;
+        if (!decode_command_escapes(step.payload, bytes, failure)) return false;
+        for (std::uint32_t attempt = 0; attempt <= step.retries && running; ++attempt)
+            if (send_action(step.host, static_cast<std::uint16_t>(step.port), step.udp, bytes,
+                            milliseconds(step.timeoutMs), failure))
+                return true;
+    } catch (const std::exception& exception) {
+        // As much as there is room for already: there may be no memory for more.
+        failure.assign(std::string_view(exception.what()).substr(0, failure.capacity()));
+    }
     return false;
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "os/sockets.hpp"
+#include "protection/policy.hpp"
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -16,5 +18,12 @@ namespace elvantris::operator_control {
 // Failure: false, with the sentence for the operator in `error`.
 bool send_action(const std::string& host, std::uint16_t port, bool udp, std::string_view bytes,
                  milliseconds timeout, std::string& error);
+
+// Resolves the step's escapes and sends it, with its retries, for as long as `running` holds.
+//
+// Threads: any. Failure: false, with the sentence for the operator in `failure`; it then holds the
+//   text of an exception that the sending ended by.
+bool send_step(const outbound_action& step, const std::atomic<bool>& running,
+               std::string& failure) noexcept;
 
 } // namespace elvantris::operator_control

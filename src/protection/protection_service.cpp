@@ -1,6 +1,5 @@
 #include "protection/protection_service.hpp"
 
-#include "protection/command_escapes.hpp"
 #include "protection/outbound_action.hpp"
 
 #include <exception>
@@ -181,7 +180,7 @@ void protection_service::run_sequence(const outbound_sequence& sequence) {
     for (const outbound_action& step : sequence.steps) {
         if (!rest_until(steady_now() + milliseconds(step.delayMs))) break;
         std::string failure;
-        all_sent = send_step(step, failure);
+        all_sent = send_step(step, running_, failure);
         const held_lock lock(lock_);
         protection_.record_step(sequence, step, all_sent, failure, now_on_both_clocks());
         if (!all_sent) break;
@@ -196,22 +195,6 @@ bool protection_service::rest_until(steady_time time) {
     while (running_ && lock.wait_until(wake_up_, time)) {
     }
     return running_;
-}
-
-bool protection_service::send_step(const outbound_action& step,
-                                   std::string& failure) const noexcept {
-    try {
-        std::string bytes;
-        if (!decode_command_escapes(step.payload, bytes, failure)) return false;
-        for (std::uint32_t attempt = 0; attempt <= step.retries && running_; ++attempt)
-            if (send_action(step.host, static_cast<std::uint16_t>(step.port), step.udp, bytes,
-                            milliseconds(step.timeoutMs), failure))
-                return true;
-    } catch (const std::exception&) {
-        // Short enough to need no memory.
-        failure = "Out of memory.";
-    }
-    return false;
 }
 
 } // namespace elvantris::operator_control

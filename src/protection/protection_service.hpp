@@ -67,7 +67,6 @@ private:
     void run_sequence(const outbound_sequence& sequence);
     // False if the service is stopped by then.
     bool rest_until(steady_time time);
-    bool send_step(const outbound_action& step, std::string& failure) const noexcept;
 
     controller_registry& registry_;
     mutable checked_mutex lock_;      // disk writes of the acts on what it guards happen under it

@@ -1,7 +1,9 @@
 #include "watched_pair.hpp"
 
 #include "integration/support/failing_memory.hpp"
+#include "protection/outbound_action.hpp"
 
+#include <atomic>
 #include <new>
 
 using namespace elvantris::operator_control;
@@ -99,6 +101,21 @@ TEST_F(exhausted_memory, never_leaves_the_actions_busy) {
             protection->note_monitor_failure("a message that is too long for a short string", now);
         },
         [&](bool) { EXPECT_FALSE(busy()); });
+}
+
+TEST_F(exhausted_memory, tells_the_exception_by_which_the_sending_of_a_step_ended) {
+    outbound_action step = enabled_action("A", "backup");
+    step.payload = std::string(100, 'x');
+    const std::atomic<bool> running{true};
+    for (const int pieces : {0, 1}) {
+        SCOPED_TRACE(pieces);
+        std::string failure;
+        {
+            const failing_memory memory(pieces);
+            EXPECT_FALSE(send_step(step, running, failure));
+        }
+        EXPECT_EQ(failure, "std::bad_alloc");
+    }
 }
 
 TEST_F(exhausted_memory, costs_a_line_of_the_log_and_no_more) {
