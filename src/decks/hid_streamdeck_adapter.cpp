@@ -13,6 +13,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <exception>
 #include <map>
 #include <mutex>
@@ -109,6 +110,8 @@ public:
 private:
     void work();
     void run_pass(steady_time& next_scan);
+    // Until the next pass has something to do, or the stop.
+    void rest(steady_time next_scan);
     // Gives the time to the next one.
     milliseconds scan();
     void end_rests();
@@ -131,6 +134,7 @@ private:
 
     std::atomic<bool> running_{false};
     std::thread worker_;
+    std::condition_variable stopped_; // with `mutex_`
     // Guards `decks_` and `key_handler_`. Taken with a deck's own mutex held only where nobody else
     // knows that deck yet; all other paths hold one at a time.
     std::mutex mutex_;
@@ -155,7 +159,12 @@ bool hid_streamdeck_adapter::start() {
 }
 
 void hid_streamdeck_adapter::stop() {
-    if (!running_.exchange(false)) return;
+    {
+        // Under the lock, so that the worker can't look just before and sleep just after.
+        const std::lock_guard lock(mutex_);
+        if (!running_.exchange(false)) return;
+    }
+    stopped_.notify_all();
     if (worker_.joinable()) worker_.join();
     std::map<std::string, deck_pointer> decks;
     {
@@ -237,8 +246,16 @@ void hid_streamdeck_adapter::work() {
             // Want of memory, here or in the handler. A line about it would need some as well; the
             // next pass and the next scan do what this one has left.
         }
-        std::this_thread::sleep_for(key_period);
+        rest(next_scan);
     }
+}
+
+void hid_streamdeck_adapter::rest(steady_time next_scan) {
+    const steady_time next_read = steady_now() + key_period;
+    std::unique_lock lock(mutex_);
+    // Without a deck there is no key to read, and only a scan brings one.
+    const steady_time end = decks_.empty() ? std::max(next_scan, next_read) : next_read;
+    stopped_.wait_until(lock, end, [this] { return !running_; });
 }
 
 void hid_streamdeck_adapter::run_pass(steady_time& next_scan) {

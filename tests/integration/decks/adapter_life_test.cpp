@@ -144,3 +144,18 @@ TEST_F(adapter_life, is_as_before_when_there_is_no_memory_for_its_thread) {
     EXPECT_EQ(bus.calls(), (texts{"init", "exit"}));
     start_with(1);
 }
+
+TEST_F(adapter_life, ends_without_waiting_for_the_next_scan_while_there_is_no_deck) {
+    start_with(0);
+    wait_for_scans(1); // the next one is 2 s away
+    const steady_time before = steady_now();
+    adapter->stop();
+    EXPECT_LT(steady_now() - before, std::chrono::milliseconds(1500));
+}
+
+TEST_F(adapter_life, finds_a_deck_that_comes_while_there_is_none) {
+    start_with(0);
+    wait_for_scans(1);
+    plug("/dev/A", mini_id);
+    start_with(1);
+}
