@@ -18,7 +18,8 @@ constexpr int most_rules = 128;
 class closed_writes {
 public:
     explicit closed_writes(const std::string& folder) : queue_(::inotify_init1(IN_NONBLOCK)) {
-        ::inotify_add_watch(queue_, folder.c_str(), IN_CLOSE_WRITE);
+        // The openings as well: the system joins events that are alike and follow each other.
+        ::inotify_add_watch(queue_, folder.c_str(), IN_OPEN | IN_CLOSE_WRITE);
     }
     ~closed_writes() { ::close(queue_); }
     closed_writes(const closed_writes&) = delete;
@@ -26,15 +27,16 @@ public:
     closed_writes(closed_writes&&) = delete;
     closed_writes& operator=(closed_writes&&) = delete;
 
-    // Since the last call. The system tells of a write before the writer goes on.
+    // Since the last call. The system notes a write before the writer goes on.
     int count() const {
-        alignas(inotify_event) std::array<char, 65'536> events{};
-        const ssize_t size = ::read(queue_, events.data(), events.size());
+        alignas(inotify_event) std::array<char, 4096> events{};
         int found = 0;
-        for (ssize_t at = 0; at < size; ++found)
-            at += static_cast<ssize_t>(
-                sizeof(inotify_event) +
-                reinterpret_cast<const inotify_event*>(events.data() + at)->len);
+        for (ssize_t size = 0; (size = ::read(queue_, events.data(), events.size())) > 0;)
+            for (ssize_t at = 0; at < size;) {
+                const auto* event = reinterpret_cast<const inotify_event*>(events.data() + at);
+                if ((event->mask & IN_CLOSE_WRITE) != 0) ++found;
+                at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+            }
         return found;
     }
 
