@@ -89,13 +89,13 @@ public:
         model_->saves = 0;
         model_->lines.clear();
         act(happening);
-        check_disk();
-        if (happening.kind == event_kind::cycle) check_active();
         const bool quiet = happening.kind == event_kind::cycle && saves_ == 0 && lines_.empty() &&
-                           !model_->facts().pair_changed;
-        if (quiet && ++quiet_cycles_ < cycles_between_full_looks) return;
-        look_closely(happening);
-        quiet_cycles_ = 0;
+                           model_->saves == 0 && model_->lines.empty();
+        if (!quiet || ++quiet_cycles_ == cycles_between_full_looks) {
+            look_closely(happening);
+            quiet_cycles_ = 0;
+        }
+        check_active(happening.kind == event_kind::cycle);
     }
 
 private:
@@ -345,15 +345,20 @@ private:
         count("saves that failed", saves_ > good_saves_);
     }
 
-    void check_active() {
-        if (!model_->pinned()) return;
+    // A cycle also tells the registry which servers have been heard.
+    void check_active(bool after_cycle) {
+        const bool pair = around_.main != nobody && around_.backup != nobody;
+        if (!pair || !around_.enabled || !model_->pinned()) return;
         const std::optional<system_record> active = registry_.active_system();
+        const std::string found = active ? active->serial + " is active" : "none is active";
         const int side = model_->now_held().held ? around_.backup : around_.main;
-        require(!active || active->serial == serial_of(side), "never two sides",
-                active ? active->serial + " is active" : "");
-        const bool fresh = model_->fresh(model_->pinned_server(), now_);
-        require(fresh == active.has_value(), "only a server heard lately is active",
-                serial_of(model_->pinned_server()));
+        require(!after_cycle || !active || active->serial == serial_of(side), "never two sides",
+                found);
+        require(!active || active->serial == serial_of(model_->pinned_server()),
+                "only the server that protection has pinned is active", found);
+        if (!after_cycle) return;
+        require(active.has_value() == model_->fresh(model_->pinned_server(), now_),
+                "only a server heard lately is active", serial_of(model_->pinned_server()));
     }
 
     void look_closely(const event& happening) {
@@ -363,6 +368,7 @@ private:
                     "");
         else
             check_moves(happening, shown);
+        check_disk();
         check_list(shown.alerts);
         compare(shown);
         before_.held = shown.held_on_backup;
