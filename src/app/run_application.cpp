@@ -1,14 +1,13 @@
 #include "app/run_application.hpp"
 
+#include "app/exit_code.hpp"
 #include "app/launch_options.hpp"
 #include "app/log_redirect.hpp"
 #include "app/refresh_pass.hpp"
 #include "app/second_instance.hpp"
+#include "app/services.hpp"
 #include "app/tray_status.hpp"
 #include "app/ui_address.hpp"
-#include "decks/hid_streamdeck_adapter.hpp"
-#include "decks/operator_deck_manager.hpp"
-#include "local/api_server.hpp"
 #include "local/ui_shell_server.hpp"
 #include "os/clock.hpp"
 #include "os/file_paths.hpp"
@@ -19,8 +18,6 @@
 #include "platform/open_external.hpp"
 #include "platform/platform_app.hpp"
 #include "platform/single_instance.hpp"
-#include "protection/protection_service.hpp"
-#include "routing/command_router.hpp"
 #include "systems/controller_registry.hpp"
 
 #include <atomic>
@@ -31,14 +28,12 @@
 #include <exception>
 #include <functional>
 #include <iostream>
-#include <memory>
 #include <string>
 #include <thread>
 
 namespace elvantris::operator_control {
 namespace {
 
-constexpr std::uint16_t api_port = 5251;
 constexpr std::chrono::seconds refresh_period{2};
 constexpr std::chrono::milliseconds event_period{50};
 constexpr std::chrono::milliseconds longest_pump{500};
@@ -46,14 +41,6 @@ constexpr std::chrono::milliseconds longest_pump{500};
 // A page that changes its port must come back, so a thread for it is asked for more than once.
 constexpr int shell_start_attempts = 20;
 constexpr std::chrono::milliseconds shell_start_pause{100};
-
-enum exit_code {
-    exit_normal = 0,
-    exit_no_sockets = 2,
-    exit_no_api_port = 3,
-    exit_no_ui_port = 4,
-    exit_no_resources = 5
-};
 
 // False once a stop has been asked for: by a signal, the tray, or a UI port that can't be restored.
 std::atomic<bool> application_running{true};
@@ -182,95 +169,17 @@ void run_main_loop(controller_registry& registry, streamdeck_adapter& adapter,
     }
 }
 
-// The long-lived objects of the first instance, in the order of their construction.
-struct services {
-    services(const launch_options& launch, const std::string& log, controller_registry& known)
-        : options(launch),
-          log_path(log),
-          registry(known),
-          router(known),
-          adapter(create_hid_streamdeck_adapter()),
-          protection(known),
-          api(known, router, *adapter, protection),
-          decks(known, *adapter) {}
-
-    ~services();
-    services(const services&) = delete;
-    services& operator=(const services&) = delete;
-    services(services&&) = delete;
-    services& operator=(services&&) = delete;
-
-    // What was started before a failure or an exception is stopped by the destructor.
-    exit_code start();
-    // In its fixed order; what never started is passed over. Safe to repeat.
-    void stop();
-
-    const launch_options& options;
-    const std::string& log_path;
-    controller_registry& registry;
-    command_router router;
-    std::unique_ptr<streamdeck_adapter> adapter;
-    protection_service protection;
-    api_server api;
-    ui_shell_server shell;
-    operator_deck_manager decks;
-    std::unique_ptr<platform_app> platform;
-};
-
-services::~services() {
-    try {
-        stop();
-    } catch (const std::exception&) {
-        // No memory for a farewell to a server. Each service still stops in its own destructor.
-        return;
-    }
-}
-
-exit_code services::start() {
-    if (!api.start(api_port)) {
-        write_error_line("Unable to start Redundancy Control API on 127.0.0.1:" +
-                         std::to_string(api_port));
-        return exit_no_api_port;
-    }
-    if (!shell.start(registry.ui_port())) {
-        write_error_line("Unable to start Redundancy Control shell on 127.0.0.1:" +
-                         std::to_string(registry.ui_port()));
-        return exit_no_ui_port;
-    }
-    registry.set_runtime_ui_port(shell.port());
-    protection.start();
-    if (!adapter->start()) write_error_line("[streamdeck] unable to initialize native HID backend");
-    decks.start();
-
-    const auto open_page = [this](bool configure) {
-        open_external(ui_address(registry.ui_port(), configure));
-    };
-    platform = create_platform_app();
-    platform->initialize([open_page] { open_page(false); }, [open_page] { open_page(true); },
-                         [this] { open_external(log_path); }, [] { application_running = false; },
-                         registry.ui_port(), log_path);
-    write_banner(options, registry.ui_port(), log_path);
-    if (!options.background && (registry.open_browser_on_start() || options.configure))
-        open_page(options.configure);
-    return exit_normal;
-}
-
-void services::stop() {
-    if (platform) platform->shutdown();
-    protection.stop();
-    decks.stop();
-    adapter->stop();
-    shell.stop();
-    api.stop();
-}
-
 // The first instance's life, from its servers to their end.
 exit_code run_services(const launch_options& options, const std::string& log_path,
                        controller_registry& registry) {
-    services all(options, log_path, registry);
-    const exit_code outcome = all.start();
-    if (outcome == exit_normal) run_main_loop(registry, *all.adapter, all.shell, *all.platform);
-    return outcome;
+    services all(registry, log_path);
+    const exit_code outcome = all.start([] { application_running = false; });
+    if (outcome != exit_normal) return outcome;
+    write_banner(options, registry.ui_port(), log_path);
+    if (!options.background && (registry.open_browser_on_start() || options.configure))
+        open_external(ui_address(registry.ui_port(), options.configure));
+    run_main_loop(registry, *all.adapter, all.shell, *all.platform);
+    return exit_normal;
 }
 
 exit_code run_instance(const launch_options& options, const std::string& log_path) {
