@@ -3,9 +3,9 @@
 #include "json/field_scanner.hpp"
 #include "os/standard_streams.hpp"
 #include "systems/known_systems.hpp"
+#include "systems/record_merging.hpp"
 
 #include <algorithm>
-#include <unordered_map>
 #include <utility>
 
 namespace elvantris::operator_control {
@@ -83,98 +83,6 @@ void make_all_independent(std::vector<system_record>& systems) {
 void take_offline(system_record& system) {
     system.online = false;
     system.uiReady = false;
-}
-
-// Finds the records that answers belong to without going through them all for each.
-class record_index {
-public:
-    // Makes room for so many more ahead: the keys point into the records. Addresses are looked at
-    // only for answers without serial, and few are.
-    record_index(std::vector<system_record>& systems, std::size_t more, bool by_address)
-        : indexes_addresses_(by_address) {
-        systems.reserve(systems.size() + more);
-        by_serial_.reserve(systems.size() + more);
-        for (const system_record& system : systems)
-            add(system);
-    }
-
-    // The first record in list order; absent without one.
-    std::optional<std::size_t> find(const discovered_server& server) const {
-        if (!server.serial.empty()) return find_serial(server.serial);
-        const auto found = by_address_.find(server.address);
-        if (found == by_address_.end() || found->second.empty()) return std::nullopt;
-        return *found->second.begin();
-    }
-    std::optional<std::size_t> find_serial(const std::string& serial) const {
-        const auto found = by_serial_.find(serial);
-        if (found == by_serial_.end()) return std::nullopt;
-        return found->second;
-    }
-
-    void add(const system_record& appended) {
-        by_serial_.try_emplace(appended.serial, size_);
-        if (indexes_addresses_) by_address_[appended.address].insert(size_);
-        ++size_;
-    }
-    void move(std::size_t record, const std::string& from, const std::string& to) {
-        if (!indexes_addresses_) return;
-        by_address_[from].erase(record);
-        by_address_[to].insert(record);
-    }
-
-private:
-    bool indexes_addresses_;
-    std::unordered_map<std::string_view, std::size_t> by_serial_;
-    // With keys of its own: an answer can change a record's address.
-    std::unordered_map<std::string, std::set<std::size_t>> by_address_;
-    std::size_t size_ = 0;
-};
-
-system_record fresh_record(const discovered_server& server) {
-    system_record fresh;
-    fresh.serial = server.serial;
-    fresh.workstation = server.workstation;
-    fresh.address = server.address;
-    fresh.webPort = server.webPort;
-    return fresh;
-}
-
-void merge_one(std::vector<system_record>& systems, record_index& index,
-               const discovered_server& server, steady_time now) {
-    const auto known = index.find(server);
-    system_record& system = known ? systems[*known] : systems.emplace_back(fresh_record(server));
-    if (!known) {
-        index.add(system);
-    } else if (system.address != server.address) {
-        // A server with several interfaces answers from any of them; a working road is kept.
-        if (!system.uiReady) {
-            index.move(*known, system.address, server.address);
-            system.address = server.address;
-            system.webPort = server.webPort;
-        }
-    } else if (system.webPort != server.webPort) {
-        system.webPort = server.webPort;
-        system.uiReady = false;
-    }
-    system.controlPort = control_port;
-    if (!server.workstation.empty()) system.workstation = server.workstation;
-    system.online = true;
-    system.lastSeen = now;
-}
-
-void import_system(std::vector<system_record>& systems, record_index& index,
-                   const operator_control_system& source) {
-    const auto known = index.find_serial(source.serial);
-    system_record& system = known ? systems[*known] : systems.emplace_back();
-    if (!known) {
-        system.serial = source.serial;
-        index.add(system);
-    }
-    system.role = source.role;
-    system.backupForSerial = source.backup_for_serial;
-    if (!source.workstation_name.empty()) system.workstation = source.workstation_name;
-    // Where the server answers from now outranks what another server remembers.
-    if (!source.address.empty() && !system.online) system.address = source.address;
 }
 
 // What a round may hold of one that is larger.
@@ -319,14 +227,10 @@ void controller_registry::merge_discovered(std::vector<discovered_server> server
     // The lock must not be held for as long as a stranger likes: a failover may be waiting for it.
     if (servers.size() > discovery_round::most_unknown)
         servers = bounded_round(std::move(servers), serials());
-    const bool some_nameless = std::ranges::any_of(
-        servers, [](const discovered_server& server) { return server.serial.empty(); });
     bool dropped = false;
     {
         const held_lock lock(state_lock_);
-        record_index index(state_.systems, servers.size(), some_nameless);
-        for (const discovered_server& server : servers)
-            merge_one(state_.systems, index, server, now);
+        merge_servers(state_.systems, servers, now);
         for (system_record& system : state_.systems) {
             const bool ever_seen = system.lastSeen != steady_time{};
             if (ever_seen && now - system.lastSeen <= silence_limit)
@@ -424,9 +328,7 @@ void controller_registry::import_config(const operator_control_config& config) {
         const held_lock lock(state_lock_);
         if (!config.enabled || state_.controllerConfigured) return;
         make_all_independent(state_.systems);
-        record_index index(state_.systems, config.systems.size(), false);
-        for (const operator_control_system& source : config.systems)
-            import_system(state_.systems, index, source);
+        import_systems(state_.systems, config.systems);
         dropped = keep_known_systems_bounded(state_.systems);
         state_.sharedFunctionIds = config.shared_function_ids;
         state_.enabled = true;
