@@ -71,6 +71,14 @@ std::size_t find_closing(std::string_view text, std::size_t start, char open, ch
     return npos;
 }
 
+// The position behind the object with which the text begins, white space skipped; npos if the
+// object never closes, absent if the text begins with something else.
+std::optional<std::size_t> end_of_leading_object(std::string_view text) {
+    const std::size_t start = text.find_first_not_of(white_space);
+    if (start == npos || text[start] != '{') return std::nullopt;
+    return find_closing(text, start, '{', '}');
+}
+
 // The text from the value's first byte on; absent where there is none.
 std::optional<std::string_view> value_text(std::string_view text, std::string_view key) {
     const std::size_t at = json_find_value(text, key);
@@ -283,10 +291,12 @@ std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view
 }
 
 bool json_is_whole_object(std::string_view text) {
-    const std::size_t start = text.find_first_not_of(white_space);
-    if (start == npos || text[start] != '{') return false;
-    const std::size_t end = find_closing(text, start, '{', '}');
-    return end != npos && text.find_first_not_of(white_space, end) == npos;
+    const auto end = end_of_leading_object(text);
+    return end && *end != npos && text.find_first_not_of(white_space, *end) == npos;
+}
+
+bool json_object_is_cut(std::string_view text) {
+    return end_of_leading_object(text) == npos;
 }
 
 bool find_json_value_span(std::string_view text, std::string_view key, std::size_t& start_out,
@@ -312,11 +322,6 @@ bool find_json_value_span(std::string_view text, std::string_view key, std::size
     start_out = start;
     end_out = end;
     return true;
-}
-
-bool json_object_is_cut(std::string_view text) {
-    const std::size_t start = text.find_first_not_of(white_space);
-    return start != npos && text[start] == '{' && find_closing(text, start, '{', '}') == npos;
 }
 
 } // namespace elvantris::operator_control

@@ -68,22 +68,21 @@ private:
 };
 
 // Every run of digits in the array, also inside strings and nested values. The first `most`
-// different ones, for a text from somebody who may send millions.
+// different ones, for a text of which the sender may put in millions.
 std::set<std::int32_t> json_read_int_set(std::string_view text, std::string_view key,
                                          std::size_t most = npos);
 
 // Whether the text is one object from its opening to its closing brace, with nothing but white
-// space around it. What stands between the braces is not looked at, but for strings: braces in them
-// don't count.
+// space around it. What is between the braces isn't checked, but a brace in a string doesn't count.
 bool json_is_whole_object(std::string_view text);
+
+// Whether the text begins with an object that never closes: its end is missing. White space may
+// come first. False for any text that begins with something else.
+bool json_object_is_cut(std::string_view text);
 
 // As `json_find_value`, yet with the span's end behind the value. False where the value does not
 // end inside the text.
 bool find_json_value_span(std::string_view text, std::string_view key, std::size_t& start_out,
                           std::size_t& end_out);
-
-// Whether the text begins an object, white space ahead allowed, that never closes: its end is
-// missing. False for any text that begins otherwise.
-bool json_object_is_cut(std::string_view text);
 
 } // namespace elvantris::operator_control
