@@ -1,6 +1,7 @@
 #include "os/name_lookup.hpp"
 
-#include <algorithm>
+#include "os/wait_under_lock.hpp"
+
 #include <condition_variable>
 #include <exception>
 #include <map>
@@ -57,15 +58,7 @@ std::vector<socket_address> name_lookup::find(const host_query& query, const cal
         }
     }
     const std::shared_ptr<lookup> running = known->second;
-    while (!running->done) {
-        lock.unlock();
-        const bool over = limits.over();
-        lock.lock();
-        if (over && !running->done) return {};
-        state_->answered.wait_until(lock,
-                                    std::min(limits.deadline, steady_now() + longest_unasked_wait),
-                                    [&] { return running->done; });
-    }
+    if (!wait_under_lock(lock, state_->answered, limits, [&] { return running->done; })) return {};
     return running->addresses;
 }
 

@@ -1,6 +1,7 @@
 #include "systems/pairing_turns.hpp"
 
-#include <algorithm>
+#include "os/wait_under_lock.hpp"
+
 #include <utility>
 
 namespace elvantris::operator_control {
@@ -26,16 +27,9 @@ std::optional<pairing_turns::turn> pairing_turns::take_if_free() {
 std::optional<pairing_turns::turn> pairing_turns::wait_for(const call_limits& limits) {
     ++waiting_saves_;
     std::unique_lock lock(lock_);
-    while (taken_) {
-        lock.unlock();
-        const bool over = limits.over();
-        lock.lock();
-        if (over && taken_) break;
-        freed_.wait_until(lock, std::min(limits.deadline, steady_now() + longest_unasked_wait),
-                          [this] { return !taken_; });
-    }
+    const bool free = wait_under_lock(lock, freed_, limits, [this] { return !taken_; });
     --waiting_saves_;
-    if (taken_) return std::nullopt;
+    if (!free) return std::nullopt;
     taken_ = true;
     return turn(*this);
 }
