@@ -18,8 +18,7 @@ launch_options parse_command_line(int argc, const char* const* argv);
 // The file in the user's own data folder, which is created on the way.
 std::string default_config_path();
 
-// Brings a configuration file from the current folder to `path` if nothing stands there yet. The
-// old file stays where it is.
+// Copies a configuration file from the current folder to `path` if nothing is there yet.
 void migrate_local_config(const std::string& path);
 
 // The log file beside the configuration file; in the current folder if that one has none.

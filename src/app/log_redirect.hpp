@@ -3,8 +3,8 @@
 // With a console wanted, or if the file can't be opened, the streams stay as they are. The file is
 // appended to for ever; other programs may read, write and truncate it meanwhile.
 // Threads: any may write to the streams. Constructed and destroyed on the first thread.
-// Failure: none is reported, nor thrown for want of memory, or the stream would stay failed. Lines
-//   that the disk doesn't take are lost as a whole, later ones are not.
+// Failure: none is reported, and nothing is thrown when memory is short: the stream would stay
+//   failed. A line for which the disk has no room is lost as a whole; later lines are not.
 #pragma once
 
 #include "os/files.hpp"

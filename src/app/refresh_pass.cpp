@@ -17,8 +17,8 @@ constexpr milliseconds discovery_silence{500};
 constexpr milliseconds adoption_timeout{750};
 constexpr std::size_t most_adopted_systems = 16'384; // of all servers in one pass
 
-// Each step has a share that lets it ask at least one server that uses up all its time, so that
-// none of them can keep the next from its turn. The synchronisation has what the others leave.
+// Each step has a share of the pass, enough for at least one server that uses up all its time. So
+// no step can keep the next one from running. The synchronisation has what the others leave.
 constexpr std::chrono::seconds longest_pass{28};
 constexpr std::chrono::seconds longest_discovery{8};
 constexpr std::chrono::seconds longest_asking{6};

@@ -7,7 +7,7 @@
 
 namespace elvantris::operator_control {
 
-// Where the steps of one pass have to go on in the next.
+// Where the steps of the next pass continue.
 struct refresh_memory {
     polling_memory polling;
     asking_order adoption;
@@ -17,9 +17,9 @@ struct refresh_memory {
 // pairing that the servers hold, readiness, synchronisation with Main, replication, the status
 // lines and the save of the configuration file. With dead servers it takes seconds.
 //
-// It lasts 28 seconds at most, whatever the servers do; whom there is no time for comes first in
-// the next pass. `given_up` is asked at least every 100 ms while the network is waited for; when it
-// says so, nothing more is asked, and the pass comes to its ordinary end at once.
+// It lasts 28 seconds at most, whatever the servers do; servers for which there is no time are the
+// first in the next pass. While the pass waits for the network it calls `given_up` at least every
+// 100 ms. Once that returns true no server is asked any more, and the pass ends at once as usual.
 // Failure: throws what discovery throws; the steps behind it are then left out of this pass.
 void run_refresh_pass(controller_registry& registry, refresh_memory& memory,
                       const std::function<bool()>& given_up);

@@ -38,7 +38,7 @@ constexpr std::chrono::seconds refresh_period{2};
 constexpr std::chrono::milliseconds event_period{50};
 constexpr std::chrono::milliseconds longest_pump{500};
 
-// A page that changes its port must come back, so a thread for it is asked for more than once.
+// A page that changes its port must come back, so its start is retried while there is no thread.
 constexpr int shell_start_attempts = 20;
 constexpr std::chrono::milliseconds shell_start_pause{100};
 
@@ -73,7 +73,7 @@ void write_banner(const launch_options& options, std::uint16_t ui_port,
                      log_path + "\n";
 }
 
-// False if the port can't be had, or for two seconds no thread.
+// False if the port can't be had, or if there is no thread for two seconds.
 bool start_again(ui_shell_server& shell, std::uint16_t port) {
     for (int attempt = 0; attempt < shell_start_attempts && application_running; ++attempt) {
         try {

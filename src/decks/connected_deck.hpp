@@ -33,7 +33,7 @@ struct connected_deck {
     // interleave.
     std::mutex mutex;
     std::set<std::int32_t> refused_keys; // whose oversized image has been logged
-    // A report has failed slowly. A scan ends it without waiting for `mutex`.
+    // A report was slow to fail. The next scan clears this without waiting for `mutex`.
     std::atomic<bool> left_alone{false};
     // Of the failed reads since the last good one; the adapter's thread alone.
     std::uint32_t failed_reads = 0;
@@ -42,9 +42,8 @@ struct connected_deck {
 
 // For all of these the caller holds the deck's `mutex` and the reports go out before the return.
 // Failure: false, at once, for a deck that has been closed or is left alone; false if a report
-// could
-//   not be sent. One that took long to fail leaves the deck alone: each further report could take
-//   seconds as well, and other decks and the keys would wait for them.
+//   could not be sent. After a report that was slow to fail the deck is left alone: each further
+//   report could take seconds as well, and other decks and the keys would wait for it.
 
 bool write_image(connected_deck& deck, std::int32_t key, std::string_view image);
 bool write_empty_key(connected_deck& deck, std::int32_t key);

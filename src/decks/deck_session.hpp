@@ -12,14 +12,13 @@ namespace elvantris::operator_control {
 
 struct server_deck_session {
     std::int64_t generation = 0; // the `since` of the next poll
-    // The last view of each deck, by its serial, without the bytes of its images, and without the
-    // scripts of a deck that isn't attached. What a server
-    // says about decks that are not here can't fill the memory: they get a place while fewer than
-    // 64 are kept. Those that are attached always do.
+    // The last view of each deck, by its serial, without the bytes of its images. A deck that is
+    // not attached is kept without its scripts, and only while there are fewer than 64, so that a
+    // server can't fill the memory. Attached decks are always kept.
     std::map<std::string, deck_view> decks;
 };
 
-// Keeps the view if there is room, and gives back its keys with their images for painting.
+// Keeps the view if there is room, and returns its keys with their images for painting.
 std::vector<deck_key_image> keep_view(server_deck_session& session, deck_view view,
                                       const std::vector<deck_info>& attached);
 

@@ -28,8 +28,8 @@ namespace {
 constexpr std::uint16_t vendor_id = 0x0FD9;
 constexpr std::chrono::seconds scan_period{2};
 constexpr std::chrono::milliseconds key_period{20};
-// After a deck came back. Its absence must outlast the 2 s between two registrations: a server that
-// has not been told of it would not draw the deck's keys anew.
+// After a deck came back. Its absence must last longer than the 2 s between two registrations: a
+// server that doesn't hear of it would not draw the deck's keys again.
 constexpr milliseconds return_period{2'200};
 // A single failed read is no more than an empty one, nor is a moment of them.
 constexpr std::uint32_t failed_reads_of_a_dead_deck = 2;
@@ -115,14 +115,14 @@ private:
     // Gives the time to the next one.
     milliseconds scan();
     void end_rests();
-    // Gives the paths of those that went.
+    // Returns the paths of those that departed.
     std::set<std::string> drop_dead_decks(const hid_device_info* devices);
     void look_at(const hid_device_info& entry, bus_scan& found);
     open_device open(const deck_model& model, const std::string& path);
     void attach(const deck_pointer& deck, bus_scan& found);
     // The first deck of a serial stays; another is closed, and the result is false.
     bool insert(const deck_pointer& deck, bus_scan& found);
-    // Takes the decks that `gone` names out of the map, closes them and gives them back.
+    // Takes the decks that `gone` names out of the map, closes them and returns them.
     template<typename predicate>
     std::vector<deck_pointer> detach_where(predicate gone);
     void read_keys();
@@ -243,8 +243,8 @@ void hid_streamdeck_adapter::work() {
         try {
             run_pass(next_scan);
         } catch (...) {
-            // Want of memory, here or in the handler. A line about it would need some as well; the
-            // next pass and the next scan do what this one has left.
+            // Out of memory, here or in the handler. A line about it would need memory as well; the
+            // next pass and the next scan do what this one has not done.
         }
         rest(next_scan);
     }
@@ -281,7 +281,7 @@ milliseconds hid_streamdeck_adapter::scan() {
     const std::vector<deck_pointer> departed = detach_where([&](const connected_deck& deck) {
         return !found.seen_paths.contains(deck.info.device_path);
     });
-    // One that stands on the bus already, under its old path or another, comes back next time.
+    // One that is on the bus already, under its old path or another, attaches at the next scan.
     const bool returns =
         !found.dead_paths.empty() || std::ranges::any_of(departed, [&](const deck_pointer& deck) {
             return found.colliding_serials.contains(deck->info.serial);
@@ -295,9 +295,9 @@ void hid_streamdeck_adapter::end_rests() {
         deck->left_alone = false;
 }
 
-// A deck that was pulled and plugged again since the last scan can stand on the bus under its old
+// A deck that was pulled and plugged again since the last scan can be on the bus under its old
 // path, while the handle that we hold is dead. It departs here and attaches again at the next scan:
-// by then the servers have been told that it is gone, and draw all of its keys anew.
+// by then the servers have been told that it is gone, and draw all of its keys again.
 std::set<std::string> hid_streamdeck_adapter::drop_dead_decks(const hid_device_info* devices) {
     std::set<std::string> listed;
     for (const hid_device_info* entry = devices; entry != nullptr; entry = entry->next)

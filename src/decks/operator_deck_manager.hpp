@@ -40,8 +40,8 @@ public:
     operator_deck_manager& operator=(operator_deck_manager&&) = delete;
     ~operator_deck_manager();
 
-    // True, also if it runs already. A thread that can't be had is thrown as the system's error,
-    // and the manager is as it was before.
+    // True, also if it runs already. If there is no thread the system's error is thrown, and the
+    // manager is as it was before.
     bool start();
     // Waits for the pass under way, which gives its calls up after 400 ms, then tells every ready
     // server, all within 400 ms more. Safe to repeat.

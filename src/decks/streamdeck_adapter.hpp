@@ -4,7 +4,7 @@
 // Threads: any, for every operation. An image is written on its caller's thread, which waits for
 //   the hardware; images for two decks don't wait for each other.
 // Failure: a serial that is not attached, or a key that the deck doesn't have, gives false and no
-//   word in the log. Nothing is tried again. A deck that was slow to fail is left alone for up to
+//   line in the log. Nothing is retried. A deck that was slow to fail is left alone for up to
 //   2 seconds: whatever is written to it gives false at once.
 #pragma once
 
@@ -51,7 +51,7 @@ public:
 
     // `image` is what the deck takes: the size, format and rotation of its `deck_info`. True if
     // it was written whole; one in a wrong format is refused and logged. So is one above 262,144
-    // bytes, which is logged once for each key until the deck is attached anew.
+    // bytes, which is logged once for each key until the deck is attached again.
     virtual bool set_key_image(const std::string& serial, std::int32_t key,
                                std::string_view image) = 0;
     virtual bool clear_key(const std::string& serial, std::int32_t key) = 0;

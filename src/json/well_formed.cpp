@@ -9,7 +9,7 @@ namespace elvantris::operator_control {
 namespace {
 
 // The length of the UTF-8 character at the front; 0 if there is none. Overlong forms, surrogates
-// and what lies beyond Unicode are none.
+// and numbers beyond Unicode don't count.
 std::size_t utf8_length(std::string_view text) {
     const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
     const unsigned char lead = byte(0);
@@ -25,7 +25,7 @@ std::size_t utf8_length(std::string_view text) {
     return overlong || surrogate || beyond ? 0 : length;
 }
 
-// Walks over a text; each `take_...` moves behind what it has found at the front, or gives false.
+// Walks over a text; each `take_...` moves behind what it finds at the front, or returns false.
 class json_walker {
 public:
     explicit json_walker(std::string_view text) : rest_(text) {}

@@ -18,7 +18,7 @@ namespace elvantris::operator_control {
 namespace {
 
 constexpr milliseconds discovery_silence{1500};
-// The page waits for a save, and all other requests behind it.
+// The page waits for a save, and so do all requests behind it.
 constexpr std::chrono::seconds longest_sync{25};
 
 api_reply ok() {

@@ -6,7 +6,8 @@
 namespace elvantris::operator_control {
 namespace {
 
-// The status and the operator's acts come here, so it leaves fewer descriptors over than the page.
+// The status and the operator's acts come here, so it may use more of the descriptors than the
+// page.
 constexpr loopback_limits api_limits{.backlog = 16, .connections = 64, .spare_descriptors = 32};
 
 } // namespace

@@ -9,7 +9,8 @@ namespace elvantris::operator_control {
 
 // The JSON API and the diagnostics page on a loopback port. The accept thread is the whole server:
 // one request runs to its end before the next is read, and so the routes need no lock of their own.
-// Whoever begins to speak is waited for; up to 64 connections may be silent without holding it.
+// It waits for a connection that has begun its request; up to 64 connections may be silent without
+// blocking it.
 class api_server {
 public:
     api_server(controller_registry& registry, command_router& router, streamdeck_adapter& adapter,

@@ -77,8 +77,8 @@ void loopback_server::serve_next() {
     handle(std::move(connection));
 }
 
-// As many as there is room for, since the system's own queue is short. Nobody is closed for another
-// while somebody who has spoken is still to be served.
+// As many as there is room for, since the system's own queue is short. No connection is closed
+// to make room while one that has sent something waits to be served.
 void loopback_server::accept_waiting(bool somebody_has_spoken) {
     bool accepted = false;
     while (has_room() && accept_next(true))
@@ -90,7 +90,7 @@ void loopback_server::accept_waiting(bool somebody_has_spoken) {
         std::this_thread::sleep_for(pause_after_failure);
 }
 
-// False if nobody waits, or nobody can be accepted.
+// False if no connection waits, or none can be accepted.
 bool loopback_server::accept_next(bool keep) {
     socket_handle accepted = accept_connection(listen_socket_);
     if (!accepted.valid()) return false;

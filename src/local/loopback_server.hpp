@@ -1,13 +1,13 @@
 // Listening, accepting and stopping: what the two local servers have in common.
 //
-// A browser opens connections ahead of need, and other programs may do worse: a connection is kept
-// aside until its first byte is there, and only then handed to the handler. When there is no room
-// for one more, the one that has been silent for longest is closed.
+// A browser opens connections before it needs them, and other programs may do worse. So a
+// connection is handed to the handler only when its first byte has arrived. When there is no room
+// for one more, the one that has been silent longest is closed.
 //
 // Threads: `start` and `stop` belong to one thread. The handler runs on the accept thread, which
 //   waits for it.
-// Ownership: each connection that has spoken is handed over to the handler; silent ones end with
-//   `stop`.
+// Ownership: each connection that has sent something is handed over to the handler; silent ones
+//   end with `stop`.
 // Failure: a connection for which there is no room, no memory or no descriptor is closed.
 #pragma once
 
@@ -31,7 +31,7 @@ struct loopback_limits {
 
 // Counts as open for as long as it lives, which may be longer than its server does.
 struct loopback_connection {
-    std::shared_ptr<const void> seat; // given up after the socket is closed
+    std::shared_ptr<const void> seat; // released after the socket is closed
     socket_handle socket;
 };
 
@@ -46,8 +46,8 @@ public:
     loopback_server(loopback_server&&) = delete;
     loopback_server& operator=(loopback_server&&) = delete;
 
-    // False if the port on 127.0.0.1 can't be had. True at once if already running. A thread that
-    // can't be had is thrown as the system's error, and nothing is running then.
+    // False if the port on 127.0.0.1 can't be had. True at once if already running. If there is no
+    // thread the system's error is thrown, and nothing is running then.
     bool start(std::uint16_t port);
     // Waits for the accept thread, and so for a handler that is at work. Safe to repeat.
     void stop();

@@ -11,8 +11,8 @@ namespace elvantris::operator_control {
 // The complete reply to what a browser sent first; its first line decides. Pure.
 std::string answer_shell_request(std::string_view first_segment);
 
-// Hands the browser the operator's page, and nothing else. Each connection that has spoken has a
-// thread of its own that nobody waits for, so a slow browser holds up nothing. At most 256 are
+// Hands the browser the operator's page, and nothing else. Each connection that has sent something
+// has a thread of its own that nobody waits for, so a slow browser delays nothing. At most 256 are
 // open.
 class ui_shell_server {
 public:

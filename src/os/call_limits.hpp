@@ -1,5 +1,5 @@
-// What ends a call from outside while it waits: a time by which it must be over, and a caller that
-// no longer wants it. Handed down from whoever knows both to whatever waits.
+// What ends a call while it waits: a deadline, and a caller that no longer wants the answer. Passed
+// down from the caller that knows both to the function that waits.
 //
 // Threads: a value; `given_up` is asked on the waiting thread and must be safe there.
 #pragma once
@@ -16,7 +16,7 @@ inline constexpr milliseconds longest_unasked_wait{100};
 
 struct call_limits {
     steady_time deadline = steady_time::max();
-    // True gives the call up. Empty: nobody ever does. May do small work of the waiting thread.
+    // True cancels the call. Empty: it is never cancelled. May do small work on the waiting thread.
     std::function<bool()> given_up;
 
     bool is_given_up() const { return given_up && given_up(); }

@@ -18,7 +18,7 @@ std::string text_of(const fs::path& path) {
     return {text.begin(), text.end()};
 }
 
-// The file library may still throw for a path that can't be converted or for want of memory.
+// The file library may still throw for a path that can't be converted or when memory is short.
 template<typename operation>
 bool succeeds(operation&& run) {
     try {
@@ -72,7 +72,7 @@ bool path_exists(const std::string& path) {
 
 bool copy_file_over(const std::string& from, const std::string& to) {
     return succeeds([&] {
-        // The MinGW library refuses to copy over a file that stands there.
+        // The MinGW library refuses to copy over an existing file.
         std::error_code error;
         if (fs::is_regular_file(path_of(from), error)) fs::remove(path_of(to), error);
         return fs::copy_file(path_of(from), path_of(to), error);

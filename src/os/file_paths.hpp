@@ -15,10 +15,10 @@ std::string current_folder();
 // `name` inside `folder`, with the system's own separator; `name` alone if `folder` is empty.
 std::string path_inside(const std::string& folder, const std::string& name);
 
-// The folder and all its parents. True if it stands afterwards.
+// The folder and all its parents. True if it exists afterwards.
 bool create_folders(const std::string& folder);
 
-// Whether anything, a file or a folder, stands there.
+// Whether anything, a file or a folder, is there.
 bool path_exists(const std::string& path);
 
 bool copy_file_over(const std::string& from, const std::string& to);

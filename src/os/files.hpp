@@ -1,6 +1,6 @@
 // Whole small files, and the two ways in which the program writes: replacing and appending.
 //
-// Paths are UTF-8 on both systems. A relative path stands on the current folder.
+// Paths are UTF-8 on both systems. A relative path begins at the current folder.
 // Threads: any, for different paths.
 // Failure: a value, never an exception; nothing is logged here.
 #pragma once
@@ -17,8 +17,8 @@ namespace elvantris::operator_control {
 // count as missing; one that is held by another program, or is no file at all, is unreadable.
 enum class read_failure { missing, unreadable, too_large };
 
-// The whole content. Absent, with the cause in `failure`, if there is none to be had or if it is
-// longer than `limit` bytes.
+// The whole content. Absent, with the cause in `failure`, if it can't be read or is longer than
+// `limit` bytes.
 std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit,
                                            read_failure* failure = nullptr);
 
@@ -37,9 +37,9 @@ bool keep_file_as(const std::string& path, const std::string& second_name);
 // A file to append to while others may read, write and truncate it: each write lands at the end
 // that the file has at that moment.
 //
-// Of a line for which the disk has no room, nothing stays: the file is cut to where it was. Where
-// that can't be done, for what others have written since as well, the next line begins with a line
-// end, so that it isn't joined to the torn one. That is remembered from one `open` to the next.
+// If the disk has no room for a whole line, the file is cut to where it was. If that can't be done,
+// for example because others have written since, the next line begins with a line end, so that it
+// isn't joined to the incomplete one. This is remembered from one `open` to the next.
 class append_file {
 public:
     append_file() = default;
@@ -57,7 +57,7 @@ public:
 
 private:
     std::intptr_t handle_ = -1;
-    bool torn_ = false; // the file holds the beginning of a line that couldn't be taken back
+    bool torn_ = false; // the file holds the beginning of a line that couldn't be cut off
 };
 
 } // namespace elvantris::operator_control

@@ -31,7 +31,7 @@ private:
     std::mutex mutex_;
 };
 
-// Holds a checked mutex for a scope; it may be let go and taken again in between.
+// Holds a checked mutex for a scope; it may be released and taken again in between.
 class ELVANTRIS_THREAD_MARK(scoped_lockable) held_lock {
 public:
     explicit held_lock(checked_mutex& mutex) ACQUIRES(mutex) : lock_(mutex.native()) {}

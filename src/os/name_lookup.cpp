@@ -32,7 +32,7 @@ void name_lookup::run(shared_state& state, lookup& running, const host_query& qu
     try {
         addresses = state.resolve(query);
     } catch (const std::exception&) {
-        // Without memory the name counts as unknown. Nobody could catch this but us.
+        // Without memory the name counts as unknown. An exception would end the program here.
         addresses.clear();
     }
     const std::lock_guard lock(state.lock);

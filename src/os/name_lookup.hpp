@@ -1,8 +1,8 @@
 // Looking up a host for no longer than its caller can wait.
 //
 // A system's resolver answers when it likes, and nothing can interrupt it. So each name is looked
-// up on a thread of its own, which nobody joins: a caller whose time is over leaves without an
-// answer, and those who want the same name meanwhile wait for the lookup that is under way.
+// up on a thread of its own, which nobody joins: a caller whose time is over returns without
+// an answer, and callers that want the same name meanwhile wait for the same lookup.
 //
 // Threads: any.
 // Ownership: what a lookup needs is shared with its thread, which may outlive this object.

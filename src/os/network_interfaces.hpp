@@ -15,7 +15,7 @@ struct interface_address {
 };
 
 // All interfaces of the machine, in the system's order. Absent if the system refuses to tell.
-// Threads: any. Each call asks anew, as cables and addresses change during a show.
+// Threads: any. Each call asks again, as cables and addresses change during a show.
 std::optional<std::vector<interface_address>> list_interface_addresses();
 
 } // namespace elvantris::operator_control

@@ -18,7 +18,7 @@ std::optional<std::string> read_once(const std::string& path, read_failure& fail
     try {
         return read_whole_file(path, largest_settings_file, &failure);
     } catch (const std::exception&) {
-        failure = read_failure::unreadable; // for want of memory
+        failure = read_failure::unreadable; // out of memory
         return std::nullopt;
     }
 }
@@ -81,7 +81,7 @@ bool settings_file::replace_by(const std::string& text) {
 
 bool settings_file::put_aside() {
     if (!unread_) return true;
-    // Only as far as room is needed: an attempt that fails halfway is made again by the next save.
+    // Only the names that are needed are moved. If a move fails, the next save tries again.
     if (path_exists(kept_name(1))) {
         if (path_exists(kept_name(2)) && !replace_file(kept_name(2), kept_name(3))) return false;
         if (!replace_file(kept_name(1), kept_name(2))) return false;
@@ -109,7 +109,7 @@ void settings_file::report(trouble cause) const noexcept {
         line += ". It is kept as " + kept_name(1) + " before anything is saved over it.";
         write_error_line(line);
     } catch (const std::exception&) {
-        // A line that can't be made for want of memory is lost; the file isn't.
+        // Out of memory: the line is lost, the file isn't.
     }
 }
 

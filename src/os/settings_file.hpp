@@ -1,9 +1,9 @@
-// A small file of settings: read with patience, replaced in one step, and never written over while
-// it holds something that has not been read.
+// A small file of settings: read with retries, replaced in one step, and never overwritten while it
+// holds something that has not been read.
 //
 // A file that exists and can't be read, or isn't whole, is reported once on standard error. The
-// next save keeps it as `<path>.unreadable-1` before it replaces it; older ones move on to -2 and
-// -3. As long as the file can't be kept, every save fails.
+// next save keeps it as `<path>.unreadable-1` before it replaces it; older ones become -2 and -3.
+// As long as the file can't be kept, every save fails.
 //
 // Threads: one at a time.
 // Failure: values. Nothing is thrown, and a callback that throws is a load or a save that failed.
@@ -18,7 +18,7 @@
 
 namespace elvantris::operator_control {
 
-// No file above it is read, so none is written.
+// A larger file is neither read nor written.
 inline constexpr std::size_t largest_settings_file = 67'108'864;
 
 enum class failed_save { leaves_temporary_file, removes_temporary_file };

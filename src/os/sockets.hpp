@@ -73,7 +73,7 @@ std::vector<socket_address> resolve_address(const std::string& host, std::uint16
                                             address_family family, transport kind,
                                             const call_limits& limits = {});
 
-// The same by the system's resolver alone, which may take its time with anything but numbers.
+// The same by the system's resolver alone, which may be slow with anything but numbers.
 enum class host_text { numeric, any };
 std::vector<socket_address> look_up_address(const std::string& host, std::uint16_t port,
                                             address_family family, transport kind, host_text what);
@@ -97,7 +97,7 @@ struct connect_attempt {
 // peer), and what went wrong if there is none.
 connect_attempt try_to_connect(const socket_address& address, milliseconds timeout,
                                const call_limits& limits = {});
-// The same for those to whom the cause is all one.
+// The same for callers that don't need the cause.
 socket_handle connect_socket(const socket_address& address, milliseconds timeout,
                              const call_limits& limits = {});
 

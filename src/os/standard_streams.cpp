@@ -14,7 +14,7 @@ void write_line(std::ostream& stream, std::string_view line, std::string_view re
         stream.write(text.data(), static_cast<std::streamsize>(text.size()));
         stream.flush();
     } catch (...) {
-        // Whoever tells of a failure must not fail for it.
+        // Reporting a failure must not cause another one.
         return;
     }
 }

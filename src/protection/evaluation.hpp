@@ -16,7 +16,7 @@ namespace elvantris::operator_control {
 
 // One thing that can be wrong with a server, and whether it is now.
 struct fault_condition {
-    std::string name; // stands behind the serial in alert and timer keys
+    std::string name; // follows the serial in alert and timer keys
     bool present = false;
     fault_mode mode = mode_ignore;
     std::chrono::milliseconds delay{};

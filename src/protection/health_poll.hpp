@@ -11,7 +11,7 @@ namespace elvantris::operator_control {
 
 enum class poll_outcome {
     answered,
-    unanswered,   // silence, a refusal, or an answer that is no good
+    unanswered,   // silence, a refusal, or an unusable answer
     no_network,   // the workstation has no way out to the server
     no_resources, // the workstation lacked a descriptor, a buffer or memory to ask
 };
@@ -21,7 +21,7 @@ struct health_answer {
     std::optional<server_health> health = std::nullopt; // of an answered poll
 };
 
-// Asks one server how it is: the health call, and the identity call where the server is too old to
+// Polls one server: the health call, and the identity call where the server is too old to
 // know the first.
 //
 // Threads: any; works on its own copy of the record and touches no shared state.

@@ -7,8 +7,8 @@
 
 namespace elvantris::operator_control {
 
-// The sequences that wait for the outbound worker, and whether it has one in hand. The gates before
-// it keep it to one job.
+// The sequences that wait for the outbound worker, and whether it has one in hand. Its callers
+// check that there is at most one job.
 //
 // Not safe for several threads at once; its owner's lock guards it.
 // Failure: only `prepared` may throw, so that a transfer can get ready first and then not fail.

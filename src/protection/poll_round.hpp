@@ -1,14 +1,15 @@
-// Whom the monitor asks in a cycle, and when what it has heard may be judged.
+// Which server the monitor polls in a cycle, and when the answers may be judged.
 //
 // A cycle asks both servers and waits for both. Four things make that safe:
-// - While one server is awaited the other is asked again every 250 ms, so a slow server doesn't use
-//   up the other's tolerance. The cycle doesn't wait for such a poll; if it is still under way when
-//   the next cycle begins, it is that cycle's poll.
-// - After a pause of the program (a stop, a sleep, a lock that was long in coming) both servers are
-//   asked again: what was asked before it isn't judged.
-// - When both were silent and one answers again, the other is asked once more before it counts as
+// - While one server is awaited the other is polled again every 250 ms, so that its answer doesn't
+//   get too old. The cycle doesn't wait for such a poll; if it is still under way when the next
+//   cycle begins, it is that cycle's poll.
+// - After a pause of the program (a stop, a sleep, a long wait for a lock) both servers are polled
+//   again: polls from before it aren't judged.
+// - When both were silent and one answers again, the other is polled again before it counts as
 //   missing: they may be coming back one after the other.
-// - A poll for which the workstation lacks the means says nothing about a server. It is repeated.
+// - A poll for which the workstation has no descriptor, buffer or memory says nothing about a
+//   server. It is repeated.
 //
 // Pure: time and outcomes come in. Threads: one at a time.
 #pragma once
@@ -33,7 +34,7 @@ public:
     };
 
     void begin(target main, target backup, steady_time now);
-    // Tells that the monitor is awake; it must be told before every question below.
+    // Notes that the monitor is awake. To be called before every question below.
     void look(steady_time now);
 
     bool wants_poll(pair_side side, steady_time now) const;

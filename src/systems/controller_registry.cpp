@@ -85,7 +85,7 @@ void take_offline(system_record& system) {
     system.uiReady = false;
 }
 
-// What a round may hold of one that is larger.
+// As much of the round as a round may hold.
 std::vector<discovered_server> bounded_round(std::vector<discovered_server> servers,
                                              known_serials known) {
     discovery_round round(std::move(known));
@@ -206,7 +206,7 @@ operator_control_config controller_registry::pairing_config() const {
 }
 
 std::string controller_registry::to_json() const {
-    // Writing takes long enough to keep a failover waiting; copying doesn't.
+    // Writing the text would take long enough to delay a failover; copying doesn't.
     const registry_state copy = [this] {
         const held_lock lock(state_lock_);
         return state_;
@@ -224,7 +224,7 @@ known_serials controller_registry::serials() const {
 
 void controller_registry::merge_discovered(std::vector<discovered_server> servers,
                                            steady_time now) {
-    // The lock must not be held for as long as a stranger likes: a failover may be waiting for it.
+    // A stranger must not decide how long the lock is held: a failover may be waiting for it.
     if (servers.size() > discovery_round::most_unknown)
         servers = bounded_round(std::move(servers), serials());
     bool dropped = false;
@@ -240,10 +240,10 @@ void controller_registry::merge_discovered(std::vector<discovered_server> server
         }
         dropped = keep_known_systems_bounded(state_.systems);
     }
-    if (dropped) tell_bound_reached();
+    if (dropped) report_bound_reached();
 }
 
-void controller_registry::tell_bound_reached() {
+void controller_registry::report_bound_reached() {
     if (bound_told_.exchange(true)) return;
     write_error_line("Redundancy Control registry: more systems than the " +
                      std::to_string(most_known_systems) +
@@ -277,7 +277,7 @@ void controller_registry::set_replication(const std::string& serial,
     system->replicationPendingMedia = status.pending_media;
     system->replicationEventTitle.clear();
     system->replicationLastError.clear();
-    // Where the records are full of text already, these two are what can be done without.
+    // If the records hold too much text already, these two are the least needed.
     std::size_t bytes = status.event_title.size() + status.last_error.size();
     for (const system_record& each : state_.systems)
         bytes += text_size(each);
@@ -334,7 +334,7 @@ void controller_registry::import_config(const operator_control_config& config) {
         state_.enabled = true;
         state_.controllerConfigured = pair_exists(state_.systems);
     }
-    if (dropped) tell_bound_reached();
+    if (dropped) report_bound_reached();
 }
 
 void controller_registry::set_shared_function_ids(std::set<std::int32_t> ids) {
@@ -378,7 +378,7 @@ void controller_registry::load() noexcept {
             const held_lock lock(state_lock_);
             loaded = state_;
         }
-        // A registry that runs short of memory halfway must not be half the file's.
+        // If memory runs out halfway, the registry must not hold half of the file.
         read_registry_json(text, loaded);
         const held_lock lock(state_lock_);
         state_ = std::move(loaded);

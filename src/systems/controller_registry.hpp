@@ -64,7 +64,7 @@ public:
     // The word for the active server's role.
     std::string active_role() const;
 
-    // Who brings this pairing to Main, one after the other.
+    // The turns of those who write this pairing to Main.
     pairing_turns& turns() { return turns_; }
     // The pairing that this workstation wants Main to hold.
     operator_control_config pairing_config() const;
@@ -76,7 +76,7 @@ public:
 
     // Applies one discovery round: adds new servers, renews known ones, and takes offline those
     // that have been silent for more than 6 seconds. A ready server keeps its address. Where the
-    // bounds of known_systems.hpp are reached, records go, and the first time a line says so.
+    // bounds of known_systems.hpp are exceeded, records are dropped; the first time is logged.
     void merge_discovered(std::vector<discovered_server> servers, steady_time now);
 
     // `online` and `uiReady` both take `value`; true is also a proof of life.
@@ -107,7 +107,7 @@ public:
     void save() const noexcept;
 
 private:
-    void tell_bound_reached();
+    void report_bound_reached();
 
     std::string configuration_path_;  // never changes, and so needs no lock
     mutable checked_mutex save_lock_; // taken before the state lock
@@ -115,7 +115,7 @@ private:
     mutable checked_mutex state_lock_;
     registry_state state_ GUARDED_BY(state_lock_);
     std::atomic<bool> bound_told_{false};
-    pairing_turns turns_; // its own lock; taken before all others and never under them
+    pairing_turns turns_; // has its own lock, taken before all others and never under them
 };
 
 } // namespace elvantris::operator_control

@@ -82,7 +82,7 @@ void discovery_round::add(discovered_server server) {
     const std::string key = key_of(server);
     if (seen_.contains(key)) return;
     if (!known_.contains(server.serial)) {
-        if (!find_room(server.address)) return;
+        if (!make_room_for(server.address)) return;
         std::vector<arrival>& here = unknown_at_[server.address];
         here.push_back(next_);
         ++unknown_;
@@ -92,7 +92,7 @@ void discovery_round::add(discovered_server server) {
     servers_.emplace(next_++, std::move(server));
 }
 
-bool discovery_round::find_room(const std::string& address) {
+bool discovery_round::make_room_for(const std::string& address) {
     if (unknown_ < most_unknown) return true;
     const auto here = unknown_at_.find(address);
     const std::size_t servers_here = here == unknown_at_.end() ? 0 : here->second.size();
@@ -140,8 +140,8 @@ std::vector<discovered_server> discover_servers(milliseconds silence, known_seri
     discovery_round round(std::move(known));
     std::array<char, longest_reply> buffer{};
     const call_limits round_limits = limits.within(longest_round);
-    // Asking the caller may have taken longer than the round may last. What has come meanwhile is
-    // still read, or all servers would look silent.
+    // The caller's `given_up` may have taken longer than the round lasts. Replies that arrived
+    // meanwhile are still read, or all servers would look silent.
     for (std::size_t late = 0; late < most_late_replies && !round_limits.is_given_up();) {
         if (round_limits.over()) ++late;
         const auto datagram = receive_datagram(opened.socket, buffer, silence, round_limits);

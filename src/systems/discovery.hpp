@@ -33,9 +33,9 @@ using known_serials = std::unordered_set<std::string>;
 // The servers of one round. A server that answers on several interfaces counts once, with its
 // first answer.
 //
-// What strangers say has a bound: the known servers, and so many others. Where more answer, the
-// addresses with the most servers give theirs up, so that one host that floods can't take the place
-// of a real server elsewhere.
+// A round keeps the known servers and up to `most_unknown` others. If more answer, servers of the
+// addresses with the most servers are dropped, so that one flooding host can't displace a real
+// server elsewhere.
 class discovery_round {
 public:
     static constexpr std::size_t most_unknown = 1024;
@@ -48,7 +48,7 @@ public:
 
 private:
     using arrival = std::uint64_t;
-    bool find_room(const std::string& address);
+    bool make_room_for(const std::string& address);
     void drop_one_of_the_most_crowded();
 
     known_serials known_;
@@ -61,7 +61,7 @@ private:
 };
 
 // One round, in the order of arrival. It lasts until nothing has come for `silence`, and 15 seconds
-// or the limits at most, so that a flood can't hold its caller for good.
+// or the limits at most, so that a flood can't block its caller for ever.
 //
 // Threads: any; each round has its own socket and port.
 // Failure: throws std::runtime_error with a fixed text if the round can't begin. Afterwards

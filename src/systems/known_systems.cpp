@@ -14,7 +14,8 @@ bool continues_character(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
 }
 
-// What a role is worth: that of the pair, which stands first, any other, none.
+// The rank of a record's role: 0 for the pair, which is the first Main and its Backups, 1 for any
+// other role, 2 for none.
 class role_ranks {
 public:
     explicit role_ranks(const std::vector<system_record>& systems) {
@@ -34,9 +35,9 @@ private:
     const system_record* main_ = nullptr;
 };
 
-// The indices of the records, those worth most first.
-std::vector<std::size_t> by_worth(const std::vector<system_record>& systems) {
-    struct worth {
+// The indices of the records, the most important first.
+std::vector<std::size_t> by_importance(const std::vector<system_record>& systems) {
+    struct importance {
         int role_rank = 0;
         bool silent = false;
         bool not_ready = false;
@@ -46,7 +47,7 @@ std::vector<std::size_t> by_worth(const std::vector<system_record>& systems) {
     };
     const role_ranks roles(systems);
     std::unordered_map<std::string_view, std::size_t> at_address;
-    std::vector<worth> all;
+    std::vector<importance> all;
     all.reserve(systems.size());
     for (const system_record& system : systems)
         all.push_back({.role_rank = roles.rank(system),
@@ -55,14 +56,14 @@ std::vector<std::size_t> by_worth(const std::vector<system_record>& systems) {
                        .place_at_address = at_address[system.address]++,
                        .last_seen = system.lastSeen,
                        .index = all.size()});
-    std::ranges::sort(all, [](const worth& a, const worth& b) {
+    std::ranges::sort(all, [](const importance& a, const importance& b) {
         return std::tie(a.role_rank, a.silent, a.not_ready, a.place_at_address, b.last_seen,
                         a.index) < std::tie(b.role_rank, b.silent, b.not_ready, b.place_at_address,
                                             a.last_seen, b.index);
     });
     std::vector<std::size_t> order;
     order.reserve(all.size());
-    for (const worth& each : all)
+    for (const importance& each : all)
         order.push_back(each.index);
     return order;
 }
@@ -75,7 +76,7 @@ std::string cut_network_text(std::string text, std::size_t longest) {
     // Text that is no UTF-8 has no character to find the beginning of.
     while (end > 0 && longest - end < 3 && continues_character(text[end]))
         --end;
-    // A copy: a text that was cut in its place would keep the memory of what is gone.
+    // A copy: a text that is cut in place would keep its old memory.
     return text.substr(0, continues_character(text[end]) ? longest : end);
 }
 
@@ -94,7 +95,7 @@ bool keep_known_systems_bounded(std::vector<system_record>& systems) {
     std::vector<bool> stays(systems.size(), false);
     std::size_t count = 0;
     bytes = 0;
-    for (const std::size_t index : by_worth(systems)) {
+    for (const std::size_t index : by_importance(systems)) {
         const std::size_t size = text_size(systems[index]);
         if (count == most_known_systems || bytes + size > most_known_text) continue;
         stays[index] = true;

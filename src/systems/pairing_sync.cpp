@@ -161,7 +161,7 @@ std::string build_operator_control_json(const operator_control_config& desired,
 
 std::string splice_operator_control(std::string_view event_model_text,
                                     std::string_view object_text) {
-    // The answer was torn off on its way. What would go back is what is left of the show.
+    // The answer is incomplete. Sending it back would delete the rest of the show.
     if (json_object_is_cut(event_model_text)) return {};
     const auto join = [](std::string_view head, std::string_view middle, std::string_view tail) {
         return std::string(head).append(middle).append(tail);

@@ -22,19 +22,19 @@
 
 namespace elvantris::operator_control {
 
-// A pass comes again: it leaves a run to whoever makes one, and gives its own up for a save that
-// waits unless the update is on its way. A save waits for its turn.
+// A pass is repeated anyway: it does nothing while another run is under way, and it stops for a
+// waiting save unless its update has begun. A save waits for its turn.
 enum class sync_caller { save, pass };
 
 // Brings Main to the configured pairing where one is configured and Main is online, and records
 // outcome and message in the registry on every way out. A run that doesn't get its turn, or is
-// given up, records nothing.
+// cancelled, records nothing.
 bool sync_configured_pairing(controller_registry& registry, std::string& message_out,
                              const call_limits& limits = {},
                              sync_caller caller = sync_caller::save);
 
 // True if Main shows the desired pairing at the end. The message is always set. The update, once
-// begun, is given up only for `update_limits`.
+// begun, is cancelled only by `update_limits`.
 bool sync_main_pairing(const std::string& host, std::uint16_t web_port,
                        const operator_control_config& desired, std::string& message_out,
                        milliseconds timeout, const call_limits& limits = {},
@@ -44,7 +44,7 @@ bool sync_main_pairing(const std::string& host, std::uint16_t web_port,
 // roles. Names, addresses, revisions and the order of the list don't count. Pure.
 bool pairing_equivalent(const operator_control_config& a, const operator_control_config& b);
 
-// The object as it stands in the event model. Pure.
+// The object as it is in the event model. Pure.
 std::string build_operator_control_json(const operator_control_config& desired,
                                         std::int64_t revision);
 

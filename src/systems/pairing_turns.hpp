@@ -1,5 +1,5 @@
-// Whose turn it is to bring Main to the pairing. Two runs at once could leave the older pairing
-// over the newer one, so there is one at a time, and an operator's save comes before a refresh
+// Whose turn it is to write the pairing to Main. Two runs at once could overwrite the newer pairing
+// with the older one, so there is one at a time, and an operator's save comes before a refresh
 // pass.
 //
 // Threads: any. A turn belongs to the thread that took it.
@@ -31,13 +31,13 @@ public:
         pairing_turns* turns_;
     };
 
-    // For a pass, which comes again: absent while another run is under way or a save waits.
+    // For a pass, which is repeated anyway: absent while another run is under way or a save waits.
     std::optional<turn> take_if_free();
 
     // For a save: absent if the limits are over first.
     std::optional<turn> wait_for(const call_limits& limits);
 
-    // Whether the run of a pass should make room.
+    // Whether the run of a pass should stop for a save.
     bool save_waits() const { return waiting_saves_ != 0; }
 
 private:

@@ -56,7 +56,7 @@ received_text read_until_closed(const socket_handle& socket, std::uint64_t read_
     std::array<char, read_buffer_size> buffer{};
     std::uint64_t late = 0;
     while (text.size() < read_limit) {
-        // The program may have been stopped while the answer came: what is there is taken, without
+        // The program may have been paused while the answer came: what has arrived is read, without
         // waiting for more.
         const bool over = limits.over();
         if (over && late >= late_read_limit) return {.text = std::move(text), .cut = true};

@@ -8,7 +8,7 @@
 // Units: `timeout` bounds connecting (for each address) and then each single send and read. The
 //   limits bound the whole exchange, from looking up the name to the last byte.
 // Failure: `status` 0 and an empty body, for every cause alike. Nothing is thrown, logged or
-//   tried again; a time-out while reading ends the reading, and what has come is parsed.
+//   retried; a time-out while reading ends the reading, and what has come is parsed.
 #pragma once
 
 #include "os/call_limits.hpp"

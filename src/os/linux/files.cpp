@@ -48,7 +48,7 @@ bool write_all(int descriptor, std::string_view bytes) {
     return true;
 }
 
-// How much of it came into the file.
+// The number of bytes that were written.
 std::size_t write_once(int descriptor, std::string_view bytes) {
     while (true) {
         const auto written = ::write(descriptor, bytes.data(), bytes.size());
@@ -71,7 +71,7 @@ bool take_back(int descriptor, std::size_t size) {
 
 std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit,
                                            read_failure* failure) {
-    // Non-blocking: a pipe that stands under the name must not hold the program.
+    // Non-blocking: a pipe under this name must not block the program.
     const open_file file(path, O_RDONLY | O_NONBLOCK);
     if (!file.valid())
         return fails(failure, errno == ENOENT || errno == ENOTDIR ? read_failure::missing
@@ -102,12 +102,12 @@ write_outcome write_whole_file(const std::string& path, std::string_view bytes) 
 }
 
 bool replace_file(const std::string& from, const std::string& to) {
-    // All that can fail for want of memory comes before the step.
+    // Everything that needs memory comes before the step.
     const std::string parent = parent_folder(to);
     const std::string folder = parent.empty() ? "." : parent;
     if (std::rename(from.c_str(), to.c_str()) != 0) return false;
     const open_file opened(folder, O_RDONLY | O_DIRECTORY);
-    // The new name stands already; a folder that can't be flushed makes it no less whole.
+    // The new name is in place; if the folder can't be flushed, the file is whole all the same.
     if (opened.valid()) ::fsync(opened.descriptor());
     return true;
 }

@@ -147,7 +147,7 @@ connect_failure result_of_connecting(const socket_handle& socket) {
     socklen_t error_length = sizeof error;
     if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, &error, &error_length) != 0)
         return connect_failure_of(errno);
-    // What comes back later is the word of somebody on the way.
+    // An error that arrives later comes from the network; it says nothing about this computer.
     return error == 0 ? connect_failure::none : connect_failure::unanswered;
 }
 

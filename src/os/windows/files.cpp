@@ -54,7 +54,7 @@ bool write_all(HANDLE handle, std::string_view bytes) {
     return true;
 }
 
-// How much of it came behind the end that the file has at this moment.
+// The number of bytes that were appended to what the file holds at this moment.
 std::size_t write_once(HANDLE handle, std::string_view bytes) {
     OVERLAPPED at_the_end{};
     at_the_end.Offset = 0xFFFFFFFF;
@@ -144,7 +144,7 @@ append_file::~append_file() {
 
 bool append_file::open(const std::string& path) {
     close();
-    // The right to write anywhere is there for cutting alone.
+    // Cutting needs the right to write anywhere; nothing else uses it.
     handle_ = reinterpret_cast<std::intptr_t>(
         ::CreateFileW(to_wide(path).c_str(), FILE_APPEND_DATA | FILE_WRITE_DATA, share_all, nullptr,
                       OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));

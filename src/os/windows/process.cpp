@@ -32,7 +32,7 @@ std::optional<std::string> environment_variable(const std::string& name) {
 
 void ignore_write_signals() {} // a failed write is all that happens here
 
-// The system's own bound lies in the millions.
+// The system's own limit is in the millions.
 void raise_descriptor_limit() {}
 bool descriptors_left(std::size_t) {
     return true;

@@ -8,8 +8,8 @@ namespace elvantris::operator_control {
 
 namespace {
 
-// With a click into the console a user may select text, and until that is over every line that the
-// program writes waits.
+// A click into the console selects text, and while text is selected every write to the console
+// blocks.
 void switch_off_selecting_by_click() {
     const HANDLE input =
         ::CreateFileW(L"CONIN$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -24,7 +24,7 @@ void switch_off_selecting_by_click() {
 
 void attach_console(bool wanted) {
     if (!wanted) return;
-    // A console that was there before belongs to others as well, and stays as they want it.
+    // An existing console belongs to other programs as well; its mode is left alone.
     if (::GetConsoleWindow() == nullptr && ::AllocConsole() != 0) switch_off_selecting_by_click();
     // A stream that can't be reopened stays silent, as it was.
     static_cast<void>(std::freopen("CONOUT$", "w", stdout));

@@ -1,4 +1,4 @@
-// What the program file brings for its window and its tray icon.
+// What the program file holds for its window and its tray icon.
 #pragma once
 
 #include <string_view>

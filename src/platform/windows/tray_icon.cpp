@@ -22,10 +22,10 @@ NOTIFYICONDATAW icon_of(HWND window) {
     return icon;
 }
 
-// False if the shell doesn't take it now.
+// False if the shell refuses it now.
 bool show_icon(HWND window) {
     NOTIFYICONDATAW icon = icon_of(window);
-    // Without the last, this version of the icon keeps its tip to itself.
+    // Without the last, this version of the icon doesn't show its tip.
     icon.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP | NIF_SHOWTIP;
     icon.uCallbackMessage = tray_icon::message;
     icon.hIcon = load_program_icon(SM_CXSMICON, SM_CYSMICON);

@@ -1,7 +1,8 @@
 // The program's icon beside the clock.
 //
-// At logon the program may start before the shell, which then takes no icon. So an icon that could
-// not be added is tried again from time to time, and never waited for.
+// At logon the program may start before the shell, and then the icon can't be added. So adding it
+// is retried from time to time, and nobody waits for it.
+//
 // Threads: the one that owns the window.
 #pragma once
 

@@ -130,7 +130,7 @@ bool windows_platform_app::initialize(operation open_ui, operation open_configur
 }
 
 void windows_platform_app::pump_events() {
-    // What a message calls may come back to here. Whoever pumps already takes the rest.
+    // A message's handler may call this again. The outer call then handles the other messages.
     if (pumping_) return;
     const raised_flag pumping(pumping_);
     icon_.add_if_missing(steady_now());
@@ -173,7 +173,7 @@ LRESULT windows_platform_app::handle(HWND window, UINT message, WPARAM word, LPA
         leave();
         return 0;
     case WM_ENDSESSION:
-        if (word != FALSE) leave(); // else somebody has called the end off
+        if (word != FALSE) leave(); // else the end was cancelled
         return 0;
     case WM_COMMAND:
         run_command(static_cast<menu_command>(LOWORD(word)));
@@ -220,7 +220,7 @@ void windows_platform_app::run_command(menu_command command) {
 
 void windows_platform_app::leave() {
     call(exit_app_);
-    // The main loop sees that it is to end only once the menu has given it back.
+    // The main loop can't end before the menu has closed.
     if (menu_open_) ::EndMenu();
 }
 

@@ -30,7 +30,7 @@ function make_alert(alert) {
   return entry;
 }
 
-// What stands in the list, by alert: only what has changed is made anew.
+// The list's elements, by alert: only what has changed is made again.
 let shown_alerts = new Map();
 
 function alert_entry(alert, key) {

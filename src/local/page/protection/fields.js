@@ -26,7 +26,7 @@ const mode_options = [
   [2, 'Alert + failover'],
 ];
 
-// The list is built anew, so the focus has to be put back: on what was moved or added, or beside
+// The list is built again, so the focus has to be put back: on what was moved or added, or beside
 // what is gone.
 function focus_in_block(list, index, what) {
   const blocks = list.children;
