@@ -30,7 +30,7 @@ async function punctuality(server, begin) {
 }
 
 // From the moment when the engine has stopped to the notice of the transfer, both by the same wall
-// clock; told by the alert log, as the API may be what the flood is keeping busy.
+// clock; taken from the alert log, as the flood may keep the API busy.
 async function failover(pair) {
   const notices = () =>
     pair.workstation.alert_log_lines().filter(({ message }) => message?.includes('operating on B'));

@@ -38,8 +38,8 @@ bool trickle(int descriptor, std::string_view bytes, const answer_fault& fault,
     return true;
 }
 
-// A list of so many bytes as the first field of the JSON object. Wherever the text is cut, a brace
-// stands ahead of the cut.
+// A list of so many bytes as the first field of the JSON object. Wherever the text is cut, there is
+// a brace before the cut.
 void fill(std::string& object, std::size_t bytes) {
     constexpr std::string_view begin = R"("Filler":[)";
     const std::string item = R"({"Text":")" + std::string(1000, '}') + R"("},)";

@@ -55,7 +55,7 @@ source_apt update
 
 hidapi=$(echo "$work"/source/hidapi-*/)
 # Windows: it must start under Wine too; a deck that another application holds must not open; a
-# write must tell the truth about its end and leave nothing behind that Windows still writes to.
+# write must report how it ended, and must free nothing that Windows still writes to.
 patch -s -p1 -d "$hidapi" <scripts/lib/hidapi_windows.patch
 x86_64-w64-mingw32-gcc-posix -O2 -I"$hidapi/hidapi" -c "$hidapi/windows/hid.c" -o "$work/hid.o"
 x86_64-w64-mingw32-ar rcs "$windows/lib/libhidapi.a" "$work/hid.o"

@@ -90,7 +90,7 @@ check_lint() {
             --extra-arg=-Wno-shadow --extra-arg=-Wthread-safety
 }
 
-# Where the machine has a compiler cache, a folder that is built anew takes its results.
+# Where the machine has a compiler cache, a new build folder uses its results.
 build_preset() {
     if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
     cmake --preset "$1"

@@ -52,7 +52,7 @@ async function start(config, policy = {}) {
   await workstation.start();
 }
 
-// Discovery would tell the true address: Backup is silent there.
+// Discovery would find the true address, so Backup doesn't answer it.
 async function start_with_a_named_backup() {
   await backup.set({ discovery: { silent: true } });
   const config = paired_config();

@@ -34,7 +34,7 @@ afterEach(async () => {
   await workstation.remove();
 });
 
-// Behind an object that has been closed, and ahead of the end of the show.
+// Behind an object that has been closed, and before the end of the show.
 const bytes_up_to = (place) => Buffer.byteLength(show.slice(0, place));
 const behind_a_closed_object = () => bytes_up_to(show.indexOf('}') + 1);
 const behind_the_last_inner_object = () =>

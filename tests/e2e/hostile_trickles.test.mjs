@@ -23,7 +23,7 @@ const identity = 'GetOperatorControlIdentity';
 const replication = 'GetOperatorControlReplicationStatus';
 const event = 'GetEventModel';
 const update = 'UpdateEventModel';
-// One pass with the pause ahead of the next.
+// One pass and the pause before the next.
 const longest_pass_ms = 33000;
 
 let main;

@@ -13,7 +13,7 @@ import { Workstation } from './support/workstation.mjs';
 
 const silent_api_connections = 64;
 const page_connections = 256;
-// What the program asks of the system ahead of all else it does is over within this.
+// What the program asks the system before everything else ends within this time.
 const promptMs = 5000;
 
 let workstation;

@@ -13,8 +13,8 @@ const build = path.join(root, process.env.ELVANTRIS_BUILD ?? 'build/linux');
 
 export const library_folder = path.join(build, 'virtual_decks');
 
-// Below the ports that the system hands out: none of those is taken again by a connection of
-// somebody else before the control opens it.
+// Below the ports that the system hands out, so that no other connection gets this one before the
+// control opens it.
 function free_port() {
   return new Promise((resolve) => {
     const attempt = () => {

@@ -67,7 +67,7 @@ export async function while_held(file, act) {
   }
 }
 
-// Does something while programs find no taskbar, as ahead of the shell's start.
+// Does something while programs find no taskbar, as before the shell starts.
 export async function without_taskbar(act) {
   const hider = new Child(['wine', inspector, 'hide-taskbar'], { env: surroundings });
   try {

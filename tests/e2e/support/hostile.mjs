@@ -9,7 +9,7 @@ export const drip = { trickleBytes: 1, trickleEveryMs: 300, padToBytes: 400 };
 
 export async function until_passes(server, count, limitMs) {
   const before = (await server.report()).discoveryRequests;
-  // The namespaces have no road to the limited broadcast address: one question for each pass.
+  // The namespaces have no route to the limited broadcast address: one question for each pass.
   await until(
     `${count} more passes`,
     async () => (await server.report()).discoveryRequests >= before + count,

@@ -101,7 +101,7 @@ export function answers(port, host = '127.0.0.1') {
     };
     socket.on('connect', () => finish(true));
     socket.on('error', () => finish(false));
-    // Nobody refuses, and nobody accepts: somebody is there all the same.
+    // The connection is neither refused nor accepted, which still shows a listener.
     socket.setTimeout(5000, () => finish(true));
   });
 }

@@ -287,7 +287,7 @@ TEST_F(deck_attaching, ends_at_the_next_scan_once_its_reads_fail_until_the_scan_
     const std::string once = "[streamdeck] attached Stream Deck Mini serial=A pid=99\n"
                              "[streamdeck] attached Stream Deck Mini serial=B pid=99\n"
                              "[streamdeck] attached Stream Deck Mini serial=C pid=99\n";
-    // They are away for longer than two registrations are apart, so every server is told so.
+    // They are away for longer than two registrations are apart, so every server hears of it.
     ASSERT_TRUE(eventually([&] { return serials() == texts{"C"}; }));
     EXPECT_EQ(bus.scans(), scans_before + 1);
     const steady_time gone = steady_now();

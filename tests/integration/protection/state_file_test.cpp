@@ -112,7 +112,7 @@ TEST(state_file, holds_the_largest_policy_that_can_be_posted) {
     const temporary_folder folder;
     const std::string path = folder.file("state.json");
     protection_memory written = held_memory();
-    // Nothing grows more on its way to the file than a control byte.
+    // No byte gets longer in the file than a control byte.
     written.policy.outputRules.push_back(
         {.mainId = std::string(largest_request, '\x01'), .backupId = "", .mode = mode_alert});
     ASSERT_TRUE(state_file(path).save(written));

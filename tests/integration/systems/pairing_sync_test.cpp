@@ -373,7 +373,7 @@ private:
         const std::string request = connection.read_request();
         if (request_target(request) == ask_model) {
             ++models;
-            // White space ahead of the show, so that no single step ever takes too long.
+            // White space before the show, so that no single step ever takes too long.
             connection.send("HTTP/1.1 200 OK\r\n\r\n");
             while (hold_model && connection.wanted() && connection.send(" "))
                 std::this_thread::sleep_for(20ms);

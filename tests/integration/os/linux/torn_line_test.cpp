@@ -1,4 +1,4 @@
-// Lines for which the disk has no room: a limit on the size of files stands in for its end.
+// Lines for which the disk has no room; a limit on the size of files plays the full disk.
 #include "app/log_redirect.hpp"
 #include "integration/support/temporary_folder.hpp"
 #include "os/files.hpp"

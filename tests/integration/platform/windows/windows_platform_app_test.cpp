@@ -85,7 +85,7 @@ TEST(windows_platform_app, exits_once_it_is_asked_to_close_or_the_session_ends) 
     EXPECT_EQ(exits, 1);
     EXPECT_EQ(::SendMessageW(tray_window(), WM_ENDSESSION, TRUE, 0), 0);
     EXPECT_EQ(exits, 2);
-    // The window goes with the program, and not ahead of it.
+    // The window goes with the program, and not before it.
     EXPECT_NE(tray_window(), nullptr);
 }
 
