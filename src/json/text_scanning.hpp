@@ -25,6 +25,11 @@ inline std::string_view skip_white_space(std::string_view text) {
     return first == std::string_view::npos ? std::string_view{} : text.substr(first);
 }
 
+// Whether the byte can only be inside a UTF-8 character, not at its beginning.
+inline bool continues_utf8(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
+}
+
 // The value of a hexadecimal digit of either case, or -1.
 inline int hex_digit_value(char byte) {
     if (is_digit(byte)) return byte - '0';

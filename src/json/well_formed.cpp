@@ -18,7 +18,7 @@ std::size_t utf8_length(std::string_view text) {
     const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
     if (text.size() < length) return 0;
     for (std::size_t at = 1; at < length; ++at)
-        if ((byte(at) & 0xC0U) != 0x80) return 0;
+        if (!continues_utf8(text[at])) return 0;
     const bool overlong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xF0 && byte(1) < 0x90);
     const bool surrogate = lead == 0xED && byte(1) > 0x9F;
     const bool beyond = lead == 0xF4 && byte(1) > 0x8F;

@@ -1,5 +1,7 @@
 #include "systems/known_systems.hpp"
 
+#include "json/text_scanning.hpp"
+
 #include <algorithm>
 #include <cstdint>
 #include <string_view>
@@ -9,10 +11,6 @@
 
 namespace elvantris::operator_control {
 namespace {
-
-bool continues_character(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
-}
 
 // The rank of a record's role: 0 for the pair, which is the first Main and its Backups, 1 for any
 // other role, 2 for none.
@@ -74,10 +72,10 @@ std::string cut_network_text(std::string text, std::size_t longest) {
     if (text.size() <= longest) return text;
     std::size_t end = longest;
     // Text that is no UTF-8 has no character to find the beginning of.
-    while (end > 0 && longest - end < 3 && continues_character(text[end]))
+    while (end > 0 && longest - end < 3 && continues_utf8(text[end]))
         --end;
     // A copy: a text that is cut in place would keep its old memory.
-    return text.substr(0, continues_character(text[end]) ? longest : end);
+    return text.substr(0, continues_utf8(text[end]) ? longest : end);
 }
 
 std::size_t text_size(const system_record& system) {
