@@ -25,3 +25,16 @@ TEST(json_is_whole_object, refuses_an_object_that_is_cut_at_any_byte) {
     for (std::size_t length = 0; length < whole.size(); ++length)
         EXPECT_FALSE(json_is_whole_object(whole.substr(0, length))) << length;
 }
+
+TEST(json_object_is_cut,
+     is_true_for_an_object_that_is_cut_at_any_byte_and_false_for_the_whole_one) {
+    const std::string whole = R"({"a":"x\"}\\","b":[{"c":"{"},{}],"d":{"e":1}})";
+    for (std::size_t length = 1; length < whole.size(); ++length)
+        EXPECT_TRUE(json_object_is_cut(" \r\n" + whole.substr(0, length))) << length;
+    EXPECT_FALSE(json_object_is_cut(whole));
+}
+
+TEST(json_object_is_cut, is_false_for_what_begins_with_no_object_or_goes_on_behind_one) {
+    for (const std::string text : {"", " ", "x", "[", "[{", "\"{", "}", "{}}", "{}{", "{} x", "x{"})
+        EXPECT_FALSE(json_object_is_cut(text)) << text;
+}
