@@ -395,18 +395,23 @@ private:
     }
 };
 
-} // namespace
-
-TEST(sync_configured_pairing, lets_a_save_wait_for_the_update_of_a_pass_and_win) {
-    slow_main main;
+std::thread start_pass_and_hold_its_update(controller_registry& registry, slow_main& main) {
     main.hold_update = true;
-    controller_registry registry("unused.json");
     pair_with_main_at(registry, main.peer.port());
     std::thread pass([&] {
         std::string message;
         sync_configured_pairing(registry, message, {}, sync_caller::pass);
     });
     EXPECT_TRUE(eventually([&] { return main.updates == 1; }));
+    return pass;
+}
+
+} // namespace
+
+TEST(sync_configured_pairing, lets_a_save_wait_for_the_update_of_a_pass_and_win) {
+    slow_main main;
+    controller_registry registry("unused.json");
+    std::thread pass = start_pass_and_hold_its_update(registry, main);
 
     registry.set_shared_function_ids({8});
     std::thread save([&] {
@@ -456,14 +461,8 @@ TEST(sync_configured_pairing, gives_the_run_of_a_pass_up_for_a_save_before_its_u
 
 TEST(sync_configured_pairing, keeps_a_save_waiting_no_longer_than_its_limits) {
     slow_main main;
-    main.hold_update = true;
     controller_registry registry("unused.json");
-    pair_with_main_at(registry, main.peer.port());
-    std::thread pass([&] {
-        std::string message;
-        sync_configured_pairing(registry, message, {}, sync_caller::pass);
-    });
-    EXPECT_TRUE(eventually([&] { return main.updates == 1; }));
+    std::thread pass = start_pass_and_hold_its_update(registry, main);
     std::string message;
     registry.set_policy_sync(false, "as before");
     EXPECT_FALSE(sync_configured_pairing(registry, message, call_limits{}.within(100ms)));
