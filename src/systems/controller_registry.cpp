@@ -4,6 +4,7 @@
 #include "os/standard_streams.hpp"
 #include "systems/known_systems.hpp"
 #include "systems/record_merging.hpp"
+#include "systems/server_choice.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -17,55 +18,10 @@ constexpr settings_file_rules configuration_rules{.is_whole = json_is_whole_obje
                                                   .after_failure =
                                                       failed_save::removes_temporary_file};
 
-template<typename systems, typename condition>
-auto* first_where(systems& list, const condition& holds) {
-    const auto found = std::ranges::find_if(list, holds);
-    return found == list.end() ? nullptr : &*found;
-}
-
 template<typename systems>
 auto* first_with_serial(systems& list, const std::string& serial) {
-    return first_where(list, [&](const system_record& system) { return system.serial == serial; });
-}
-
-template<typename systems>
-auto* first_with_role(systems& list, system_role role) {
-    return first_where(list, [&](const system_record& system) { return system.role == role; });
-}
-
-template<typename systems>
-auto* first_backup_for(systems& list, const std::string& serial) {
-    return first_where(list, [&](const system_record& system) {
-        return system.role == system_role::backup && system.backupForSerial == serial;
-    });
-}
-
-// The first Main's Backup: without one there is no pair.
-const system_record* backup_of(const std::vector<system_record>& systems,
-                               const system_record* main) {
-    return main == nullptr ? nullptr : first_backup_for(systems, main->serial);
-}
-
-bool pair_exists(const std::vector<system_record>& systems) {
-    return backup_of(systems, first_with_role(systems, system_role::main)) != nullptr;
-}
-
-const system_record* first_ready(const std::vector<system_record>& systems, system_role role) {
-    return first_where(systems, [&](const system_record& system) {
-        return system.role == role && system.online && system.uiReady;
-    });
-}
-
-const system_record* find_active(const registry_state& state) {
-    const bool protected_pair = state.enabled && pair_exists(state.systems);
-    if (protected_pair && state.activeOverride)
-        return first_where(state.systems, [&](const system_record& system) {
-            return system.serial == state.activeOverrideSerial && system.online && system.uiReady;
-        });
-    if (const system_record* const main = first_ready(state.systems, system_role::main))
-        return main;
-    return first_ready(state.systems,
-                       protected_pair ? system_role::backup : system_role::independent);
+    const auto found = std::ranges::find(list, serial, &system_record::serial);
+    return found == list.end() ? nullptr : &*found;
 }
 
 std::optional<system_record> copy_of(const system_record* system) {
@@ -160,20 +116,19 @@ std::optional<system_record> controller_registry::find_system(const std::string&
 
 bool controller_registry::has_pair() const {
     const held_lock lock(state_lock_);
-    return pair_exists(state_.systems);
+    return backup_of_pair(state_.systems) != nullptr;
 }
 
 std::optional<server_pair> controller_registry::find_pair() const {
     const held_lock lock(state_lock_);
-    const system_record* const main = first_with_role(state_.systems, system_role::main);
-    const system_record* const backup = backup_of(state_.systems, main);
+    const system_record* const backup = backup_of_pair(state_.systems);
     if (backup == nullptr) return std::nullopt;
-    return server_pair{.main = *main, .backup = *backup};
+    return server_pair{.main = *first_main(state_.systems), .backup = *backup};
 }
 
 std::optional<system_record> controller_registry::find_main() const {
     const held_lock lock(state_lock_);
-    return copy_of(first_with_role(state_.systems, system_role::main));
+    return copy_of(first_main(state_.systems));
 }
 
 std::optional<system_record> controller_registry::find_backup_for(const std::string& serial) const {
@@ -332,7 +287,7 @@ void controller_registry::import_config(const operator_control_config& config) {
         dropped = keep_known_systems_bounded(state_.systems);
         state_.sharedFunctionIds = config.shared_function_ids;
         state_.enabled = true;
-        state_.controllerConfigured = pair_exists(state_.systems);
+        state_.controllerConfigured = backup_of_pair(state_.systems) != nullptr;
     }
     if (dropped) report_bound_reached();
 }

@@ -1,6 +1,7 @@
 #include "systems/known_systems.hpp"
 
 #include "json/text_scanning.hpp"
+#include "systems/server_choice.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -16,10 +17,7 @@ namespace {
 // other role, 2 for none.
 class role_ranks {
 public:
-    explicit role_ranks(const std::vector<system_record>& systems) {
-        const auto main = std::ranges::find(systems, system_role::main, &system_record::role);
-        if (main != systems.end()) main_ = &*main;
-    }
+    explicit role_ranks(const std::vector<system_record>& systems) : main_(first_main(systems)) {}
 
     int rank(const system_record& system) const {
         if (system.role == system_role::independent) return 2;
@@ -30,7 +28,7 @@ public:
     }
 
 private:
-    const system_record* main_ = nullptr;
+    const system_record* main_;
 };
 
 // The indices of the records, the most important first.
