@@ -198,9 +198,10 @@ TEST(api_server, serves_its_clients_one_after_the_other) {
     EXPECT_TRUE(contains(second.read_to_end().value_or(""), "not found"));
 }
 
-TEST(api_server, stops_while_a_silent_client_holds_it) {
+TEST(api_server, stops_while_a_client_holds_it_that_has_begun_to_speak) {
     running_api api;
-    const loopback_client silent(api.server.port());
+    loopback_client half_spoken(api.server.port());
+    EXPECT_TRUE(half_spoken.send("GET /nowhere HTTP/1.1\r\n"));
     loopback_client waiting(api.server.port());
     EXPECT_TRUE(waiting.send("GET /nowhere HTTP/1.1\r\n\r\n"));
     api.server.stop();
