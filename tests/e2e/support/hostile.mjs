@@ -29,12 +29,16 @@ export async function polls_since(server, moment) {
   return timesUs.map((us) => us / 1000).filter((ms) => ms >= moment);
 }
 
+// What a busy machine, a flood on it and Wine may cost together. Without its bounds the program was
+// away for seven seconds and more.
+export const spoiled_ms = 4000;
+
 // Four polls a second, less what a busy machine costs.
 export async function assert_polled_for(server, seconds) {
   const begin = Date.now();
   const enough = seconds * 3;
   const polls = () => polls_since(server, begin);
-  await until(`${enough} polls`, async () => (await polls()).length >= enough, seconds * 1000);
+  await until(`${enough} polls`, async () => (await polls()).length >= enough, seconds * 2500);
 }
 
 // No two polls since then were further apart than a busy machine explains.
@@ -42,7 +46,7 @@ export async function assert_polls_kept_coming(server, moment) {
   const polls = await polls_since(server, moment);
   const times = [moment, ...polls, Date.now()];
   const longest = Math.max(...times.slice(1).map((time, at) => time - times[at]));
-  assert.ok(longest < 1000, `${server.serial} was not polled for ${Math.round(longest)} ms`);
+  assert.ok(longest < spoiled_ms, `${server.serial} was not polled for ${Math.round(longest)} ms`);
 }
 
 export async function took(act) {
