@@ -44,7 +44,7 @@ function is_listened_at(port) {
 async function until_wine_lets_go() {
   const let_go = () => !is_listened_at(5251);
   try {
-    await until('Wine lets the port go', let_go, 15000);
+    await until('Wine lets the ports go', () => let_go() && !is_listened_at(5270), 15000);
   } catch {
     for (const act of ['-k', '-w', '-p']) execFileSync('wineserver', [act], { stdio: 'ignore' });
     await until('the new Wine has none', let_go);
