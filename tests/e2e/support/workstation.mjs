@@ -191,7 +191,7 @@ export class Workstation {
   }
 
   async remove() {
-    if (this.program && !this.program.ended) await this.program.signal('SIGKILL');
+    if (this.program && !this.program.ended) await this.kill();
     fs.rmSync(this.folder, { recursive: true, force: true });
   }
 }
