@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # End to end: the real program and simulated servers in a network of namespaces. Needs root.
-#   scripts/lib/e2e.sh linux|windows [1/2|2/2|TEST-FILE...]
-# Without files all but the page, which is the same on both systems and has a run of its own; or
-# one half of that.
+#   scripts/lib/e2e.sh linux|windows [NUMBER/SHARES|TEST-FILE...]
+# Without files all of them, or one of several equal shares. The page is the same on both systems:
+# a Windows run leaves its files out.
 # Prints what fails and the closing counts.
 # ELVANTRIS_PROGRAM and ELVANTRIS_BUILD name another program and another build with the simulator.
 set -euo pipefail
@@ -10,7 +10,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 source scripts/lib/namespaces.sh
 
 usage() {
-    echo "usage: scripts/lib/e2e.sh linux|windows [1/2|2/2|TEST-FILE...]" >&2
+    echo "usage: scripts/lib/e2e.sh linux|windows [NUMBER/SHARES|TEST-FILE...]" >&2
     exit 2
 }
 
@@ -23,12 +23,12 @@ finish() {
 
 system=${1:-}
 [[ $system == linux || $system == windows ]] || usage
-mapfile -t files < <(printf '%s\n' tests/e2e/*.test.mjs | grep -v /page_)
-middle=$(((${#files[@]} + 1) / 2))
+mapfile -t files < <(printf '%s\n' tests/e2e/*.test.mjs)
+if [[ $system == windows ]]; then mapfile -t files < <(printf '%s\n' "${files[@]}" | grep -v /page_); fi
+share=1/1
 case ${2:-} in
     '') ;;
-    1/2) files=("${files[@]:0:middle}") ;;
-    2/2) files=("${files[@]:middle}") ;;
+    [1-9]/[1-9]) share=$2 ;;
     *) files=("${@:2}") ;;
 esac
 
@@ -40,7 +40,8 @@ export ELVANTRIS_SYSTEM=$system ELVANTRIS_NETWORK=$network
 progress=build/test/progress-$network.txt
 mkdir -p build/test
 # A test that never ends must not take the whole run along.
-suite=(timeout 2700 node --test --test-concurrency=1 --test-reporter=./tests/e2e/support/failures.mjs
+suite=(timeout 2700 node --test --test-concurrency=1 --test-shard="$share"
+    --test-reporter=./tests/e2e/support/failures.mjs
     --test-reporter-destination=stdout
     --test-reporter=tap --test-reporter-destination="$progress" "${files[@]}")
 if [[ $system == windows ]]; then
