@@ -6,9 +6,10 @@ import { promisify } from 'node:util';
 
 import { simulator, until } from '../tests/e2e/support/environment.mjs';
 import { call } from '../tests/e2e/support/http.mjs';
-import { peak_memory, polls_since } from '../tests/e2e/support/hostile.mjs';
+import { memory_mib, polls_since } from '../tests/e2e/support/hostile.mjs';
 import { crowd, hear_questions, Server } from '../tests/e2e/support/network.mjs';
 import { Pair } from '../tests/e2e/support/pair.mjs';
+import { sleep } from './support/figures.mjs';
 
 const seconds = Number(process.argv[2]);
 const period_ms = 250;
@@ -16,7 +17,6 @@ const punctual_ms = 20;
 const quick_status_ms = 100;
 const longest_wait_ms = 45000;
 
-const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 const one_decimal = (value) => (Number.isFinite(value) ? value.toFixed(1) : 'never');
 
 // By the times at which the server heard them, recovery included: the share of gaps that are a
@@ -55,11 +55,6 @@ async function recovery(end, questions) {
   return recovered ? (Date.now() - end) / 1000 : Infinity;
 }
 
-const resident = ({ program }) => {
-  const text = fs.readFileSync(`/proc/${program.process.pid}/status`, 'utf8');
-  return Number(/VmRSS:\s+(\d+)/.exec(text)[1]) / 1024;
-};
-
 // `begin_flood` gives the promise of its end, a moment of the wall clock.
 async function measure(what, pair, questions, begin_flood) {
   await pair.settle();
@@ -78,8 +73,8 @@ async function measure(what, pair, questions, begin_flood) {
     'longest gap (ms)': one_decimal(Math.max(main.longest, backup.longest)),
     'failover (ms)': one_decimal(moved),
     'recovery (s)': one_decimal(back),
-    'resident (MiB)': one_decimal(resident(pair.workstation)),
-    'peak (MiB)': one_decimal(peak_memory(pair.workstation)),
+    'resident (MiB)': one_decimal(memory_mib(pair.workstation, 'VmRSS')),
+    'peak (MiB)': one_decimal(memory_mib(pair.workstation, 'VmHWM')),
     'systems in the file': pair.workstation.saved_config().systems.length,
     'file (KiB)': one_decimal(fs.statSync(pair.workstation.config).size / 1024),
   };

@@ -11,15 +11,9 @@ import { call } from '../tests/e2e/support/http.mjs';
 import * as made_up from '../tests/e2e/support/page_status.mjs';
 import { page_address } from '../tests/e2e/support/page_view.mjs';
 import { Pair } from '../tests/e2e/support/pair.mjs';
+import { ms, say, sleep, spread } from './support/figures.mjs';
 
 const transfers = Number(process.argv[2]);
-const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
-const ms = (value) => `${value.toFixed(1)} ms`;
-const say = (what, figure) => console.log(`${what.padEnd(52)} ${figure}`);
-function spread(values) {
-  const sorted = [...values].sort((a, b) => a - b);
-  return `median ${ms(sorted[sorted.length >> 1])}, max ${ms(sorted.at(-1))} (${values.length} times)`;
-}
 
 // The document's request until the browser has painted it, and until its first status is on the
 // screen, as the page itself sees them.

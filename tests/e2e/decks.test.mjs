@@ -25,7 +25,7 @@ import { until, windows } from './support/environment.mjs';
 import { call } from './support/http.mjs';
 import { Server } from './support/network.mjs';
 import { get_status, until_active, until_status } from './support/operator.mjs';
-import { Pair, paired_config, quick_policy } from './support/pair.mjs';
+import { Pair } from './support/pair.mjs';
 import { end_for_want_of_ports } from './support/ordinary_end.mjs';
 import { machine_name, Workstation } from './support/workstation.mjs';
 
@@ -277,16 +277,8 @@ with_decks('decks of a pair', () => {
   const all = [xl, mini, original];
   let pair;
   before(async () => {
-    pair = new Pair();
-    pair.main = await Server.start('main', 'SER-A');
-    pair.backup = await Server.start('backup', 'SER-B');
-    pair.workstation = new Workstation();
-    pair.workstation.write_config(paired_config());
-    pair.workstation.write_state(quick_policy);
-    plug_into(pair.workstation, all);
-    await pair.workstation.start();
+    pair = await Pair.start((workstation) => plug_into(workstation, all));
     await until_control();
-    await pair.settle();
   });
   after(() => pair?.stop());
   beforeEach(async () => {

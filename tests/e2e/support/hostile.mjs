@@ -56,10 +56,10 @@ export async function took(act) {
   return Date.now() - begin;
 }
 
-// The most memory that the program has held, in MiB.
-export function peak_memory({ program }) {
+// `name` is VmRSS for what the program holds now, VmHWM for the most that it has held.
+export function memory_mib({ program }, name) {
   const text = fs.readFileSync(`/proc/${program.process.pid}/status`, 'utf8');
-  return Number(/VmHWM:\s+(\d+)/.exec(text)[1]) / 1024;
+  return Number(new RegExp(`${name}:\\s+(\\d+)`).exec(text)[1]) / 1024;
 }
 
 // Under Wine there is no signal to send, and memory holds Wine's own libraries as well.

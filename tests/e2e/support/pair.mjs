@@ -34,13 +34,15 @@ export function paired_config(changes = {}) {
 }
 
 export class Pair {
-  static async start() {
+  // `prepare` gets the workstation before its program starts.
+  static async start(prepare = () => {}) {
     const pair = new Pair();
     pair.main = await Server.start('main', 'SER-A');
     pair.backup = await Server.start('backup', 'SER-B');
     pair.workstation = new Workstation();
     pair.workstation.write_config(paired_config());
     pair.workstation.write_state(quick_policy);
+    prepare(pair.workstation);
     await pair.workstation.start();
     await pair.settle();
     return pair;

@@ -1,0 +1,43 @@
+// What the measurements share: their clock, how figures are said, and idle time.
+import fs from 'node:fs';
+
+export const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
+
+// Milliseconds of the wall clock and parts of them, comparable with the simulator's reports.
+export const now = () => performance.timeOrigin + performance.now();
+
+// Asks each millisecond, so that the moment is known as closely as that. Gives the first answer
+// that satisfies.
+export async function first(what, ask, limit_ms = 30000) {
+  for (const end = now() + limit_ms; now() < end; await sleep(1)) {
+    const answer = await ask();
+    if (answer) return answer;
+  }
+  throw new Error(`did not happen: ${what}`);
+}
+
+export function quantile(values, part) {
+  const sorted = [...values].sort((a, b) => a - b);
+  return sorted[Math.min(sorted.length - 1, Math.floor(sorted.length * part))];
+}
+
+export const ms = (value) => `${value.toFixed(1)} ms`;
+
+export const spread = (values) =>
+  `median ${ms(quantile(values, 0.5))}, max ${ms(Math.max(...values))}, ` +
+  `min ${ms(Math.min(...values))} (${values.length} times)`;
+
+export const say = (what, figure) => console.log(`${what.padEnd(52)} ${figure}`);
+
+function processor_ms(program) {
+  const stat = fs.readFileSync(`/proc/${program.process.pid}/stat`, 'utf8');
+  const fields = stat.split(') ')[1].split(' ');
+  return (Number(fields[11]) + Number(fields[12])) * 10;
+}
+
+// What the program takes of a core while nothing happens for so many seconds.
+export async function idle_share(program, seconds) {
+  const before = processor_ms(program);
+  await sleep(seconds * 1000);
+  return `${((processor_ms(program) - before) / seconds / 10).toFixed(2)} % of a core`;
+}
