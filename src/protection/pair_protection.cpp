@@ -51,8 +51,7 @@ void pair_protection::begin(steady_time now) {
     grace_start_ = now;
     const std::optional<server_pair> pair = registry_.find_pair();
     if (!registry_.enabled() || !pair) return;
-    const bool hold_stands = memory_.heldOnBackup && memory_.pairMain == pair->main.serial &&
-                             memory_.pairBackup == pair->backup.serial;
+    const bool hold_stands = memory_.heldOnBackup && knows(*pair);
     registry_.set_active_override(true, hold_stands ? pair->backup.serial : pair->main.serial);
 }
 
@@ -75,8 +74,7 @@ void pair_protection::evaluate_cycle(const moment& now, const workstation_troubl
 
 void pair_protection::watch_pair(const server_pair& pair, bool cut_off, const moment& now) {
     const auto& [main, backup] = pair;
-    if (memory_.pairMain != main.serial || memory_.pairBackup != backup.serial)
-        adopt_pair(pair, now);
+    if (!knows(pair)) adopt_pair(pair, now);
 
     const bool in_grace = now.steady - grace_start_ < milliseconds(memory_.policy.startupMs);
     const std::optional<std::string> main_fault =
@@ -89,9 +87,8 @@ void pair_protection::watch_pair(const server_pair& pair, bool cut_off, const mo
               "Backup is not ready; automatic protection is degraded.", alert_severity::critical,
               now);
 
-    if (active_serial_.empty()) active_serial_ = memory_.heldOnBackup ? backup.serial : main.serial;
     const bool enabled = registry_.enabled();
-    registry_.set_active_override(enabled, active_serial_);
+    pin_active(pair, enabled);
     run_failover_decision(backup,
                           {.enabled = enabled,
                            .held_on_backup = memory_.heldOnBackup,
@@ -102,6 +99,10 @@ void pair_protection::watch_pair(const server_pair& pair, bool cut_off, const mo
                            .actions_busy = queue_.busy(),
                            .cut_off = cut_off},
                           main_fault.value_or(""), now);
+}
+
+bool pair_protection::knows(const server_pair& pair) const {
+    return memory_.pairMain == pair.main.serial && memory_.pairBackup == pair.backup.serial;
 }
 
 void pair_protection::adopt_pair(const server_pair& pair, const moment& now) {
@@ -115,6 +116,13 @@ void pair_protection::adopt_pair(const server_pair& pair, const moment& now) {
     alerts_.recover_all(now.wall_ms);
     grace_start_ = now.steady;
     save();
+}
+
+void pair_protection::pin_active(const server_pair& pair, bool enabled) {
+    // The hold decides. While there was no pair, operation may have moved to a Main that is this
+    // pair's Backup.
+    active_serial_ = (memory_.heldOnBackup ? pair.backup : pair.main).serial;
+    registry_.set_active_override(enabled, active_serial_);
 }
 
 std::optional<std::string> pair_protection::watch_server(const system_record& system,
@@ -239,6 +247,11 @@ bool pair_protection::transfer_on_request(pair_side side, const moment& now, std
         return false;
     }
     const std::optional<server_pair> pair = registry_.find_pair();
+    if (pair && !knows(*pair)) {
+        // The next cycle would adopt the pair and undo the transfer that is asked for now.
+        adopt_pair(*pair, now);
+        pin_active(*pair, registry_.enabled());
+    }
     const auto main = pair ? pair->main : registry_.find_main();
     const auto target = side == pair_side::main ? main
                         : pair                  ? std::optional(pair->backup)

@@ -80,7 +80,9 @@ private:
                    alert_severity severity, const moment& now) noexcept;
 
     void watch_pair(const server_pair& pair, bool cut_off, const moment& now);
+    bool knows(const server_pair& pair) const;
     void adopt_pair(const server_pair& pair, const moment& now);
+    void pin_active(const server_pair& pair, bool enabled);
     // Keeps the server's alerts in step with its conditions. The message of the first critical
     // one that is confirmed, if any is.
     std::optional<std::string> watch_server(const system_record& system, pair_side side,
@@ -107,7 +109,7 @@ private:
     alert_log log_;
     outbound_queue queue_;
     steady_time grace_start_;
-    std::string active_serial_; // empty until the first cycle fills it
+    std::string active_serial_; // empty until the first cycle of a pair fills it
     std::string last_action_;
 };
 

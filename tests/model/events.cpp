@@ -14,7 +14,9 @@ public:
         std::vector<event> show;
         show.push_back({.kind = event_kind::policy, .a = draw()});
         for (std::uint64_t cycle = 0; cycle < cycles; ++cycle) {
-            if (one_in(12)) show.push_back(between_cycles());
+            // The operator may act on a new pair before a cycle has seen it.
+            while (one_in(show.back().kind == event_kind::pair ? 3 : 12))
+                show.push_back(between_cycles());
             show.push_back(next_cycle());
         }
         return show;

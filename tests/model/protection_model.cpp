@@ -160,8 +160,8 @@ void protection_model::evaluate(const times& now, bool cut_off) {
         pinned_server_ = nobody;
     } else {
         facts_.pair = true;
-        if (memory_.pair_main != around_.main || memory_.pair_backup != around_.backup)
-            change_pair(now);
+        facts_.pair_changed = pair_is_new();
+        if (facts_.pair_changed) change_pair(now);
         facts_.in_grace = now.steady - grace_start_ < memory_.policy.startup_ms;
         check_server(around_.main, now);
         check_server(around_.backup, now);
@@ -169,16 +169,23 @@ void protection_model::evaluate(const times& now, bool cut_off) {
         facts_.ready = ready(around_.backup, now);
         set(backup_readiness, !facts_.ready && !facts_.in_grace,
             "Backup is not ready; automatic protection is degraded.", 2, now);
-        if (active_ == nobody) active_ = memory_.held ? around_.backup : around_.main;
-        pinned_ = around_.enabled;
-        pinned_server_ = active_;
+        settle();
         decide(now);
     }
     set(monitor, false, "", 1, now);
 }
 
+bool protection_model::pair_is_new() const {
+    return memory_.pair_main != around_.main || memory_.pair_backup != around_.backup;
+}
+
+void protection_model::settle() {
+    active_ = memory_.held ? around_.backup : around_.main;
+    pinned_ = around_.enabled;
+    pinned_server_ = active_;
+}
+
 void protection_model::change_pair(const times& now) {
-    facts_.pair_changed = true;
     memory_.pair_main = around_.main;
     memory_.pair_backup = around_.backup;
     memory_.held = false;
@@ -327,6 +334,7 @@ bool protection_model::transfer(int target, bool to_backup, std::string_view rea
 }
 
 bool protection_model::operate(std::string_view word, const times& now, std::string& error) {
+    facts_.pair_changed = false;
     if (word == "acknowledge") {
         for (alert& record : alerts_)
             record.acknowledged = true;
@@ -347,6 +355,11 @@ bool protection_model::operate(std::string_view word, const times& now, std::str
     if (busy()) {
         error = "Wait for the outbound sequence to finish before transferring again.";
         return false;
+    }
+    facts_.pair_changed = around_.main != nobody && around_.backup != nobody && pair_is_new();
+    if (facts_.pair_changed) {
+        change_pair(now);
+        settle();
     }
     const bool to_backup = word == "backup";
     const int target = to_backup ? around_.backup : around_.main;

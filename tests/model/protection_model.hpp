@@ -98,7 +98,7 @@ struct job {
     std::vector<planned_step> steps;
 };
 
-// What the last cycle was judged by.
+// What the last cycle was judged by; an act of the operator may change the pair too.
 struct cycle_facts {
     bool pair = false;
     bool pair_changed = false;
@@ -159,7 +159,9 @@ private:
     void check_server(int server, const times& now);
     void check_sync(const times& now);
     void decide(const times& now);
+    bool pair_is_new() const;
     void change_pair(const times& now);
+    void settle();
     bool ready(int server, const times& now) const;
     bool transfer(int target, bool to_backup, std::string_view reason, const times& now,
                   std::string& error);

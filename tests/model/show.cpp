@@ -242,8 +242,10 @@ private:
                 word + ": \"" + real_error + "\" instead of \"" + model_error + '"');
         word_ = word;
         count("acts of the operator refused", !real_done);
+        const unsigned saves_of_a_pair = model_->facts().pair_changed ? 1 : 0;
+        count("changes of the pair found by the operator", saves_of_a_pair == 1);
         count("transfers by the operator",
-              real_done && good_saves_ > 0 && (word == "main" || word == "backup"));
+              real_done && good_saves_ > saves_of_a_pair && (word == "main" || word == "backup"));
     }
 
     void replace(const plan& wanted) {
@@ -381,10 +383,10 @@ private:
     void check_moves(const event& happening, const protection_snapshot& shown) {
         const bool in_cycle = happening.kind == event_kind::cycle;
         const cycle_facts& facts = model_->facts();
-        const bool changed_pair = in_cycle && facts.pair_changed;
         const bool moved = !before_.held && shown.held_on_backup;
         const bool returned = before_.held && !shown.held_on_backup;
         const bool asked = happening.kind == event_kind::operate;
+        const bool changed_pair = (in_cycle || asked) && facts.pair_changed;
         require(!returned || changed_pair || (asked && word_ == "main"), "no return by itself", "");
         require(!moved || in_cycle || (asked && word_ == "backup"), "no move without a cause", "");
         if (in_cycle && moved) {

@@ -260,6 +260,52 @@ TEST_F(transfer, on_request_wants_an_enabled_pair_and_a_ready_target) {
     EXPECT_FALSE(held());
 }
 
+TEST_F(transfer, on_request_counts_for_a_pair_that_no_cycle_has_seen_yet) {
+    watch();
+    registry.configure(true, "B1", "M1");
+    ASSERT_TRUE(operate("backup")) << error;
+    EXPECT_EQ(registry.active_system()->serial, "M1");
+    EXPECT_EQ(saved().pairMain, "B1");
+    EXPECT_EQ(saved().pairBackup, "M1");
+    cycle_after(250ms);
+    EXPECT_TRUE(held());
+    EXPECT_EQ(registry.active_system()->serial, "M1");
+}
+
+TEST_F(transfer, on_request_does_nothing_where_a_new_pairs_main_is_asked_for) {
+    change_policy(
+        [](protection_policy& policy) { policy.actions = {enabled_action("back", "main")}; });
+    hold_on_backup();
+    registry.configure(true, "M1", "B2");
+    ASSERT_TRUE(operate("main")) << error;
+    EXPECT_FALSE(held());
+    EXPECT_EQ(registry.active_role(), "main");
+    EXPECT_FALSE(busy());
+}
+
+TEST_F(transfer, of_a_pair_that_changed_and_changed_back_leaves_main_active) {
+    watch();
+    registry.configure(true, "B1", "M1");
+    ASSERT_TRUE(operate("main")) << error;
+    registry.configure(true, "M1", "B1");
+    cycle_after(250ms);
+    EXPECT_FALSE(held());
+    EXPECT_EQ(registry.active_system()->serial, "M1");
+}
+
+TEST_F(transfer, to_backup_as_a_main_without_a_backup_ends_when_the_pair_comes_back) {
+    watch();
+    registry.configure(true, "B1", "M1");
+    registry.set_role("M1", system_role::independent, "");
+    cycle_after(250ms);
+    ASSERT_TRUE(operate("main")) << error;
+    ASSERT_EQ(registry.active_system()->serial, "B1");
+    registry.configure(true, "M1", "B1");
+    cycle_after(250ms);
+    EXPECT_FALSE(held());
+    EXPECT_EQ(registry.active_system()->serial, "M1") << "never on Backup without a hold";
+}
+
 TEST_F(transfer, back_to_a_main_that_is_still_faulted_is_refused) {
     watch();
     main_says->engineRunning = false;
