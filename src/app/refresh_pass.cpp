@@ -66,7 +66,7 @@ void run_refresh_pass(controller_registry& registry, refresh_memory& memory,
         if (!run.over()) sync_configured_pairing(registry, message, run, sync_caller::pass);
     }
     poll_replication(registry, memory.polling, pass.within(longest_asking));
-    write_status(registry);
+    write_status(registry, memory.status_signature);
     registry.save();
 }
 

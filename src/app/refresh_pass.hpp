@@ -4,6 +4,7 @@
 #include "systems/server_polling.hpp"
 
 #include <functional>
+#include <string>
 
 namespace elvantris::operator_control {
 
@@ -11,6 +12,7 @@ namespace elvantris::operator_control {
 struct refresh_memory {
     polling_memory polling;
     asking_order adoption;
+    std::string status_signature; // of the lines written last
 };
 
 // The workstation's heartbeat, all in series on the caller's thread: discovery, adoption of a

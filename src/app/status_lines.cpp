@@ -59,8 +59,7 @@ std::vector<std::string> status_lines(const status_view& view) {
     return lines;
 }
 
-void write_status(const controller_registry& registry) {
-    static std::string last_signature;
+void write_status(const controller_registry& registry, std::string& last_signature) {
     const status_view view{.enabled = registry.enabled(),
                            .active_role = registry.active_role(),
                            .systems = registry.systems()};

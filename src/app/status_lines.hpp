@@ -20,8 +20,7 @@ std::string status_signature(const status_view& view);
 // The lines, without their ends. Pure.
 std::vector<std::string> status_lines(const status_view& view);
 
-// Writes the lines to standard output unless the state is that of the last call. Belongs to the
-// main loop's thread.
-void write_status(const controller_registry& registry);
+// Writes the lines to standard output unless their signature is the last one, and keeps it there.
+void write_status(const controller_registry& registry, std::string& last_signature);
 
 } // namespace elvantris::operator_control

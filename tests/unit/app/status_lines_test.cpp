@@ -106,7 +106,8 @@ TEST(status_lines, show_the_pair_and_each_system) {
 TEST(write_status, writes_all_lines_when_something_has_changed_and_none_otherwise) {
     const auto registry = paired_registry();
     captured_output output;
-    write_status(*registry);
+    std::string last_signature;
+    write_status(*registry, last_signature);
     EXPECT_EQ(output.take(),
               "[status] enabled=true active=none\n"
               "[status] I role=Independent online=true uiReady=false address=10.0.0.3 web=5000 "
@@ -115,15 +116,15 @@ TEST(write_status, writes_all_lines_when_something_has_changed_and_none_otherwis
               "control=1256\n"
               "[status] B role=Backup online=true uiReady=false address=10.0.0.2 web=5000 "
               "control=1256 backupFor=M\n");
-    write_status(*registry);
+    write_status(*registry, last_signature);
     EXPECT_EQ(output.take(), "");
 
     registry->set_replication("M", replication_at(7));
-    write_status(*registry);
+    write_status(*registry, last_signature);
     EXPECT_EQ(output.take(), "");
 
     registry->set_online("M", false, first_round);
-    write_status(*registry);
+    write_status(*registry, last_signature);
     const std::string changed = output.take();
     EXPECT_EQ(changed.find("[status] enabled="), 0U);
     EXPECT_NE(changed.find("[status] M role=Main online=false uiReady=false"), std::string::npos);
