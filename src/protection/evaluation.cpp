@@ -28,44 +28,60 @@ bool heard_lately(const protection_policy& policy, const server_health& health, 
     return health.reachable && now - health.lastSeen < milliseconds(policy.lossMs);
 }
 
-std::vector<fault_condition> server_conditions(pair_side side, const protection_policy& policy,
-                                               const server_health& health, steady_time now) {
+std::array<fault_condition, 7> server_conditions(const protection_policy& policy,
+                                                 const server_health& health, steady_time now) {
     const bool heard = heard_lately(policy, health, now);
+    const bool reports = heard && health.supported;
+    const bool runs = heard && health.engineRunning;
     const milliseconds loss(policy.lossMs);
-    std::vector<fault_condition> conditions;
-    conditions.reserve(7 + policy.outputRules.size());
-    const auto add = [&](std::string name, bool present, fault_mode mode, milliseconds delay,
-                         std::string message) {
-        conditions.push_back({.name = std::move(name),
-                              .present = present,
-                              .mode = mode,
-                              .delay = delay,
-                              .message = std::move(message)});
-    };
-
     // Silence and stalling carry their delays in the ages that they compare.
-    add("server", !heard, policy.server, at_once, "Server communication lost.");
-    add("engine", heard && health.supported && !health.engineRunning, policy.engine, at_once,
-        "Engine stopped or exited.");
-    add("responsive", heard && health.supported && health.engineRunning && !health.engineResponsive,
-        policy.responsive, loss, "Engine is not responding.");
-    add("frames", heard && health.engineRunning && health.telemetryAvailable && health.frameStalled,
-        policy.frames, at_once, "Engine channel frame progress stalled.");
-    add("clock", heard && health.supported && health.clockFault, policy.clock, loss,
-        "Engaged external clock is unavailable or unlocked.");
-    add("resources", heard && health.supported && health.resourcePressure, policy.resources,
-        sustained_pressure,
-        "Sustained resource pressure: CPU >=95%, available memory <5%, or GPU temperature >=90 C.");
-    add("telemetry",
-        heard && (!health.supported || (health.engineRunning && !health.telemetryAvailable)),
-        mode_alert, loss, "Frame/output telemetry unavailable; update Elvantris and its engine.");
-    for (const output_rule& rule : policy.outputRules) {
-        const std::string& id = output_id(side, rule);
-        if (id.empty()) continue;
-        add("output:" + id, heard && health.engineRunning && !output_available(health, id),
-            rule.mode, milliseconds(policy.outputMs), "Protected output unavailable: " + id);
-    }
-    return conditions;
+    return {{
+        {{"server"}, !heard, policy.server, at_once, {"Server communication lost."}},
+        {{"engine"},
+         reports && !health.engineRunning,
+         policy.engine,
+         at_once,
+         {"Engine stopped or exited."}},
+        {{"responsive"},
+         reports && runs && !health.engineResponsive,
+         policy.responsive,
+         loss,
+         {"Engine is not responding."}},
+        {{"frames"},
+         runs && health.telemetryAvailable && health.frameStalled,
+         policy.frames,
+         at_once,
+         {"Engine channel frame progress stalled."}},
+        {{"clock"},
+         reports && health.clockFault,
+         policy.clock,
+         loss,
+         {"Engaged external clock is unavailable or unlocked."}},
+        {{"resources"},
+         reports && health.resourcePressure,
+         policy.resources,
+         sustained_pressure,
+         {"Sustained resource pressure: CPU >=95%, available memory <5%, or GPU temperature >=90 "
+          "C."}},
+        {{"telemetry"},
+         heard && (!health.supported || (runs && !health.telemetryAvailable)),
+         mode_alert,
+         loss,
+         {"Frame/output telemetry unavailable; update Elvantris and its engine."}},
+    }};
+}
+
+std::optional<fault_condition> output_condition(pair_side side, const output_rule& rule,
+                                                const protection_policy& policy,
+                                                const server_health& health, steady_time now) {
+    const std::string& id = output_id(side, rule);
+    if (id.empty()) return std::nullopt;
+    return fault_condition{.name = {"output:", id},
+                           .present = heard_lately(policy, health, now) && health.engineRunning &&
+                                      !output_available(health, id),
+                           .mode = rule.mode,
+                           .delay = milliseconds(policy.outputMs),
+                           .message = {"Protected output unavailable: ", id}};
 }
 
 bool out_of_sync(const system_record& main, const system_record& backup) {

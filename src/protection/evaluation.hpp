@@ -7,20 +7,30 @@
 #include "protection/server_health.hpp"
 #include "systems/system_record.hpp"
 
+#include <array>
 #include <chrono>
 #include <optional>
 #include <string>
-#include <vector>
+#include <string_view>
 
 namespace elvantris::operator_control {
 
+// A text that may end with the id of an output. It stays in two parts, which are the program's own
+// and the policy's, so that to judge needs no memory.
+struct fault_text {
+    std::string_view words;
+    std::string_view output_id = {};
+
+    std::string written() const { return std::string(words).append(output_id); }
+};
+
 // One thing that can be wrong with a server, and whether it is now.
 struct fault_condition {
-    std::string name; // follows the serial in alert and timer keys
+    fault_text name; // follows the serial in alert and timer keys
     bool present = false;
     fault_mode mode = mode_ignore;
     std::chrono::milliseconds delay{};
-    std::string message;
+    fault_text message;
 };
 
 enum class pair_side { main, backup };
@@ -28,9 +38,14 @@ enum class pair_side { main, backup };
 // Younger than the policy's loss time. An age of exactly that time counts as lost.
 bool heard_lately(const protection_policy& policy, const server_health& health, steady_time now);
 
-// All conditions of one server, in the order in which they are judged.
-std::vector<fault_condition> server_conditions(pair_side side, const protection_policy& policy,
-                                               const server_health& health, steady_time now);
+// The conditions of one server, in the order in which they are judged; those of its protected
+// outputs follow them.
+std::array<fault_condition, 7> server_conditions(const protection_policy& policy,
+                                                 const server_health& health, steady_time now);
+// Absent where the rule names no output of that side.
+std::optional<fault_condition> output_condition(pair_side side, const output_rule& rule,
+                                                const protection_policy& policy,
+                                                const server_health& health, steady_time now);
 
 // Whether Backup is behind a revision that Main is known to have.
 bool out_of_sync(const system_record& main, const system_record& backup);

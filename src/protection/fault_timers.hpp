@@ -14,7 +14,8 @@ namespace elvantris::operator_control {
 // Pure: time comes in. Not safe for several threads at once; its owner's lock guards it.
 class fault_timers {
 public:
-    // Whether the condition of this key is confirmed at `now`. A delay of 0 confirms at once.
+    // Whether the condition of this key is confirmed at `now`. A delay of 0 confirms at once and
+    // remembers nothing: a key's delay is either always 0 or never.
     bool confirm(const std::string& key, bool condition, std::chrono::milliseconds delay,
                  steady_time now);
     void clear() { first_seen_.clear(); }

@@ -15,9 +15,10 @@ namespace elvantris::operator_control {
 class outbound_queue {
 public:
     using prepared_job = std::list<outbound_sequence>;
+    // The sequence has at least one step; where there is none the job stays empty.
     static prepared_job prepared(outbound_sequence sequence) {
         prepared_job job;
-        if (!sequence.steps.empty()) job.push_back(std::move(sequence));
+        job.push_back(std::move(sequence));
         return job;
     }
 

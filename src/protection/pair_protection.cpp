@@ -3,6 +3,7 @@
 #include <chrono>
 #include <exception>
 #include <utility>
+#include <vector>
 
 namespace elvantris::operator_control {
 namespace {
@@ -77,8 +78,7 @@ void pair_protection::watch_pair(const server_pair& pair, bool cut_off, const mo
     if (!knows(pair)) adopt_pair(pair, now);
 
     const bool in_grace = now.steady - grace_start_ < milliseconds(memory_.policy.startupMs);
-    const std::optional<std::string> main_fault =
-        watch_server(main, pair_side::main, in_grace, now);
+    const std::optional<fault_text> main_fault = watch_server(main, pair_side::main, in_grace, now);
     watch_server(backup, pair_side::backup, in_grace, now);
     watch_sync(pair, in_grace, now);
 
@@ -98,7 +98,7 @@ void pair_protection::watch_pair(const server_pair& pair, bool cut_off, const mo
                            .backup_ready = backup_ready,
                            .actions_busy = queue_.busy(),
                            .cut_off = cut_off},
-                          main_fault.value_or(""), now);
+                          main_fault.value_or(fault_text{}), now);
 }
 
 bool pair_protection::knows(const server_pair& pair) const {
@@ -125,29 +125,43 @@ void pair_protection::pin_active(const server_pair& pair, bool enabled) {
     registry_.set_active_override(enabled, active_serial_);
 }
 
-std::optional<std::string> pair_protection::watch_server(const system_record& system,
-                                                         pair_side side, bool in_grace,
-                                                         const moment& now) {
-    std::optional<std::string> first_critical;
+std::optional<fault_text> pair_protection::watch_server(const system_record& system, pair_side side,
+                                                        bool in_grace, const moment& now) {
     const server_health& health = health_[system.serial];
-    const std::string prefix = side == pair_side::main ? "Main: " : "Backup: ";
     registry_.set_online(system.serial, heard_lately(memory_.policy, health, now.steady),
                          now.steady);
-    for (const fault_condition& condition :
-         server_conditions(side, memory_.policy, health, now.steady)) {
-        const std::string key = system.serial + ':' + condition.name;
-        // The grace neither starts nor clears a timer.
-        const bool fired =
-            !in_grace && timers_.confirm(key, condition.present && condition.mode != mode_ignore,
-                                         condition.delay, now.steady);
-        if (!fired) {
-            clear_alert(key, now);
-            continue;
-        }
-        raise_alert(key, prefix + condition.message, severity_of(condition.mode), now);
-        if (condition.mode == mode_failover && !first_critical) first_critical = condition.message;
-    }
+    std::optional<fault_text> first_critical;
+    const auto watch = [&](const fault_condition& condition) {
+        const bool fired = watch_condition(system.serial, side, condition, in_grace, now);
+        if (fired && condition.mode == mode_failover && !first_critical)
+            first_critical = condition.message;
+    };
+    for (const fault_condition& condition : server_conditions(memory_.policy, health, now.steady))
+        watch(condition);
+    for (const output_rule& rule : memory_.policy.outputRules)
+        if (const auto condition = output_condition(side, rule, memory_.policy, health, now.steady))
+            watch(*condition);
     return first_critical;
+}
+
+bool pair_protection::watch_condition(const std::string& serial, pair_side side,
+                                      const fault_condition& condition, bool in_grace,
+                                      const moment& now) {
+    const std::string key = serial + ':' + condition.name.written();
+    // The grace neither starts nor clears a timer.
+    const bool fired =
+        !in_grace && timers_.confirm(key, condition.present && condition.mode != mode_ignore,
+                                     condition.delay, now.steady);
+    if (!fired) {
+        clear_alert(key, now);
+        return false;
+    }
+    if_possible([&] {
+        raise_alert(key,
+                    (side == pair_side::main ? "Main: " : "Backup: ") + condition.message.written(),
+                    severity_of(condition.mode), now);
+    });
+    return true;
 }
 
 void pair_protection::watch_sync(const server_pair& pair, bool in_grace, const moment& now) {
@@ -159,7 +173,7 @@ void pair_protection::watch_sync(const server_pair& pair, bool in_grace, const m
 }
 
 void pair_protection::run_failover_decision(const system_record& backup, const failover_view& view,
-                                            const std::string& reason, const moment& now) {
+                                            const fault_text& reason, const moment& now) {
     const auto block = [&](std::string_view message) {
         raise_alert("failover-blocked", message, alert_severity::critical, now);
     };
@@ -182,26 +196,25 @@ void pair_protection::run_failover_decision(const system_record& backup, const f
     clear_alert("failover-blocked", now);
 }
 
-pair_protection::prepared_transfer
-pair_protection::prepare_transfer(const system_record& target, pair_side side,
-                                  const std::string& reason) const {
+pair_protection::prepared_transfer pair_protection::prepare_transfer(const system_record& target,
+                                                                     pair_side side) const {
     const bool to_backup = side == pair_side::backup;
-    outbound_sequence sequence{.steps = {},
-                               .name = to_backup ? "Transfer to Backup" : "Return to Main"};
+    prepared_transfer prepared{
+        .active_serial = target.serial, .override_serial = target.serial, .job = {}};
+    std::vector<outbound_action> steps;
     for (const outbound_action& action : memory_.policy.actions)
         if (action.enabled && action.event == (to_backup ? "backup" : "main"))
-            sequence.steps.push_back(action);
-    return {.active_serial = target.serial,
-            .override_serial = target.serial,
-            .notice = reason + "; operating on " +
-                      (to_backup ? "Backup. Return to Main manually when ready." : "Main."),
-            .job = outbound_queue::prepared(std::move(sequence))};
+            steps.push_back(action);
+    if (!steps.empty())
+        prepared.job =
+            outbound_queue::prepared({.steps = std::move(steps),
+                                      .name = to_backup ? "Transfer to Backup" : "Return to Main"});
+    return prepared;
 }
 
 bool pair_protection::transfer_to(const system_record& target, pair_side side,
-                                  const std::string& reason, const moment& now,
-                                  std::string& error) {
-    prepared_transfer prepared = prepare_transfer(target, side, reason);
+                                  const fault_text& reason, const moment& now, std::string& error) {
+    prepared_transfer prepared = prepare_transfer(target, side);
     const bool held_before = std::exchange(memory_.heldOnBackup, side == pair_side::backup);
     if (!save()) {
         memory_.heldOnBackup = held_before;
@@ -217,7 +230,13 @@ bool pair_protection::transfer_to(const system_record& target, pair_side side,
 
     clear_alert("transfer-storage", now);
     clear_alert("transfer", now); // so that this transfer gets a notice of its own
-    raise_alert("transfer", prepared.notice, alert_severity::notice, now);
+    if_possible([&] {
+        raise_alert("transfer",
+                    reason.written() + "; operating on " +
+                        (side == pair_side::backup ? "Backup. Return to Main manually when ready."
+                                                   : "Main."),
+                    alert_severity::notice, now);
+    });
     return true;
 }
 
@@ -261,7 +280,7 @@ bool pair_protection::transfer_on_request(pair_side side, const moment& now, std
         return false;
     }
     if (active_serial_ == target->serial) return true;
-    return transfer_to(*target, side, "Operator requested transfer", now, error);
+    return transfer_to(*target, side, {"Operator requested transfer"}, now, error);
 }
 
 bool pair_protection::replace_policy(protection_policy policy, std::string& error) {

@@ -69,7 +69,6 @@ private:
     struct prepared_transfer {
         std::string active_serial;
         std::string override_serial;
-        std::string notice;
         outbound_queue::prepared_job job;
     };
 
@@ -85,20 +84,22 @@ private:
     void pin_active(const server_pair& pair, bool enabled);
     // Keeps the server's alerts in step with its conditions. The message of the first critical
     // one that is confirmed, if any is.
-    std::optional<std::string> watch_server(const system_record& system, pair_side side,
-                                            bool in_grace, const moment& now);
+    std::optional<fault_text> watch_server(const system_record& system, pair_side side,
+                                           bool in_grace, const moment& now);
+    // Whether the condition is confirmed. Its alert follows.
+    bool watch_condition(const std::string& serial, pair_side side,
+                         const fault_condition& condition, bool in_grace, const moment& now);
     void watch_sync(const server_pair& pair, bool in_grace, const moment& now);
     void run_failover_decision(const system_record& backup, const failover_view& view,
-                               const std::string& reason, const moment& now);
+                               const fault_text& reason, const moment& now);
     // `main` is the record by which a Backup's synchronisation is judged.
     bool ready(const system_record& system, const system_record& main, steady_time now) const;
     bool save() { return disk_.save(memory_); }
     bool set_armed(bool armed, std::string& error);
     bool transfer_on_request(pair_side side, const moment& now, std::string& error);
-    bool transfer_to(const system_record& target, pair_side side, const std::string& reason,
+    bool transfer_to(const system_record& target, pair_side side, const fault_text& reason,
                      const moment& now, std::string& error);
-    prepared_transfer prepare_transfer(const system_record& target, pair_side side,
-                                       const std::string& reason) const;
+    prepared_transfer prepare_transfer(const system_record& target, pair_side side) const;
 
     controller_registry& registry_;
     protection_disk disk_;

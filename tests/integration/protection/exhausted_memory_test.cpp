@@ -82,6 +82,38 @@ TEST_F(exhausted_memory, leaves_them_on_the_same_side_in_an_automatic_transfer) 
                         });
 }
 
+// Protection whose disk takes a save without any memory, so that the messages, alerts and lines of
+// a transfer are all that still want some.
+TEST_F(exhausted_memory, moves_operation_though_no_message_alert_or_line_can_be_made) {
+    bool disk_holds_backup = false;
+    bool disk_is_asked_for_a_line = false;
+    protection.emplace(
+        registry,
+        protection_disk{.load = [](protection_memory&, std::string&) {},
+                        .save =
+                            [&](const protection_memory& memory) {
+                                disk_holds_backup = memory.heldOnBackup;
+                                return true;
+                            },
+                        .append = [&](std::string_view) { disk_is_asked_for_a_line = true; }});
+    watch();
+    main_says->engineRunning = false;
+    hear("M1", main_says);
+    hear("B1", backup_says);
+    {
+        const failing_memory memory(0);
+        protection->evaluate_cycle(now);
+        EXPECT_TRUE(memory.exhausted());
+    }
+    EXPECT_TRUE(held());
+    EXPECT_TRUE(disk_holds_backup);
+    EXPECT_EQ(registry.active_role(), "backup");
+    EXPECT_TRUE(alerts().empty());
+    EXPECT_FALSE(disk_is_asked_for_a_line);
+    cycle_after(250ms);
+    EXPECT_EQ(standing(), std::set<std::string>{"critical Main: Engine stopped or exited."});
+}
+
 TEST_F(exhausted_memory, takes_a_save_that_lacks_memory_for_a_failed_one) {
     run_short_of_memory([&] { protection->operate("disarm", now, error); },
                         [&](bool enough) {

@@ -36,10 +36,20 @@ output_rule rule(const std::string& main_id, const std::string& backup_id, fault
 
 using names = std::vector<std::string>;
 
+std::vector<fault_condition> all_conditions(pair_side side, const protection_policy& policy,
+                                            const server_health& health) {
+    const auto of_server = server_conditions(policy, health, now);
+    std::vector<fault_condition> conditions(of_server.begin(), of_server.end());
+    for (const output_rule& each : policy.outputRules)
+        if (const auto condition = output_condition(side, each, policy, health, now))
+            conditions.push_back(*condition);
+    return conditions;
+}
+
 names present_in(const std::vector<fault_condition>& conditions) {
     names found;
     for (const fault_condition& condition : conditions)
-        if (condition.present) found.push_back(condition.name);
+        if (condition.present) found.push_back(condition.name.written());
     return found;
 }
 
@@ -175,8 +185,7 @@ TEST(server_conditions, find_exactly_what_is_wrong) {
         SCOPED_TRACE(each.what);
         server_health health = healthy();
         each.change(health);
-        EXPECT_EQ(present_in(server_conditions(pair_side::main, policy, health, now)),
-                  each.present);
+        EXPECT_EQ(present_in(all_conditions(pair_side::main, policy, health)), each.present);
     }
 }
 
@@ -204,13 +213,13 @@ TEST(server_conditions, carry_their_delays_and_messages) {
          "Frame/output telemetry unavailable; update Elvantris and its engine."},
         {"output:m", 900ms, "Protected output unavailable: m"},
     };
-    const auto conditions = server_conditions(pair_side::main, policy, healthy(), now);
+    const auto conditions = all_conditions(pair_side::main, policy, healthy());
     ASSERT_EQ(conditions.size(), expected.size());
     for (std::size_t at = 0; at < expected.size(); ++at) {
         SCOPED_TRACE(expected[at].name);
-        EXPECT_EQ(conditions[at].name, expected[at].name);
+        EXPECT_EQ(conditions[at].name.written(), expected[at].name);
         EXPECT_EQ(conditions[at].delay, expected[at].delay);
-        EXPECT_EQ(conditions[at].message, expected[at].message);
+        EXPECT_EQ(conditions[at].message.written(), expected[at].message);
     }
 }
 
@@ -230,11 +239,11 @@ TEST(server_conditions, take_each_mode_from_its_own_field_and_telemetry_always_a
         policy.server = policy.engine = policy.responsive = mode_ignore;
         policy.frames = policy.clock = policy.resources = mode_ignore;
         policy.*each.field = mode_failover;
-        for (const fault_condition& condition :
-             server_conditions(pair_side::backup, policy, healthy(), now)) {
-            SCOPED_TRACE(condition.name);
-            const fault_mode others = condition.name == "telemetry" ? mode_alert : mode_ignore;
-            EXPECT_EQ(condition.mode, condition.name == each.name ? mode_failover : others);
+        for (const fault_condition& condition : server_conditions(policy, healthy(), now)) {
+            const std::string name = condition.name.written();
+            SCOPED_TRACE(name);
+            const fault_mode others = name == "telemetry" ? mode_alert : mode_ignore;
+            EXPECT_EQ(condition.mode, name == each.name ? mode_failover : others);
         }
     }
 }
@@ -243,13 +252,13 @@ TEST(server_conditions, watch_on_each_server_its_own_side_of_an_output_rule) {
     protection_policy policy;
     policy.outputRules = {rule("m", "gone", mode_failover), rule("gone", "", mode_alert),
                           rule("nowhere", "b", mode_ignore)};
-    const auto on_main = server_conditions(pair_side::main, policy, healthy(), now);
+    const auto on_main = all_conditions(pair_side::main, policy, healthy());
     EXPECT_EQ(present_in(on_main), (names{"output:gone", "output:nowhere"}));
     ASSERT_EQ(on_main.size(), 10U);
     EXPECT_EQ(on_main[7].mode, mode_failover);
     EXPECT_EQ(on_main[8].mode, mode_alert);
     EXPECT_EQ(on_main[9].mode, mode_ignore);
-    const auto on_backup = server_conditions(pair_side::backup, policy, healthy(), now);
+    const auto on_backup = all_conditions(pair_side::backup, policy, healthy());
     EXPECT_EQ(present_in(on_backup), names{"output:gone"});
     EXPECT_EQ(on_backup.size(), 9U) << "a rule without a Backup output is skipped there";
 }
