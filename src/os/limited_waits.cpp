@@ -6,8 +6,8 @@
 namespace elvantris::operator_control {
 namespace {
 
-// A negative time-out is none. What is ready when the time is up still counts, also where asking
-// the caller took long.
+// A negative time-out is none. The last look comes after the end of the time: what is ready by then
+// still counts, though the program may have been paused.
 template<typename wait>
 bool wait_in_pieces(const wait& ready_within, milliseconds timeout, const call_limits& limits) {
     if (!limits.given_up && limits.deadline == steady_time::max()) return ready_within(timeout);
@@ -17,7 +17,7 @@ bool wait_in_pieces(const wait& ready_within, milliseconds timeout, const call_l
     while (!limits.is_given_up()) {
         const auto left = std::chrono::ceil<milliseconds>(end - steady_now());
         if (ready_within(std::clamp(left, milliseconds::zero(), longest_unasked_wait))) return true;
-        if (steady_now() >= end) return false;
+        if (left <= milliseconds::zero()) return false;
     }
     return false;
 }
@@ -40,8 +40,8 @@ connect_attempt try_to_connect(const socket_address& address, milliseconds timeo
     if (!attempt.socket.valid()) return attempt;
     attempt.failure = wait_writable(attempt.socket, timeout, limits)
                           ? result_of_connecting(attempt.socket)
-                          : connect_failure::unanswered;
-    if (attempt.failure != connect_failure::none) attempt.socket.close();
+                          : network_failure::unanswered;
+    if (attempt.failure != network_failure::none) attempt.socket.close();
     return attempt;
 }
 
@@ -50,14 +50,26 @@ socket_handle connect_socket(const socket_address& address, milliseconds timeout
     return try_to_connect(address, timeout, limits).socket;
 }
 
+send_attempt try_to_send(const socket_handle& socket, std::string_view bytes, milliseconds timeout,
+                         const call_limits& limits) {
+    if (!wait_writable(socket, timeout, limits)) return {.failure = network_failure::unanswered};
+    return send_now(socket, bytes);
+}
+
 std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout,
                       const call_limits& limits) {
-    return wait_writable(socket, timeout, limits) ? send_now(socket, bytes) : 0;
+    return try_to_send(socket, bytes, timeout, limits).size;
+}
+
+receive_attempt try_to_receive(const socket_handle& socket, std::span<char> buffer,
+                               milliseconds timeout, const call_limits& limits) {
+    if (!wait_readable(socket, timeout, limits)) return {};
+    return receive_now(socket, buffer);
 }
 
 std::size_t receive_some(const socket_handle& socket, std::span<char> buffer, milliseconds timeout,
                          const call_limits& limits) {
-    return wait_readable(socket, timeout, limits) ? receive_now(socket, buffer) : 0;
+    return try_to_receive(socket, buffer, timeout, limits).size;
 }
 
 std::optional<received_datagram> receive_datagram(const socket_handle& socket,

@@ -13,7 +13,7 @@ namespace elvantris::operator_control {
 
 struct name_lookup::lookup {
     bool done = false;
-    std::vector<socket_address> addresses;
+    resolve_attempt answer;
 };
 
 struct name_lookup::shared_state {
@@ -23,30 +23,38 @@ struct name_lookup::shared_state {
     std::map<host_query, std::shared_ptr<lookup>> under_way; // at most `most_at_once`
 };
 
+namespace {
+
+resolve_attempt could_not_ask() {
+    return {.addresses = {}, .failure = network_failure::no_resources};
+}
+
+} // namespace
+
 name_lookup::name_lookup(resolver resolve) : state_(std::make_shared<shared_state>()) {
     state_->resolve = std::move(resolve);
 }
 
 void name_lookup::run(shared_state& state, lookup& running, const host_query& query) {
-    std::vector<socket_address> addresses;
+    resolve_attempt answer;
     try {
-        addresses = state.resolve(query);
+        answer = state.resolve(query);
     } catch (const std::exception&) {
-        // Without memory the name counts as unknown. An exception would end the program here.
-        addresses.clear();
+        // There was no memory. An exception would end the program here.
+        answer = could_not_ask();
     }
     const std::lock_guard lock(state.lock);
-    running.addresses = std::move(addresses);
+    running.answer = std::move(answer);
     running.done = true;
     state.under_way.erase(query);
     state.answered.notify_all();
 }
 
-std::vector<socket_address> name_lookup::find(const host_query& query, const call_limits& limits) {
+resolve_attempt name_lookup::find(const host_query& query, const call_limits& limits) {
     std::unique_lock lock(state_->lock);
     auto known = state_->under_way.find(query);
     if (known == state_->under_way.end()) {
-        if (state_->under_way.size() >= most_at_once) return {};
+        if (state_->under_way.size() >= most_at_once) return could_not_ask();
         known = state_->under_way.emplace(query, std::make_shared<lookup>()).first;
         try {
             std::thread([state = state_, running = known->second, query] {
@@ -54,25 +62,31 @@ std::vector<socket_address> name_lookup::find(const host_query& query, const cal
             }).detach();
         } catch (const std::exception&) { // no thread, or no memory for it
             state_->under_way.erase(known);
-            return {};
+            return could_not_ask();
         }
     }
     const std::shared_ptr<lookup> running = known->second;
-    if (!wait_under_lock(lock, state_->answered, limits, [&] { return running->done; })) return {};
-    return running->addresses;
+    if (!wait_under_lock(lock, state_->answered, limits, [&] { return running->done; }))
+        return {.addresses = {}, .failure = network_failure::unanswered};
+    return running->answer;
 }
 
-std::vector<socket_address> resolve_address(const std::string& host, std::uint16_t port,
-                                            address_family family, transport kind,
-                                            const call_limits& limits) {
-    if (auto addresses = look_up_address(host, port, family, kind, host_text::numeric);
-        !addresses.empty())
-        return addresses;
+resolve_attempt try_to_resolve(const std::string& host, std::uint16_t port, address_family family,
+                               transport kind, const call_limits& limits) {
+    if (auto numeric = look_up_address(host, port, family, kind, host_text::numeric);
+        !numeric.addresses.empty())
+        return numeric;
     // One for the process: the bound on lookups is the process's too.
     static name_lookup names([](const host_query& query) {
         return look_up_address(query.host, query.port, query.family, query.kind, host_text::any);
     });
     return names.find({.host = host, .port = port, .family = family, .kind = kind}, limits);
+}
+
+std::vector<socket_address> resolve_address(const std::string& host, std::uint16_t port,
+                                            address_family family, transport kind,
+                                            const call_limits& limits) {
+    return try_to_resolve(host, port, family, kind, limits).addresses;
 }
 
 } // namespace elvantris::operator_control

@@ -6,7 +6,9 @@
 //
 // Threads: any.
 // Ownership: what a lookup needs is shared with its thread, which may outlive this object.
-// Failure: an empty list, for a name that is unknown, too slow, or one too many at once.
+// Failure: a value. A name that is unknown or too slow is `unanswered`; one for which there is no
+//   thread, no memory or no place any more is `no_resources`. Only the caller's allocator may
+//   throw.
 #pragma once
 
 #include "os/sockets.hpp"
@@ -17,7 +19,6 @@
 #include <memory>
 #include <string>
 #include <tuple>
-#include <vector>
 
 namespace elvantris::operator_control {
 
@@ -35,14 +36,14 @@ struct host_query {
 
 class name_lookup {
 public:
-    using resolver = std::function<std::vector<socket_address>(const host_query&)>;
+    using resolver = std::function<resolve_attempt(const host_query&)>;
 
     static constexpr std::size_t most_at_once = 8;
 
     // `resolve` may block for as long as it likes. It is called on threads of its own.
     explicit name_lookup(resolver resolve);
 
-    std::vector<socket_address> find(const host_query& query, const call_limits& limits);
+    resolve_attempt find(const host_query& query, const call_limits& limits);
 
 private:
     struct lookup;

@@ -67,30 +67,43 @@ struct socket_address {
     alignas(8) std::array<std::byte, 128> bytes{};
 };
 
-// The addresses of a host and port, in the resolver's order; empty if it knows none, or doesn't say
-// so within the limits. A numeric address needs neither resolver nor thread.
+// Why a call failed. Only `unanswered` says anything about the peer or the way to it. Where several
+// addresses were tried, the last of these that occurred is the cause of all.
+enum class network_failure {
+    none,
+    no_network, // this computer has no way to the address: no route, no interface
+    unanswered,
+    no_resources, // this computer has no descriptor, buffer, thread or memory left
+};
+
+// What an error of the system's socket calls says, in the system's own numbers.
+network_failure failure_of(int system_error);
+
+// The addresses of a host and port, in the resolver's order, and what went wrong if there is none:
+// the resolver knows none or doesn't say so within the limits, or it couldn't be asked. A numeric
+// address needs neither resolver nor thread.
+struct resolve_attempt {
+    std::vector<socket_address> addresses;
+    network_failure failure = network_failure::none;
+};
+resolve_attempt try_to_resolve(const std::string& host, std::uint16_t port, address_family family,
+                               transport kind, const call_limits& limits = {});
+// The same for callers that don't need the cause.
 std::vector<socket_address> resolve_address(const std::string& host, std::uint16_t port,
                                             address_family family, transport kind,
                                             const call_limits& limits = {});
 
 // The same by the system's resolver alone, which may be slow with anything but numbers.
 enum class host_text { numeric, any };
-std::vector<socket_address> look_up_address(const std::string& host, std::uint16_t port,
-                                            address_family family, transport kind, host_text what);
+resolve_attempt look_up_address(const std::string& host, std::uint16_t port, address_family family,
+                                transport kind, host_text what);
 
 // A dotted IPv4 address as a destination; absent for any other text. Host names are not resolved.
 std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint16_t port);
 
-// Why there is no connection. Only `unanswered` says anything about the peer or the way to it.
-enum class connect_failure {
-    none,
-    unanswered,
-    no_network,   // this computer has no way to the address: no route, no interface
-    no_resources, // it has no descriptor, buffer or memory left
-};
 struct connect_attempt {
     socket_handle socket; // invalid if it failed
-    connect_failure failure = connect_failure::none;
+    network_failure failure = network_failure::none;
 };
 
 // A new socket that is connected within the time-out (a datagram socket is merely bound to its
@@ -104,7 +117,10 @@ socket_handle connect_socket(const socket_address& address, milliseconds timeout
 // Its two halves: a socket that becomes writable when it is connected or has failed, and which of
 // the two it was.
 connect_attempt begin_connecting(const socket_address& address);
-connect_failure result_of_connecting(const socket_handle& socket);
+network_failure result_of_connecting(const socket_handle& socket);
+
+// Whether this computer has a way to the address just now. Nothing is sent to find out.
+bool has_way_to(const socket_address& address);
 
 // Waits until the socket can be written or read. False when the time is over; true also for a
 // socket that has failed, as the call that follows then tells at once.
@@ -119,16 +135,36 @@ bool wait_readable(const socket_handle& socket, milliseconds timeout, const call
 std::vector<std::size_t> wait_any_readable(std::span<const socket_handle* const> sockets,
                                            milliseconds timeout);
 
-// Sends what the socket takes now, waiting up to the time-out for room. The number of bytes taken;
-// 0 for a time-out or a failure.
+// Sends what the socket takes now, waiting up to the time-out for room. The number of bytes taken,
+// and what went wrong if there are none.
+struct send_attempt {
+    std::size_t size = 0;
+    network_failure failure = network_failure::none;
+};
+send_attempt try_to_send(const socket_handle& socket, std::string_view bytes, milliseconds timeout,
+                         const call_limits& limits = {});
+send_attempt send_now(const socket_handle& socket, std::string_view bytes);
+// The same for callers that don't need the cause: 0 for a time-out or a failure.
 std::size_t send_some(const socket_handle& socket, std::string_view bytes, milliseconds timeout,
                       const call_limits& limits = {});
-std::size_t send_now(const socket_handle& socket, std::string_view bytes);
 
-// Receives into `buffer`, waiting up to the time-out. 0 for an end, a time-out or a failure.
+// Receives into `buffer`, waiting up to the time-out.
+enum class receive_result {
+    received,
+    nothing_yet, // the time is over
+    ended,       // by the peer, in order or not
+    no_resources,
+};
+struct receive_attempt {
+    std::size_t size = 0;
+    receive_result result = receive_result::nothing_yet;
+};
+receive_attempt try_to_receive(const socket_handle& socket, std::span<char> buffer,
+                               milliseconds timeout, const call_limits& limits = {});
+receive_attempt receive_now(const socket_handle& socket, std::span<char> buffer);
+// The same for callers that don't need the cause: 0 for an end, a time-out or a failure.
 std::size_t receive_some(const socket_handle& socket, std::span<char> buffer, milliseconds timeout,
                          const call_limits& limits = {});
-std::size_t receive_now(const socket_handle& socket, std::span<char> buffer);
 
 // One datagram from a fresh port of the system's choice.
 socket_handle open_datagram_socket();

@@ -13,7 +13,7 @@ enum class poll_outcome {
     answered,
     unanswered,   // silence, a refusal, or an unusable answer
     no_network,   // the workstation has no way out to the server
-    no_resources, // the workstation lacked a descriptor, a buffer or memory to ask
+    no_resources, // the workstation lacked a descriptor, a buffer, a thread or memory to ask
 };
 
 struct health_answer {

@@ -1,5 +1,6 @@
 #include "systems/server_http.hpp"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <string_view>
@@ -17,13 +18,16 @@ constexpr std::uint64_t late_read_limit = 262'144;
 
 connect_attempt connect_to_any(const std::vector<socket_address>& addresses, milliseconds timeout,
                                const call_limits& limits) {
-    connect_attempt attempt{.socket = {}, .failure = connect_failure::unanswered};
+    network_failure failure =
+        addresses.empty() ? network_failure::unanswered : network_failure::none;
     for (const socket_address& address : addresses) {
-        if (limits.over()) break;
-        attempt = try_to_connect(address, timeout, limits);
-        if (attempt.socket.valid()) break;
+        connect_attempt attempt =
+            limits.over() ? connect_attempt{.socket = {}, .failure = network_failure::unanswered}
+                          : try_to_connect(address, timeout, limits);
+        if (attempt.socket.valid()) return attempt;
+        failure = std::max(failure, attempt.failure);
     }
-    return attempt;
+    return {.socket = {}, .failure = failure};
 }
 
 std::string request_text(const http_call& call, const std::string& host_header) {
@@ -35,55 +39,81 @@ std::string request_text(const http_call& call, const std::string& host_header) 
     return text + "\r\n" + call.body;
 }
 
-bool send_all(const socket_handle& socket, std::string_view bytes, milliseconds timeout,
-              const call_limits& limits) {
+network_failure send_all(const socket_handle& socket, std::string_view bytes, milliseconds timeout,
+                         const call_limits& limits) {
     while (!bytes.empty()) {
-        const std::size_t sent = send_some(socket, bytes, timeout, limits);
-        if (sent == 0) return false;
+        const auto [sent, failure] = try_to_send(socket, bytes, timeout, limits);
+        if (failure != network_failure::none) return failure;
         bytes.remove_prefix(sent);
     }
-    return true;
+    return network_failure::none;
 }
 
 struct received_text {
     std::string text;
+    receive_result end = receive_result::received; // or what kept more from being read
     bool cut = false; // the whole exchange was over before the server had ended
 };
 
 received_text read_until_closed(const socket_handle& socket, std::uint64_t read_limit,
                                 milliseconds timeout, const call_limits& limits) {
-    std::string text;
+    received_text read;
     std::array<char, read_buffer_size> buffer{};
     std::uint64_t late = 0;
-    while (text.size() < read_limit) {
-        // The program may have been paused while the answer came: what has arrived is read, without
-        // waiting for more.
+    while (read.text.size() < read_limit) {
+        // The program may have been paused while the answer came: what has arrived is read, the
+        // server's end as well, without waiting for more.
         const bool over = limits.over();
-        if (over && late >= late_read_limit) return {.text = std::move(text), .cut = true};
-        const std::size_t received = receive_some(socket, buffer, timeout, limits);
-        if (received == 0) return {.text = std::move(text), .cut = limits.over()};
+        read.cut = over && late >= late_read_limit;
+        if (read.cut) return read;
+        const auto [received, result] = try_to_receive(socket, buffer, timeout, limits);
+        if (result != receive_result::received) {
+            read.end = result;
+            read.cut = limits.over();
+            return read;
+        }
         // Growing by doubling would hold a large answer twice; room that isn't used costs nothing.
-        if (text.size() >= large_answer) text.reserve(read_limit + buffer.size());
-        text.append(buffer.data(), received);
+        if (read.text.size() >= large_answer) read.text.reserve(read_limit + buffer.size());
+        read.text.append(buffer.data(), received);
         if (over) late += received;
     }
-    return {.text = std::move(text)};
+    return read;
 }
 
 struct exchanged_text {
     std::optional<received_text> received; // absent if the request didn't get out
-    connect_failure failure = connect_failure::none;
+    network_failure failure = network_failure::none;
+    std::vector<socket_address> addresses; // the server's
 };
 
 exchanged_text exchange_text(const http_call& call, address_family family,
                              const std::string& host_header, std::uint64_t read_limit,
                              const call_limits& limits) {
-    const auto addresses = resolve_address(call.host, call.port, family, transport::tcp, limits);
-    const auto [socket, failure] = connect_to_any(addresses, call.timeout, limits);
-    if (!socket.valid()) return {.received = std::nullopt, .failure = failure};
-    if (!send_all(socket, request_text(call, host_header), call.timeout, limits))
-        return {.received = std::nullopt, .failure = connect_failure::unanswered};
-    return {.received = read_until_closed(socket, read_limit, call.timeout, limits)};
+    auto [addresses, failure] =
+        try_to_resolve(call.host, call.port, family, transport::tcp, limits);
+    socket_handle socket;
+    if (failure == network_failure::none) {
+        connect_attempt attempt = connect_to_any(addresses, call.timeout, limits);
+        socket = std::move(attempt.socket);
+        failure = attempt.failure;
+    }
+    if (failure == network_failure::none)
+        failure = send_all(socket, request_text(call, host_header), call.timeout, limits);
+    exchanged_text exchanged{.received = {}, .failure = failure, .addresses = std::move(addresses)};
+    if (failure != network_failure::none) return exchanged;
+    exchanged.received = read_until_closed(socket, read_limit, call.timeout, limits);
+    exchanged.failure = exchanged.received->end == receive_result::no_resources
+                            ? network_failure::no_resources
+                            : network_failure::unanswered;
+    return exchanged;
+}
+
+// Of an exchange that gave no usable response.
+network_failure cause_of(const exchanged_text& exchanged) {
+    const auto& [received, failure, addresses] = exchanged;
+    const bool cut_off = failure == network_failure::unanswered && !addresses.empty() &&
+                         std::ranges::none_of(addresses, has_way_to);
+    return cut_off ? network_failure::no_network : failure;
 }
 
 } // namespace
@@ -107,11 +137,14 @@ http_response http_exchange_bounded(const http_call& call, std::uint64_t read_li
 
 attempted_exchange attempt_exchange_bounded(const http_call& call, std::uint64_t read_limit,
                                             const call_limits& limits) {
-    const auto [received, failure] = exchange_text(
+    const exchanged_text exchanged = exchange_text(
         call, address_family::any, call.host + ':' + std::to_string(call.port), read_limit, limits);
-    if (!received) return {.response = {}, .failure = failure};
-    return {.response = received->cut ? parse_cut_response(received->text)
-                                      : parse_bounded_response(received->text)};
+    attempted_exchange attempt;
+    if (const auto& received = exchanged.received)
+        attempt.response = received->cut ? parse_cut_response(received->text)
+                                         : parse_bounded_response(received->text);
+    if (attempt.response.status == 0) attempt.failure = cause_of(exchanged);
+    return attempt;
 }
 
 } // namespace elvantris::operator_control

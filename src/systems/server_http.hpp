@@ -42,10 +42,12 @@ http_response http_exchange_bounded(const http_call& call, std::uint64_t read_li
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
                                     milliseconds longest);
 
-// The same, and why the request didn't get out, where it didn't.
+// The same, and why there is no usable response: whether this computer couldn't ask, or is cut off
+// from every address of the server by now. An interface that goes down while the answer is awaited
+// shows in nothing else.
 struct attempted_exchange {
     http_response response;
-    connect_failure failure = connect_failure::none;
+    network_failure failure = network_failure::none;
 };
 attempted_exchange attempt_exchange_bounded(const http_call& call, std::uint64_t read_limit,
                                             const call_limits& limits = {});

@@ -63,21 +63,20 @@ sockaddr_in loopback_address(std::uint16_t port) {
     return address;
 }
 
-connect_failure connect_failure_of(int error) {
-    switch (error) {
-    case ENETUNREACH:
-    case ENETDOWN:
-    case EADDRNOTAVAIL:
-        return connect_failure::no_network;
-    case EMFILE:
-    case ENFILE:
-    case ENOBUFS:
-    case ENOMEM:
-    case EAGAIN:
-        return connect_failure::no_resources;
-    default:
-        return connect_failure::unanswered;
-    }
+network_failure lookup_failure(int error, int system_error) {
+    if (error == EAI_MEMORY) return network_failure::no_resources;
+    return error == EAI_SYSTEM ? failure_of(system_error) : network_failure::unanswered;
+}
+
+// Of a connection under way: that there is no way may also have been told by a router by then.
+network_failure late_failure_of(int system_error) {
+    return failure_of(system_error) == network_failure::no_resources ? network_failure::no_resources
+                                                                     : network_failure::unanswered;
+}
+
+receive_result result_of_failed_read(int system_error) {
+    return failure_of(system_error) == network_failure::no_resources ? receive_result::no_resources
+                                                                     : receive_result::ended;
 }
 
 bool switch_on(const socket_handle& socket, int option) {
@@ -86,6 +85,24 @@ bool switch_on(const socket_handle& socket, int option) {
 }
 
 } // namespace
+
+network_failure failure_of(int system_error) {
+    switch (system_error) {
+    case ENETUNREACH:
+    case EHOSTUNREACH:
+    case ENETDOWN:
+    case EADDRNOTAVAIL:
+        return network_failure::no_network;
+    case EMFILE:
+    case ENFILE:
+    case ENOBUFS:
+    case ENOMEM:
+    case EAGAIN: // of a call for which the socket was ready: the system had no room
+        return network_failure::no_resources;
+    default:
+        return network_failure::unanswered;
+    }
+}
 
 socket_runtime::socket_runtime() : started_(true) {}
 socket_runtime::~socket_runtime() = default;
@@ -105,21 +122,22 @@ void socket_handle::close() {
     if (valid()) ::close(static_cast<int>(std::exchange(native_, -1)));
 }
 
-std::vector<socket_address> look_up_address(const std::string& host, std::uint16_t port,
-                                            address_family family, transport kind, host_text what) {
+resolve_attempt look_up_address(const std::string& host, std::uint16_t port, address_family family,
+                                transport kind, host_text what) {
     addrinfo hints{};
     hints.ai_family = family == address_family::ipv4 ? AF_INET : AF_UNSPEC;
     hints.ai_socktype = kind == transport::tcp ? SOCK_STREAM : SOCK_DGRAM;
     hints.ai_flags = what == host_text::numeric ? AI_NUMERICHOST : 0;
     addrinfo* found = nullptr;
-    if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return {};
-    std::vector<socket_address> addresses;
+    const int error = ::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
+    if (error != 0) return {.addresses = {}, .failure = lookup_failure(error, errno)};
+    resolve_attempt resolved;
     for (const addrinfo* entry = found; entry != nullptr; entry = entry->ai_next)
-        addresses.push_back(to_socket_address(entry->ai_family, entry->ai_socktype,
-                                              entry->ai_protocol, entry->ai_addr,
-                                              entry->ai_addrlen));
+        resolved.addresses.push_back(to_socket_address(entry->ai_family, entry->ai_socktype,
+                                                       entry->ai_protocol, entry->ai_addr,
+                                                       entry->ai_addrlen));
     ::freeaddrinfo(found);
-    return addresses;
+    return resolved;
 }
 
 std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint16_t port) {
@@ -132,7 +150,7 @@ std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint1
 
 connect_attempt begin_connecting(const socket_address& address) {
     const auto failed = [](int error) {
-        return connect_attempt{.socket = {}, .failure = connect_failure_of(error)};
+        return connect_attempt{.socket = {}, .failure = failure_of(error)};
     };
     socket_handle socket = open_socket(address.family, address.type, address.protocol);
     if (!socket.valid()) return failed(errno);
@@ -142,13 +160,20 @@ connect_attempt begin_connecting(const socket_address& address) {
     return {.socket = std::move(socket)};
 }
 
-connect_failure result_of_connecting(const socket_handle& socket) {
+network_failure result_of_connecting(const socket_handle& socket) {
     int error = 0;
     socklen_t error_length = sizeof error;
     if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, &error, &error_length) != 0)
-        return connect_failure_of(errno);
-    // An error that arrives later comes from the network; it says nothing about this computer.
-    return error == 0 ? connect_failure::none : connect_failure::unanswered;
+        return failure_of(errno);
+    if (error == 0) return network_failure::none;
+    return late_failure_of(error);
+}
+
+bool has_way_to(const socket_address& address) {
+    socket_address probe = address; // to connect a datagram socket sends nothing, and wants a way
+    probe.type = SOCK_DGRAM;
+    probe.protocol = IPPROTO_UDP;
+    return begin_connecting(probe).failure != network_failure::no_network;
 }
 
 bool wait_writable(const socket_handle& socket, milliseconds timeout) {
@@ -173,19 +198,22 @@ std::vector<std::size_t> wait_any_readable(std::span<const socket_handle* const>
     return ready;
 }
 
-std::size_t send_now(const socket_handle& socket, std::string_view bytes) {
+send_attempt send_now(const socket_handle& socket, std::string_view bytes) {
     while (true) {
         const auto sent = ::send(native_of(socket), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent > 0) return static_cast<std::size_t>(sent);
-        if (sent == 0 || errno != EINTR) return 0;
+        if (sent > 0) return {.size = static_cast<std::size_t>(sent)};
+        if (sent == 0) return {.failure = network_failure::unanswered};
+        if (errno != EINTR) return {.failure = late_failure_of(errno)};
     }
 }
 
-std::size_t receive_now(const socket_handle& socket, std::span<char> buffer) {
+receive_attempt receive_now(const socket_handle& socket, std::span<char> buffer) {
     while (true) {
         const auto received = ::recv(native_of(socket), buffer.data(), buffer.size(), 0);
-        if (received > 0) return static_cast<std::size_t>(received);
-        if (received == 0 || errno != EINTR) return 0;
+        if (received > 0)
+            return {.size = static_cast<std::size_t>(received), .result = receive_result::received};
+        if (received == 0) return {.result = receive_result::ended};
+        if (errno != EINTR) return {.result = result_of_failed_read(errno)};
     }
 }
 

@@ -73,19 +73,15 @@ sockaddr_in loopback_address(std::uint16_t port) {
     return address;
 }
 
-connect_failure connect_failure_of(int error) {
-    switch (error) {
-    case WSAENETUNREACH:
-    case WSAENETDOWN:
-    case WSAEADDRNOTAVAIL:
-        return connect_failure::no_network;
-    case WSAEMFILE:
-    case WSAENOBUFS:
-    case WSA_NOT_ENOUGH_MEMORY:
-        return connect_failure::no_resources;
-    default:
-        return connect_failure::unanswered;
-    }
+// Of a connection under way: that there is no way may also have been told by a router by then.
+network_failure late_failure_of(int system_error) {
+    return failure_of(system_error) == network_failure::no_resources ? network_failure::no_resources
+                                                                     : network_failure::unanswered;
+}
+
+receive_result result_of_failed_read(int system_error) {
+    return failure_of(system_error) == network_failure::no_resources ? receive_result::no_resources
+                                                                     : receive_result::ended;
 }
 
 bool switch_on(const socket_handle& socket, int option) {
@@ -114,6 +110,23 @@ socket_handle listen_with(int sharing, const sockaddr_in& address, int backlog) 
 
 } // namespace
 
+network_failure failure_of(int system_error) {
+    switch (system_error) {
+    case WSAENETUNREACH:
+    case WSAEHOSTUNREACH:
+    case WSAENETDOWN:
+    case WSAEADDRNOTAVAIL:
+        return network_failure::no_network;
+    case WSAEMFILE:
+    case WSAENOBUFS:
+    case WSA_NOT_ENOUGH_MEMORY:
+    case WSAEWOULDBLOCK: // the wait said ready: it couldn't wait
+        return network_failure::no_resources;
+    default:
+        return network_failure::unanswered;
+    }
+}
+
 socket_runtime::socket_runtime() {
     WSADATA details{};
     started_ = ::WSAStartup(MAKEWORD(2, 2), &details) == 0;
@@ -138,21 +151,22 @@ void socket_handle::close() {
     if (valid()) ::closesocket(static_cast<SOCKET>(std::exchange(native_, -1)));
 }
 
-std::vector<socket_address> look_up_address(const std::string& host, std::uint16_t port,
-                                            address_family family, transport kind, host_text what) {
+resolve_attempt look_up_address(const std::string& host, std::uint16_t port, address_family family,
+                                transport kind, host_text what) {
     addrinfo hints{};
     hints.ai_family = family == address_family::ipv4 ? AF_INET : AF_UNSPEC;
     hints.ai_socktype = kind == transport::tcp ? SOCK_STREAM : SOCK_DGRAM;
     hints.ai_flags = what == host_text::numeric ? AI_NUMERICHOST : 0;
     addrinfo* found = nullptr;
-    if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return {};
-    std::vector<socket_address> addresses;
+    const int error = ::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
+    if (error != 0) return {.addresses = {}, .failure = failure_of(error)};
+    resolve_attempt resolved;
     for (const addrinfo* entry = found; entry != nullptr; entry = entry->ai_next)
-        addresses.push_back(to_socket_address(entry->ai_family, entry->ai_socktype,
-                                              entry->ai_protocol, entry->ai_addr,
-                                              entry->ai_addrlen));
+        resolved.addresses.push_back(to_socket_address(entry->ai_family, entry->ai_socktype,
+                                                       entry->ai_protocol, entry->ai_addr,
+                                                       entry->ai_addrlen));
     ::freeaddrinfo(found);
-    return addresses;
+    return resolved;
 }
 
 std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint16_t port) {
@@ -165,7 +179,7 @@ std::optional<socket_address> ipv4_address(const std::string& dotted, std::uint1
 
 connect_attempt begin_connecting(const socket_address& address) {
     const auto failed = [](int error) {
-        return connect_attempt{.socket = {}, .failure = connect_failure_of(error)};
+        return connect_attempt{.socket = {}, .failure = failure_of(error)};
     };
     socket_handle socket = open_socket(address.family, address.type, address.protocol);
     if (!socket.valid()) return failed(::WSAGetLastError());
@@ -176,14 +190,21 @@ connect_attempt begin_connecting(const socket_address& address) {
     return {.socket = std::move(socket)};
 }
 
-connect_failure result_of_connecting(const socket_handle& socket) {
+network_failure result_of_connecting(const socket_handle& socket) {
     int error = 0;
     int error_length = sizeof error;
     if (::getsockopt(native_of(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error),
                      &error_length) != 0)
-        return connect_failure_of(::WSAGetLastError());
-    // An error that arrives later comes from the network; it says nothing about this computer.
-    return error == 0 ? connect_failure::none : connect_failure::unanswered;
+        return failure_of(::WSAGetLastError());
+    if (error == 0) return network_failure::none;
+    return late_failure_of(error);
+}
+
+bool has_way_to(const socket_address& address) {
+    socket_address probe = address; // to connect a datagram socket sends nothing, and wants a way
+    probe.type = SOCK_DGRAM;
+    probe.protocol = IPPROTO_UDP;
+    return begin_connecting(probe).failure != network_failure::no_network;
 }
 
 bool wait_writable(const socket_handle& socket, milliseconds timeout) {
@@ -209,15 +230,20 @@ std::vector<std::size_t> wait_any_readable(std::span<const socket_handle* const>
     return ready;
 }
 
-std::size_t send_now(const socket_handle& socket, std::string_view bytes) {
+send_attempt send_now(const socket_handle& socket, std::string_view bytes) {
     const std::string_view piece = bytes.substr(0, largest_send);
     const int sent = ::send(native_of(socket), piece.data(), length_of(piece.size()), 0);
-    return sent > 0 ? static_cast<std::size_t>(sent) : 0;
+    if (sent > 0) return {.size = static_cast<std::size_t>(sent)};
+    return {.failure =
+                sent == 0 ? network_failure::unanswered : late_failure_of(::WSAGetLastError())};
 }
 
-std::size_t receive_now(const socket_handle& socket, std::span<char> buffer) {
+receive_attempt receive_now(const socket_handle& socket, std::span<char> buffer) {
     const int received = ::recv(native_of(socket), buffer.data(), length_of(buffer.size()), 0);
-    return received > 0 ? static_cast<std::size_t>(received) : 0;
+    if (received > 0)
+        return {.size = static_cast<std::size_t>(received), .result = receive_result::received};
+    if (received == 0) return {.result = receive_result::ended};
+    return {.result = result_of_failed_read(::WSAGetLastError())};
 }
 
 socket_handle open_datagram_socket() {

@@ -2,6 +2,7 @@
 #include "os/settings_file.hpp"
 
 #include "integration/support/captured_log.hpp"
+#include "integration/support/linux/without_descriptors.hpp"
 #include "integration/support/temporary_folder.hpp"
 #include "os/files.hpp"
 
@@ -9,7 +10,6 @@
 
 #include <fcntl.h>
 #include <filesystem>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -23,24 +23,6 @@ constexpr std::size_t ample = 1'000'000;
 constexpr settings_file_rules rules{.is_whole = [](std::string_view) { return true; },
                                     .possible_loss = "much may be lost",
                                     .after_failure = failed_save::leaves_temporary_file};
-
-// No file can be opened while it lives.
-class without_descriptors {
-public:
-    without_descriptors() {
-        EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &before_), 0);
-        const rlimit none{.rlim_cur = 0, .rlim_max = before_.rlim_max};
-        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    }
-    ~without_descriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    without_descriptors(const without_descriptors&) = delete;
-    without_descriptors& operator=(const without_descriptors&) = delete;
-    without_descriptors(without_descriptors&&) = delete;
-    without_descriptors& operator=(without_descriptors&&) = delete;
-
-private:
-    rlimit before_{};
-};
 
 } // namespace
 

@@ -1,0 +1,80 @@
+// An exchange during which this computer loses its network, or what it needs to ask.
+#include "systems/server_http.hpp"
+
+#include "integration/support/linux/failing_system_call.hpp"
+#include "integration/support/linux/without_descriptors.hpp"
+#include "integration/support/scripted_peer.hpp"
+#include "protection/health_poll.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <sched.h>
+#include <sys/syscall.h>
+
+using namespace elvantris::operator_control;
+using namespace std::chrono_literals;
+
+namespace {
+
+http_call call_to(const std::string& host, const scripted_peer& peer) {
+    return {.host = host,
+            .port = peer.port(),
+            .method = "GET",
+            .path = "/",
+            .body = {},
+            .content_type = {},
+            .timeout = 1000ms};
+}
+
+network_failure ask(const http_call& call, const call_limits& limits = {}) {
+    const attempted_exchange attempt = attempt_exchange_bounded(call, 1000, limits);
+    EXPECT_EQ(attempt.response.status, 0);
+    return attempt.failure;
+}
+
+} // namespace
+
+TEST(attempt_exchange_bounded, sees_that_the_interface_went_down_while_the_answer_was_awaited) {
+    const scripted_peer silent([](peer_connection& connection) { connection.hang(); });
+    for (const std::string host : {"127.0.0.1", "localhost"}) {
+        EXPECT_EQ(ask(call_to(host, silent)), network_failure::unanswered) << host;
+        std::thread([&] {
+            // The connection stays in the network in which it was made.
+            bool cut_off = false;
+            const std::size_t before = silent.connections();
+            const call_limits limits{.given_up = [&] {
+                if (!cut_off && silent.connections() > before)
+                    cut_off = ::unshare(CLONE_NEWNET) == 0;
+                return false;
+            }};
+            const network_failure failure = ask(call_to(host, silent), limits);
+            if (!cut_off) GTEST_SKIP() << "no right to another network";
+            EXPECT_EQ(failure, network_failure::no_network) << host;
+        }).join();
+    }
+}
+
+TEST(attempt_exchange_bounded, tells_that_this_computer_could_not_ask) {
+    const scripted_peer peer(replies(http_reply_text(200, "")));
+    for (const std::string host : {"127.0.0.1", "localhost"}) {
+        const without_descriptors none;
+        EXPECT_EQ(ask(call_to(host, peer)), network_failure::no_resources) << host;
+    }
+    for (const long number : {SYS_sendto, SYS_recvfrom})
+        if (!with_failing_system_call(number, ENOBUFS, [&] {
+                EXPECT_EQ(ask(call_to("127.0.0.1", peer)), network_failure::no_resources) << number;
+            }))
+            GTEST_SKIP() << "this system lets no call fail";
+}
+
+TEST(ask_health, says_nothing_about_a_server_that_could_not_be_asked) {
+    const scripted_peer peer(replies(http_reply_text(200, "")));
+    system_record system;
+    system.webPort = peer.port();
+    for (const std::string host : {"127.0.0.1", "localhost"}) {
+        system.address = host;
+        const without_descriptors none;
+        EXPECT_EQ(ask_health(system, 1500, 60s).outcome, poll_outcome::no_resources) << host;
+    }
+}
