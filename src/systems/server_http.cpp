@@ -69,7 +69,7 @@ received_text read_until_closed(const socket_handle& socket, std::uint64_t read_
         const auto [received, result] = try_to_receive(socket, buffer, timeout, limits);
         if (result != receive_result::received) {
             read.end = result;
-            read.cut = limits.over();
+            read.cut = result == receive_result::nothing_yet && limits.over();
             return read;
         }
         // Growing by doubling would hold a large answer twice; room that isn't used costs nothing.

@@ -360,6 +360,34 @@ TEST(http_exchange, has_failed_where_its_limits_cut_the_answer) {
     EXPECT_EQ(cut.body, "");
 }
 
+TEST(both_exchanges, take_an_answer_that_has_ended_though_it_is_read_after_their_time) {
+    const socket_handle listener = listen_on_loopback(0, 4);
+    for (const bool plain : {true, false}) {
+        // The server answers and hangs up, and then the program is paused until its time is over.
+        const steady_time deadline = steady_now() + 2s;
+        socket_handle served;
+        bool answered = false;
+        const call_limits limits{.deadline = deadline, .given_up = [&] {
+                                     if (!served.valid()) served = accept_connection(listener);
+                                     if (answered || !served.valid() || !wait_readable(served, 0ms))
+                                         return false;
+                                     std::array<char, 1000> request{};
+                                     receive_some(served, request, 0ms);
+                                     answered = send_some(served, "HTTP/1.1 200 OK\r\n\r\nwhole",
+                                                          0ms) != 0;
+                                     served.close();
+                                     std::this_thread::sleep_until(deadline);
+                                     return false;
+                                 }};
+        const http_call call = get_call(bound_port(listener));
+        const http_response response =
+            plain ? http_exchange(call, limits) : http_exchange_bounded(call, ample, limits);
+        EXPECT_TRUE(answered);
+        EXPECT_EQ(response.status, 200) << plain;
+        EXPECT_EQ(response.body, "whole") << plain;
+    }
+}
+
 TEST(both_exchanges, may_run_on_many_threads_at_once) {
     scripted_peer peer([](peer_connection& connection) {
         const std::string target = request_target(connection.read_request());
