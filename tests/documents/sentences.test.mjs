@@ -1,0 +1,82 @@
+// Every sentence that protection can say to the operator is in the guide, and the guide has no other.
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import path from 'node:path';
+import { test } from 'node:test';
+
+const root = path.resolve(import.meta.dirname, '../..');
+const read = (name) => fs.readFileSync(path.join(root, name), 'utf8');
+
+const literal = String.raw`"(?:[^"\\\n]|\\.)*"`;
+const escapes = { n: '\n', t: '\t', r: '\r' };
+const unescape = (text) => text.replace(/\\(.)/g, (_, letter) => escapes[letter] ?? letter);
+
+// The texts of a source, neighbours joined as the compiler does.
+function texts_of(name) {
+  const code = read(name)
+    .replace(/^\s*(#include|\/\/).*$/gm, '')
+    .replace(/\s\/\/ .*$/gm, '')
+    .replace(/'(?:[^'\\\n]|\\.)'/g, '');
+  const joined = code.match(new RegExp(`${literal}(?:\\s+${literal})*`, 'g')) ?? [];
+  return joined
+    .map((group) => group.match(new RegExp(literal, 'g')).map((one) => one.slice(1, -1)).join(''))
+    .map(unescape);
+}
+
+// What stands in code marks in the first column of a page's tables and in its closing lines.
+function sentences_of(page) {
+  const rows = page.split('\n').filter((line) => line.startsWith('| `'));
+  return rows.flatMap((row) => [...row.split(' | ')[0].matchAll(/`([^`]+)`/g)].map(([, text]) => text));
+}
+
+// Words in capitals stand for something that is known only when it happens.
+const placeholder = /\b(?:ID|REASON|NAME|TEXT)\b/;
+
+function is_made_of(sentence, texts) {
+  if (sentence === '') return true;
+  return texts.some((text) => sentence.startsWith(text) && is_made_of(sentence.slice(text.length), texts));
+}
+
+const guides = {
+  'docs/guide/no-failover.md': [
+    'src/protection/command_escapes.cpp',
+    'src/protection/evaluation.cpp',
+    'src/protection/outbound_action.cpp',
+    'src/protection/pair_protection.cpp',
+    'src/protection/policy.cpp',
+  ],
+  'docs/guide/troubleshooting.md': ['src/systems/pairing_sync.cpp'],
+};
+// Pages that also have sentences of sources with many other texts.
+const further_sources = {
+  'docs/guide/troubleshooting.md': [
+    'src/app/run_application.cpp',
+    'src/systems/controller_registry.cpp',
+  ],
+};
+
+for (const [name, sources] of Object.entries(guides)) {
+  const page = read(name);
+  const texts = sources.flatMap(texts_of);
+  const all_texts = [...texts, ...(further_sources[name] ?? []).flatMap(texts_of)];
+
+  test(`${name}_has_every_sentence_of_the_program`, () => {
+    const sentences = texts.filter((text) => /[A-Za-z]/.test(text) && text.includes(' '));
+    for (const text of sentences) {
+      assert.ok(page.includes(text.trim()), `${name} lacks ${JSON.stringify(text)}: say what to do`);
+    }
+  });
+
+  test(`${name}_has_no_sentence_that_the_program_never_says`, () => {
+    const sentences = sentences_of(page);
+    assert.ok(sentences.length > 5);
+    for (const sentence of sentences) {
+      // A blank, a colon or a slash may stand at a seam.
+      const parts = sentence.split(placeholder).map((part) => part.trim()).filter(Boolean);
+      for (const part of parts.filter((part) => /[a-z]/.test(part))) {
+        const pieces = all_texts.flatMap((text) => [text, text.trim()]).filter(Boolean).concat(' /', ' ', ':');
+        assert.ok(is_made_of(part, pieces), `${name}: the program never says "${part}"`);
+      }
+    }
+  });
+}
