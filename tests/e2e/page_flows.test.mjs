@@ -187,6 +187,20 @@ test('a_program_that_goes_away_and_comes_back_shows_on_the_sync_chip_alone', asy
   complaints.length = 0; // the browser's own words about the failed requests
 });
 
+test('a_program_that_hangs_is_not_shown_as_well_until_it_goes_on', async () => {
+  workstation.program.process.kill('SIGSTOP');
+  try {
+    await page.waitForSelector('#syncBadge.blind');
+    await shows('syncStatus', 'Unavailable');
+    await shows('mainStatus', 'Main: The main READY');
+  } finally {
+    workstation.program.process.kill('SIGCONT');
+  }
+  await page.waitForSelector('#syncBadge:not(.blind)');
+  await page.waitForFunction("syncStatus.textContent.startsWith('In Sync · Rev ')");
+  complaints.length = 0; // the browser's own words about requests that it gave up
+});
+
 test('a_poll_asks_past_the_browser_s_cache', async () => {
   const poll = await page.waitForRequest((request) => request.url().endsWith('/api/status'));
   const headers = await poll.allHeaders();

@@ -188,7 +188,7 @@ test('a_page_that_never_reached_the_api_says_so_and_keeps_its_starting_texts', a
   view.complaints.length = 0; // the browser's own words about the failed requests
 });
 
-test('an_api_that_hangs_shows_as_unavailable_after_ten_seconds', async () => {
+test('a_poll_without_an_answer_is_given_up_after_ten_seconds', async () => {
   const page = await view.open(status());
   await view.stop_polling();
   await view.hold_limits();
@@ -199,6 +199,72 @@ test('an_api_that_hangs_shows_as_unavailable_after_ten_seconds', async () => {
   assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
   await view.pass_limits(10000);
   await poll;
+  assert.equal(await view.text('syncStatus'), 'Unavailable');
+});
+
+// How long after its last status the page says that there is none, by its own clock.
+const watch_chip = () =>
+  view.page.evaluate(() => {
+    window.last_status = performance.now();
+    const { fetch } = window;
+    window.fetch = async (...request) => {
+      const response = await fetch(...request);
+      window.last_status = performance.now();
+      return response;
+    };
+    window.blind_after = new Promise((resolve) => {
+      new MutationObserver(() => {
+        if (syncStatus.textContent !== 'Unavailable') return;
+        resolve(performance.now() - window.last_status);
+      }).observe(syncStatus, { childList: true, characterData: true, subtree: true });
+    });
+  });
+
+for (const open of ['open', 'open_protection']) {
+  test(`an_api_that_hangs_is_told_within_a_second_and_a_half_by_${open}`, () =>
+    in_time('it is told', async () => {
+      await view[open](status());
+      await watch_chip();
+      view.status = null;
+      const took = await view.page.evaluate('blind_after');
+      assert.ok(took > 900, `${took} ms`);
+      return took <= 1510;
+    }));
+}
+
+test('a_status_that_comes_late_shows_again', async () => {
+  const page = await view.open(status());
+  const polls = await view.collect('/api/status');
+  await view.until_text('syncStatus', 'Unavailable');
+  assert.equal(await page.isVisible('#syncBadge.blind'), true);
+  assert.equal(await view.text('mainStatus'), 'Main: Stage left READY');
+  await view.fulfill(polls[0], { status: 200, json: status() });
+  await page.waitForSelector('#syncBadge:not(.blind)');
+  assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
+});
+
+test('a_slow_api_that_answers_each_poll_within_a_second_is_not_called_unavailable', async () => {
+  const page = await view.open(status());
+  await view.stop_polling();
+  await page.evaluate(() => {
+    let now = 1000;
+    performance.now = () => (now += 0);
+    window.wait = (ms) => (now += ms);
+  });
+  const polls = await view.collect('/api/status');
+  const send = async (count) => {
+    await page.evaluate('poll()');
+    await until('the poll is on its way', () => polls.length === count);
+    await page.evaluate('wait(500)');
+  };
+  await send(1);
+  await send(2);
+  await view.fulfill(polls[0], { status: 200, json: status({ streamDeckCount: 7 }) });
+  await view.until_text('deckStatus', '7');
+  await send(3);
+  await send(4);
+  assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
+  await send(5);
   assert.equal(await view.text('syncStatus'), 'Unavailable');
 });
 

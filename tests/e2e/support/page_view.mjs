@@ -9,6 +9,9 @@ import { Workstation } from './workstation.mjs';
 
 export const page_address = 'http://127.0.0.1:5270/';
 
+// Dark, as a server's own page is.
+const server_page = '<!doctype html><title>server</title><style>html { background: #0f1216 }</style>';
+
 // What a browser can complain of; a test that provokes such a thing takes it from here.
 export function watch_complaints(page) {
   const complaints = [];
@@ -69,7 +72,7 @@ export class PageView {
     }
     if (host.startsWith('10.77.0.')) {
       this.frames.push(request.url());
-      return route.fulfill({ contentType: 'text/html', body: '<!doctype html><title>server</title>' });
+      return route.fulfill({ contentType: 'text/html', body: server_page });
     }
     return route.continue();
   }

@@ -26,6 +26,7 @@ function render_banner(protection, alerts) {
   const banner = by_id('vorBanner') ?? make_banner();
   set_class(banner, alerts.length > 0 ? 'vor-banner fault' : 'vor-banner');
   banner.dataset.armed = protection.armed;
+  banner.dataset.held = state.enabled !== false && Boolean(protection.heldOnBackup);
   const armed = protection.armed ? 'PROTECTION ARMED' : 'AUTO FAILOVER DISARMED';
   const notes = banner_notes(protection, alerts);
   const text = banner.firstElementChild;

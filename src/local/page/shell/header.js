@@ -1,27 +1,34 @@
-// The name alone is cut where room is short: the word behind it is what matters.
-function show_badge_words({ role, id }, system, word) {
+// The word is the largest text; the name before it is cut where room is short.
+function show_badge({ role, id }, system, word, health) {
   const status = by_id(`${id}Status`);
   if (!status.firstElementChild) {
     const name = make('span', { className: 'badge-name' });
-    status.replaceChildren(`${role}: `, name, ' ', make('span', { className: 'badge-word' }));
+    const who = make('span', { className: 'badge-who' }, `${role}: `, name);
+    status.replaceChildren(who, ' ', make('span', { className: 'badge-word' }));
   }
-  const [name, state_text] = status.children;
-  set_text(name, label_of(system));
+  const [who, state_text] = status.children;
+  set_text(who.lastChild, label_of(system));
   set_text(state_text, word);
-  name.style.setProperty('--beside', `${room_beside_name(role, word)}em`);
+  state_text.style.setProperty('--letters', word.length);
+  by_id(`${id}Badge`).dataset.health = health;
 }
 
-// Capitals are wider, and bold ones more so.
-const room_beside_name = (role, word) => role.length * 0.6 + word.length * 0.78 + 1.2;
+// An active server that is lost is still the one on air.
+function mark_active({ id }) {
+  const badge = by_id(`${id}Badge`);
+  const active = state.active === id;
+  badge.classList.toggle('active', active);
+  if (active) badge.setAttribute('aria-current', 'true');
+  else badge.removeAttribute('aria-current');
+}
 
 function render_badge(side) {
   const system = system_with_role(side.role);
-  show_badge_words(side, system, state_word(system).toUpperCase());
+  show_badge(side, system, state_word(system).toUpperCase(), state_health(system));
   set_dot(by_id(`${side.id}Dot`), system?.uiReady, system?.online);
-  const badge = by_id(`${side.id}Badge`);
-  badge.classList.toggle('active', state.active === side.id);
+  mark_active(side);
   set_title(
-    badge,
+    by_id(`${side.id}Badge`),
     system
       ? `${side.role} system: ${label_of(system)}. ${detail_of(system)}.`
       : `No ${side.role} system is currently configured.`,
@@ -39,10 +46,12 @@ function render_decks() {
   );
 }
 
-function show_sync({ value, dot, tooltip }) {
+function show_sync({ value, dot, tooltip, blind = false }) {
   set_text(by_id('syncStatus'), value);
   set_dot(by_id('syncDot'), dot === 'on', dot === 'warn');
-  set_title(by_id('syncBadge'), tooltip);
+  const chip = by_id('syncBadge');
+  set_title(chip, tooltip);
+  chip.classList.toggle('blind', blind);
 }
 
 function replication_sync(main, backup) {
@@ -93,8 +102,10 @@ function sync_of_status() {
   return { value: 'Unavailable', dot: 'off', tooltip: 'Both configured systems are unavailable.' };
 }
 
+// All that a status has coloured loses its colours as long as the chip is blind.
 function show_service_unavailable() {
   show_sync({
+    blind: true,
     value: 'Unavailable',
     dot: 'off',
     tooltip: 'Redundancy Control status service unavailable.',

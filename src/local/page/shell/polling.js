@@ -22,13 +22,17 @@ function show_status(status) {
 
 let polls_sent = 0;
 let newest_shown = 0;
+// When the first poll was sent that has heard nothing, with no status since; null for none.
+let unanswered_since = null;
 
 async function refresh() {
   polls_sent += 1;
   const poll = polls_sent;
+  unanswered_since ??= performance.now();
   try {
     show_status(await get_status());
     newest_shown = Math.max(newest_shown, poll);
+    unanswered_since = null;
   } catch {
     // What a later poll has brought is true all the same.
     if (poll > newest_shown) show_service_unavailable();
@@ -40,8 +44,19 @@ async function refresh() {
   }
 }
 
+const poll_interval_ms = 500;
+const longest_silence_ms = 900;
+
+// A program that hangs refuses nothing, and its last status still looks well. Two intervals without
+// an answer are enough; a status that comes later shows again.
+function poll() {
+  const silent = unanswered_since !== null && performance.now() - unanswered_since;
+  if (state && silent > longest_silence_ms) show_service_unavailable();
+  refresh();
+}
+
 // The rest of the document has its say in `render` too.
 document.addEventListener('DOMContentLoaded', () => {
   refresh();
-  setInterval(refresh, 500);
+  setInterval(poll, poll_interval_ms);
 });

@@ -21,6 +21,13 @@ function state_word(system) {
   return system?.online ? 'Starting' : 'Offline';
 }
 
+// What the state means for the show: "good", "warn", "bad", or "none" where nothing is expected.
+function state_health(system) {
+  if (!system) return 'none';
+  if (system.uiReady) return 'good';
+  return system.online ? 'warn' : 'bad';
+}
+
 function detail_of(system) {
   if (!system) return 'Not configured';
   const place = system.address ? `${system.address}:${system.webPort} - ` : '';
