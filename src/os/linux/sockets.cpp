@@ -65,7 +65,10 @@ sockaddr_in loopback_address(std::uint16_t port) {
 
 network_failure lookup_failure(int error, int system_error) {
     if (error == EAI_MEMORY) return network_failure::no_resources;
-    return error == EAI_SYSTEM ? failure_of(system_error) : network_failure::unanswered;
+    if (error == EAI_SYSTEM) return failure_of(system_error);
+    // Without a descriptor the C library can't open its list of hosts, and calls the name unknown.
+    const bool may_open = open_socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP).valid();
+    return may_open ? network_failure::unanswered : failure_of(errno);
 }
 
 // Of a connection under way: that there is no way may also have been told by a router by then.

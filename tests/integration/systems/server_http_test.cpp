@@ -338,14 +338,14 @@ TEST(both_exchanges, are_over_when_nobody_wants_them_any_more) {
     const call_limits limits{.given_up = [&] { return ++asked > 3; }};
     http_call large = get_call(full.port());
     large.method = "POST";
-    large.body = std::string(64U * 1024 * 1024, 'x');
+    large.body = std::string(16U * 1024 * 1024, 'x'); // more than the system takes in advance
     for (const http_call& call : {get_call(silent.port()), large}) {
         const steady_time begun = steady_now();
         asked = 0;
         EXPECT_EQ(http_exchange(call, limits).status, 0);
         asked = 0;
         EXPECT_EQ(http_exchange_bounded(call, ample, limits).status, 0);
-        EXPECT_LT(steady_now() - begun, 4s);
+        EXPECT_LT(steady_now() - begun, 30s); // a step alone may take a minute
     }
 }
 
