@@ -8,6 +8,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace elvantris::operator_control {
@@ -40,10 +41,11 @@ void adopt_pairing(controller_registry& registry, const std::vector<discovered_s
         if (systems <= most_adopted_systems) kept.emplace(place, std::move(*config));
     });
     if (kept.empty()) return;
-    config_merger merger;
-    for (const auto& [place, config] : kept)
-        merger.add(config);
-    registry.import_config(merger.take());
+    std::vector<operator_control_config> configs;
+    configs.reserve(kept.size());
+    for (auto& [place, config] : kept)
+        configs.push_back(std::move(config));
+    registry.import_config(merge_discovered_configs(configs));
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "systems/known_systems.hpp"
 
 #include <algorithm>
+#include <unordered_map>
 #include <utility>
 
 namespace elvantris::operator_control {
@@ -76,35 +77,19 @@ void complete_single_pair(std::vector<operator_control_system>& systems) {
         backup->backup_for_serial = find(system_role::main)->serial;
 }
 
-} // namespace
+class config_merger {
+public:
+    void add(const operator_control_config& config);
+    operator_control_config take();
 
-operator_control_config parse_operator_control_config(std::string_view text) {
-    operator_control_config config;
-    config.enabled = read_bool(text, "enabled", "Enabled");
-    if (!read_systems(text, "Systems", config.systems))
-        read_systems(text, "systems", config.systems);
-    config.shared_function_ids = json_read_int_set(text, "SharedFunctionIds", most_shared_ids);
-    if (config.shared_function_ids.empty())
-        config.shared_function_ids = json_read_int_set(text, "sharedFunctionIds", most_shared_ids);
-    config.replication_revision = read_int64(text, "replicationRevision", "ReplicationRevision");
-    return config;
-}
+private:
+    void add_system(const operator_control_system& system);
 
-replication_status parse_replication_status(std::string_view text) {
-    return {.enabled = read_bool(text, "enabled", "Enabled"),
-            .role = read_text(text, "Role", "role"),
-            .local_serial = read_text(text, "LocalSerial", "localSerial"),
-            .main_serial = read_text(text, "MainSerial", "mainSerial"),
-            .revision = read_int64(text, "revision", "Revision"),
-            .applied_revision = read_int64(text, "appliedRevision", "AppliedRevision"),
-            .pending_media = read_int(text, "pendingMedia", "PendingMedia"),
-            .event_title = read_text(text, "EventTitle", "eventTitle"),
-            .last_error = read_text(text, "LastError", "lastError")};
-}
-
-std::string parse_identity_serial(std::string_view text) {
-    return json_read_string_pair(text, "Serial", "serial");
-}
+    operator_control_config merged_;
+    std::unordered_map<std::string, std::size_t> index_; // by serial
+    std::size_t bytes_ = 0;
+    bool shared_set_from_main_ = false;
+};
 
 void config_merger::add(const operator_control_config& config) {
     if (!config.enabled) return;
@@ -147,6 +132,36 @@ void config_merger::add_system(const operator_control_system& system) {
 operator_control_config config_merger::take() {
     complete_single_pair(merged_.systems);
     return std::move(merged_);
+}
+
+} // namespace
+
+operator_control_config parse_operator_control_config(std::string_view text) {
+    operator_control_config config;
+    config.enabled = read_bool(text, "enabled", "Enabled");
+    if (!read_systems(text, "Systems", config.systems))
+        read_systems(text, "systems", config.systems);
+    config.shared_function_ids = json_read_int_set(text, "SharedFunctionIds", most_shared_ids);
+    if (config.shared_function_ids.empty())
+        config.shared_function_ids = json_read_int_set(text, "sharedFunctionIds", most_shared_ids);
+    config.replication_revision = read_int64(text, "replicationRevision", "ReplicationRevision");
+    return config;
+}
+
+replication_status parse_replication_status(std::string_view text) {
+    return {.enabled = read_bool(text, "enabled", "Enabled"),
+            .role = read_text(text, "Role", "role"),
+            .local_serial = read_text(text, "LocalSerial", "localSerial"),
+            .main_serial = read_text(text, "MainSerial", "mainSerial"),
+            .revision = read_int64(text, "revision", "Revision"),
+            .applied_revision = read_int64(text, "appliedRevision", "AppliedRevision"),
+            .pending_media = read_int(text, "pendingMedia", "PendingMedia"),
+            .event_title = read_text(text, "EventTitle", "eventTitle"),
+            .last_error = read_text(text, "LastError", "lastError")};
+}
+
+std::string parse_identity_serial(std::string_view text) {
+    return json_read_string_pair(text, "Serial", "serial");
 }
 
 operator_control_config

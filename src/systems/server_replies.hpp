@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace elvantris::operator_control {
@@ -24,23 +23,8 @@ std::string parse_identity_serial(std::string_view text);
 
 // One pairing out of those that several servers hold. A later server's statement overwrites an
 // earlier one's, and a list of shared functions from a server that knows a Main outranks the rest.
-class config_merger {
-public:
-    // One that is not enabled says nothing.
-    void add(const operator_control_config& config);
-    // Not enabled if none was.
-    operator_control_config take();
-
-private:
-    void add_system(const operator_control_system& system);
-
-    operator_control_config merged_;
-    std::unordered_map<std::string, std::size_t> index_; // by serial
-    std::size_t bytes_ = 0;
-    bool shared_set_from_main_ = false;
-};
-
-// The same for a list.
+// One that is not enabled says nothing; the result is not enabled if none was. The bounds hold for
+// the result too, and systems without a role leave half of it to those that have one.
 operator_control_config
 merge_discovered_configs(const std::vector<operator_control_config>& configs);
 

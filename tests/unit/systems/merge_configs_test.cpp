@@ -28,6 +28,23 @@ operator_control_config enabled_config(std::vector<operator_control_system> syst
         .enabled = true, .systems = std::move(systems), .shared_function_ids = std::move(shared)};
 }
 
+std::vector<operator_control_system> strangers(std::size_t count, std::size_t name_size = 0) {
+    std::vector<operator_control_system> systems;
+    for (std::size_t i = 0; i < count; ++i) {
+        systems.push_back(as_independent("stranger-" + std::to_string(i)));
+        systems.back().workstation_name.assign(name_size, 'x');
+    }
+    return systems;
+}
+
+std::size_t text_bytes(const operator_control_config& config) {
+    std::size_t bytes = 0;
+    for (const operator_control_system& system : config.systems)
+        bytes += system.serial.size() + system.workstation_name.size() + system.address.size() +
+                 system.backup_for_serial.size();
+    return bytes;
+}
+
 } // namespace
 
 TEST(merge_discovered_configs, is_disabled_and_empty_for_none_and_for_disabled_ones) {
@@ -134,4 +151,47 @@ TEST(merge_discovered_configs, completes_a_pair_that_two_servers_know_one_half_e
         {enabled_config({as_backup("B", "")}), enabled_config({as_main("M")})});
     ASSERT_EQ(merged.systems.size(), 2U);
     EXPECT_EQ(merged.systems[0].backup_for_serial, "M");
+}
+
+TEST(merge_discovered_configs, leaves_half_of_its_room_to_systems_with_a_role) {
+    for (const auto& crowd : {strangers(4000), strangers(400, 4000)}) {
+        operator_control_system main = as_main("M");
+        main.workstation_name.assign(4096, 'm');
+        const operator_control_config merged = merge_discovered_configs(
+            {enabled_config(crowd), enabled_config({main, as_backup("B", "M")})});
+        EXPECT_LE(merged.systems.size(), most_pairing_systems / 2 + 2);
+        EXPECT_LE(text_bytes(merged), most_pairing_text / 2 + 4096 + 10);
+        ASSERT_GE(merged.systems.size(), 100U) << "the first strangers have their half";
+        EXPECT_EQ(merged.systems[merged.systems.size() - 2].workstation_name,
+                  main.workstation_name);
+        EXPECT_EQ(merged.systems.back().serial, "B");
+    }
+}
+
+TEST(merge_discovered_configs, is_bounded_for_systems_with_a_role_too) {
+    std::vector<operator_control_system> mains;
+    for (std::size_t i = 0; i < most_pairing_systems + 1; ++i)
+        mains.push_back(as_main(std::to_string(i)));
+    EXPECT_EQ(merge_discovered_configs({enabled_config(mains)}).systems.size(),
+              most_pairing_systems);
+    for (operator_control_system& main : mains)
+        main.workstation_name.assign(4000, 'm');
+    const operator_control_config merged = merge_discovered_configs({enabled_config(mains)});
+    EXPECT_LE(text_bytes(merged), most_pairing_text);
+    EXPECT_GT(text_bytes(merged), most_pairing_text - 4100);
+}
+
+TEST(merge_discovered_configs, grows_no_text_beyond_its_bound) {
+    std::vector<operator_control_system> mains;
+    for (std::size_t i = 0; i < 2000; ++i)
+        mains.push_back(as_main(std::to_string(i)));
+    std::vector<operator_control_system> later = mains;
+    for (operator_control_system& main : later)
+        main.address.assign(4000, 'a');
+    const operator_control_config merged =
+        merge_discovered_configs({enabled_config(mains), enabled_config(later)});
+    EXPECT_EQ(merged.systems.size(), 2000U);
+    EXPECT_LE(text_bytes(merged), most_pairing_text);
+    EXPECT_EQ(merged.systems.front().address.size(), 4000U);
+    EXPECT_TRUE(merged.systems.back().address.empty());
 }
