@@ -40,7 +40,7 @@ void adopt_pairing(controller_registry& registry, const std::vector<discovered_s
         systems += config->systems.size();
         if (systems <= most_adopted_systems) kept.emplace(place, std::move(*config));
     });
-    if (kept.empty()) return;
+    if (kept.empty() || limits.is_given_up()) return;
     std::vector<operator_control_config> configs;
     configs.reserve(kept.size());
     for (auto& [place, config] : kept)
@@ -55,7 +55,12 @@ void run_refresh_pass(controller_registry& registry, refresh_memory& memory,
     const call_limits pass = call_limits{.given_up = given_up}.within(longest_pass);
     const std::vector<discovered_server> servers =
         discover_servers(discovery_silence, registry.serials(), pass.within(longest_discovery));
-    registry.merge_discovered(servers, steady_now());
+    use_discovered(registry, servers, memory, pass);
+}
+
+void use_discovered(controller_registry& registry, const std::vector<discovered_server>& servers,
+                    refresh_memory& memory, const call_limits& pass) {
+    if (!pass.is_given_up()) registry.merge_discovered(servers, steady_now());
     if (!registry.controller_configured())
         adopt_pairing(registry, servers, memory.adoption, pass.within(longest_asking));
     // With an enabled pair, protection keeps `online` and `uiReady` itself.

@@ -3,6 +3,7 @@
 #include "app/exit_code.hpp"
 #include "app/launch_options.hpp"
 #include "app/log_redirect.hpp"
+#include "app/pass_events.hpp"
 #include "app/refresh_pass.hpp"
 #include "app/second_instance.hpp"
 #include "app/services.hpp"
@@ -35,8 +36,6 @@ namespace elvantris::operator_control {
 namespace {
 
 constexpr std::chrono::seconds refresh_period{2};
-constexpr std::chrono::milliseconds event_period{50};
-constexpr std::chrono::milliseconds longest_pump{500};
 
 // A page that changes its port must come back, so its start is retried while there is no thread.
 constexpr int shell_start_attempts = 20;
@@ -116,33 +115,20 @@ bool follow_ui_port(controller_registry& registry, ui_shell_server& shell, platf
 
 // What a pass asks while it waits for the network: whether it is still wanted. The tray's events go
 // on meanwhile, and none of them can begin a pass.
-class waiting_pass {
-public:
-    explicit waiting_pass(platform_app& platform) : platform_(platform) {}
-
-    bool is_given_up() {
-        const steady_time begun = steady_now();
-        if (begun >= next_events_) {
-            platform_.pump_events();
-            // A menu was open. What the pass has read is as old as that, and must not be written
-            // back: the next pass reads it anew.
-            if (steady_now() - begun > longest_pump) stale_ = true;
-            next_events_ = steady_now() + event_period;
-        }
-        return stale_ || !application_running;
+bool is_given_up(platform_app& platform, pass_events& events) {
+    const steady_time begun = steady_now();
+    if (events.due(begun)) {
+        platform.pump_events();
+        events.ran(begun, steady_now());
     }
-
-private:
-    platform_app& platform_;
-    steady_time next_events_ = steady_time::min();
-    bool stale_ = false;
-};
+    return events.stale() || !application_running;
+}
 
 void refresh(controller_registry& registry, streamdeck_adapter& adapter, platform_app& platform,
              refresh_memory& memory) {
     try {
-        waiting_pass waiting(platform);
-        run_refresh_pass(registry, memory, [&waiting] { return waiting.is_given_up(); });
+        pass_events events;
+        run_refresh_pass(registry, memory, [&] { return is_given_up(platform, events); });
         platform.update_status(build_tray_status(registry, adapter.list_decks().size()));
     } catch (const std::exception& failure) {
         write_failure_line("Redundancy Control refresh: ", failure);
