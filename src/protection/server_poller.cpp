@@ -36,8 +36,13 @@ void server_poller::start() {
             each.finished.reset();
         }
     }
-    threads_[0] = std::thread([this] { run(pair_side::main); });
-    threads_[1] = std::thread([this] { run(pair_side::backup); });
+    try {
+        threads_[0] = std::thread([this] { run(pair_side::main); });
+        threads_[1] = std::thread([this] { run(pair_side::backup); });
+    } catch (...) {
+        stop();
+        throw;
+    }
 }
 
 void server_poller::stop() {

@@ -3,8 +3,8 @@
 //
 // Threads: `start`, `stop`, `ask` and `wait_until` belong to one thread. The two threads inside do
 //   nothing but ask: they know no lock but this object's.
-// Failure: `start` throws if the threads can't be made. A poll that runs out of memory ends
-//   as `poll_outcome::no_resources`.
+// Failure: `start` throws if the threads can't be made, and then neither is running. A poll that
+//   runs out of memory ends as `poll_outcome::no_resources`.
 #pragma once
 
 #include "os/clock.hpp"

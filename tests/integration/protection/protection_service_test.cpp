@@ -2,6 +2,7 @@
 
 #include "integration/support/choked_listener.hpp"
 #include "integration/support/datagram_receiver.hpp"
+#include "integration/support/failing_memory.hpp"
 #include "os/file_paths.hpp"
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <new>
 
 using namespace elvantris::operator_control;
 using namespace std::chrono_literals;
@@ -337,4 +339,20 @@ TEST_F(running_protection, passes_refusals_of_the_operator_on) {
     EXPECT_EQ(error, "Save the action before testing it.");
     EXPECT_TRUE(service->operate("disarm", error));
     EXPECT_FALSE(shown().policy.armed);
+}
+
+TEST_F(running_protection, starts_all_its_threads_or_none) {
+    int refused = 0;
+    for (bool started = false; !started;) {
+        ASSERT_LT(refused, 1000);
+        const failing_memory memory(refused);
+        try {
+            service->start();
+            started = true;
+        } catch (const std::bad_alloc&) {
+            ++refused;
+        }
+    }
+    EXPECT_GE(refused, 4) << "two pollers, the worker and the monitor";
+    EXPECT_TRUE(comes_true([&] { return age_of("M1") >= 0 && age_of("B1") >= 0; }));
 }

@@ -1,6 +1,8 @@
 #include "integration/support/failing_memory.hpp"
 
+#include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace {
@@ -8,8 +10,11 @@ namespace {
 constexpr int unlimited = -1;
 thread_local int pieces_left = unlimited;
 thread_local bool wanted_more = false;
+constexpr std::size_t any_size = std::numeric_limits<std::size_t>::max();
+std::atomic<std::size_t> largest_piece = any_size; // for all threads
 
 void* take(std::size_t size) {
+    if (size > largest_piece) throw std::bad_alloc();
     if (pieces_left == 0) {
         wanted_more = true;
         throw std::bad_alloc();
@@ -55,6 +60,14 @@ failing_memory::~failing_memory() {
 
 bool failing_memory::exhausted() const {
     return wanted_more;
+}
+
+no_large_memory::no_large_memory(std::size_t largest) {
+    largest_piece = largest;
+}
+
+no_large_memory::~no_large_memory() {
+    largest_piece = any_size;
 }
 
 } // namespace elvantris::operator_control

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 namespace elvantris::operator_control {
 
 // While it lives this thread gets so many more pieces of memory and then none: `new` throws.
@@ -14,6 +16,17 @@ public:
 
     // Whether more was wanted than there was.
     bool exhausted() const;
+};
+
+// While it lives no thread gets a larger piece of memory: `new` throws.
+class no_large_memory {
+public:
+    explicit no_large_memory(std::size_t largest);
+    ~no_large_memory();
+    no_large_memory(const no_large_memory&) = delete;
+    no_large_memory& operator=(const no_large_memory&) = delete;
+    no_large_memory(no_large_memory&&) = delete;
+    no_large_memory& operator=(no_large_memory&&) = delete;
 };
 
 } // namespace elvantris::operator_control
