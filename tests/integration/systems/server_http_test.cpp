@@ -1,6 +1,7 @@
 #include "systems/server_http.hpp"
 
 #include "integration/support/choked_listener.hpp"
+#include "integration/support/failing_memory.hpp"
 #include "integration/support/scripted_peer.hpp"
 
 #include <gtest/gtest.h>
@@ -264,6 +265,25 @@ TEST(http_exchange, ends_reading_at_32_mebibytes_within_one_buffer) {
     EXPECT_EQ(response.status, 200);
     EXPECT_GE(response.body.size() + head.size(), limit);
     EXPECT_LT(response.body.size() + head.size(), limit + buffer);
+}
+
+TEST(both_exchanges, take_no_memory_for_what_is_announced_and_does_not_come) {
+    const std::string announced = "HTTP/1.1 200 OK\r\nContent-Length: 33554432\r\n\r\n";
+    scripted_peer peer(replies(announced + std::string(500'000, 'x')));
+    const http_call call = get_call(peer.port());
+    const no_large_memory memory(4U * 1024 * 1024);
+    EXPECT_EQ(http_exchange(call).body.size(), 500'000U);
+    EXPECT_EQ(http_exchange_bounded(call, 33'554'432).status, 0);
+}
+
+TEST(http_exchange, holds_a_large_answer_once) {
+    const std::string reply = "HTTP/1.1 200 OK\r\n\r\n" + std::string(34'000'000, 'x');
+    scripted_peer peer([&](peer_connection& connection) {
+        connection.read_request();
+        connection.send(reply);
+    });
+    const no_large_memory memory(33'600'000);
+    EXPECT_GT(http_exchange(get_call(peer.port())).body.size(), 33'500'000U);
 }
 
 TEST(http_exchange_bounded, reads_nothing_for_a_limit_of_0) {
