@@ -51,6 +51,10 @@ void stop_on_signal(int signal) {
     application_running = false;
 }
 
+bool is_to_end() {
+    return !application_running;
+}
+
 void handle_stop_signals() {
     std::signal(SIGINT, stop_on_signal);
     std::signal(SIGTERM, stop_on_signal);
@@ -121,7 +125,7 @@ bool is_given_up(platform_app& platform, pass_events& events) {
         platform.pump_events();
         events.ran(begun, steady_now());
     }
-    return events.stale() || !application_running;
+    return events.stale() || is_to_end();
 }
 
 void refresh(controller_registry& registry, streamdeck_adapter& adapter, platform_app& platform,
@@ -158,7 +162,8 @@ void run_main_loop(controller_registry& registry, streamdeck_adapter& adapter,
 // The first instance's life, from its servers to their end.
 exit_code run_services(const launch_options& options, const std::string& log_path,
                        controller_registry& registry) {
-    services all(registry, log_path);
+    services all(registry, log_path, is_to_end);
+    if (is_to_end()) return exit_normal;
     const exit_code outcome = all.start([] { application_running = false; });
     if (outcome != exit_normal) return outcome;
     write_banner(options, registry.ui_port(), log_path);
@@ -175,7 +180,8 @@ exit_code run_instance(const launch_options& options, const std::string& log_pat
         return exit_no_sockets;
     }
     controller_registry registry(options.config_path);
-    registry.load();
+    registry.load(is_to_end);
+    if (is_to_end()) return exit_normal;
     single_instance instance;
     if (!instance.acquire_single_instance()) {
         if (!instance.refusal().empty()) write_error_line(instance.refusal());

@@ -10,12 +10,13 @@
 
 namespace elvantris::operator_control {
 
-services::services(controller_registry& known, const std::string& log)
+services::services(controller_registry& known, const std::string& log,
+                   const std::function<bool()>& given_up)
     : registry(known),
       log_path(log),
       router(known),
       adapter(create_hid_streamdeck_adapter()),
-      protection(known),
+      protection(known, given_up),
       api(known, router, *adapter, protection),
       decks(known, *adapter) {}
 

@@ -17,6 +17,7 @@
 #include "systems/controller_registry.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -25,7 +26,9 @@ namespace elvantris::operator_control {
 inline constexpr std::uint16_t api_port = 5251;
 
 struct services {
-    services(controller_registry& known, const std::string& log);
+    // `given_up` ends the wait for a settings file that can't be read; nothing may be started then.
+    services(controller_registry& known, const std::string& log,
+             const std::function<bool()>& given_up);
     ~services();
     services(const services&) = delete;
     services& operator=(const services&) = delete;

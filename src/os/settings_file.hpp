@@ -31,14 +31,19 @@ struct settings_file_rules {
 
 class settings_file {
 public:
+    static constexpr milliseconds longest_load{2000};
+
     settings_file(std::string path, const settings_file_rules& rules);
 
     const std::string& path() const { return path_; }
 
     // Gives the text to `take`; a damaged one too, for what can still be read in it. `take` isn't
-    // called for a missing file, nor for one that can't be read within `longest_wait`.
+    // called for a missing file, nor for one that can't be read within `longest_wait`. Between two
+    // tries `given_up` is asked; once it is true, there is no further try and no line about it: the
+    // caller ends, and saves nothing.
     void load(const std::function<void(const std::string& text)>& take,
-              milliseconds longest_wait = milliseconds(2000)) noexcept;
+              milliseconds longest_wait = longest_load,
+              const std::function<bool()>& given_up = {}) noexcept;
 
     // Replaces the file by the text that `write` gives. True only when that is on the disk; after
     // a failure the old file is whole under its name or kept under the other.

@@ -18,7 +18,9 @@ struct protection_disk {
     line_writer append; // to the alert log
 };
 
-// The state file and the alert log that belong to a configuration file.
-protection_disk files_beside(const std::string& configuration_path);
+// The state file and the alert log that belong to a configuration file. `given_up` ends the wait
+// for a state file that can't be read.
+protection_disk files_beside(const std::string& configuration_path,
+                             std::function<bool()> given_up = {});
 
 } // namespace elvantris::operator_control

@@ -17,8 +17,10 @@ bool same_target(const system_record& one, const system_record& other) {
 
 } // namespace
 
-protection_service::protection_service(controller_registry& registry)
-    : registry_(registry), protection_(registry) {}
+protection_service::protection_service(controller_registry& registry,
+                                       const std::function<bool()>& given_up)
+    : registry_(registry),
+      protection_(registry, files_beside(registry.configuration_path(), given_up)) {}
 
 protection_service::~protection_service() {
     stop();

@@ -21,6 +21,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,7 +31,10 @@ namespace elvantris::operator_control {
 
 class protection_service {
 public:
-    explicit protection_service(controller_registry& registry);
+    // Loads what is remembered. `given_up` ends the wait for a file that can't be read; nothing may
+    // be started then.
+    explicit protection_service(controller_registry& registry,
+                                const std::function<bool()>& given_up = {});
     ~protection_service();
     protection_service(const protection_service&) = delete;
     protection_service& operator=(const protection_service&) = delete;

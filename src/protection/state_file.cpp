@@ -35,8 +35,10 @@ bool read_memory(std::string_view text, protection_memory& memory, std::string& 
 
 state_file::state_file(std::string path) : file_(std::move(path), rules) {}
 
-void state_file::load(protection_memory& memory, std::string& error) noexcept {
-    file_.load([&](const std::string& text) { read_memory(text, memory, error); });
+void state_file::load(protection_memory& memory, std::string& error,
+                      const std::function<bool()>& given_up) noexcept {
+    file_.load([&](const std::string& text) { read_memory(text, memory, error); },
+               settings_file::longest_load, given_up);
 }
 
 bool state_file::save(const protection_memory& memory) noexcept {

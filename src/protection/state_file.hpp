@@ -4,6 +4,7 @@
 #include "os/settings_file.hpp"
 #include "protection/policy.hpp"
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -35,8 +36,10 @@ public:
     const std::string& path() const { return file_.path(); }
 
     // Without a file, or with one that can't be read, `memory` and `error` stay as they are. An
-    // invalid policy leaves `memory` too, and `error` says what is wrong.
-    void load(protection_memory& memory, std::string& error) noexcept;
+    // invalid policy leaves `memory` too, and `error` says what is wrong. `given_up` ends the tries
+    // of a caller that is to end.
+    void load(protection_memory& memory, std::string& error,
+              const std::function<bool()>& given_up = {}) noexcept;
 
     // True only when the new content is on the disk.
     bool save(const protection_memory& memory) noexcept;

@@ -325,9 +325,9 @@ void controller_registry::set_active_override(bool value, std::string serial) no
     state_.activeOverrideSerial = std::move(serial);
 }
 
-void controller_registry::load() noexcept {
+void controller_registry::load(const std::function<bool()>& given_up) noexcept {
     const held_lock file_lock(save_lock_);
-    file_.load([this](const std::string& text) {
+    const auto take = [this](const std::string& text) {
         registry_state loaded;
         {
             const held_lock lock(state_lock_);
@@ -337,7 +337,8 @@ void controller_registry::load() noexcept {
         read_registry_json(text, loaded);
         const held_lock lock(state_lock_);
         state_ = std::move(loaded);
-    });
+    };
+    file_.load(take, settings_file::longest_load, given_up);
 }
 
 void controller_registry::save() const noexcept {

@@ -17,6 +17,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -100,8 +101,9 @@ public:
     void set_active_override(bool value, std::string serial) noexcept;
 
     // Reads the configuration file; one that can't be read changes nothing, and is kept aside as
-    // `settings_file` says. Before the threads that change the registry.
-    void load() noexcept;
+    // `settings_file` says. `given_up` ends the tries of a caller that is to end. Before the
+    // threads that change the registry.
+    void load(const std::function<bool()>& given_up = {}) noexcept;
     // Replaces the configuration file in one step. In every failure the old file stays whole, and
     // nothing is reported.
     void save() const noexcept;

@@ -6,6 +6,7 @@ import path from 'node:path';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
 
 import { until, windows } from './support/environment.mjs';
+import { assert_ends_at_once } from './support/hostile.mjs';
 import { Server } from './support/network.mjs';
 import {
   active_alerts,
@@ -382,6 +383,22 @@ if (!windows) {
     assert.ok(fs.statSync(`${workstation.state}.unreadable-1`).isFIFO());
     const [line] = workstation.log_lines('[settings]');
     assert.match(line, /protection\.json could not be read; .* a hold on Backup may be lost\. /);
+  });
+
+  test('a_stop_while_the_files_cannot_be_read_ends_the_program_at_once', async () => {
+    for (const name of [workstation.config, workstation.state]) {
+      fs.rmSync(name);
+      execFileSync('mkfifo', [name]);
+    }
+    workstation.launch(workstation.with_config('--background'));
+    // Done when the program has opened the pipe.
+    await (await fs.promises.open(workstation.config, 'w')).close();
+    await assert_ends_at_once(workstation);
+    for (const name of [workstation.config, workstation.state]) {
+      assert.ok(fs.statSync(name).isFIFO());
+      assert.ok(!fs.existsSync(`${name}.unreadable-1`));
+    }
+    assert.deepEqual(workstation.log_lines('[settings]'), []);
   });
 }
 
