@@ -26,7 +26,10 @@ bool own_fault(poll_outcome outcome) {
 
 poll_round::side_state& poll_round::enter(side_state& state, target found) {
     state.present = found != target::none;
-    if (found != target::known) state.foreign = state.under_way;
+    if (found != target::known) {
+        state.foreign = state.under_way;
+        state.ahead = false;
+    }
     state.last.reset();
     state.answered.reset();
     state.repeats = 0;
@@ -71,9 +74,14 @@ bool poll_round::settled(const side_state& state) const {
            (!stale(state) && !to_be_repeated(state) && !may_be_coming_back(state));
 }
 
+// It was asked late in the former cycle, and the other server hasn't answered in this one yet.
+bool poll_round::may_wait(const side_state& state) const {
+    return state.ahead && state.asked >= undisturbed_since_ && !settled(other_than(state));
+}
+
 steady_time poll_round::next_poll(const side_state& state) const {
-    if (stale(state)) return {};
-    if (settled(state)) return state.asked + poll_period;
+    if (stale(state) && !may_wait(state)) return {};
+    if (stale(state) || settled(state)) return state.asked + poll_period;
     return state.asked + quick_repeat;
 }
 
@@ -85,6 +93,7 @@ bool poll_round::wants_poll(pair_side side, steady_time now) const {
 void poll_round::asked(pair_side side, steady_time now) {
     side_state& state = at(side);
     if (state.last && to_be_repeated(state)) ++state.repeats;
+    state.ahead = settled(state) || may_wait(state);
     state.under_way = true;
     state.asked = now;
 }

@@ -3,7 +3,9 @@
 // A cycle asks both servers and waits for both. Four things make that safe:
 // - While one server is awaited the other is polled again every 250 ms, so that its answer doesn't
 //   get too old. The cycle doesn't wait for such a poll; if it is still under way when the next
-//   cycle begins, it is that cycle's poll.
+//   cycle begins, it is that cycle's poll. If it has ended by then, that server's next poll comes
+//   250 ms behind it, or once the slow one has answered: a fast server isn't asked twice as often
+//   because of a slow one.
 // - After a pause of the program (a stop, a sleep, a long wait for a lock) both servers are polled
 //   again: polls from before it aren't judged.
 // - When both were silent and one answers again, the other is polled again before it counts as
@@ -60,6 +62,7 @@ private:
         bool present = false;
         bool under_way = false;
         bool foreign = false; // the poll under way asks another server than this cycle does
+        bool ahead = false;   // the latest poll was asked in the midst of a cycle
         steady_time asked;    // the latest poll's time
         std::optional<finished_poll> last;   // what this cycle has heard
         std::optional<steady_time> answered; // when the first good poll of this cycle was asked
@@ -76,6 +79,7 @@ private:
     bool to_be_repeated(const side_state& state) const;
     bool may_be_coming_back(const side_state& state) const;
     bool settled(const side_state& state) const;
+    bool may_wait(const side_state& state) const;
     steady_time next_poll(const side_state& state) const;
 
     std::array<side_state, 2> sides_; // Main, Backup

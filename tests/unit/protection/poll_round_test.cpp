@@ -182,6 +182,37 @@ TEST(poll_round, lets_a_slow_server_eat_nothing_of_the_others_tolerance) {
         }
 }
 
+TEST(poll_round, asks_a_fast_server_four_times_a_second_beside_a_slow_one) {
+    for (ms slow = 1ms; slow <= 700ms; slow += 3ms) {
+        simulation slow_backup(answers_in(2ms), answers_in(slow));
+        slow_backup.run_until(t0 + 10s);
+        EXPECT_LE(slow_backup.polls(pair_side::main), 43U) << slow.count();
+        EXPECT_GE(slow_backup.polls(pair_side::main), 40U) << slow.count();
+        simulation slow_main(answers_in(slow), answers_in(2ms));
+        slow_main.run_until(t0 + 10s);
+        EXPECT_LE(slow_main.polls(pair_side::backup), 43U) << slow.count();
+        EXPECT_GE(slow_main.polls(pair_side::backup), 40U) << slow.count();
+    }
+}
+
+TEST(poll_round, asks_a_fast_server_in_time_whatever_becomes_of_a_slow_one) {
+    std::mt19937 random(1);
+    for (int run = 0; run < 300; ++run) {
+        steady_time last_asked = t0;
+        ms longest_gap{0};
+        simulation changing(
+            [&](steady_time asked) {
+                longest_gap =
+                    std::max(longest_gap, std::chrono::duration_cast<ms>(asked - last_asked));
+                last_asked = asked;
+                return ms(2);
+            },
+            [&](steady_time) { return ms(1 + random() % 700); });
+        changing.run_until(t0 + 20s);
+        ASSERT_LE(longest_gap, 252ms) << "a poll that was under way between two cycles";
+    }
+}
+
 TEST(poll_round, judges_nothing_that_was_asked_before_a_pause) {
     std::mt19937 random(1);
     const auto any = [&](int most) { return ms(random() % static_cast<unsigned>(most)); };
