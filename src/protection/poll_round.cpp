@@ -17,6 +17,9 @@ constexpr int most_pauses = 3;
 constexpr milliseconds return_gap{300};
 constexpr milliseconds quick_repeat{50};
 constexpr int most_repeats = 3;
+// Behind a pause the last answer may be as old as the loss time, and then one lost poll would count
+// as a lost server.
+constexpr int repeats_behind_a_pause = 1;
 
 bool own_fault(poll_outcome outcome) {
     return outcome == poll_outcome::no_network || outcome == poll_outcome::no_resources;
@@ -60,7 +63,16 @@ bool poll_round::stale(const side_state& state) const {
 }
 
 bool poll_round::to_be_repeated(const side_state& state) const {
-    return state.last->outcome == poll_outcome::no_resources && state.repeats < most_repeats;
+    switch (state.last->outcome) {
+    case poll_outcome::answered:
+        return false;
+    case poll_outcome::no_resources:
+        return state.repeats < most_repeats;
+    case poll_outcome::unanswered:
+    case poll_outcome::no_network:
+        break;
+    }
+    return pauses_ > 0 && state.repeats < repeats_behind_a_pause;
 }
 
 bool poll_round::may_be_coming_back(const side_state& state) const {
@@ -92,7 +104,7 @@ bool poll_round::wants_poll(pair_side side, steady_time now) const {
 
 void poll_round::asked(pair_side side, steady_time now) {
     side_state& state = at(side);
-    if (state.last && to_be_repeated(state)) ++state.repeats;
+    if (!stale(state) && to_be_repeated(state)) ++state.repeats;
     state.ahead = settled(state) || may_wait(state);
     state.under_way = true;
     state.asked = now;

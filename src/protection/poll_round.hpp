@@ -7,7 +7,8 @@
 //   250 ms behind it, or once the slow one has answered: a fast server isn't asked twice as often
 //   because of a slow one.
 // - After a pause of the program (a stop, a sleep, a long wait for a lock) both servers are polled
-//   again: polls from before it aren't judged.
+//   again: polls from before it aren't judged. One that fails then is repeated once: the last
+//   answer is so old that a single lost poll would count as a lost server.
 // - When both were silent and one answers again, the other is polled again before it counts as
 //   missing: they may be coming back one after the other.
 // - A poll for which the workstation has no descriptor, buffer or memory says nothing about a

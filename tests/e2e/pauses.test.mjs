@@ -15,13 +15,14 @@ before(async () => {
 after(() => pair?.stop());
 beforeEach(() => pair.settle({ lossMs: 1000, stallMs: 1500 }));
 
-// Operation is where it was all the time. A server that was too slow for a busy machine may have
-// been told of meanwhile.
+const told_of = (raised, status) => raised(status).map(({ message }) => message);
+
+// Operation is where it was all the time.
 async function assert_unmoved(raised) {
   const status = await get_status();
   assert.equal(status.active, 'main');
   assert.equal(status.protection.heldOnBackup, false);
-  assert.ok(raised(status).every(({ message }) => !message.includes('operating on')));
+  assert.ok(told_of(raised, status).every((message) => !message.includes('operating on')));
 }
 
 const pauses = Number(process.env.ELVANTRIS_PAUSES ?? 12);
@@ -37,6 +38,8 @@ for (const latency of [1, 100, 300]) {
     }
     await sleep(1500);
     await assert_unmoved(raised);
+    // On a busy machine 300 ms may become more than the 350 that a poll may take.
+    if (latency < 300) assert.deepEqual(told_of(raised, await get_status()), []);
   });
 }
 

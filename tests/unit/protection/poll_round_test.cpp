@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <random>
+#include <utility>
 
 using namespace elvantris::operator_control;
 using namespace std::chrono_literals;
@@ -232,6 +233,41 @@ TEST(poll_round, judges_nothing_that_was_asked_before_a_pause) {
     }
 }
 
+TEST(poll_round, survives_a_lost_poll_behind_a_pause) {
+    for (ms phase = 0ms; phase < 500ms; phase += 3ms)
+        for (const bool of_main : {true, false}) {
+            const steady_time from = t0 + 2s + phase;
+            const steady_time until = from + 3s;
+            bool lost = false;
+            const server_script loses_the_first = [&](steady_time asked) -> std::optional<ms> {
+                if (asked >= until && !std::exchange(lost, true)) return std::nullopt;
+                return 2ms;
+            };
+            simulation stopped(of_main ? loses_the_first : answers_in(2ms),
+                               of_main ? answers_in(2ms) : loses_the_first);
+            stopped.lose_polls_in_pauses();
+            stopped.stop_for({.from = from, .until = until});
+            stopped.run_until(t0 + 12s);
+            ASSERT_TRUE(lost);
+            EXPECT_LT(stopped.longest_silence(pair_side::main), 1000ms) << phase.count();
+            EXPECT_LT(stopped.longest_silence(pair_side::backup), 1000ms) << phase.count();
+        }
+}
+
+TEST(poll_round, finds_a_main_that_died_in_a_pause_with_two_polls) {
+    const steady_time from = t0 + 2s + 100ms;
+    simulation stopped(
+        [from](steady_time asked) -> std::optional<ms> {
+            if (asked >= from) return std::nullopt;
+            return 2ms;
+        },
+        answers_in(2ms));
+    stopped.stop_for({.from = from, .until = from + 3s});
+    stopped.run_until(from + 3s + 750ms);
+    ASSERT_TRUE(stopped.moved(1000ms));
+    EXPECT_LE(*stopped.moved_at(1000ms), from + 3s + 710ms);
+}
+
 TEST(poll_round, judges_in_the_end_however_often_the_program_is_stopped) {
     simulation stopped(answers_in(2ms), answers_in(300ms));
     for (steady_time from = t0; from < t0 + 60s; from += 400ms)
@@ -325,6 +361,23 @@ TEST(poll_round, holds_operation_where_the_workstation_alone_is_to_blame) {
         EXPECT_EQ(trouble.holds_operation, each.holds);
         EXPECT_EQ(trouble.lacks_resources, each.lacks);
     }
+}
+
+TEST(poll_round, asks_anew_where_the_lock_came_late_and_judges_nothing_of_before) {
+    poll_round round = after(poll_outcome::answered, poll_outcome::answered);
+    round.look(t0 + 150ms);
+    EXPECT_TRUE(round.may_judge()) << "a busy machine's delay";
+    round = after(poll_outcome::answered, poll_outcome::answered);
+    const steady_time late = t0 + 151ms;
+    round.look(late);
+    EXPECT_FALSE(round.may_judge());
+    for (const pair_side side : {pair_side::main, pair_side::backup}) {
+        ASSERT_TRUE(round.wants_poll(side, late));
+        round.asked(side, late);
+        EXPECT_FALSE(round.may_judge());
+        round.ended(side, poll_outcome::answered);
+    }
+    EXPECT_TRUE(round.may_judge());
 }
 
 TEST(poll_round, repeats_a_poll_for_which_the_means_were_lacking_and_then_goes_on) {
