@@ -27,6 +27,15 @@ export const start_endless_replies = (host) => start_helper(host, 'endless_repli
 export const start_timed_replies = (host, serials) =>
   start_helper(host, 'timed_replies.mjs', ...Object.entries(serials).flat());
 
+// A server that says what docs/wire.md says, in that spelling of the keys.
+export async function start_documented_server(host, spelling) {
+  const child = await start_helper(host, 'documented_server.mjs', spelling);
+  return {
+    requests: async () => (await call_json(addresses[host], 5000, 'GET', '/requests')).requests,
+    stop: () => child.signal('SIGTERM'),
+  };
+}
+
 // A name server that hears every question and answers none; `asked` counts them.
 export async function start_silent_resolver() {
   const child = await start_helper('device', 'silent_resolver.mjs');
