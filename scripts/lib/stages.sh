@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # The stages of scripts/test. To be sourced; the current folder is the checkout.
 
 # What a stage prints is kept in build/test/ and shown whole only when it fails.
@@ -81,12 +82,17 @@ check_format() {
         xargs clang-format --dry-run --Werror
 }
 
+check_shell() {
+    local marks='^#!/(usr/bin/env |bin/)(ba)?sh$'
+    { our_sources '*.sh' && our_sources | xargs grep -lIE "$marks"; } | sort -u | xargs shellcheck
+}
+
 # Only what the Linux build compiles: the other system's headers are not here. All sources of one
 # library are read as one, which takes a tenth of the time; that much alone is why they are included.
 check_lint() {
     cmake --preset lint
-    find build/lint/src build/lint/simulator -name 'unity_*.cxx' |
-        xargs -P2 -n1 clang-tidy --quiet -p build/lint --checks=-bugprone-suspicious-include \
+    find build/lint/src build/lint/simulator -name 'unity_*.cxx' -print0 |
+        xargs -0 -P2 -n1 clang-tidy --quiet -p build/lint --checks=-bugprone-suspicious-include \
             --extra-arg=-Wno-shadow --extra-arg=-Wthread-safety
 }
 
@@ -95,6 +101,13 @@ build_preset() {
     if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
     cmake --preset "$1"
     cmake --build --preset "$1"
+}
+
+# The product alone needs none of the packages that only tests and benchmarks use.
+check_product_alone() {
+    local name hidden=()
+    for name in benchmark GTest nlohmann_json; do hidden+=("-DCMAKE_DISABLE_FIND_PACKAGE_$name=ON"); done
+    cmake --preset linux -B build/product -DELVANTRIS_TESTS=OFF "${hidden[@]}"
 }
 
 # For what runs beside tests that wait for more than they compute: it takes what they leave over.
