@@ -1,7 +1,6 @@
 #include "decks/connected_deck.hpp"
 
 #include "decks/image_reports.hpp"
-#include "decks/splash.hpp"
 
 #include <hidapi.h>
 
@@ -49,7 +48,7 @@ bool write_empty_keys(connected_deck& deck) {
 }
 
 bool write_splash(connected_deck& deck) {
-    const splash_set tiles = splash_for(deck.model);
+    const splash_set tiles = deck.model.splash == nullptr ? splash_set{} : *deck.model.splash;
     if (tiles.size() != static_cast<std::size_t>(deck.model.key_count)) return false;
     bool all = true;
     std::int32_t key = 0;

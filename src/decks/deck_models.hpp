@@ -1,6 +1,8 @@
 // The consoles that the program knows, and what each is like.
 #pragma once
 
+#include "decks/splash_tiles.hpp"
+
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -22,8 +24,9 @@ struct deck_model {
     std::int32_t key_count = 0;
     std::int32_t key_width = 0; // pixels of one key's image
     std::int32_t key_height = 0;
-    std::string_view image_format;   // "jpeg" or "bmp"
-    std::int32_t image_rotation = 0; // degrees; the servers turn their images by it
+    std::string_view image_format;      // "jpeg" or "bmp"
+    std::int32_t image_rotation = 0;    // degrees; the servers turn their images by it
+    const splash_set* splash = nullptr; // cut for the values above; none: no splash is painted
 };
 
 std::span<const deck_model> deck_models();

@@ -1,4 +1,4 @@
-#include "decks/splash.hpp"
+#include "decks/deck_models.hpp"
 
 #include <gtest/gtest.h>
 
@@ -59,14 +59,16 @@ std::string_view jpeg_segment(std::string_view jpeg, char marker) {
     return {};
 }
 
-constexpr deck_model made_up_model{.product_id = 1,
-                                   .name = "Made up",
-                                   .family = deck_family::family_jpeg,
-                                   .key_count = 15,
-                                   .key_width = 72,
-                                   .key_height = 72,
-                                   .image_format = "jpeg",
-                                   .image_rotation = 180};
+// Width and height as the image itself has them.
+std::pair<std::size_t, std::size_t> size_of(std::string_view image) {
+    if (image.starts_with("BM")) return {number_at(image, 18, 4), number_at(image, 22, 4)};
+    const std::string_view frame = jpeg_segment(image, '\xC0');
+    const auto big_endian = [&](std::size_t at) {
+        return static_cast<unsigned char>(frame.at(at)) * std::size_t{256} +
+               static_cast<unsigned char>(frame.at(at + 1));
+    };
+    return {big_endian(3), big_endian(1)};
+}
 
 } // namespace
 
@@ -125,38 +127,21 @@ TEST(splash_sets, carry_the_logo_on_its_keys_and_plain_black_on_all_others) {
                 << set.name << ' ' << key;
 }
 
-TEST(splash_for, gives_every_known_model_the_set_of_its_grid) {
-    const std::map<std::uint16_t, const splash_set*> sets{
-        {0x0060, &splash_15_original}, {0x006D, &splash_15_jpeg},  {0x0080, &splash_15_jpeg},
-        {0x00A5, &splash_15_jpeg},     {0x00B9, &splash_15_jpeg},  {0x006C, &splash_32_jpeg},
-        {0x008F, &splash_32_jpeg},     {0x00BA, &splash_32_jpeg},  {0x0063, &splash_6_bmp},
-        {0x0090, &splash_6_bmp},       {0x00B3, &splash_6_bmp},    {0x00B8, &splash_6_bmp},
-        {0x0084, &splash_8_jpeg_120},  {0x009A, &splash_8_jpeg_96}};
+TEST(splash_sets, of_each_model_have_a_tile_for_each_key_in_the_keys_size_and_format) {
     for (const deck_model& model : deck_models()) {
-        const splash_set tiles = splash_for(model);
-        EXPECT_EQ(tiles.data(), sets.at(model.product_id)->data()) << model.name;
-        EXPECT_EQ(tiles.size(), static_cast<std::size_t>(model.key_count)) << model.name;
+        SCOPED_TRACE(model.name);
+        ASSERT_NE(model.splash, nullptr);
+        ASSERT_EQ(model.splash->size(), static_cast<std::size_t>(model.key_count))
+            << "name a set that was cut for this grid, or cut one: docs/adding.md";
+        const std::string_view tile = bytes_of(model.splash->front());
+        EXPECT_EQ(tile.starts_with("BM"), model.image_format == "bmp");
+        EXPECT_EQ(size_of(tile), std::pair(static_cast<std::size_t>(model.key_width),
+                                           static_cast<std::size_t>(model.key_height)));
     }
 }
 
-TEST(splash_for, has_nothing_for_a_model_that_differs_in_a_single_value) {
-    ASSERT_EQ(splash_for(made_up_model).data(), splash_15_jpeg.data());
-    std::vector<deck_model> others(6, made_up_model);
-    others[0].key_count = 14;
-    others[1].key_width = 73;
-    others[2].key_height = 71;
-    others[3].image_format = "bmp";
-    others[4].image_rotation = 0;
-    others[5].key_count = 32;
-    for (std::size_t i = 0; i < others.size(); ++i)
-        EXPECT_TRUE(splash_for(others[i]).empty()) << i;
-}
-
-TEST(splash_for, gives_the_original_family_its_own_set_whatever_else_its_row_says) {
-    deck_model model = made_up_model;
-    model.family = deck_family::family_original;
-    EXPECT_EQ(splash_for(model).data(), splash_15_original.data());
-    model.key_count = 6;
-    model.image_rotation = 90;
-    EXPECT_EQ(splash_for(model).data(), splash_15_original.data());
+TEST(splash_sets, of_the_original_family_are_its_own) {
+    for (const deck_model& model : deck_models())
+        EXPECT_EQ(model.family == deck_family::family_original, model.splash == &splash_15_original)
+            << model.name;
 }
