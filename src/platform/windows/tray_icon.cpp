@@ -2,7 +2,6 @@
 
 #include "platform/windows/program_resources.hpp"
 
-#include <chrono>
 #include <iterator>
 
 #include <shellapi.h>
@@ -11,7 +10,6 @@ namespace elvantris::operator_control {
 namespace {
 
 constexpr UINT icon_id = 1;
-constexpr std::chrono::seconds pause_between_tries{1};
 static_assert(program_title.size() < std::size(NOTIFYICONDATAW{}.szTip));
 
 NOTIFYICONDATAW icon_of(HWND window) {
@@ -44,19 +42,18 @@ bool show_icon(HWND window) {
 
 void tray_icon::add(HWND window) {
     window_ = window;
-    missing_ = !show_icon(window);
-    // From the end of the call: a shell that is too busy to answer holds it for seconds.
-    next_try_ = steady_now() + pause_between_tries;
+    const bool shown = show_icon(window);
+    tries_.tried(shown, steady_now());
 }
 
 void tray_icon::add_if_missing(steady_time now) {
-    if (missing_ && now >= next_try_) add(window_);
+    if (tries_.due(now)) add(window_);
 }
 
 void tray_icon::remove() {
     NOTIFYICONDATAW icon = icon_of(window_);
     ::Shell_NotifyIconW(NIM_DELETE, &icon);
-    missing_ = false;
+    tries_.removed();
 }
 
 } // namespace elvantris::operator_control

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "os/clock.hpp"
+#include "platform/icon_tries.hpp"
 
 #include <windows.h>
 
@@ -18,14 +19,13 @@ public:
 
     // Adds the icon for `window`. To be called again when the shell has started anew.
     void add(HWND window);
-    // Adds it if it is still missing and the last try was a second ago.
+    // Adds it if it is still missing and another try is due.
     void add_if_missing(steady_time now);
     void remove();
 
 private:
     HWND window_ = nullptr;
-    bool missing_ = false;
-    steady_time next_try_;
+    icon_tries tries_;
 };
 
 } // namespace elvantris::operator_control
