@@ -1,37 +1,22 @@
 // A show that doesn't arrive whole is never written back.
 import assert from 'node:assert/strict';
-import { after, afterEach, before, beforeEach, test } from 'node:test';
+import { beforeEach, test } from 'node:test';
 
 import { until } from './support/environment.mjs';
-import { Server } from './support/network.mjs';
 import { until_status } from './support/operator.mjs';
 import { paired_config, quick_policy } from './support/pair.mjs';
-import { Workstation } from './support/workstation.mjs';
+import { set_the_stage } from './support/show_stage.mjs';
 
 const torn = 'Main event configuration could not be prepared.';
 
+const stage = set_the_stage();
 let main;
-let backup;
 let workstation;
 let show;
-before(async () => {
-  main = await Server.start('main', 'SER-A');
-  backup = await Server.start('backup', 'SER-B');
-  show = (await main.report()).eventModel;
-});
-after(async () => {
-  await main?.stop();
-  await backup?.stop();
-});
-beforeEach(async () => {
-  await main.set({ reset: true, forget: true, eventModel: show });
-  workstation = new Workstation();
+beforeEach(() => {
+  ({ main, workstation, show } = stage);
   workstation.write_config(paired_config());
   workstation.write_state(quick_policy);
-});
-afterEach(async () => {
-  await workstation.kill();
-  await workstation.remove();
 });
 
 // Behind an object that has been closed, and before the end of the show.

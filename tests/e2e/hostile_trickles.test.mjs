@@ -1,6 +1,6 @@
 // Servers that drip their answers byte by byte hold neither the passes, nor the API, nor the end.
 import assert from 'node:assert/strict';
-import { after, afterEach, before, beforeEach, test } from 'node:test';
+import { beforeEach, test } from 'node:test';
 
 import { until } from './support/environment.mjs';
 import {
@@ -14,10 +14,9 @@ import {
   until_saved_again,
 } from './support/hostile.mjs';
 import { call_json } from './support/http.mjs';
-import { Server } from './support/network.mjs';
 import { get_status, system_of, until_status } from './support/operator.mjs';
 import { paired_config, quick_policy } from './support/pair.mjs';
-import { Workstation } from './support/workstation.mjs';
+import { set_the_stage } from './support/show_stage.mjs';
 
 const configuration = 'GetOperatorControlConfiguration';
 const identity = 'GetOperatorControlIdentity';
@@ -27,28 +26,12 @@ const update = 'UpdateEventModel';
 // One pass and the pause before the next.
 const longest_pass_ms = 33000;
 
+const stage = set_the_stage();
 let main;
 let backup;
 let workstation;
-let show;
-before(async () => {
-  main = await Server.start('main', 'SER-A');
-  backup = await Server.start('backup', 'SER-B');
-  show = (await main.report()).eventModel;
-});
-after(async () => {
-  await main?.stop();
-  await backup?.stop();
-});
-beforeEach(async () => {
-  for (const server of [main, backup]) {
-    await server.set({ reset: true, forget: true, eventModel: show });
-  }
-  workstation = new Workstation();
-});
-afterEach(async () => {
-  if (workstation.program && !workstation.program.ended) await workstation.kill();
-  await workstation.remove();
+beforeEach(() => {
+  ({ main, backup, workstation } = stage);
 });
 
 const drips = (...names) => ({
