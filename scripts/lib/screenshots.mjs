@@ -5,7 +5,14 @@ import path from 'node:path';
 import { start_browser } from '../../tests/e2e/support/browser.mjs';
 import { addresses, until } from '../../tests/e2e/support/environment.mjs';
 import { Server } from '../../tests/e2e/support/network.mjs';
-import { operate, post, until_active, until_status } from '../../tests/e2e/support/operator.mjs';
+import {
+  operate,
+  post,
+  until_active,
+  until_alert,
+  until_recovered,
+  until_status,
+} from '../../tests/e2e/support/operator.mjs';
 import { page_address } from '../../tests/e2e/support/page_view.mjs';
 import { quick_policy } from '../../tests/e2e/support/pair.mjs';
 import { Workstation } from '../../tests/e2e/support/workstation.mjs';
@@ -59,6 +66,24 @@ async function pair_up() {
   await page.waitForFunction("mainStatus.textContent.endsWith(' READY') && backupStatus.textContent.endsWith(' READY') && syncStatus.textContent.startsWith('In Sync') && !vorBanner.classList.contains('fault')");
 }
 
+// Main has failed and Backup can't take over.
+async function block_failover() {
+  await until('the grace is over', async () => (await operate('main')).ok);
+  await servers[1].set({ engine: 'starting' });
+  await until_alert('Backup is not ready; automatic protection is degraded.');
+  await servers[0].set({ engine: 'stopped' });
+  await until_alert('Main fault detected; failover blocked because Backup is not ready.');
+  await page.waitForFunction("mainStatus.textContent.endsWith('STOPPED')");
+}
+
+async function heal_both() {
+  await operate('disarm');
+  await servers[0].set({ engine: 'running' });
+  await servers[1].set({ engine: 'running' });
+  await until_recovered('Backup is not ready; automatic protection is degraded.');
+  await operate('arm');
+}
+
 async function fail_over() {
   await until('the grace is over', async () => (await operate('main')).ok);
   await servers[0].set({ engine: 'stopped' });
@@ -76,6 +101,9 @@ try {
   await take('both-ready');
   await take_dialog('setup', 'Configure Redundancy');
   await take_dialog('protection', 'Health & Alerts');
+  await block_failover();
+  await take('blocked');
+  await heal_both();
   await fail_over();
   await take('failover');
   await take_dialog('failover-protection', 'Health & Alerts');
