@@ -106,7 +106,9 @@ build_preset() {
 # The product alone needs none of the packages that only tests and benchmarks use.
 check_product_alone() {
     local name hidden=()
-    for name in benchmark GTest nlohmann_json; do hidden+=("-DCMAKE_DISABLE_FIND_PACKAGE_$name=ON"); done
+    for name in benchmark GTest nlohmann_json; do
+        hidden+=("-DCMAKE_DISABLE_FIND_PACKAGE_$name=ON")
+    done
     cmake --preset linux -B build/product -DELVANTRIS_TESTS=OFF "${hidden[@]}"
 }
 

@@ -27,7 +27,8 @@ const anchors_of = (name) =>
   [...without_fences(read(name)).matchAll(/^#+ (.+)$/gm)].map(([, heading]) => anchor_of(heading));
 
 function broken_links(name) {
-  const links = [...without_fences(read(name)).matchAll(/\]\(([^)\s]+)\)/g)].map(([, link]) => link);
+  const text = without_fences(read(name));
+  const links = [...text.matchAll(/\]\(([^)\s]+)\)/g)].map(([, link]) => link);
   return links.filter((link) => {
     if (/^https?:/.test(link)) return false;
     const [file, anchor] = link.split('#');

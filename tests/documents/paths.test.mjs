@@ -1,5 +1,5 @@
-// What the documents say about the sources: files that they name are there, and the menu of the first
-// steps is the program's.
+// What the documents say about the sources: files that they name are there, and the menu of the
+// first steps is the program's.
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
@@ -12,7 +12,9 @@ const files = execFileSync('git', ['ls-files', '--cached', '--others', '--exclud
   cwd: root,
   encoding: 'utf8',
 }).split('\n');
-const documents = files.filter((name) => name.endsWith('.md') && fs.existsSync(path.join(root, name)));
+const documents = files.filter(
+  (name) => name.endsWith('.md') && fs.existsSync(path.join(root, name)),
+);
 
 // A file or folder of the checkout, or a source by its path below src without its ending.
 function exists(name) {
@@ -20,7 +22,10 @@ function exists(name) {
   return beginnings.some((one) => fs.existsSync(path.join(root, one)));
 }
 
-const folders = 'src|tests|simulator|packaging|assets|docs|app|local|platform|routing|protection|decks|systems|json|os';
+const folders = [
+  ...['src', 'tests', 'simulator', 'packaging', 'assets', 'docs'],
+  ...['app', 'local', 'platform', 'routing', 'protection', 'decks', 'systems', 'json', 'os'],
+].join('|');
 const named = new RegExp(`\`((?:${folders})/[\\w./-]+)\``, 'g');
 
 for (const name of documents) {

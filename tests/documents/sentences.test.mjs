@@ -1,4 +1,5 @@
-// Every sentence that protection can say to the operator is in the guide, and the guide has no other.
+// Every sentence that protection can say to the operator is in the guide, and the guide has no
+// other.
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';
@@ -19,14 +20,16 @@ function texts_of(name) {
     .replace(/'(?:[^'\\\n]|\\.)'/g, '');
   const joined = code.match(new RegExp(`${literal}(?:\\s+${literal})*`, 'g')) ?? [];
   return joined
-    .map((group) => group.match(new RegExp(literal, 'g')).map((one) => one.slice(1, -1)).join(''))
+    .map((group) => group.match(new RegExp(literal, 'g')))
+    .map((parts) => parts.map((one) => one.slice(1, -1)).join(''))
     .map(unescape);
 }
 
 // What stands in code marks in the first column of a page's tables and in its closing lines.
 function sentences_of(page) {
   const rows = page.split('\n').filter((line) => line.startsWith('| `'));
-  return rows.flatMap((row) => [...row.split(' | ')[0].matchAll(/`([^`]+)`/g)].map(([, text]) => text));
+  const cells = rows.map((row) => row.split(' | ')[0]);
+  return cells.flatMap((cell) => [...cell.matchAll(/`([^`]+)`/g)].map(([, text]) => text));
 }
 
 // Words in capitals stand for something that is known only when it happens.
@@ -34,7 +37,9 @@ const placeholder = /\b(?:ID|REASON|NAME|TEXT)\b/;
 
 function is_made_of(sentence, texts) {
   if (sentence === '') return true;
-  return texts.some((text) => sentence.startsWith(text) && is_made_of(sentence.slice(text.length), texts));
+  return texts.some(
+    (text) => sentence.startsWith(text) && is_made_of(sentence.slice(text.length), texts),
+  );
 }
 
 const guides = {
@@ -63,19 +68,21 @@ for (const [name, sources] of Object.entries(guides)) {
   test(`${name}_has_every_sentence_of_the_program`, () => {
     const sentences = texts.filter((text) => /[A-Za-z]/.test(text) && text.includes(' '));
     for (const text of sentences) {
-      assert.ok(page.includes(text.trim()), `${name} lacks ${JSON.stringify(text)}: say what to do`);
+      const lack = `${name} lacks ${JSON.stringify(text)}: say what to do`;
+      assert.ok(page.includes(text.trim()), lack);
     }
   });
 
   test(`${name}_has_no_sentence_that_the_program_never_says`, () => {
     const sentences = sentences_of(page);
     assert.ok(sentences.length > 5);
+    // A blank, a colon or a slash may stand at a seam.
+    const pieces = all_texts.flatMap((text) => [text, text.trim()]).concat(' /', ' ', ':');
+    const usable = pieces.filter(Boolean);
     for (const sentence of sentences) {
-      // A blank, a colon or a slash may stand at a seam.
       const parts = sentence.split(placeholder).map((part) => part.trim()).filter(Boolean);
       for (const part of parts.filter((part) => /[a-z]/.test(part))) {
-        const pieces = all_texts.flatMap((text) => [text, text.trim()]).filter(Boolean).concat(' /', ' ', ':');
-        assert.ok(is_made_of(part, pieces), `${name}: the program never says "${part}"`);
+        assert.ok(is_made_of(part, usable), `${name}: the program never says "${part}"`);
       }
     }
   });

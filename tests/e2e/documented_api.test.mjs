@@ -74,7 +74,10 @@ test('the_status_has_the_keys_of_its_example', async () => {
   assert.equal((await operate('backup')).ok, true);
   // There is no virtual deck under Wine.
   const decks = windows ? 0 : 1;
-  const status = await until_status('the deck is there', ({ streamDeckCount }) => streamDeckCount === decks);
+  const status = await until_status(
+    'the deck is there',
+    ({ streamDeckCount }) => streamDeckCount === decks,
+  );
   const wanted = windows ? { ...answer, streamDecks: [] } : answer;
   assert.deepEqual(shape_of(status), shape_of(wanted));
   assert.deepEqual(status.protection.policy, answer.protection.policy);

@@ -83,9 +83,11 @@ for (const spelling of ['PascalCase', 'camelCase']) {
       assert.equal((await sent('KeyEvent'))[0].body, JSON.stringify(as_here(message('key'))));
       // The first offer may have come before the deck was attached.
       const offer = JSON.stringify(as_here(message('register')));
-      await until('the offer', async () => (await sent('Register')).some(({ body }) => body === offer));
+      const offered = ({ body }) => body === offer;
+      await until('the offer', async () => (await sent('Register')).some(offered));
       const [{ url }] = await sent('State');
-      assert.equal(url, `/Home/OperatorDeckState?sessionId=operator-control-${machine_name()}&since=0`);
+      const session = `operator-control-${machine_name()}`;
+      assert.equal(url, `/Home/OperatorDeckState?sessionId=${session}&since=0`);
       await workstation.stop();
       assert.deepEqual(
         (await sent('Detach')).map(({ body }) => body),

@@ -122,7 +122,8 @@ for (const { name, transport, port, payload } of recipes) {
     const received = [];
     const stop = await listen(port, (message) => received.push(message));
     try {
-      const action = { name, event: 'backup', host: place, port, transport, payload, enabled: true };
+      const to = { host: place, port, transport };
+      const action = { name, event: 'backup', ...to, payload, enabled: true };
       await pair.settle({ actions: [action] });
       assert.equal((await operate('backup')).ok, true);
       await until('the command arrives', () => received.length > 0);

@@ -1,5 +1,5 @@
-// What follows from the rows of src/decks/deck_models.cpp: the udev rule, the simulator's decks, the
-// splash sets.
+// What follows from the rows of src/decks/deck_models.cpp: the udev rule, the simulator's decks,
+// the splash sets.
 
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
@@ -7,10 +7,14 @@ import fs from 'node:fs';
 import path from 'node:path';
 import test from 'node:test';
 
-const root = path.resolve(import.meta.dirname ?? path.dirname(new URL(import.meta.url).pathname), '../..');
+const root = path.resolve(path.dirname(new URL(import.meta.url).pathname), '../..');
 const read = (name) => fs.readFileSync(path.join(root, name), 'utf8');
 
-const row = /^ *\{0x([0-9A-F]{4}), "([^"]+)", family_(\w+), (\d+), (\d+), (\d+), "(\w+)", (\d+), &(\w+)\},$/gm;
+const row = new RegExp(
+  String.raw`^ *\{0x([0-9A-F]{4}), "([^"]+)", family_(\w+), ` +
+    String.raw`(\d+), (\d+), (\d+), "(\w+)", (\d+), &(\w+)\},$`,
+  'gm',
+);
 const models = [...read('src/decks/deck_models.cpp').matchAll(row)].map(
   ([, id, name, family, keys, width, height, format, rotation, splash]) => ({
     id,
@@ -56,7 +60,7 @@ test('the raw devices and the USB devices are both covered', () => {
 });
 
 const simulated = read('simulator/virtual_decks/deck_models.cpp');
-const simulated_row = /deck_model\{0x([0-9A-F]{4}), "([^"]+)", (\w+), (\d+), (\d+), (\d+), (\d+)\}/g;
+const simulated_row = /deck_model\{0x([0-9A-F]{4}), "([^"]+)", (\w+), (\d+), (\d+), (\d+), \d+\}/g;
 const virtual_decks = [...simulated.matchAll(simulated_row)].map(
   ([, id, name, layout, columns, rows, side]) => ({
     id,
@@ -82,7 +86,8 @@ for (const model of models) {
   test(`the splash of ${model.name} is cut for its keys`, () => {
     const sets = read('scripts/lib/cut_splash.mjs');
     const cut = new RegExp(
-      `${model.splash}: \\{ grid: grids\\.(\\w+), key_size: (\\d+), format: '(\\w+)', rotation: (\\d+) \\}`,
+      `${model.splash}: \\{ grid: grids\\.(\\w+), key_size: (\\d+), ` +
+        `format: '(\\w+)', rotation: (\\d+) \\}`,
     ).exec(sets);
     assert.ok(cut, `${model.splash} is not among the sets of scripts/lib/cut_splash.mjs`);
     const [, grid, key_size, format, rotation] = cut;
