@@ -218,7 +218,7 @@ test('a_port_that_is_taken_is_put_back_and_the_page_stays', async (context) => {
   context.after(() => other.release());
   await save_port(5288);
   // The program may have put the old port back before it answers; then the save ends like any other.
-  await page.waitForFunction("setupBg.hidden || setupStatus.textContent.startsWith('Port saved, but ')");
+  await page.waitForFunction("!setupBg.open || setupStatus.textContent.startsWith('Port saved, but ')");
   await until_status('the old port is back', ({ uiPort }) => uiPort === 5270);
   assert.equal(page.url(), page_address);
   await page.keyboard.press('Escape');

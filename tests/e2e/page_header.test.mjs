@@ -308,6 +308,70 @@ for (const body of ['null', '5', 'true', '"ready"', '[]', '{', '']) {
   });
 }
 
+test('the_first_poll_is_sent_at_load_and_not_by_the_timer', async () => {
+  const page = await view.open(status());
+  const context = await view.browser.newContext();
+  const other = await context.newPage();
+  await other.addInitScript('window.setInterval = () => 0');
+  await other.route('**/api/status', (route) => view.answer_status(route));
+  await other.goto(page.url());
+  await other.waitForFunction('state !== null');
+  await context.close();
+});
+
+test('an_older_answer_that_comes_later_is_shown_like_any_other', async () => {
+  const page = await view.open(status());
+  await view.stop_polling();
+  const polls = await view.collect('/api/status');
+  const sent = [page.evaluate('refresh()'), page.evaluate('refresh()')];
+  await until('both are on their way', () => polls.length === 2);
+  for (const [poll, streamDeckCount] of [[1, 8], [0, 7]]) {
+    await view.fulfill(polls[poll], { status: 200, json: status({ streamDeckCount }) });
+    await view.until_text('deckStatus', String(streamDeckCount));
+  }
+  await Promise.all(sent);
+});
+
+const heard = () => view.page.evaluate('[heardBanner, heardActive, heardTransfer].map((one) => one.textContent)');
+const on_backup_now = { active: 'backup', activeSerial: 'SER-B' };
+test('what_changes_is_heard_once_and_a_transfer_at_once', async () => {
+  const page = await view.open(status());
+  await view.stop_polling();
+  const banner = 'PROTECTION ARMED · 0 active alerts';
+  assert.deepEqual(await heard(), [banner, '', '']);
+  const roles = await page.evaluate('[heardBanner, heardActive, heardTransfer].map((one) => one.role)');
+  assert.deepEqual(roles, ['status', 'status', 'alert']);
+  await page.evaluate(() => {
+    window.changes = 0;
+    new MutationObserver((list) => (window.changes += list.length)).observe(notices, { childList: true, characterData: true, subtree: true });
+  });
+  for (const [shown, wanted] of [
+    [status(on_backup_now), [banner, '', 'Backup is now active instead of Main.']],
+    [status(), [banner, '', 'Main is now active instead of Backup.']],
+    [status(nothing_active), [banner, 'No server is active.', '']],
+    [status(on_backup_now), [banner, 'Backup is now active.', '']],
+    [status({ ...on_backup_now, protection: protection({ armed: false }) }), ['AUTO FAILOVER DISARMED · 0 active alerts', 'Backup is now active.', '']],
+    ['away', ['AUTO FAILOVER DISARMED · 0 active alerts', 'Redundancy Control status service unavailable.', '']],
+    [status(on_backup_now), [banner, '', '']],
+  ]) {
+    await view.show(shown);
+    assert.deepEqual(await heard(), wanted);
+    await page.evaluate('changes = 0');
+    await view.show(shown);
+    assert.equal(await page.evaluate('changes'), 0);
+  }
+  view.complaints.length = 0; // the browser's own words about the failed requests
+});
+
+test('it_is_heard_with_a_dialog_open_as_well', async () => {
+  const page = await view.open_protection();
+  await view.show(status(on_backup_now));
+  assert.equal((await heard())[2], 'Backup is now active instead of Main.');
+  assert.equal(await page.evaluate('opened_dialog().contains(notices)'), true);
+  await page.keyboard.press('Escape');
+  assert.equal(await page.evaluate('notices.parentElement === document.body'), true);
+});
+
 const guarded = (changes) => status({ protection: protection(changes) });
 const unfit_cases = [
   ['no_system_in_the_list', status({ systems: [null] })],
@@ -389,6 +453,15 @@ test('fullscreen_falls_back_to_the_prefixed_call', async () => {
   await page.evaluate('document.documentElement.requestFullscreen = undefined');
   await page.click('#shellFullscreenButton');
   await page.waitForFunction('document.fullscreenElement === document.documentElement');
+});
+
+test('leaving_fullscreen_falls_back_to_the_prefixed_call', async () => {
+  const page = await view.open(plain());
+  await page.click('#shellFullscreenButton');
+  await page.waitForFunction('document.fullscreenElement === document.documentElement');
+  await page.evaluate('document.exitFullscreen = undefined');
+  await page.click('#shellFullscreenButton');
+  await page.waitForFunction('document.fullscreenElement === null');
 });
 
 for (const [name, refusal] of [

@@ -366,6 +366,76 @@ test('actions_move_and_go_and_no_edit_is_lost', async () => {
   assert.deepEqual(view.posts, []);
 });
 
+test('each_button_of_a_block_collects_all_drafts_first', async () => {
+  for (const button of ['Add Output Rule', 'Remove Rule', 'Add Action', 'Remove Action']) {
+    const page = await view.open_protection(with_policy({
+      outputRules: [rule(1, 'out-1', ''), rule(1, 'out-2', '')],
+      actions: [action({ name: 'A' }), action({ name: 'B' })],
+    }));
+    await in_action(0).getByLabel('Name', { exact: true }).fill('A edited');
+    await page.getByLabel('Response', { exact: true }).first().selectOption('2');
+    await page.fill('#vorLossMs', '2500');
+    await page.locator(`text=${button}`).last().click();
+    const { outputRules: edited, actions, lossMs } = await page.evaluate('vorDraft');
+    assert.deepEqual([edited[0].mode, actions[0].name, lossMs], [2, 'A edited', 2500], button);
+  }
+});
+
+test('an_enter_that_is_held_down_removes_one_block_alone', async () => {
+  const page = await view.open_protection(with_policy({
+    outputRules: [rule(1, 'out-1', ''), rule(1, 'out-2', '')],
+    actions: ['A', 'B', 'C'].map((name) => action({ name })),
+  }));
+  const left = async () => [await page.locator('.vor-rule').count(), await page.locator('.vor-action').count()];
+  for (const [button, wanted] of [['Remove Rule', [1, 3]], ['Remove Rule', [0, 3]], ['Remove Action', [0, 2]]]) {
+    await page.locator(`text=${button}`).first().focus();
+    await page.keyboard.down('Enter');
+    await page.keyboard.down('Enter');
+    await page.keyboard.up('Enter');
+    assert.deepEqual(await left(), wanted);
+    assert.equal(await page.evaluate("document.activeElement.role"), 'group');
+  }
+});
+
+for (const width of [1024, 1366, 1920]) {
+  test(`at_${width}_the_dialog_opens_at_its_top_below_header_and_banner_with_alerts_beside_settings`, async () => {
+    const page = await view.open_protection(with_policy({ actions: Array(8).fill(action()) }), { viewport: { width, height: 768 } });
+    const scrolled = () => page.$$eval('#vorProtectionBg .scrolls', (all) => all.map((one) => one.scrollTop));
+    await page.evaluate("for (const one of document.querySelectorAll('.scrolls')) one.scrollTop = 200");
+    assert.ok((await scrolled()).some((top) => top > 0));
+    await page.keyboard.press('Escape');
+    await page.click('text=Health & Alerts');
+    assert.deepEqual(await scrolled(), [0, 0, 0]);
+    const [banner, box, settings, history] = await page.$$eval(
+      '#vorBanner, #vorProtectionBg .dialog, .vor-settings, .vor-history',
+      (all) => all.map((one) => one.getBoundingClientRect().toJSON()),
+    );
+    assert.ok(box.top >= banner.bottom, `${box.top} px, the banner ends at ${banner.bottom}`);
+    assert.ok(history.left >= settings.right && history.top < settings.bottom);
+    const dimmed = await page.$eval('#vorProtectionBg', (one) => Number.parseFloat(getComputedStyle(one, '::before').top));
+    assert.ok(Math.abs(dimmed - banner.bottom) <= 1, `dimmed from ${dimmed} px on`);
+    const rows = await page.$$eval('#vorModes .field', (all) => all.map((one) => one.lastElementChild.getBoundingClientRect().left));
+    assert.ok(new Set(rows).size <= 2, `${rows}`);
+  });
+}
+
+test('the_health_of_each_side_has_a_shape_and_a_colour', async () => {
+  const page = await view.open_protection(guarded({ heldOnBackup: true, systems: [health('SER-A', { engineRunning: false }), health('SER-B')] }));
+  const marks = await page.$$eval('#vorHealthSummary p', (all) => all.map((one) => [getComputedStyle(one, '::before').content[1], getComputedStyle(one).color]));
+  assert.deepEqual(marks.map(([shape]) => shape).join(''), '■●▲');
+  assert.equal(new Set(marks.map(([, colour]) => colour)).size, 3);
+});
+
+test('the_live_parts_of_the_dialog_lose_their_colours_without_a_status', async () => {
+  const page = await view.open_protection();
+  const seen = () => page.$$eval('#vorHealthSummary, #vorOperations, #vorAlertList', (all) => all.map((one) => getComputedStyle(one).filter));
+  await view.show('away');
+  assert.deepEqual(await seen(), Array(3).fill('grayscale(1)'));
+  await view.show(status());
+  assert.deepEqual(await seen(), Array(3).fill('none'));
+  view.complaints.length = 0; // the browser's own words about the failed request
+});
+
 test('polling_does_not_disturb_what_is_typed', async () => {
   const page = await view.open_protection(with_policy({ actions: [action()] }));
   await page.fill('#vorLossMs', '2500');
@@ -440,6 +510,86 @@ const posts = [
   ['Take Backup', '/api/protection/operate', 'Operation completed.'],
   ['Test Saved Action', '/api/protection/test', 'Saved action queued for delivery.'],
 ];
+for (const [button, path] of posts) {
+  test(`a_message_gives_way_when_${path}_is_posted_and_the_result_comes_before_the_next_status`, async () => {
+    const page = await view.open_protection(with_policy({ actions: [action()] }));
+    await view.stop_polling();
+    await page.evaluate("say_in_protection('Old.', 'danger', 'Old.')");
+    const held = await view.hold(path);
+    const polls = await view.hold('/api/status');
+    await page.click(`text=${button}`);
+    await until('it is on its way', () => held.waiting() === 1);
+    assert.equal(await view.text('vorProtectionMessage'), '');
+    const beside = (id, which) => page.$eval(id, (one, pseudo) => getComputedStyle(one, pseudo).content, which);
+    assert.equal(await beside('#vorProtectionMessage', '::before'), '"Sending..."');
+    assert.equal(await beside('#vorOperations', '::after'), 'none');
+    held.release();
+    await page.waitForFunction("vorProtectionMessage.textContent !== ''");
+    await until('the status is asked for', () => polls.waiting() === 1);
+    polls.release();
+  });
+
+  for (const [name, reply, kind] of [
+    ['a_success', { status: 200, json: { ok: true } }, 'good'],
+    ['a_refusal', { status: 400, json: { ok: false, error: 'Not ready.' } }, 'danger'],
+  ]) {
+    test(`${name}_of_${path}_that_comes_after_the_dialog_was_closed_is_not_lost`, async () => {
+      const page = await view.open_protection(with_policy({ actions: [action()] }));
+      view.reply = reply;
+      const held = await view.hold(path);
+      await page.click(`text=${button}`);
+      await page.keyboard.press('Escape');
+      held.release();
+      const text = kind === 'good' ? posts.find(([, one]) => one === path)[2] : 'Not ready.';
+      await view.until_text('lateResult', text);
+      assert.equal(await view.visible('lateResult'), true);
+      assert.match((await view.read('lateResult')).lateResult.dot, new RegExp(kind));
+      view.complaints.length = 0; // the browser's own words about a refusal
+    });
+  }
+}
+
+test('a_late_result_goes_after_ten_seconds', async () => {
+  const page = await view.open(status());
+  await view.hold_timers();
+  await page.evaluate("show_late_result('Not ready.', 'danger')");
+  assert.equal(await view.visible('lateResult'), true);
+  await view.run_timers();
+  assert.equal(await view.visible('lateResult'), false);
+});
+
+test('a_refused_operation_is_told_beside_the_buttons_too', async () => {
+  const page = await view.open_protection();
+  view.reply = { status: 400, json: { ok: false, error: 'Not ready.' } };
+  const beside = () => page.$eval('#vorOperations', (one) => getComputedStyle(one, '::after').content);
+  await page.click('text=Take Backup');
+  await view.until_text('vorProtectionMessage', 'Not ready.');
+  assert.match(await beside(), /Not ready\./);
+  await page.click('text=Save Protection Settings');
+  await view.until_text('vorProtectionMessage', 'Not ready.');
+  assert.equal(await beside(), 'none');
+  view.complaints.length = 0; // the browser's own words about the refusals
+});
+
+test('what_makes_sense_now_stands_out_among_the_operations', async () => {
+  const page = await view.open_protection();
+  const marked = () => page.$$eval('.vor-operations button', (all) => all.filter(({ className }) => className).map(({ id }) => id));
+  const on_backup = { active: 'backup', activeSerial: 'SER-B' };
+  const backup_down = [health('SER-A'), health('SER-B', { engineRunning: false })];
+  const main_down = [health('SER-A', { engineRunning: false }), health('SER-B')];
+  for (const [shown, wanted] of [
+    [status(), ['vorTakeBackup']],
+    [guarded({ systems: backup_down }), []],
+    [guarded({}, on_backup), ['vorReturnMain']],
+    [guarded({ systems: main_down, alerts: [alert(1)] }, on_backup), ['vorAcknowledge']],
+    [guarded({ systems: main_down, alerts: [alert(1, { acknowledged: true })] }, on_backup), []],
+    [guarded({ armed: false }, nothing_active), ['vorArmButton']],
+  ]) {
+    await view.show(shown);
+    assert.deepEqual(await marked(), wanted);
+  }
+});
+
 test('a_reply_without_an_ok_counts_as_success', async () => {
   const page = await view.open_protection(with_policy({ actions: [action()] }));
   view.reply = { status: 200, json: {} };
@@ -526,7 +676,9 @@ test('a_policy_that_cannot_be_shown_opens_nothing', async () => {
   await page.click('text=Health & Alerts');
   assert.equal(await view.visible('vorProtectionBg'), false);
   assert.equal(await page.evaluate('vorDraft'), null);
-  assert.equal(await view.text('syncStatus'), 'Unavailable');
+  // The service itself is well.
+  assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
+  assert.equal(await view.text('lateResult'), 'Protection settings cannot be shown.');
   await view.show(status());
   await page.click('text=Health & Alerts');
   assert.equal(await view.visible('vorProtectionBg'), true);

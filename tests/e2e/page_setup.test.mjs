@@ -80,7 +80,7 @@ for (const [name, changes, read, wanted] of opening_cases) {
 
 test('every_control_has_its_words_and_its_tooltip', async () => {
   const page = await view.open_setup();
-  const dialog = page.locator('#setupBg [role=dialog]');
+  const dialog = page.getByRole('dialog', { name: 'Elvantris Redundancy Control' });
   for (const [label, tooltip] of [
     ['Enable live Main / Backup operation', 'Enable automatic Main / Backup operation and failover.'],
     ['Main system', 'Select the preferred Main Elvantris system.'],
@@ -228,7 +228,7 @@ const watch_message = (text) =>
       let shown;
       const look = () => {
         if (setupStatus.textContent === wanted) shown ??= [performance.now(), setupStatus.className];
-        if (shown && setupBg.hidden) resolve([performance.now() - shown[0], shown[1]]);
+        if (shown && !setupBg.open) resolve([performance.now() - shown[0], shown[1]]);
       };
       const every_change = { attributes: true, childList: true, characterData: true, subtree: true };
       new MutationObserver(look).observe(setupBg, every_change);
@@ -381,11 +381,25 @@ test('behind_a_save_that_never_ends_the_status_is_given_up_after_thirty_seconds'
   assert.deepEqual(await message(), ['Saving configuration...', '']);
 });
 
-for (const [name, reply] of [
-  ['a_success', () => saved({ serverUpdated: true, message: 'Written.' })],
-  ['a_warning', () => saved({ message: 'Main is offline.' })],
-  ['a_refusal', () => ({ status: 400, json: { ok: false, error: 'No such system.' } })],
-]) {
+const late_saves = [
+  ['a_success', () => saved({ serverUpdated: true, message: 'Written.' }), 'Written.', 'good'],
+  ['a_warning', () => saved({ message: 'Main is offline.' }), 'Main is offline.', 'warntext'],
+  ['a_refusal', () => refused, `${failed}No such system.`, 'danger'],
+];
+for (const [name, reply, text, kind] of late_saves) {
+  test(`${name}_that_comes_after_the_dialog_was_closed_is_shown_all_the_same`, async () => {
+    const page = await view.open_setup();
+    view.reply = reply();
+    const held = await view.hold('/api/configure');
+    await save();
+    await page.keyboard.press('Escape');
+    held.release();
+    await view.until_text('lateResult', text);
+    assert.equal(await view.visible('lateResult'), true);
+    assert.match((await view.read('lateResult')).lateResult.dot, new RegExp(kind));
+    view.complaints.length = 0; // the browser's own words about a refusal
+  });
+
   test(`${name}_that_comes_late_leaves_a_dialog_alone_that_was_opened_again`, async () => {
     const page = await view.open_setup();
     view.reply = reply();
@@ -401,8 +415,10 @@ for (const [name, reply] of [
     held.release();
     await page.waitForFunction('posts_pending === 0');
     assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
-    assert.deepEqual(await page.evaluate('timers'), []);
+    await view.until_text('lateResult', text);
+    assert.deepEqual((await page.evaluate('timers')).filter((ms) => ms < 10000), []);
     assert.equal(await view.visible('setupBg'), true);
+    assert.equal(await view.visible('lateResult'), true);
     view.complaints.length = 0; // the browser's own words about a refusal
   });
 }
@@ -478,6 +494,18 @@ test('a_port_that_was_put_back_ends_the_waiting_and_leaves_the_dialog_open', asy
   assert.equal(page.url(), 'http://127.0.0.1:5270/');
 });
 
+test('the_tries_for_a_new_port_are_200_ms_apart', async () => {
+  const page = await view.open_setup();
+  const pauses = await page.evaluate(async () => {
+    const asked = [];
+    window.fetch = async () => new Response(JSON.stringify({ uiPort: 5300, runtimeUiPort: 5270 }));
+    window.setTimeout = (act, ms) => asked.push(ms) && queueMicrotask(act);
+    await move_to_port(5300);
+    return asked;
+  });
+  assert.deepEqual(pauses, Array(30).fill(200));
+});
+
 test('after_thirty_tries_the_waiting_ends', async () => {
   const page = await view.open_setup();
   const outcome = await page.evaluate(async () => {
@@ -510,7 +538,7 @@ test('rediscover_posts_and_looks_again_whatever_comes_of_it', async () => {
       assert.ok(waited > 245, `${waited} ms`);
       await view.until_text('deckStatus', '7');
       assert.equal(view.posts.length, 1);
-      assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
+      await until_message('Discovery has ended. Open this dialog again to see what was found.');
       view.complaints.length = 0;
       return waited < 1000;
     });
@@ -536,6 +564,76 @@ test('without_a_status_it_asks_for_one_before_it_opens', async () => {
   await page.click('text=Configure Systems');
   await page.waitForSelector('#setupBg', { state: 'visible' });
   assert.equal(await value('uiPort'), '5333');
+});
+
+test('a_discovery_that_ends_late_says_nothing_over_a_save_or_in_a_dialog_opened_again', async () => {
+  const page = await view.open_setup();
+  await page.click('text=Rediscover Systems');
+  await view.hold('/api/configure');
+  await save();
+  await view.until_text('setupStatus', 'Saving configuration...');
+  const held = await view.hold('/api/discover');
+  await page.click('text=Rediscover Systems');
+  await page.keyboard.press('Escape');
+  await page.click('text=Configure Redundancy');
+  await view.stop_polling();
+  held.release();
+  await view.until_requests(1);
+  await page.waitForFunction('requests.every(({ answered }) => answered)');
+  assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
+});
+
+test('without_any_status_nothing_can_be_edited_or_saved_until_one_comes', async () => {
+  const page = await view.open('away', { query: '?configure=1' });
+  await view.until_text('syncStatus', 'Unavailable');
+  await page.click('text=Configure Redundancy');
+  await page.waitForSelector('#setupBg', { state: 'visible' });
+  const unavailable = 'Redundancy Control status service unavailable.';
+  assert.deepEqual(await message(), [unavailable, 'danger']);
+  assert.equal(await page.isDisabled('#setupSave'), true);
+  await page.evaluate('save_setup()');
+  assert.equal(await value('uiPort'), '');
+  assert.equal(await page.$eval('#uiPort', (field) => field.closest('[inert]') !== null), true);
+  assert.deepEqual(view.posts, []);
+  view.status = status({ uiPort: 5333 });
+  await page.waitForFunction("uiPort.value === '5333'");
+  assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
+  assert.equal(await page.isDisabled('#setupSave'), false);
+  await page.fill('#uiPort', '6000');
+  await view.show(status({ uiPort: 5334 }));
+  assert.equal(await value('uiPort'), '6000');
+  await save();
+  await closed();
+  assert.equal(view.posts[0].body.uiPort, 6000);
+  view.complaints.length = 0; // the browser's own words about the failed requests
+});
+
+test('while_the_status_cannot_be_read_the_dialog_says_so_at_opening', async () => {
+  const page = await view.open(status());
+  await view.show('away');
+  await page.click('text=Configure Redundancy');
+  assert.deepEqual(await message(), ['Redundancy Control status service unavailable.', 'danger']);
+  assert.equal(await value('uiPort'), '5270');
+  view.complaints.length = 0; // the browser's own words about the failed requests
+});
+
+test('after_a_failed_first_poll_configure_1_opens_it_with_the_first_status', async () => {
+  const page = await view.open('away', { query: '?configure=1' });
+  await view.until_text('syncStatus', 'Unavailable');
+  assert.equal(await view.visible('setupBg'), false);
+  view.status = status();
+  await page.waitForSelector('#setupBg', { state: 'visible' });
+  assert.equal(await value('mainSelect'), 'SER-A');
+  view.complaints.length = 0; // the browser's own words about the failed requests
+});
+
+test('the_focus_goes_to_the_header_if_the_card_that_had_it_is_gone', async () => {
+  const page = await view.open(status(nothing_active));
+  await page.click('text=Configure Systems');
+  await view.show(status());
+  assert.equal(await view.visible('standby'), false);
+  await page.keyboard.press('Escape');
+  assert.equal(await page.evaluate('document.activeElement.id'), 'openSetup');
 });
 
 test('a_second_click_before_the_first_status_leaves_the_edit_alone', async () => {

@@ -1,13 +1,23 @@
 # Joins the page's sources into two pieces of text: each has one document, one style sheet and one
 # script, which is made of many files. An edit of any of them takes part in the next build.
 
-# page_text(VARIABLE FILE...): the files' text, one behind the other.
+# page_text(VARIABLE FILE...): the files' text, one behind the other, without what is for the sources'
+# readers: comments that take whole lines of a script, those of a style sheet, most indentation.
 function(page_text variable)
     set(joined "")
     foreach(file IN LISTS ARGN)
         set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
                      ${CMAKE_CURRENT_SOURCE_DIR}/page/${file})
         file(READ page/${file} text)
+        if(file MATCHES "\\.css$")
+            string(REGEX REPLACE "/\\*[^*]*\\*/" "" text "${text}")
+        elseif(file MATCHES "\\.js$")
+            string(REGEX REPLACE "(^|\n) *//[^\n]*" "\\1" text "${text}")
+        endif()
+        if(NOT file MATCHES "\\.js$")
+            string(REGEX REPLACE "\n +" "\n" text "${text}")
+        endif()
+        string(REGEX REPLACE "\n( *\n)+" "\n" text "${text}")
         string(APPEND joined "${text}")
     endforeach()
     set(${variable} "${joined}" PARENT_SCOPE)
@@ -22,10 +32,10 @@ function(page_piece variable html css)
     set(${variable} "${document}" PARENT_SCOPE)
 endfunction()
 
-# page_line(VARIABLE FILE): the file in one line; what indents it is for its readers.
+# page_line(VARIABLE FILE): the file in one line.
 function(page_line variable file)
     page_text(text ${file})
-    string(REGEX REPLACE "\n *" "" text "${text}")
+    string(REPLACE "\n" "" text "${text}")
     set(${variable} "${text}" PARENT_SCOPE)
 endfunction()
 
@@ -39,6 +49,7 @@ page_piece(SHELL_PIECE shell/page.html shell/page.css
     shell/systems.js
     shell/header.js
     shell/work_area.js
+    shell/notices.js
     shell/dialogs.js
     shell/fullscreen.js
     shell/setup_dialog.js

@@ -67,7 +67,7 @@ function make_action_block(action, index) {
   const fields = action_fields.map((field) => make_action_field(action, field));
   return make(
     'div',
-    { className: 'vor-block vor-action', role: 'group', ariaLabel: `Action ${index + 1}` },
+    block_properties('vor-action', `Action ${index + 1}`),
     make_enable_box(action, index),
     make('div', { className: 'fields' }, ...fields),
     buttons,
@@ -102,7 +102,7 @@ function remove_action(index) {
   collect_draft();
   vorDraft.actions.splice(index, 1);
   fill_actions();
-  focus_in_block(by_id('vorActionList'), index, 'button:last-child');
+  focus_block(by_id('vorActionList'), index);
 }
 
 function move_action(index, step) {

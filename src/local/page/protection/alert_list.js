@@ -27,6 +27,7 @@ function make_alert(alert) {
     make('small', { textContent: alert_times(alert) }),
   );
   entry.dataset.severity = alert.severity;
+  entry.dataset.waiting = Boolean(alert.active && !alert.acknowledged);
   return entry;
 }
 

@@ -33,4 +33,5 @@ function render_banner(protection, alerts) {
   if (text.textContent === armed + notes) return;
   text.replaceChildren(make('b', { textContent: armed }), notes);
   text.title = armed + notes;
+  set_text(by_id('heardBanner'), armed + notes);
 }

@@ -26,10 +26,20 @@ const mode_options = [
   [2, 'Alert + failover'],
 ];
 
-// The list is built again, so the focus has to be put back: on what was moved or added, or beside
-// what is gone.
+const block_properties = (name, label) => ({
+  className: `vor-block ${name}`,
+  role: 'group',
+  ariaLabel: label,
+  tabIndex: -1,
+});
+
+// The list is built again, so the focus has to be put back: on what was moved or added.
 function focus_in_block(list, index, what) {
+  list.children[index].querySelector(what).focus();
+}
+
+// Beside what is gone, and on no button: an Enter that is still held down must not press it.
+function focus_block(list, index) {
   const blocks = list.children;
-  const block = blocks[Math.min(index, blocks.length - 1)];
-  (block?.querySelector(what) ?? list.nextElementSibling).focus();
+  (blocks[Math.min(index, blocks.length - 1)] ?? list).focus();
 }

@@ -72,6 +72,7 @@ function has_output_fault(side, health, { outputRules = [] }) {
   });
 }
 
+// With what its protected outputs add to it.
 function badge_condition(side, system, protection) {
   const health = health_of(system, protection);
   const condition = condition_of(health, protection.policy);

@@ -31,7 +31,7 @@ function make_rule_block(rule, index) {
   mode.dataset.key = 'mode';
   const block = make(
     'div',
-    { className: 'vor-block vor-rule', role: 'group', ariaLabel: `Output rule ${index + 1}` },
+    block_properties('vor-rule', `Output rule ${index + 1}`),
     make_field(
       'Main output',
       make_output_select(main, 'mainId', rule.mainId),
@@ -72,5 +72,5 @@ function remove_rule(index) {
   collect_draft();
   vorDraft.outputRules.splice(index, 1);
   fill_output_rules();
-  focus_in_block(by_id('vorOutputRules'), index, 'button');
+  focus_block(by_id('vorOutputRules'), index);
 }

@@ -15,16 +15,42 @@ function fill_protection_dialog() {
 
 function render_health_summary(protection) {
   const lines = sides.map(({ role }) => {
-    const health = health_of(system_with_role(role), protection);
-    return `${role}: ${condition_of(health, protection.policy).line}`;
+    const sample = health_of(system_with_role(role), protection);
+    const { line, health } = condition_of(sample, protection.policy);
+    return { text: `${role}: ${line}`, health };
   });
   if (protection.heldOnBackup) {
-    lines.push('Held on Backup. Recovery does not return automatically.');
+    lines.push({ text: 'Held on Backup. Recovery does not return automatically.', health: 'warn' });
   }
   const summary = by_id('vorHealthSummary');
   const shown = [...summary.children].map(({ textContent }) => textContent);
-  if (shown.join('\n') === lines.join('\n')) return;
-  summary.replaceChildren(...lines.map((line) => make('p', { textContent: line })));
+  if (shown.join('\n') === lines.map(({ text }) => text).join('\n')) return;
+  summary.replaceChildren(...lines.map(make_health_line));
+}
+
+function make_health_line({ text, health }) {
+  const line = make('p', { textContent: text });
+  line.dataset.health = health;
+  return line;
+}
+
+// The side that the show can be moved to now, if any.
+function ready_side(protection) {
+  const target = sides.find(({ id }) => id === { main: 'backup', backup: 'main' }[state.active]);
+  const system = target && system_with_role(target.role);
+  return system && badge_condition(target, system, protection).health === 'good' ? target.id : '';
+}
+
+// What makes sense now stands out; the rest stays possible.
+function emphasise_operations(protection) {
+  const side = ready_side(protection);
+  const waiting = (protection.alerts ?? []).some(
+    ({ active, acknowledged }) => active && !acknowledged,
+  );
+  by_id('vorTakeBackup').classList.toggle('primary', side === 'backup');
+  by_id('vorReturnMain').classList.toggle('primary', side === 'main');
+  by_id('vorAcknowledge').classList.toggle('waiting', waiting);
+  by_id('vorArmButton').classList.toggle('waiting', !protection.armed);
 }
 
 // What follows the status while the dialog is open. The rest belongs to the operator.
@@ -34,6 +60,7 @@ function render_protection_dialog(protection) {
     protection.armed ? 'Disarm Automatic Failover' : 'Arm Automatic Failover',
   );
   render_health_summary(protection);
+  emphasise_operations(protection);
   const running = protection.actionsBusy ? 'Outbound sequence running. ' : '';
   const last = protection.lastAction || 'No external actions have run.';
   set_text(by_id('vorLastAction'), running + last);
@@ -49,7 +76,7 @@ function open_protection() {
   } catch {
     // A policy that can't be shown can't be edited either.
     vorDraft = null;
-    show_service_unavailable();
+    show_late_result('Protection settings cannot be shown.', 'danger');
     return;
   }
   say_in_protection('');

@@ -1,26 +1,26 @@
-const say_in_protection = (text, kind) =>
+// A refused operation is told beside the buttons too, where the operator looks.
+function say_in_protection(text, kind = '', refused = '') {
   show_message(by_id('vorProtectionMessage'), text, kind);
+  by_id('vorOperations').dataset.refused = refused;
+}
 
 async function post_to_protection(path, body) {
   const { succeeded, reply } = await post(path, body);
-  await refresh();
   if (!succeeded || reply.ok === false) throw new Error(reply.error || 'Request failed.');
 }
 
-// Closed and opened again meanwhile, the dialog is about something else.
+// Whether it succeeded. What came of it is told before anything else is asked for; if the dialog was
+// closed meanwhile, or is open again for something else, in a place of its own.
 async function report_post(path, body, success) {
   const draft = vorDraft;
-  const say = (text, kind) => {
-    if (vorDraft === draft) say_in_protection(text, kind);
-  };
-  try {
-    await post_to_protection(path, body);
-  } catch (error) {
-    say(error.message, 'danger');
-    return false;
-  }
-  say(success, 'good');
-  return true;
+  say_in_protection('', 'sending');
+  const failure = await post_to_protection(path, body).catch((error) => error);
+  const [text, kind] = failure ? [failure.message, 'danger'] : [success, 'good'];
+  const refused = failure && 'operation' in body ? text : '';
+  if (draft && vorDraft === draft) say_in_protection(text, kind, refused);
+  else show_late_result(text, kind);
+  await refresh();
+  return !failure;
 }
 
 // What is live right now; without it nobody knows what to toggle or to keep.

@@ -1,55 +1,41 @@
-// At most one dialog is open; everything behind it is out of reach until it closes.
-let open_background = null;
-let focus_before = null;
+// At most one dialog is open. The browser itself keeps everything behind it out of reach. Its
+// element is the background, which fills the window; the box in it is what the operator sees.
+const opened_dialog = () => document.querySelector('dialog[open]');
 
 // A press that began inside and ended outside, as when text is marked, is no click on the
 // background.
-function prepare_dialog(background, close) {
+function prepare_dialog(dialog, close) {
   let pressed_inside = false;
-  background.close_dialog = close;
-  background.addEventListener('pointerdown', ({ target }) => {
-    pressed_inside = target !== background;
+  dialog.addEventListener('pointerdown', ({ target }) => {
+    pressed_inside = target !== dialog;
   });
-  background.addEventListener('click', ({ target }) => {
-    if (target === background && !pressed_inside) close();
+  dialog.addEventListener('click', ({ target }) => {
+    if (target === dialog && !pressed_inside) close();
     pressed_inside = false;
   });
+  dialog.addEventListener('cancel', (event) => {
+    event.preventDefault();
+    close();
+  });
 }
 
-function show_dialog(background) {
-  if (open_background === background) return;
-  open_background = background;
+let focus_before = null;
+
+// No control has the focus at first: an Enter that is held down must not press it.
+function show_dialog(dialog) {
+  if (opened_dialog()) return;
   focus_before = document.activeElement;
-  background.hidden = false;
-  by_id('shell').inert = true;
-  background.querySelector('.dialog').focus();
-  background.querySelector('.dialog-body').scrollTop = 0;
+  dialog.showModal();
+  dialog.append(by_id('notices'));
+  dialog.querySelector('.dialog').focus();
+  for (const part of dialog.querySelectorAll('.scrolls')) part.scrollTop = 0;
 }
 
-function hide_dialog(background) {
-  if (open_background !== background) return;
-  open_background = null;
-  background.hidden = true;
-  by_id('shell').inert = false;
-  focus_before?.focus();
+// Notices outside an open dialog could be neither seen nor heard. The focus goes back to where it
+// came from, or to the one button that is always there.
+function hide_dialog(dialog) {
+  if (!dialog.open) return;
+  dialog.close();
+  document.body.append(by_id('notices'));
+  (focus_before.checkVisibility() ? focus_before : by_id('openSetup')).focus();
 }
-
-const reachable_by_keyboard = 'button, input, select, textarea, [tabindex="0"]';
-
-// Only the step over either end is ours; the dialog itself stands before its first control.
-function keep_focus_inside(event) {
-  const controls = [...open_background.querySelectorAll(reachable_by_keyboard)];
-  const focused = document.activeElement;
-  const leaves = event.shiftKey
-    ? focused === controls[0] || !controls.includes(focused)
-    : focused === controls.at(-1);
-  if (!leaves && open_background.contains(focused)) return;
-  event.preventDefault();
-  controls.at(event.shiftKey ? -1 : 0).focus();
-}
-
-document.addEventListener('keydown', (event) => {
-  if (!open_background) return;
-  if (event.key === 'Escape') open_background.close_dialog();
-  else if (event.key === 'Tab') keep_focus_inside(event);
-});

@@ -18,6 +18,9 @@ function show_status(status) {
     state = before;
     throw error;
   }
+  hear_active(before, state);
+  const heard = by_id('heardActive');
+  if (heard.textContent === service_unavailable) set_text(heard, '');
 }
 
 let polls_sent = 0;
@@ -38,6 +41,7 @@ async function refresh() {
     if (poll > newest_shown) show_service_unavailable();
     return;
   }
+  offer_setup_at_last();
   if (launchConfigure && !configureOpened) {
     configureOpened = true;
     open_setup();

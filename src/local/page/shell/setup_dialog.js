@@ -44,12 +44,26 @@ function fill_setup_dialog() {
 let setup_closing = 0;
 let setup_openings = 0;
 
+// Without a status there is nothing to edit: what stood there would be saved over what is stored.
+function offer_setup() {
+  const [body] = by_id('setupBg').getElementsByClassName('dialog-body');
+  body.inert = !state;
+  by_id('setupSave').disabled = !state;
+  if (state) fill_setup_dialog();
+  if (is_blind()) show_message(by_id('setupStatus'), service_unavailable, 'danger');
+}
+
+// The first status fills the dialog that was opened before it came.
+function offer_setup_at_last() {
+  if (by_id('setupBg').open && by_id('setupSave').disabled) offer_setup();
+}
+
 async function open_setup() {
   if (!state) await refresh();
-  if (open_background) return;
+  if (opened_dialog()) return;
   clearTimeout(setup_closing);
   setup_openings += 1;
-  fill_setup_dialog();
+  offer_setup();
   show_dialog(by_id('setupBg'));
 }
 
@@ -58,10 +72,14 @@ function close_setup() {
   hide_dialog(by_id('setupBg'));
 }
 
+// The lists are filled at opening alone, and tell what came of it.
 async function rediscover() {
-  // The list of systems tells what came of it.
+  const opening = setup_openings;
   await post('/api/discover').catch(() => {});
-  setTimeout(refresh, 250);
+  await pause(250);
+  await refresh();
+  if (opening !== setup_openings || setup_posting === opening) return;
+  say_in_setup('Discovery has ended. Open this dialog again to see what was found.');
 }
 
 prepare_dialog(by_id('setupBg'), close_setup);

@@ -21,6 +21,10 @@ function setup_error({ enabled, mainSerial, backupSerial, uiPort }) {
 
 const say_in_setup = (text, kind) => show_message(by_id('setupStatus'), text, kind);
 
+const saved_text = ({ message }) => message || 'Configuration saved.';
+const saved_kind = ({ serverUpdated }) => (serverUpdated ? 'good' : 'warntext');
+const failed_text = (failure) => `Unable to save configuration: ${failure}`;
+
 // True once the page is on its way to the new port; false if the program stays on the old one.
 async function move_to_port(port) {
   for (let tries = 0; tries < 30; tries += 1) {
@@ -47,9 +51,9 @@ async function follow_port(port) {
 }
 
 // A warning stays for longer, to be read.
-async function finish_setup({ message, serverUpdated }) {
-  say_in_setup(message || 'Configuration saved.', serverUpdated ? 'good' : 'warntext');
-  setup_closing = setTimeout(close_setup, serverUpdated ? 700 : 1500);
+async function finish_setup(reply) {
+  say_in_setup(saved_text(reply), saved_kind(reply));
+  setup_closing = setTimeout(close_setup, reply.serverUpdated ? 700 : 1500);
   await refresh();
 }
 
@@ -72,17 +76,21 @@ async function send_setup(form) {
   setup_posting = opening;
   say_in_setup('Saving configuration...');
   const { reply, failure } = await post_setup(form);
-  // Closed and opened again meanwhile, the dialog is about something else. A page whose port goes
-  // away follows it all the same.
-  if (opening !== setup_openings && !reply?.uiPortChanged) return;
   if (setup_posting === opening) setup_posting = 0;
-  if (failure) say_in_setup(`Unable to save configuration: ${failure}`, 'danger');
+  // Closed meanwhile, or opened again for something else: then the dialog is no place for it. A page
+  // whose port goes away follows it all the same.
+  if ((opening !== setup_openings || !by_id('setupBg').open) && !reply?.uiPortChanged) {
+    if (failure) show_late_result(failed_text(failure), 'danger');
+    else show_late_result(saved_text(reply), saved_kind(reply));
+    return;
+  }
+  if (failure) say_in_setup(failed_text(failure), 'danger');
   else if (reply.uiPortChanged) await follow_port(form.uiPort);
   else await finish_setup(reply);
 }
 
 async function save_setup() {
-  if (setup_posting === setup_openings) return;
+  if (!state || setup_posting === setup_openings) return;
   clearTimeout(setup_closing);
   const form = read_setup_form();
   const error = setup_error(form);
