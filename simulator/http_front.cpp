@@ -79,7 +79,7 @@ void http_front::serve(int descriptor) {
         break;
     }
     state_.record_call(request.path, request.head, request.body);
-    const std::optional<answer_fault> fault = state_.fault_for(request.path);
+    const std::optional<answer_fault> fault = state_.next_fault(request.path);
     if (fault)
         misbehave(descriptor, *fault, stop_, [&] { return parse_reply(ask_application(request)); });
     else

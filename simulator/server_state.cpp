@@ -56,12 +56,17 @@ switches server_state::broken() const {
     return broken_;
 }
 
-std::optional<answer_fault> server_state::fault_for(const std::string& path) const {
+std::optional<answer_fault> server_state::next_fault(const std::string& path) {
     const std::lock_guard lock(mutex_);
     auto found = broken_.faults.find(path);
     if (found == broken_.faults.end()) found = broken_.faults.find("*");
     if (found == broken_.faults.end()) return std::nullopt;
-    return found->second;
+    const answer_fault fault = found->second;
+    if (fault.times > 0 && --found->second.times == 0) {
+        switches_set_["faults"].erase(found->first);
+        broken_.faults.erase(found);
+    }
+    return fault;
 }
 
 void server_state::record_command(received_message message) {

@@ -61,8 +61,9 @@ public:
     switches broken() const;
     // Has a lock of its own.
     deck_sessions& decks() noexcept { return decks_; }
-    // The fault of this path, else that of every path.
-    std::optional<answer_fault> fault_for(const std::string& path) const;
+    // The fault of the request that has come to this path: its own, else that of every path. One
+    // that was set for so many requests is gone behind the last.
+    std::optional<answer_fault> next_fault(const std::string& path);
 
     void record_command(received_message message);
     void record_discovery_request();

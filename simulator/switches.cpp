@@ -123,6 +123,7 @@ private:
 answer_fault read_fault(const ordered_json& document, const std::string& path) {
     object_reader reader(document, "faults[" + path + "]");
     answer_fault fault;
+    fault.times = reader.number("times", 0, any_number);
     fault.hang = reader.flag("hang");
     fault.delay_ms = reader.number("delayMs", 0, longest_delay_ms);
     fault.raw = reader.optional_text("raw");

@@ -22,6 +22,7 @@ enum class key_spelling { usual, camel_case, pascal_case };
 
 // How one path, or every path, answers wrongly. The fields work together.
 struct answer_fault {
+    std::int64_t times = 0; // so many requests; 0: all of them
     bool hang = false;
     std::int64_t delay_ms = 0;
     std::optional<std::string> raw; // the whole answer, status line included

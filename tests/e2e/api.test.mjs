@@ -57,6 +57,19 @@ test('the_status_is_whole_from_the_first_moment_though_no_server_was_ever_heard'
   assert.deepEqual([status.active, status.activeSerial], ['none', '']);
 });
 
+test('the_page_is_served_while_the_api_is_held_and_no_server_answers', async () => {
+  const holder = await Connection.open(5251);
+  await holder.write('POST /api/configure HTTP/1.1\r\nContent-Length: 100\r\n\r\n{');
+  await assert.rejects(call('127.0.0.1', 5251, 'GET', '/api/status', undefined, 500), /no answer/);
+  for (const path of ['/', '/?configure=1']) {
+    const { status, body } = await call('127.0.0.1', 5270, 'GET', path);
+    assert.equal(status, 200);
+    assert.match(body, /^<!doctype html>[^]*<\/html>\s*$/i);
+  }
+  holder.drop();
+  assert.equal((await get_status()).active, 'none');
+});
+
 test('a_reply_has_the_heads_that_a_page_of_another_port_needs', async () => {
   const reply = await exchange(5251, 'GET /api/status HTTP/1.1\r\n\r\n');
   const body = reply.slice(reply.indexOf('\r\n\r\n') + 4);

@@ -129,6 +129,15 @@ test('a_fault_of_a_path_is_replaced_whole_and_null_takes_it_away', async () => {
   assert.deepEqual(answer.switches.faults, {});
 });
 
+test('a_fault_of_so_many_requests_is_gone_behind_the_last', async () => {
+  await fault({ status: 500, times: 2 });
+  assert.equal((await network.get('main', path)).status, 500);
+  assert.equal((await network.get('main', path)).status, 500);
+  assert.equal((await network.get('main', path)).status, 200);
+  await network.switch('main', { frames: 'frozen' });
+  assert.equal((await network.get('main', path)).status, 200, 'it stays gone');
+});
+
 test('the_closed_web_port_refuses_and_opens_again', async () => {
   const closed = await network.switch('main', { httpPort: 'closed' });
   assert.equal(closed.switches.httpPort, 'closed');

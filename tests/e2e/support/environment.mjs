@@ -9,12 +9,12 @@ export { addresses, patience_ms, until };
 
 // For figures and moments that a busy machine can spoil. An attempt that came too late gives
 // nothing, and is made again, so often and no more; a rule that it finds broken is thrown.
-export async function in_time(what, attempt) {
-  for (let tries = 0; tries < 5; tries += 1) {
+export async function in_time(what, attempt, most_tries = 5) {
+  for (let tries = 0; tries < most_tries; tries += 1) {
     const outcome = await attempt();
     if (outcome) return outcome;
   }
-  throw new Error(`too late five times: ${what}`);
+  throw new Error(`too late ${most_tries} times: ${what}`);
 }
 
 export const root = path.join(path.dirname(fileURLToPath(import.meta.url)), '..', '..', '..');
