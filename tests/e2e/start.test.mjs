@@ -210,6 +210,8 @@ test('a_taken_ui_port_ends_the_start_with_4_and_the_api_port_is_free_again', asy
 
 test('the_ui_port_changes_while_the_program_runs_and_goes_back_from_a_taken_one', async () => {
   await workstation.start('--background');
+  // A port that is changed before the page has one is no change for the page.
+  await page(5270);
   const changed = await post('/api/configure', { uiPort: 5290 });
   assert.deepEqual([changed.ok, changed.uiPort, changed.uiPortChanged], [true, 5290, true]);
   await until_status('the page has moved', ({ runtimeUiPort }) => runtimeUiPort === 5290);
