@@ -1,0 +1,195 @@
+// Mutation testing: `scripts/mutants` tells how it is called.
+import { execFileSync, spawnSync } from 'node:child_process';
+import fs from 'node:fs';
+import path from 'node:path';
+
+const [folder, seed = '1', count = '60'] = process.argv.slice(2);
+if (!folder || !fs.existsSync(`src/${folder}`) || !(Number(seed) >= 0) || !(Number(count) > 0)) {
+  console.error('usage: scripts/mutants FOLDER [SEED [COUNT]]');
+  process.exit(2);
+}
+
+const copy = path.resolve('build/mutants');
+const binaries = path.join(copy, 'build/linux');
+const wanted_rate = 0.95;
+const time_limit_ms = 180_000;
+
+// ---- What may be changed ----
+
+const swaps = (kind, pairs) =>
+  pairs.map(([from, to]) => ({ kind, pattern: new RegExp(` ${from} `, 'g'), change: () => ` ${to} ` }));
+
+// Our formatter puts a blank on both sides of an operator, and on no side of a template's bracket.
+const rules = [
+  ...swaps('comparison', [
+    ['<', '<='],
+    ['<=', '<'],
+    ['>', '>='],
+    ['>=', '>'],
+    ['==', '!='],
+    ['!=', '=='],
+  ]),
+  ...swaps('boolean operator', [
+    ['&&', '||'],
+    ['\\|\\|', '&&'],
+  ]),
+  { kind: 'constant', pattern: /\btrue\b/g, change: () => 'false' },
+  { kind: 'constant', pattern: /\bfalse\b/g, change: () => 'true' },
+  {
+    kind: 'constant',
+    pattern: /(?<![\w.'])\d[\d']*(?![\w.'])/g,
+    change: (number) => `${Number(number.replaceAll("'", '')) + 1}`,
+  },
+  {
+    kind: 'negated condition',
+    pattern: /\b(?:if|while) \((?!const |auto |constexpr )(.+)\)(?= [{\w]|$)/g,
+    change: (text) => text.replace(/\((.+)\)$/, '(!($1))'),
+  },
+  {
+    kind: 'removed statement',
+    pattern: /(?<=^ +)(?!return|throw|using|static|const|case|public|private)[\w.:[\]()*&>-]+(?:\(.*\)| \+?= .*|\+\+|--);$/g,
+    change: () => ';',
+  },
+];
+
+// Neither comments nor texts nor the preprocessor.
+function code_of(line) {
+  if (/^\s*#/.test(line)) return '';
+  return line
+    .replace(/"(?:[^"\\]|\\.)*"/g, (text) => `"${'~'.repeat(text.length - 2)}"`)
+    .replace(/\/\/.*$/, '');
+}
+
+function mutants_of(file) {
+  const found = [];
+  fs.readFileSync(file, 'utf8').split('\n').forEach((line, index) => {
+    const code = code_of(line);
+    for (const { kind, pattern, change } of rules) {
+      for (const { 0: match, index: at } of code.matchAll(pattern)) {
+        const original = line.slice(at, at + match.length);
+        const changed = line.slice(0, at) + change(original) + line.slice(at + match.length);
+        found.push({ file, line: index, kind, from: line, to: changed });
+      }
+    }
+  });
+  return found;
+}
+
+// ---- Which are chosen ----
+
+// A small generator (mulberry32), so that a seed says all.
+function random_from(start) {
+  let state = start;
+  return () => {
+    state = (state + 0x6d2b79f5) | 0;
+    let mixed = Math.imul(state ^ (state >>> 15), 1 | state);
+    mixed = (mixed + Math.imul(mixed ^ (mixed >>> 7), 61 | mixed)) ^ mixed;
+    return ((mixed ^ (mixed >>> 14)) >>> 0) / 2 ** 32;
+  };
+}
+
+function shuffled(list, random) {
+  const result = [...list];
+  for (let last = result.length - 1; last > 0; --last) {
+    const other = Math.floor(random() * (last + 1));
+    [result[last], result[other]] = [result[other], result[last]];
+  }
+  return result;
+}
+
+// ---- Whether anybody notices ----
+
+const build = (target) =>
+  spawnSync('nice', ['ninja', '-j2', '-C', binaries, target], { stdio: 'ignore' }).status === 0;
+
+function passes([program, ...words]) {
+  const { status } = spawnSync(path.join(binaries, program), words, {
+    stdio: 'ignore',
+    timeout: time_limit_ms,
+    killSignal: 'SIGKILL',
+  });
+  return status === 0;
+}
+
+// The test suites of this folder: `TEST(suite, name)`.
+function tests_of(layer) {
+  const tests = `tests/${layer}/${folder}`;
+  if (!fs.existsSync(tests)) return undefined;
+  const suites = new Set();
+  for (const name of fs.readdirSync(tests, { recursive: true })) {
+    if (!name.endsWith('.cpp')) continue;
+    const text = fs.readFileSync(path.join(tests, name), 'utf8');
+    for (const [, suite] of text.matchAll(/^TEST(?:_[FP])?\((\w+),/gm)) suites.add(`*${suite}.*`);
+  }
+  return [`${layer}_tests`, `--gtest_filter=${[...suites].join(':')}`];
+}
+
+// The cheapest first: most mutants live no longer.
+const stages = [
+  folder === 'protection' && ['protection_model', '--cycles', '100000'],
+  tests_of('unit'),
+  tests_of('integration'),
+].filter(Boolean);
+
+// The stage that noticed; 'nobody', or 'the compiler' for what is no program at all.
+function who_notices({ file, line, to }) {
+  const target = path.join(copy, file);
+  const original = fs.readFileSync(target, 'utf8');
+  const lines = original.split('\n');
+  lines[line] = to;
+  fs.writeFileSync(target, lines.join('\n'));
+  try {
+    for (const stage of stages) {
+      if (!build(stage[0])) return 'the compiler';
+      if (!passes(stage)) return stage[0];
+    }
+    return 'nobody';
+  } finally {
+    fs.writeFileSync(target, original);
+  }
+}
+
+function prepare_copy() {
+  fs.mkdirSync(path.join(copy, 'build'), { recursive: true });
+  for (const name of fs.readdirSync(copy)) {
+    if (name !== 'build') fs.rmSync(path.join(copy, name), { recursive: true });
+  }
+  const ours = execFileSync('git', ['ls-files', '-co', '--exclude-standard', '-z'], {
+    encoding: 'utf8',
+  });
+  // What has its old time isn't built again.
+  for (const name of ours.split('\0').filter((each) => each && fs.existsSync(each))) {
+    fs.cpSync(name, path.join(copy, name), { preserveTimestamps: true });
+  }
+  fs.rmSync(path.join(copy, 'build/lib'), { force: true });
+  fs.symlinkSync(path.resolve('build/lib'), path.join(copy, 'build/lib'));
+  execFileSync('cmake', ['--preset', 'linux'], {
+    cwd: copy,
+    stdio: ['ignore', 'ignore', 'inherit'],
+    env: { CMAKE_CXX_COMPILER_LAUNCHER: 'ccache', ...process.env },
+  });
+  for (const stage of stages) {
+    if (!build(stage[0]) || !passes(stage)) throw new Error(`${stage[0]} fails without a mutant`);
+  }
+}
+
+const tell = ({ file, line, kind, from, to }) =>
+  `${file}:${line + 1}: ${kind}\n  - ${from.trim()}\n  + ${to.trim()}`;
+
+prepare_copy();
+const sources = execFileSync('git', ['ls-files', `src/${folder}/*.[ch]pp`], { encoding: 'utf8' });
+const all = sources.trim().split('\n').flatMap(mutants_of);
+const survivors = [];
+let tried = 0;
+for (const mutant of shuffled(all, random_from(Number(seed)))) {
+  if (tried === Number(count)) break;
+  const noticed = who_notices(mutant);
+  if (noticed === 'the compiler') continue;
+  ++tried;
+  if (noticed === 'nobody') survivors.push(mutant);
+  console.log(`${tried} noticed by ${noticed}: ${tell(mutant)}`);
+}
+const killed = tried - survivors.length;
+console.log(`\nsurvived:\n${survivors.map(tell).join('\n')}\n`);
+console.log(`${killed} of ${tried} killed (${all.length} possible), seed ${seed}`);
+process.exit(killed >= wanted_rate * tried ? 0 : 1);
