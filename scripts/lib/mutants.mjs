@@ -17,7 +17,11 @@ const time_limit_ms = 180_000;
 // ---- What may be changed ----
 
 const swaps = (kind, pairs) =>
-  pairs.map(([from, to]) => ({ kind, pattern: new RegExp(` ${from} `, 'g'), change: () => ` ${to} ` }));
+  pairs.map(([from, to]) => ({
+    kind,
+    pattern: new RegExp(` ${from} `, 'g'),
+    change: () => ` ${to} `,
+  }));
 
 // Our formatter puts a blank on both sides of an operator, and on no side of a template's bracket.
 const rules = [
@@ -47,7 +51,8 @@ const rules = [
   },
   {
     kind: 'removed statement',
-    pattern: /(?<=^ +)(?!return|throw|using|static|const|case|public|private)[\w.:[\]()*&>-]+(?:\(.*\)| \+?= .*|\+\+|--);$/g,
+    pattern:
+      /(?<=^ +)(?!return|throw|using|static|const|case)[\w.:[\]()*&>-]+(?:\(.*\)| \+?= .*|\+\+);$/g,
     change: () => ';',
   },
 ];
@@ -149,18 +154,25 @@ function who_notices({ file, line, to }) {
   }
 }
 
+// What is as it was isn't built again.
+function replace_if_changed(file, content) {
+  if (fs.existsSync(file) && fs.readFileSync(file).equals(content)) return;
+  fs.mkdirSync(path.dirname(file), { recursive: true });
+  fs.writeFileSync(file, content);
+}
+
 function prepare_copy() {
   fs.mkdirSync(path.join(copy, 'build'), { recursive: true });
-  for (const name of fs.readdirSync(copy)) {
-    if (name !== 'build') fs.rmSync(path.join(copy, name), { recursive: true });
-  }
-  const ours = execFileSync('git', ['ls-files', '-co', '--exclude-standard', '-z'], {
+  const listed = execFileSync('git', ['ls-files', '-co', '--exclude-standard', '-z'], {
     encoding: 'utf8',
   });
-  // What has its old time isn't built again.
-  for (const name of ours.split('\0').filter((each) => each && fs.existsSync(each))) {
-    fs.cpSync(name, path.join(copy, name), { preserveTimestamps: true });
+  const ours = new Set(listed.split('\0').filter((name) => name && fs.existsSync(name)));
+  for (const name of fs.readdirSync(copy, { recursive: true })) {
+    const file = path.join(copy, name);
+    const stale = !name.startsWith('build') && !ours.has(name) && fs.lstatSync(file).isFile();
+    if (stale) fs.rmSync(file);
   }
+  for (const name of ours) replace_if_changed(path.join(copy, name), fs.readFileSync(name));
   fs.rmSync(path.join(copy, 'build/lib'), { force: true });
   fs.symlinkSync(path.resolve('build/lib'), path.join(copy, 'build/lib'));
   execFileSync('cmake', ['--preset', 'linux'], {

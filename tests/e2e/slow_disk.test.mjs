@@ -48,7 +48,8 @@ const acts = {
   arming: () => operate('arm'),
   a_transfer: () => operate('backup'),
 };
-const held = 'Operator requested transfer; operating on Backup. Return to Main manually when ready.';
+const held =
+  'Operator requested transfer; operating on Backup. Return to Main manually when ready.';
 
 for (const [name, act] of Object.entries(acts)) {
   for (const slow of ['main', 'backup']) {

@@ -2,7 +2,14 @@
 // busy machine must not make a healthy server look lost: six polls in a row would have to fail.
 import { addresses, until } from './environment.mjs';
 import { Server } from './network.mjs';
-import { active_alerts, get_status, operate, post, until_status } from './operator.mjs';
+import {
+  active_alerts,
+  get_status,
+  operate,
+  post,
+  system_of,
+  until_status,
+} from './operator.mjs';
 import { Workstation } from './workstation.mjs';
 
 export const quick_policy = {
@@ -45,6 +52,8 @@ export class Pair {
     prepare(pair.workstation);
     await pair.workstation.start();
     await pair.settle();
+    // A program that is stopped meanwhile would tell that Backup hasn't followed.
+    await until_status('Backup has the new show', follows);
     return pair;
   }
 
@@ -69,6 +78,13 @@ export class Pair {
 
 // The notice of a transfer, and an outbound step that has not succeeded since.
 const stands_for_long = (message) => / \/ |; operating on /.test(message);
+
+function follows(status) {
+  const [main, backup] = ['SER-A', 'SER-B'].map((serial) => system_of(status, serial));
+  return (
+    main.replicationRevision >= 1 && backup.replicationAppliedRevision === main.replicationRevision
+  );
+}
 
 function is_well(status) {
   return (
