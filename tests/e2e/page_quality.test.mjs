@@ -7,6 +7,7 @@ import { after, afterEach, before, test } from 'node:test';
 
 import { root } from './support/environment.mjs';
 import { call, Connection } from './support/http.mjs';
+import { page_states } from './support/page_states.mjs';
 import {
   action, alert, backup, health, main, nothing_active, offline, policy, protection, status,
 } from './support/page_status.mjs';
@@ -69,6 +70,14 @@ async function violations() {
     axe.run({ exclude: [['iframe']] }, { runOnly: ['wcag2a', 'wcag2aa', 'wcag21a', 'wcag21aa', 'wcag22aa', 'best-practice'] }),
   );
   return found.flatMap(({ id, nodes }) => nodes.map(({ html, any }) => `${id}: ${html} ${any[0]?.message ?? ''}`));
+}
+
+for (const [name, open] of Object.entries(page_states)) {
+  test(`${name}_is_accessible`, async () => {
+    await open(view, { viewport: { width: 1366, height: 768 } });
+    assert.deepEqual(await violations(), []);
+    view.complaints.length = 0; // the browser's own words about requests that a state lets fail
+  });
 }
 
 for (const [width, height] of [[1024, 600], [1920, 1080]]) {

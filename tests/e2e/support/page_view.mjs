@@ -56,7 +56,7 @@ export class PageView {
   }
 
   async new_page() {
-    const page = await this.browser.newPage();
+    const page = await this.browser.newPage({ locale: 'en-US', timezoneId: 'UTC' });
     page.setDefaultTimeout(patience_ms);
     this.complaints = watch_complaints(page);
     this.hosts = new Set();
