@@ -162,6 +162,19 @@ test('the_banner_is_red_with_alerts_and_amber_while_backup_is_held', async () =>
   assert.deepEqual((await measure(page, '#vorBanner')).background, normal.background);
 });
 
+test('an_acknowledged_alert_is_calmer_than_one_that_waits', async () => {
+  const calm = alert(2, { acknowledged: true });
+  const page = await view.open_protection(status({ protection: protection({ alerts: [alert(1), calm] }) }));
+  const waiting = await measure(page, '.vor-alert:last-child');
+  const acknowledged = await measure(page, '.vor-alert:first-child');
+  assert_colour(waiting.background, 'red');
+  assert_colour(acknowledged.background, 'grey');
+  assert.ok(contrast_of_grounds(waiting, acknowledged) >= 2);
+  for (const part of ['b', 'span', 'small']) {
+    assert.ok(contrast_of_text(await measure(page, `.vor-alert:last-child ${part}`)) >= 4.5);
+  }
+});
+
 test('a_sync_chip_that_is_not_well_differs_from_one_that_is', async () => {
   const page = await view.open(status());
   const normal = await measure(page, '#syncBadge');

@@ -1,5 +1,5 @@
 function make_banner() {
-  const text = make('p', { className: 'vor-banner-text' });
+  const text = make('p', { className: 'vor-banner-text', role: 'status' });
   const button = make('button', {
     type: 'button',
     className: 'bar-button',
@@ -33,5 +33,6 @@ function render_banner(protection, alerts) {
   if (text.textContent === armed + notes) return;
   text.replaceChildren(make('b', { textContent: armed }), notes);
   text.title = armed + notes;
-  set_text(by_id('heardBanner'), armed + notes);
+  // Behind an open dialog nothing is heard.
+  set_text(by_id('heardBanner'), opened_dialog() ? armed + notes : '');
 }
