@@ -13,7 +13,6 @@ const stay = options.includes('--stay');
 const api = 'http://127.0.0.1:5251/api';
 const serials = { main: 'SIM-A', backup: 'SIM-B' };
 const names = { main: 'Stage left', backup: 'Stage right' };
-const sides = { main: 'Main', backup: 'Backup' };
 const grace_ms = 1000;
 const monitor_cycle_ms = 250;
 const device = { host: addresses.device, port: 7000, timeoutMs: 500, enabled: true };

@@ -98,6 +98,8 @@ check_lint() {
             --extra-arg=-Wno-shadow --extra-arg=-Wthread-safety
 }
 
+check_scripts() { tests/e2e/node_modules/.bin/eslint --max-warnings 0 .; }
+
 # Where the machine has a compiler cache, a new build folder uses its results.
 build_preset() {
     if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi

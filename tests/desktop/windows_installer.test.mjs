@@ -20,7 +20,6 @@ import {
   no_icon,
   open_menu,
   restart_desktop,
-  run,
   run_value,
   take_picture,
   the_icon,

@@ -332,7 +332,7 @@ test('a_second_save_closes_the_dialog_like_a_first', async () => {
 });
 
 test('while_a_save_is_on_its_way_the_dialog_says_so_and_sends_no_second', async () => {
-  const page = await view.open_setup();
+  await view.open_setup();
   const held = await view.hold('/api/configure');
   await save();
   assert.deepEqual(await message(), ['Saving configuration...', '']);
