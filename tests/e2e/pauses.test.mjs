@@ -1,10 +1,11 @@
 // The workstation was away, slow, or cut off: nothing that is healthy moves.
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
+import fs from 'node:fs';
 import { after, before, beforeEach, test } from 'node:test';
 import { setTimeout as sleep } from 'node:timers/promises';
 
-import { windows } from './support/environment.mjs';
+import { addresses, windows } from './support/environment.mjs';
 import { get_status, until_active, until_alert, until_recovered } from './support/operator.mjs';
 import { mark, Pair } from './support/pair.mjs';
 
@@ -63,11 +64,14 @@ test('the_own_interface_going_down_moves_nothing', { skip: windows }, async () =
   }
 });
 
-// The system looks a silent neighbour up once a second only, which would hide how soon we ask.
+// A system looks a silent neighbour up once a second only, which would hide how soon we ask.
 function know_neighbours() {
-  for (const { address } of [pair.main, pair.backup]) {
-    const [, mac] = ip('neigh', 'show', address).match(/lladdr (\S+)/);
-    ip('neigh', 'replace', address, 'lladdr', mac, 'dev', own_interface(), 'nud', 'permanent');
+  const name = own_interface();
+  const own_mac = fs.readFileSync(`/sys/class/net/${name}/address`, 'utf8').trim();
+  for (const server of [pair.main, pair.backup]) {
+    const [, mac] = ip('neigh', 'show', server.address).match(/lladdr (\S+)/);
+    ip('neigh', 'replace', server.address, 'lladdr', mac, 'dev', name, 'nud', 'permanent');
+    server.know_neighbour(addresses.workstation, own_mac);
   }
 }
 

@@ -123,6 +123,14 @@ export class Server {
     execFileSync(script, ['unplug', network, this.host]);
   }
 
+  // It need not look that address up any more.
+  know_neighbour(address, mac) {
+    const run = (...words) =>
+      execFileSync(script, ['run', network, this.host, ...words], { encoding: 'utf8' });
+    const [, name] = run('ip', '-o', '-4', 'route', 'get', address).match(/ dev (\S+)/);
+    run('ip', 'neigh', 'replace', address, 'lladdr', mac, 'dev', name, 'nud', 'permanent');
+  }
+
   stop() {
     this.plug();
     return this.child.signal('SIGTERM');
