@@ -355,7 +355,21 @@ async function save_before_a_poll() {
   return { page, held, polls, poll };
 }
 
-test('a_save_that_keeps_the_api_busy_leaves_the_sync_chip_alone_and_succeeds', async () => {
+test('while_a_save_keeps_the_api_busy_the_page_says_that_it_knows_no_status', async () => {
+  await view.open_setup();
+  view.reply = saved({ serverUpdated: true, message: 'Written.' });
+  const held = await view.hold('/api/configure');
+  const polls = await view.hold('/api/status');
+  await save();
+  await view.until_text('syncStatus', 'Unavailable');
+  assert.deepEqual(await message(), ['Saving configuration...', '']);
+  held.release();
+  polls.release();
+  await closed();
+  await view.until_text('syncStatus', 'In Sync · Rev 12');
+});
+
+test('a_poll_behind_a_save_is_not_given_up_and_the_save_succeeds', async () => {
   const { page, held, polls } = await save_before_a_poll();
   await page.evaluate(() => {
     window.chip = [];
@@ -485,6 +499,13 @@ test('a_changed_port_is_followed_once_the_program_listens_there', async () => {
   view.complaints.length = 0; // the browser's own words about the failed requests
 });
 
+test('a_port_that_was_put_back_is_told_after_the_dialog_was_closed_too', async () => {
+  const page = await change_port();
+  await page.keyboard.press('Escape');
+  view.status = status();
+  await view.until_text('lateResult', no_reconnect);
+});
+
 test('a_port_that_was_put_back_ends_the_waiting_and_leaves_the_dialog_open', async () => {
   const page = await change_port();
   view.status = status();
@@ -543,6 +564,16 @@ test('rediscover_posts_and_looks_again_whatever_comes_of_it', async () => {
       return waited < 1000;
     });
   }
+});
+
+test('an_escape_before_anything_was_clicked_closes_it_like_any_other', async () => {
+  const page = await view.open(status(), { query: '?configure=1' });
+  await page.waitForSelector('#setupBg', { state: 'visible' });
+  await page.keyboard.press('Escape');
+  await closed();
+  await page.waitForFunction('notices.parentElement === document.body');
+  await page.evaluate("setupBg.showModal(); setupBg.append(notices); setupBg.close()");
+  await page.waitForFunction('notices.parentElement === document.body');
 });
 
 test('configure_1_opens_it_once_after_the_first_status', async () => {

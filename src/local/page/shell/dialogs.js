@@ -17,6 +17,10 @@ function prepare_dialog(dialog, close) {
     event.preventDefault();
     close();
   });
+  // A browser may close it without asking.
+  dialog.addEventListener('close', () => {
+    if (!dialog.open) close();
+  });
 }
 
 let focus_before = null;
@@ -34,7 +38,7 @@ function show_dialog(dialog) {
 // Notices outside an open dialog could be neither seen nor heard. The focus goes back to where it
 // came from, or to the one button that is always there.
 function hide_dialog(dialog) {
-  if (!dialog.open) return;
+  if (!dialog.contains(by_id('notices'))) return;
   dialog.close();
   document.body.append(by_id('notices'));
   (focus_before.checkVisibility() ? focus_before : by_id('openSetup')).focus();

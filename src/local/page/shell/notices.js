@@ -16,10 +16,11 @@ function hear_active(before, after) {
 
 let late_result_ends = 0;
 
-// A post that was sent from a dialog that has been closed since.
+// Of a post whose dialog has been closed since. A failure is given more time to be noticed.
 function show_late_result(text, kind) {
   clearTimeout(late_result_ends);
   show_message(by_id('lateResult'), text, `late ${kind}`);
   set_text(by_id('heardActive'), text);
-  late_result_ends = setTimeout(() => show_message(by_id('lateResult'), '', 'late'), 10000);
+  const ms = kind === 'danger' ? 60000 : 10000;
+  late_result_ends = setTimeout(() => show_message(by_id('lateResult'), '', 'late'), ms);
 }

@@ -21,10 +21,6 @@ function setup_error({ enabled, mainSerial, backupSerial, uiPort }) {
 
 const say_in_setup = (text, kind) => show_message(by_id('setupStatus'), text, kind);
 
-const saved_text = ({ message }) => message || 'Configuration saved.';
-const saved_kind = ({ serverUpdated }) => (serverUpdated ? 'good' : 'warntext');
-const failed_text = (failure) => `Unable to save configuration: ${failure}`;
-
 // True once the page is on its way to the new port; false if the program stays on the old one.
 async function move_to_port(port) {
   for (let tries = 0; tries < 30; tries += 1) {
@@ -40,21 +36,14 @@ async function move_to_port(port) {
   return false;
 }
 
-async function follow_port(port) {
-  say_in_setup(`Configuration saved. Switching Redundancy Control to port ${port}...`, 'good');
+async function follow_port(port, tell) {
+  tell(`Configuration saved. Switching Redundancy Control to port ${port}...`, 'good');
   if (await move_to_port(port)) return;
-  say_in_setup(
+  tell(
     'Port saved, but the browser could not reconnect automatically. Reopen Redundancy Control ' +
       'from the tray/menu-bar icon.',
     'warntext',
   );
-}
-
-// A warning stays for longer, to be read.
-async function finish_setup(reply) {
-  say_in_setup(saved_text(reply), saved_kind(reply));
-  setup_closing = setTimeout(close_setup, reply.serverUpdated ? 700 : 1500);
-  await refresh();
 }
 
 // The reply, or why there is none to go on with.
@@ -73,20 +62,24 @@ let setup_posting = 0;
 
 async function send_setup(form) {
   const opening = setup_openings;
+  // Closed meanwhile, or opened again for something else, the dialog is no place for the outcome.
+  const is_here = () => opening === setup_openings && by_id('setupBg').open;
+  const tell = (text, kind) => (is_here() ? say_in_setup : show_late_result)(text, kind);
   setup_posting = opening;
   say_in_setup('Saving configuration...');
   const { reply, failure } = await post_setup(form);
   if (setup_posting === opening) setup_posting = 0;
-  // Closed meanwhile, or opened again for something else: then the dialog is no place for it. A page
-  // whose port goes away follows it all the same.
-  if ((opening !== setup_openings || !by_id('setupBg').open) && !reply?.uiPortChanged) {
-    if (failure) show_late_result(failed_text(failure), 'danger');
-    else show_late_result(saved_text(reply), saved_kind(reply));
-    return;
+  if (failure) {
+    tell(`Unable to save configuration: ${failure}`, 'danger');
+  } else if (reply.uiPortChanged) {
+    await follow_port(form.uiPort, tell);
+  } else {
+    const { message, serverUpdated } = reply;
+    tell(message || 'Configuration saved.', serverUpdated ? 'good' : 'warntext');
+    // A warning stays for longer, to be read.
+    if (is_here()) setup_closing = setTimeout(close_setup, serverUpdated ? 700 : 1500);
+    await refresh();
   }
-  if (failure) say_in_setup(failed_text(failure), 'danger');
-  else if (reply.uiPortChanged) await follow_port(form.uiPort);
-  else await finish_setup(reply);
 }
 
 async function save_setup() {
