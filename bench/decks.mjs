@@ -1,6 +1,12 @@
 // Measures the running program's decks, which are virtual. Started by decks.
 import {
-  decks, mini, original, paintings, plug_into, until_control, xl,
+  decks,
+  mini,
+  original,
+  paintings,
+  plug_into,
+  until_control,
+  xl,
 } from '../tests/e2e/support/decks.mjs';
 import { operate } from '../tests/e2e/support/operator.mjs';
 import { Pair } from '../tests/e2e/support/pair.mjs';
@@ -27,7 +33,8 @@ async function painted_again(before) {
   const shown = await first('every key is painted again', async () => {
     const now_shown = await Promise.all(all.map(({ path }) => decks.deck(path)));
     const again = now_shown.every(({ keys }, deck) =>
-      keys.every(({ images }, key) => images > before[deck][key]));
+      keys.every(({ images }, key) => images > before[deck][key]),
+    );
     return again && now_shown;
   });
   return shown.map(last_painted_ms);
@@ -68,7 +75,8 @@ async function measure_keys(servers) {
       first(`${server.serial} has the key`, async () => {
         const { keyEvents } = (await server.report()).operatorDecks;
         return keyEvents.find(({ index, isDown }) => isDown && index === key);
-      }));
+      }),
+    );
     const events = await Promise.all(arrivals);
     delays.push(Math.max(...events.map(({ timeUs }) => timeUs)) / 1000 - pressed);
     await decks.tell('release', { path: xl.path, keys: [key] });

@@ -10,8 +10,13 @@ import { first, idle_share, ms, now, quantile, say, sleep, spread } from './supp
 const runs = Number(process.argv[2]);
 const poll_period_ms = 250;
 const command = {
-  name: 'device', event: 'backup', host: addresses.device, port: 7000, transport: 'TCP',
-  payload: 'GO\\r', enabled: true,
+  name: 'device',
+  event: 'backup',
+  host: addresses.device,
+  port: 7000,
+  transport: 'TCP',
+  payload: 'GO\\r',
+  enabled: true,
 };
 
 async function measure_start() {
@@ -54,8 +59,11 @@ async function measure_status_load(pair, seconds, per_second) {
   const made = (await polls()).map((count, at) => count - before[at]);
   say(
     `status at ${per_second}/s for ${seconds} s`,
-    [`p50 ${ms(quantile(delays, 0.5))}`, `p99 ${ms(quantile(delays, 0.99))}`,
-      `max ${ms(Math.max(...delays))}`].join(', '),
+    [
+      `p50 ${ms(quantile(delays, 0.5))}`,
+      `p99 ${ms(quantile(delays, 0.99))}`,
+      `max ${ms(Math.max(...delays))}`,
+    ].join(', '),
   );
   say('health polls meanwhile (Main, Backup)', `${made.join(', ')} of ${possible}`);
 }
@@ -115,16 +123,26 @@ await sleep(1500); // the grace
 await measure_idle(pair.workstation, 30);
 await measure_status_load(pair, 30, 200);
 const outbound = await measure_transfers(
-  'engine stopped', pair, device,
+  'engine stopped',
+  pair,
+  device,
   () => main.set({ engine: 'stopped' }),
   () => main.set({ engine: 'running' }),
 );
 say('transfer -> first outbound byte at the device', spread(outbound));
 await measure_transfers(
-  'Main hangs', pair, device,
+  'Main hangs',
+  pair,
+  device,
   () => main.set({ faults: { '*': { hang: true } } }),
   () => main.set({ faults: null }),
 );
-await measure_transfers('cable pulled', pair, device, () => main.unplug(), () => main.plug());
+await measure_transfers(
+  'cable pulled',
+  pair,
+  device,
+  () => main.unplug(),
+  () => main.plug(),
+);
 await pair.stop();
 await device.stop();

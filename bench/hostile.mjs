@@ -37,21 +37,31 @@ async function failover(pair) {
   const before = fs.existsSync(pair.workstation.alert_log) ? notices().length : 0;
   await pair.main.set({ engine: 'stopped' });
   const stopped = Date.now();
-  const seen = await until('a transfer', () => {
-    const now = fs.existsSync(pair.workstation.alert_log) ? notices() : [];
-    return now.length > before && Date.now();
-  }, longest_wait_ms).catch(() => Infinity);
+  const seen = await until(
+    'a transfer',
+    () => {
+      const now = fs.existsSync(pair.workstation.alert_log) ? notices() : [];
+      return now.length > before && Date.now();
+    },
+    longest_wait_ms,
+  ).catch(() => Infinity);
   return seen - stopped;
 }
 
 // The first quick status behind the first question that is asked after the end.
 async function recovery(end, questions) {
   let recovered = true;
-  await until('a status in time', async () => {
-    const begin = Date.now();
-    await call('127.0.0.1', 5251, 'GET', '/api/status', undefined, longest_wait_ms);
-    return Date.now() - begin <= quick_status_ms && questions.moments.some((at) => at > end);
-  }, longest_wait_ms).catch(() => { recovered = false; });
+  await until(
+    'a status in time',
+    async () => {
+      const begin = Date.now();
+      await call('127.0.0.1', 5251, 'GET', '/api/status', undefined, longest_wait_ms);
+      return Date.now() - begin <= quick_status_ms && questions.moments.some((at) => at > end);
+    },
+    longest_wait_ms,
+  ).catch(() => {
+    recovered = false;
+  });
   return recovered ? (Date.now() - end) / 1000 : Infinity;
 }
 
@@ -67,9 +77,9 @@ async function measure(what, pair, questions, begin_flood) {
   const main = await punctuality(pair.main, begin);
   const backup = await punctuality(pair.backup, begin);
   return {
-    'under': what,
+    under: what,
     'polls within 20 ms, Main': `${one_decimal(main.share)} %`,
-    'Backup': `${one_decimal(backup.share)} %`,
+    Backup: `${one_decimal(backup.share)} %`,
     'longest gap (ms)': one_decimal(Math.max(main.longest, backup.longest)),
     'failover (ms)': one_decimal(moved),
     'recovery (s)': one_decimal(back),

@@ -30,8 +30,9 @@ async function measure_first_render(page) {
   for (let load = 0; load < 20; load += 1) {
     await page.goto(page_address);
     await page.waitForFunction('window.first_render');
-    painted.push(await page.evaluate(
-      "performance.getEntriesByName('first-contentful-paint')[0].startTime"));
+    painted.push(
+      await page.evaluate("performance.getEntriesByName('first-contentful-paint')[0].startTime"),
+    );
     rendered.push(await page.evaluate('window.first_render'));
   }
   say('navigation -> first paint', spread(painted));
@@ -64,7 +65,10 @@ async function measure_render(browser) {
   await page.click('text=Health & Alerts');
   for (const [what, change] of [
     ['poll that changes nothing', ''],
-    ['poll that brings an alert', 'state.protection.alerts = [...state.protection.alerts.slice(1), { ...state.protection.alerts[0], id: 1000 + round }];'],
+    [
+      'poll that brings an alert',
+      'state.protection.alerts = [...state.protection.alerts.slice(1), { ...state.protection.alerts[0], id: 1000 + round }];',
+    ],
   ]) {
     const { render, layout } = await page.evaluate(`(async () => {
       const times = { render: [], layout: [] };
@@ -81,7 +85,7 @@ async function measure_render(browser) {
       return times;
     })()`);
     say(`render, 200 alerts, 128 rules, ${what}`, spread(render));
-    say('  the browser\'s own style and layout after it', spread(layout));
+    say("  the browser's own style and layout after it", spread(layout));
   }
   await page.close();
 }
@@ -108,8 +112,14 @@ async function measure_frame(page, pair) {
 
 // The browser's connections to the API that are open now.
 function connections() {
-  const lines = execFileSync('ss', ['-Htn', 'state', 'established', 'dport = :5251'], { encoding: 'utf8' });
-  return lines.trim().split('\n').filter(Boolean).map((line) => line.trim().split(/\s+/)[2]);
+  const lines = execFileSync('ss', ['-Htn', 'state', 'established', 'dport = :5251'], {
+    encoding: 'utf8',
+  });
+  return lines
+    .trim()
+    .split('\n')
+    .filter(Boolean)
+    .map((line) => line.trim().split(/\s+/)[2]);
 }
 
 // A browser that knows a page opens spare connections ahead of need. So this one has a profile to
@@ -120,7 +130,14 @@ async function measure_spare_connections() {
   const context = await chromium.launchPersistentContext(folder, {
     executablePath: '/usr/bin/chromium',
     ignoreDefaultArgs: true,
-    args: ['--headless', '--no-sandbox', '--no-first-run', '--remote-debugging-pipe', `--user-data-dir=${folder}`, 'about:blank'],
+    args: [
+      '--headless',
+      '--no-sandbox',
+      '--no-first-run',
+      '--remote-debugging-pipe',
+      `--user-data-dir=${folder}`,
+      'about:blank',
+    ],
   });
   const lives = new Map();
   const polls = [];
@@ -135,7 +152,10 @@ async function measure_spare_connections() {
       }
     }
     const timed = await page.evaluate(() =>
-      performance.getEntriesByType('resource').filter(({ name }) => name.endsWith('/api/status')).map(({ duration }) => duration),
+      performance
+        .getEntriesByType('resource')
+        .filter(({ name }) => name.endsWith('/api/status'))
+        .map(({ duration }) => duration),
     );
     polls.push(...timed);
     if (timed.length < 6) missed += 1;
@@ -155,9 +175,14 @@ async function measure_silent_client() {
   await new Promise((resolve) => silent.on('connect', resolve));
   if (connections().length === 0) throw new Error('open connections are not seen');
   const begin = performance.now();
-  const answered = await call('127.0.0.1', 5251, 'GET', '/api/status', undefined, 3000).catch(() => null);
+  const answered = await call('127.0.0.1', 5251, 'GET', '/api/status', undefined, 3000).catch(
+    () => null,
+  );
   silent.destroy();
-  say('status behind a client that says nothing', answered ? ms(performance.now() - begin) : 'none within 3 s');
+  say(
+    'status behind a client that says nothing',
+    answered ? ms(performance.now() - begin) : 'none within 3 s',
+  );
 }
 
 const pair = await Pair.start();

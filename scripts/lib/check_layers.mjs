@@ -3,7 +3,9 @@
 import fs from 'node:fs';
 import path from 'node:path';
 
-const libraries = fs.readdirSync('src').filter((name) => fs.existsSync(`src/${name}/CMakeLists.txt`));
+const libraries = fs
+  .readdirSync('src')
+  .filter((name) => fs.existsSync(`src/${name}/CMakeLists.txt`));
 
 // { PUBLIC: [...], PRIVATE: [...] }, by the folders' names.
 function links_of(library) {

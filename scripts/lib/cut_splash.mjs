@@ -98,8 +98,7 @@ function bmp_file(tile, size) {
   const stride = size * 3;
   for (let y = 0; y < size; y++)
     tile.copy(rows, (size - 1 - y) * stride, y * stride, (y + 1) * stride);
-  for (let at = 0; at < rows.length; at += 3)
-    [rows[at], rows[at + 2]] = [rows[at + 2], rows[at]];
+  for (let at = 0; at < rows.length; at += 3) [rows[at], rows[at + 2]] = [rows[at + 2], rows[at]];
   return Buffer.concat([header, rows]);
 }
 

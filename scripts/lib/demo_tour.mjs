@@ -69,7 +69,10 @@ async function start() {
 
   step = 'decks';
   await decks.show_splash();
-  timeline.event('decks', `${plugged.map(({ name }) => name).join(', ')}: attached, with the splash`);
+  timeline.event(
+    'decks',
+    `${plugged.map(({ name }) => name).join(', ')}: attached, with the splash`,
+  );
 }
 
 async function find() {

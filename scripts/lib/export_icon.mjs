@@ -40,7 +40,8 @@ function icon_bitmap({ width, height, pixels }) {
 
 function icon_file(pictures) {
   const images = pictures.map((picture) =>
-    picture.width <= largest_bitmap ? icon_bitmap(picture) : write_png(picture));
+    picture.width <= largest_bitmap ? icon_bitmap(picture) : write_png(picture),
+  );
   const directory = Buffer.alloc(6 + 16 * images.length);
   directory.writeUInt16LE(1, 2);
   directory.writeUInt16LE(images.length, 4);

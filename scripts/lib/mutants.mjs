@@ -67,16 +67,18 @@ function code_of(line) {
 
 function mutants_of(file) {
   const found = [];
-  fs.readFileSync(file, 'utf8').split('\n').forEach((line, index) => {
-    const code = code_of(line);
-    for (const { kind, pattern, change } of rules) {
-      for (const { 0: match, index: at } of code.matchAll(pattern)) {
-        const original = line.slice(at, at + match.length);
-        const changed = line.slice(0, at) + change(original) + line.slice(at + match.length);
-        found.push({ file, line: index, kind, from: line, to: changed });
+  fs.readFileSync(file, 'utf8')
+    .split('\n')
+    .forEach((line, index) => {
+      const code = code_of(line);
+      for (const { kind, pattern, change } of rules) {
+        for (const { 0: match, index: at } of code.matchAll(pattern)) {
+          const original = line.slice(at, at + match.length);
+          const changed = line.slice(0, at) + change(original) + line.slice(at + match.length);
+          found.push({ file, line: index, kind, from: line, to: changed });
+        }
       }
-    }
-  });
+    });
   return found;
 }
 

@@ -18,7 +18,11 @@ import { quick_policy } from '../../tests/e2e/support/pair.mjs';
 import { Workstation } from '../../tests/e2e/support/workstation.mjs';
 
 const folder = process.argv[2];
-const sizes = [[1024, 600], [1920, 1080], [3840, 2160]];
+const sizes = [
+  [1024, 600],
+  [1920, 1080],
+  [3840, 2160],
+];
 
 const outputRules = [
   { mainId: 'out-1', backupId: 'out-1', mode: 2 },
@@ -29,7 +33,16 @@ const actions = [
   ['Lighting cue', 'backup', 'UDP', 'GO 12\\n'],
   ['Projector shutter back', 'main', 'TCP', 'SHUTTER 1\\r'],
 ].map(([name, event, transport, payload]) => ({
-  name, event, transport, payload, host: addresses.device, port: 7000, delayMs: 0, timeoutMs: 500, retries: 0, enabled: false,
+  name,
+  event,
+  transport,
+  payload,
+  host: addresses.device,
+  port: 7000,
+  delayMs: 0,
+  timeoutMs: 500,
+  retries: 0,
+  enabled: false,
 }));
 
 const workstation = new Workstation();
@@ -49,21 +62,34 @@ async function take(name) {
 async function take_dialog(name, button) {
   await page.click(`text=${button}`);
   // A folder of this run is nobody's business.
-  await page.evaluate("configPath.textContent = 'Workstation configuration: operator-control.json'");
+  await page.evaluate(
+    "configPath.textContent = 'Workstation configuration: operator-control.json'",
+  );
   await take(name);
   await page.keyboard.press('Escape');
   await page.evaluate('document.activeElement.blur()');
 }
 
 async function pair_up() {
-  for (const [host, serial, workstation_name] of [['main', 'SER-A', 'Stage left'], ['backup', 'SER-B', 'Stage right']]) {
+  for (const [host, serial, workstation_name] of [
+    ['main', 'SER-A', 'Stage left'],
+    ['backup', 'SER-B', 'Stage right'],
+  ]) {
     servers.push(await Server.start(host, serial, '--workstation', workstation_name));
   }
   await until_status('both servers are found', ({ systems }) => systems.length === 2);
-  await post('/api/configure', { enabled: true, mainSerial: 'SER-A', backupSerial: 'SER-B', sharedFunctionIds: [1, 2, 3, 6, 7, 8, 9, 24, 29], openBrowserOnStart: false });
+  await post('/api/configure', {
+    enabled: true,
+    mainSerial: 'SER-A',
+    backupSerial: 'SER-B',
+    sharedFunctionIds: [1, 2, 3, 6, 7, 8, 9, 24, 29],
+    openBrowserOnStart: false,
+  });
   await post('/api/protection', { ...quick_policy, outputRules, actions });
   await until_active('main');
-  await page.waitForFunction("mainStatus.textContent.endsWith(' READY') && backupStatus.textContent.endsWith(' READY') && syncStatus.textContent.startsWith('In Sync') && !vorBanner.classList.contains('fault')");
+  await page.waitForFunction(
+    "mainStatus.textContent.endsWith(' READY') && backupStatus.textContent.endsWith(' READY') && syncStatus.textContent.startsWith('In Sync') && !vorBanner.classList.contains('fault')",
+  );
 }
 
 // Main has failed and Backup can't take over.
@@ -88,7 +114,9 @@ async function fail_over() {
   await until('the grace is over', async () => (await operate('main')).ok);
   await servers[0].set({ engine: 'stopped' });
   await until_active('backup');
-  await page.waitForFunction("elvantrisUi.src.includes('Role=backup') && mainStatus.textContent.endsWith('STOPPED')");
+  await page.waitForFunction(
+    "elvantrisUi.src.includes('Role=backup') && mainStatus.textContent.endsWith('STOPPED')",
+  );
 }
 
 try {

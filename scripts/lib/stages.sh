@@ -80,6 +80,7 @@ our_sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
 check_format() {
     our_sources 'src/*.[ch]pp' 'tests/*.[ch]pp' 'simulator/*.[ch]pp' 'bench/*.[ch]pp' |
         xargs clang-format --dry-run --Werror
+    tests/e2e/node_modules/.bin/prettier --check --log-level warn '**/*.{js,mjs}'
 }
 
 check_shell() {

@@ -120,7 +120,10 @@ test('an_ordinary_user_runs_it_and_a_second_start_gives_way', async () => {
 
 test('it_goes_without_a_trace_but_for_the_users_settings', () => {
   succeeds('dpkg', '--purge', name);
-  assert.deepEqual(files.filter((file) => fs.existsSync(in_machine(file))), []);
+  assert.deepEqual(
+    files.filter((file) => fs.existsSync(in_machine(file))),
+    [],
+  );
   assert.notEqual(as_root('dpkg', '-s', name).status, 0);
   assert.ok(fs.existsSync(in_machine(`${settings}/operator-control.json`)));
 });

@@ -26,7 +26,10 @@ test('it_needs_only_what_windows_brings', () => {
   const windows_own =
     /^(ADVAPI32|CRYPT32|GDI32|IPHLPAPI|KERNEL32|MSVCRT|OLE32|SHELL32|USER32|WS2_32)\.DLL$/;
   assert.ok(libraries.length > 0);
-  assert.deepEqual(libraries.filter((name) => !windows_own.test(name)), []);
+  assert.deepEqual(
+    libraries.filter((name) => !windows_own.test(name)),
+    [],
+  );
 });
 
 test('its_version_is_the_projects', () => {

@@ -110,7 +110,10 @@ test('each_of_the_two_messages_opens_the_menu_and_others_do_nothing', async () =
       return menu.open === 1 && menu;
     });
     // It stands on the cursor.
-    assert.ok(items.every(({ x, y }) => x > 500 && y < 400 && y > 0), JSON.stringify(items));
+    assert.ok(
+      items.every(({ x, y }) => x > 500 && y < 400 && y > 0),
+      JSON.stringify(items),
+    );
     await inspect('post', tray_message, '0', context_menu);
     assert.equal((await inspect('menu')).open, 1);
     await close_menu();

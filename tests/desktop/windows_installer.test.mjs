@@ -95,7 +95,10 @@ test('it_installs_for_the_user_alone_and_starts_nothing', async () => {
   const drive = path.join(process.env.WINEPREFIX, 'drive_c');
   for (const programs of ['Program Files', 'Program Files (x86)']) {
     const names = fs.readdirSync(path.join(drive, programs));
-    assert.deepEqual(names.filter((name) => /elvantris|tarnwell/i.test(name)), []);
+    assert.deepEqual(
+      names.filter((name) => /elvantris|tarnwell/i.test(name)),
+      [],
+    );
   }
   assert.equal(await inspect('window'), null);
   shipped = fs.readFileSync(installed);
@@ -212,7 +215,8 @@ test('an_upgrade_keeps_the_options_and_the_folder_that_the_copy_was_started_with
   workstation.program = new Child(words, { env, cwd });
   await workstation.await_api(workstation.program);
   const log = path.join(cwd, 'operator-control.log');
-  const starts = () => fs.readFileSync(log, 'utf8').split('Elvantris Redundancy Control').length - 1;
+  const starts = () =>
+    fs.readFileSync(log, 'utf8').split('Elvantris Redundancy Control').length - 1;
   await until('its banner', () => starts() === 1);
   assert.equal((await install()).code, 0);
   assert.deepEqual(await workstation.program.exited, { code: 0, signal: null });

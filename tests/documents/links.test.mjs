@@ -60,5 +60,8 @@ test('every_page_is_one_or_two_clicks_from_the_readme', () => {
       .map(([, link]) => path.join(path.dirname(name), link));
   const first = links_of('README.md');
   const guides = documents.filter((name) => name.startsWith('docs/'));
-  assert.deepEqual(guides.filter((name) => !first.includes(name)), []);
+  assert.deepEqual(
+    guides.filter((name) => !first.includes(name)),
+    [],
+  );
 });

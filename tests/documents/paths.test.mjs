@@ -41,8 +41,9 @@ for (const name of documents) {
 
 test('the_menu_in_the_first_steps_is_the_program_s', () => {
   const code = read('src/platform/tray_menu.cpp');
-  const items = [...code.slice(code.indexOf('return {{')).matchAll(/"([A-Z][^"]*?)(?:: ?-*)?"/g)]
-    .map(([, text]) => text);
+  const items = [
+    ...code.slice(code.indexOf('return {{')).matchAll(/"([A-Z][^"]*?)(?:: ?-*)?"/g),
+  ].map(([, text]) => text);
   const table = read('docs/first-steps.md').split('## The tray menu')[1];
   const shown = [...table.matchAll(/^\| ([A-Z][^|]*?) \|/gm)]
     .flatMap(([, cell]) => cell.split(', '))

@@ -80,7 +80,10 @@ for (const [name, sources] of Object.entries(guides)) {
     const pieces = all_texts.flatMap((text) => [text, text.trim()]).concat(' /', ' ', ':');
     const usable = pieces.filter(Boolean);
     for (const sentence of sentences) {
-      const parts = sentence.split(placeholder).map((part) => part.trim()).filter(Boolean);
+      const parts = sentence
+        .split(placeholder)
+        .map((part) => part.trim())
+        .filter(Boolean);
       for (const part of parts.filter((part) => /[a-z]/.test(part))) {
         assert.ok(is_made_of(part, usable), `${name}: the program never says "${part}"`);
       }

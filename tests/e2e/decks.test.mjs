@@ -83,7 +83,10 @@ with_decks('decks without a server', () => {
     for (const { model, keys } of shown) {
       const lit = keys.flatMap(({ brightest }, key) => (brightest > 0 ? [key] : []));
       assert.deepEqual(lit, logo_tiles[keys.length], model);
-      assert.ok(keys.every(({ images }) => images === 1), model);
+      assert.ok(
+        keys.every(({ images }) => images === 1),
+        model,
+      );
     }
     await no_error();
     const status = await until_count(14);
@@ -116,7 +119,10 @@ with_decks('decks without a server', () => {
       attached_line('Stream Deck XL', 'path:/dev/2', 108),
     ]);
     const { streamDecks } = await until_count(3);
-    assert.deepEqual(streamDecks.map(({ serial }) => serial), ['?1?', 'LATE', 'path:/dev/2']);
+    assert.deepEqual(
+      streamDecks.map(({ serial }) => serial),
+      ['?1?', 'LATE', 'path:/dev/2'],
+    );
   });
 
   test('of_two_with_one_serial_the_first_stays_and_each_scan_tells_of_the_other', async () => {
@@ -170,7 +176,10 @@ with_decks('decks without a server', () => {
     await until_count(2);
     await decks.tell('pull', { path: xl.path });
     assert.deepEqual(await until_lines('detached', 1), ['[streamdeck] detached serial=XL-1']);
-    assert.deepEqual((await get_status()).streamDecks.map(({ serial }) => serial), ['MINI-1']);
+    assert.deepEqual(
+      (await get_status()).streamDecks.map(({ serial }) => serial),
+      ['MINI-1'],
+    );
     await decks.tell('plug', xl);
     await until_lines('attached', 3);
     assert.deepEqual(await lit_keys(xl.path), logo_tiles[32]);
@@ -257,11 +266,14 @@ with_decks('decks without a server', () => {
     await workstation.stop();
     const journal = read_journal(workstation);
     assert.deepEqual(journal.errors, []);
-    assert.deepEqual(journal.decks.map(({ resets, open }) => [resets, open]), [
-      [1, false],
-      [1, false],
-      [1, false],
-    ]);
+    assert.deepEqual(
+      journal.decks.map(({ resets, open }) => [resets, open]),
+      [
+        [1, false],
+        [1, false],
+        [1, false],
+      ],
+    );
     const last = ({ path }) =>
       journal.reports
         .filter((report) => report.path === path && report.act !== 'write')
@@ -313,17 +325,19 @@ with_decks('decks of a pair', () => {
       ['ORIG-1', '96', 'Stream Deck Original', 15, '/dev/original', 72, 'bmp', 0],
       ['XL-1', '108', 'Stream Deck XL', 32, '/dev/xl', 96, 'jpeg', 180],
     ];
-    const offered = rows.map(([Serial, PID, DeviceName, KeyCount, DevicePath, side, form, turn]) => ({
-      Serial,
-      PID,
-      DeviceName,
-      KeyCount,
-      DevicePath,
-      KeyWidth: side,
-      KeyHeight: side,
-      ImageFormat: form,
-      ImageRotation: turn,
-    }));
+    const offered = rows.map(
+      ([Serial, PID, DeviceName, KeyCount, DevicePath, side, form, turn]) => ({
+        Serial,
+        PID,
+        DeviceName,
+        KeyCount,
+        DevicePath,
+        KeyWidth: side,
+        KeyHeight: side,
+        ImageFormat: form,
+        ImageRotation: turn,
+      }),
+    );
     const machine = session.slice('operator-control-'.length);
     for (const server of both()) {
       const { lastBody } = await until('a call is noted', async () => {
@@ -356,8 +370,11 @@ with_decks('decks of a pair', () => {
 
   test('the_last_key_turns_the_page_and_the_new_one_is_painted', async () => {
     await tap(mini.path, 5);
-    await until('both have turned', async () =>
-      (await page_of(pair.main, 'MINI-1')) === 2 && (await page_of(pair.backup, 'MINI-1')) === 2);
+    await until(
+      'both have turned',
+      async () =>
+        (await page_of(pair.main, 'MINI-1')) === 2 && (await page_of(pair.backup, 'MINI-1')) === 2,
+    );
     await until_painted(pair.main, mini);
     assert.deepEqual((await decks.get('state?decode')).errors, []);
   });
@@ -388,8 +405,10 @@ with_decks('decks of a pair', () => {
     await set_page([pair.backup], 'XL-1', 2);
     await until_painted(pair.backup, xl);
     await pair.settle();
-    await until('Main has the authority', () =>
-      lines('display authority=').at(-1) === '[streamdeck] display authority=SER-A');
+    await until(
+      'Main has the authority',
+      () => lines('display authority=').at(-1) === '[streamdeck] display authority=SER-A',
+    );
     for (const deck of all) await until_painted(pair.main, deck);
     assert.equal(await page_of(pair.main, 'XL-1'), 2);
     assert.deepEqual((await decks.get('state?decode')).errors, []);
@@ -431,8 +450,7 @@ with_decks('decks of a pair', () => {
     const painted = await paintings(mini.path);
     await pair.main.set({ decks: { brokenKeys: [1] } });
     await set_page([pair.main], 'MINI-1', 3);
-    const line =
-      '[streamdeck] rejected invalid Base64 image from server deck=MINI-1 key=1';
+    const line = '[streamdeck] rejected invalid Base64 image from server deck=MINI-1 key=1';
     await until('it is told', () => lines('rejected').includes(line));
     await until('the others are painted', async () => {
       const now = await paintings(mini.path);
@@ -446,7 +464,8 @@ with_decks('decks of a pair', () => {
     const painted = await paintings(original.path);
     await set_page([pair.main], 'ORIG-1', 2);
     await until('all are painted', async () =>
-      (await paintings(original.path)).every((count, key) => count > painted[key]));
+      (await paintings(original.path)).every((count, key) => count > painted[key]),
+    );
   });
 
   const refusals = [
@@ -477,15 +496,19 @@ with_decks('decks of a pair', () => {
       for (const host of refusing) await pair[host].set({ faults: null });
       await decks.tell('release', { path: mini.path, keys: [3] });
       await until('the release arrives', async () =>
-        (await key_events(pair.main)).includes('MINI-1 3 false'));
+        (await key_events(pair.main)).includes('MINI-1 3 false'),
+      );
     });
   }
 
   const bad_states = [
     ['no_json', { body: '{"changed":true,"decks":[{' }],
-    ['a_hostile_deck', {
-      body: '{"changed":true,"decks":[{"serial":"XL-1","keys":[{"index":99999999999,"data":"QUJD"},{"index":-1,"data":""}]},{"serial":"nobody","useSplash":true}]}',
-    }],
+    [
+      'a_hostile_deck',
+      {
+        body: '{"changed":true,"decks":[{"serial":"XL-1","keys":[{"index":99999999999,"data":"QUJD"},{"index":-1,"data":""}]},{"serial":"nobody","useSplash":true}]}',
+      },
+    ],
     ['a_status_of_204', { status: 204, body: '' }],
     ['a_cut_answer', { cutAfterBytes: 20, reset: true }],
     ['a_slow_answer', { delayMs: 2000 }],
@@ -529,7 +552,8 @@ with_decks('decks of a pair', () => {
     assert.ok(told('registered 2 deck(s) with SER-A') > without_it);
     await tap(xl.path, 5);
     await until('its keys arrive', async () =>
-      (await key_events(pair.main)).includes('XL-1 5 false'));
+      (await key_events(pair.main)).includes('XL-1 5 false'),
+    );
     assert.deepEqual((await decks.get('state?decode')).errors, []);
   });
 
@@ -557,12 +581,16 @@ with_decks('decks of a pair', () => {
     const begun = Date.now();
     await set_page([pair.main], xl.serial, 2); // 32 images, each of which would take a second
     await set_page([pair.main], mini.serial, 2);
-    await until('the other is painted', async () =>
-      (await page_of(pair.main, mini.serial)) === 2 && shows_all_of(pair.main, mini), 15000);
+    await until(
+      'the other is painted',
+      async () => (await page_of(pair.main, mini.serial)) === 2 && shows_all_of(pair.main, mini),
+      15000,
+    );
     assert.ok(Date.now() - begun < 10000, `${Date.now() - begun} ms`);
     await tap(xl.path, 5);
     await until('its keys arrive', async () =>
-      (await key_events(pair.main)).includes('XL-1 5 false'));
+      (await key_events(pair.main)).includes('XL-1 5 false'),
+    );
     await decks.tell('faults', { path: xl.path, failWrites: 0, writeUs: 0 });
     await scans(1);
     await set_page([pair.main], xl.serial, 1);
@@ -575,13 +603,18 @@ with_decks('decks of a pair', () => {
       const page = await browser.newPage();
       const servers = both().map(({ address }) => address);
       await page.goto(`${decks.url}/?servers=${servers}`);
-      await until('all keys are there', async () => (await page.locator('.keys img').count()) === 53);
+      await until(
+        'all keys are there',
+        async () => (await page.locator('.keys img').count()) === 53,
+      );
       // The way to the decks is slow in this moment; the release waits for the press all the same.
       await page.route('**/press', (route) => setTimeout(() => route.continue(), 200));
       await page.getByLabel('Stream Deck Mini, key 2').click();
       for (const server of both()) {
-        await until(`${server.serial} has the click`, async () =>
-          String(await key_events(server)) === 'MINI-1 2 true,MINI-1 2 false');
+        await until(
+          `${server.serial} has the click`,
+          async () => String(await key_events(server)) === 'MINI-1 2 true,MINI-1 2 false',
+        );
       }
       await page.getByRole('button', { name: 'Engine stopped' }).first().click();
       await until_active('backup');

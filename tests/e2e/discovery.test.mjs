@@ -255,7 +255,10 @@ test('discovery_by_request_finds_a_server_at_once_and_saves_it', async () => {
   assert.deepEqual(await post('/api/discover', ''), { status: 200, ok: true });
   assert.ok(system_of(await get_status(), 'SER-C').online);
   assert.deepEqual(
-    workstation.saved_config().systems.map(({ serial }) => serial).sort(),
+    workstation
+      .saved_config()
+      .systems.map(({ serial }) => serial)
+      .sort(),
     ['SER-A', 'SER-C'],
   );
 });

@@ -32,8 +32,11 @@ before(async () => {
   if (!windows) plug_into(workstation, [xl]);
   await workstation.start();
   if (!windows) await until_control();
-  await until_status('both servers are ready', ({ systems, policySynchronized }) =>
-    policySynchronized && systems.filter(({ uiReady }) => uiReady).length === 2);
+  await until_status(
+    'both servers are ready',
+    ({ systems, policySynchronized }) =>
+      policySynchronized && systems.filter(({ uiReady }) => uiReady).length === 2,
+  );
 });
 after(async () => {
   await workstation?.stop();

@@ -57,8 +57,7 @@ async function flood(fields) {
   );
 }
 
-const until_listed = () =>
-  until_status('the flood is listed', ({ systems }) => systems.length > 3);
+const until_listed = () => until_status('the flood is listed', ({ systems }) => systems.length > 3);
 
 function assert_real_servers_have_room(status) {
   assert.ok(status.systems.length <= most_systems, `${status.systems.length} systems`);
@@ -68,7 +67,7 @@ function assert_real_servers_have_room(status) {
 }
 
 async function assert_room_for(ms) {
-  for (const end = Date.now() + ms; Date.now() < end; ) {
+  for (const end = Date.now() + ms; Date.now() < end;) {
     assert_real_servers_have_room(await get_status());
     await new Promise((resolve) => setTimeout(resolve, 100));
   }

@@ -13,13 +13,7 @@ import {
   until_passes,
 } from './support/hostile.mjs';
 import { Server, start_silent_resolver } from './support/network.mjs';
-import {
-  get_status,
-  post,
-  until_active,
-  until_alert,
-  until_status,
-} from './support/operator.mjs';
+import { get_status, post, until_active, until_alert, until_status } from './support/operator.mjs';
 import { paired_config, quick_policy } from './support/pair.mjs';
 import { Workstation } from './support/workstation.mjs';
 

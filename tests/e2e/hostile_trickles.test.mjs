@@ -92,8 +92,14 @@ test('a_save_to_a_main_that_drips_ends_and_failover_comes_meanwhile', async () =
   await main.set(drips(update));
   const posted = Date.now();
   const settings = { enabled: true, mainSerial: 'SER-A', backupSerial: 'SER-B', uiPort: 5270 };
-  const saving = call_json('127.0.0.1', 5251, 'POST', '/api/configure',
-    { ...settings, sharedFunctionIds: [4] }, 40000);
+  const saving = call_json(
+    '127.0.0.1',
+    5251,
+    'POST',
+    '/api/configure',
+    { ...settings, sharedFunctionIds: [4] },
+    40000,
+  );
   await until_called(main, update, 2);
   await assert_polled_for(main, 3);
   await main.set({ engine: 'stopped' });
@@ -128,8 +134,14 @@ if (signals_end_the_program) {
     await start_paired();
     await until_synchronized();
     await main.set({ ...drips(configuration), forget: true });
-    const saving = call_json('127.0.0.1', 5251, 'POST', '/api/configure',
-      { enabled: true, mainSerial: 'SER-A', backupSerial: 'SER-B' }, 40000).catch(() => undefined);
+    const saving = call_json(
+      '127.0.0.1',
+      5251,
+      'POST',
+      '/api/configure',
+      { enabled: true, mainSerial: 'SER-A', backupSerial: 'SER-B' },
+      40000,
+    ).catch(() => undefined);
     // The pass and the save.
     await until_called(main, configuration, 1);
     await assert_ends_at_once(workstation);

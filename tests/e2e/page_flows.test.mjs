@@ -27,7 +27,8 @@ before(async () => {
   page.setDefaultTimeout(patience_ms);
   complaints = watch_complaints(page);
   page.on('request', (request) => {
-    if (request.isNavigationRequest() && request.frame() !== page.mainFrame()) frames.push(request.url());
+    if (request.isNavigationRequest() && request.frame() !== page.mainFrame())
+      frames.push(request.url());
   });
   await page.goto(page_address);
 });
@@ -88,7 +89,10 @@ test('an_output_is_protected_and_an_action_configured_and_tested', async () => {
   await page.fill('#vorLossMs', '1500');
   await page.click('text=Add Output Rule');
   const rule = page.locator('.vor-rule');
-  const outputs = await rule.getByLabel('Main output', { exact: true }).locator('option').evaluateAll((all) => all.map(({ value }) => value));
+  const outputs = await rule
+    .getByLabel('Main output', { exact: true })
+    .locator('option')
+    .evaluateAll((all) => all.map(({ value }) => value));
   await rule.getByLabel('Main output', { exact: true }).selectOption(outputs[1]);
   await rule.getByLabel('Corresponding Backup output').selectOption(outputs[1]);
   await rule.getByLabel('Response').selectOption('Alert + failover');
@@ -106,7 +110,10 @@ test('an_output_is_protected_and_an_action_configured_and_tested', async () => {
   await shows('vorProtectionMessage', 'Saved action queued for delivery.');
   await shows('vorLastAction', 'Test action: sequence sent; device execution unconfirmed.');
   await until('the device has it', async () => (await device.received()).length > 0);
-  assert.deepEqual((await device.received()).map(({ text }) => text), ['TAKE\r']);
+  assert.deepEqual(
+    (await device.received()).map(({ text }) => text),
+    ['TAKE\r'],
+  );
   await page.click('#vorCloseFoot');
 });
 
@@ -114,7 +121,10 @@ test('what_the_program_refuses_is_told_in_its_words', async () => {
   await page.click('text=Health & Alerts');
   await page.fill('#vorLossMs', '499');
   await page.click('text=Save Protection Settings');
-  await shows('vorProtectionMessage', 'Fault delays must be 500-30000 ms; startup grace must be 1000-60000 ms.');
+  await shows(
+    'vorProtectionMessage',
+    'Fault delays must be 500-30000 ms; startup grace must be 1000-60000 ms.',
+  );
   complaints.length = 0; // the browser's own words about the refusal
   await page.keyboard.press('Escape');
 });
@@ -133,12 +143,16 @@ test('a_failover_moves_the_frame_once_and_says_so', async () => {
   const loads = frames.length;
   await main.set({ engine: 'stopped' });
   await until_active('backup');
-  await page.waitForFunction("elvantrisUi.src.startsWith('http://10.77.0.12:5000/?operatorControl=1&operatorControlRole=backup&t=')");
+  await page.waitForFunction(
+    "elvantrisUi.src.startsWith('http://10.77.0.12:5000/?operatorControl=1&operatorControlRole=backup&t=')",
+  );
   assert.equal(await shown_server(), 'The backup');
   assert.equal(await shown_role(), 'backup');
   await shows('mainStatus', 'Main: The main ENGINE STOPPED');
   await shows('syncStatus', 'Backup Active');
-  await page.waitForFunction("vorBanner.firstElementChild.textContent === 'PROTECTION ARMED · Backup held active · 1 active alert · Main: Engine stopped or exited.'");
+  await page.waitForFunction(
+    "vorBanner.firstElementChild.textContent === 'PROTECTION ARMED · Backup held active · 1 active alert · Main: Engine stopped or exited.'",
+  );
   await until('the device is told', async () => (await device.received()).length === 1);
   assert.equal(frames.length, loads + 1);
 });
@@ -147,11 +161,16 @@ test('the_return_to_main_waits_for_main_and_for_the_operator', async () => {
   const loads = frames.length;
   await page.click('text=Health & Alerts');
   await press('Return to Main');
-  await shows('vorProtectionMessage', 'Requested server is not ready for takeover. Check engine and protected outputs.');
+  await shows(
+    'vorProtectionMessage',
+    'Requested server is not ready for takeover. Check engine and protected outputs.',
+  );
   complaints.length = 0; // the browser's own words about the refusal
   await main.set({ engine: 'running' });
   await shows('mainStatus', 'Main: The main READY');
-  await page.waitForFunction("vorHealthSummary.textContent.endsWith('Held on Backup. Recovery does not return automatically.')");
+  await page.waitForFunction(
+    "vorHealthSummary.textContent.endsWith('Held on Backup. Recovery does not return automatically.')",
+  );
   assert.equal(frames.length, loads);
   await press('Return to Main');
   await shows('vorProtectionMessage', 'Operation completed.');
@@ -168,7 +187,10 @@ test('disarming_and_arming_show_on_the_banner', async () => {
     ['Arm Automatic Failover', 'PROTECTION ARMED'],
   ]) {
     await press(button);
-    await page.waitForFunction((wanted) => document.querySelector('#vorBanner b').textContent === wanted, words);
+    await page.waitForFunction(
+      (wanted) => document.querySelector('#vorBanner b').textContent === wanted,
+      words,
+    );
   }
   await page.keyboard.press('Escape');
 });
@@ -218,7 +240,9 @@ test('a_port_that_is_taken_is_put_back_and_the_page_stays', async (context) => {
   context.after(() => other.release());
   await save_port(5288);
   // The program may have put the old port back before it answers; then the save ends like any other.
-  await page.waitForFunction("!setupBg.open || setupStatus.textContent.startsWith('Port saved, but ')");
+  await page.waitForFunction(
+    "!setupBg.open || setupStatus.textContent.startsWith('Port saved, but ')",
+  );
   await until_status('the old port is back', ({ uiPort }) => uiPort === 5270);
   assert.equal(page.url(), page_address);
   await page.keyboard.press('Escape');

@@ -57,7 +57,9 @@ test('before_the_first_status_the_header_shows_its_starting_texts', async () => 
 
 test('the_header_stands_in_its_order', async () => {
   await view.open(plain());
-  const order = await view.page.$$eval('.bar > *', (all) => all.map(({ id, textContent }) => id || textContent));
+  const order = await view.page.$$eval('.bar > *', (all) =>
+    all.map(({ id, textContent }) => id || textContent),
+  );
   assert.deepEqual(order, [
     'ELVANTRIS REDUNDANCY CONTROL',
     'mainBadge',
@@ -73,9 +75,21 @@ const badge_cases = [
   ['ready', {}, 'Stage left READY', 'Stage left. 10.77.0.11:5000 - Ready.', 'on'],
   ['starting', starting, 'Stage left STARTING', 'Stage left. 10.77.0.11:5000 - Starting.', 'warn'],
   ['offline', offline, 'Stage left OFFLINE', 'Stage left. 10.77.0.11:5000 - Offline.', 'off'],
-  ['ready_though_not_online', { online: false }, 'Stage left READY', 'Stage left. 10.77.0.11:5000 - Ready.', 'on'],
+  [
+    'ready_though_not_online',
+    { online: false },
+    'Stage left READY',
+    'Stage left. 10.77.0.11:5000 - Ready.',
+    'on',
+  ],
   ['without_a_name', { workstation: '' }, 'SER-X READY', 'SER-X. 10.77.0.11:5000 - Ready.', 'on'],
-  ['without_name_and_serial', { workstation: '', serial: '' }, 'Elvantris READY', 'Elvantris. 10.77.0.11:5000 - Ready.', 'on'],
+  [
+    'without_name_and_serial',
+    { workstation: '', serial: '' },
+    'Elvantris READY',
+    'Elvantris. 10.77.0.11:5000 - Ready.',
+    'on',
+  ],
   ['without_an_address', { address: '' }, 'Stage left READY', 'Stage left. Ready.', 'on'],
 ];
 for (const role of ['Main', 'Backup']) {
@@ -108,24 +122,112 @@ test('the_first_system_of_a_role_is_the_one_shown', async () => {
 const waiting = 'Pairing saved locally; waiting to synchronize with Main.';
 const degraded = 'Redundancy degraded - Backup UI unavailable.';
 const on_backup = 'Operating on Backup - Main UI unavailable.';
-const at = (mr, br, pm) => pair({ replicationRevision: mr }, { replicationAppliedRevision: br, replicationPendingMedia: pm });
+const at = (mr, br, pm) =>
+  pair(
+    { replicationRevision: mr },
+    { replicationAppliedRevision: br, replicationPendingMedia: pm },
+  );
 const sync_cases = [
-  ['disabled', { enabled: false, active: 'backup', policySynchronized: false }, 'Disabled', 'off', 'Redundancy is not enabled.'],
-  ['backup_active', { active: 'backup', policySynchronized: false }, 'Backup Active', 'warn', on_backup],
-  ['pending_with_a_reason', { policySynchronized: false, policySyncMessage: 'Main is busy.' }, 'Pairing Pending', 'warn', 'Main is busy.'],
-  ['pending_without_a_reason', { policySynchronized: false, policySyncMessage: '' }, 'Pairing Pending', 'warn', waiting],
-  ['in_sync', at(12, 12, 0), 'In Sync · Rev 12', 'on', 'Main and Backup show state are synchronized at revision 12.'],
-  ['in_sync_at_one', at(1, 1, 0), 'In Sync · Rev 1', 'on', 'Main and Backup show state are synchronized at revision 1.'],
-  ['no_revision', at(0, 0, 0), 'Syncing · 0/0', 'warn', 'Synchronizing show state - Main revision 0, Backup revision 0.'],
-  ['behind', at(12, 11, 0), 'Syncing · 11/12', 'warn', 'Synchronizing show state - Main revision 12, Backup revision 11.'],
-  ['ahead', at(12, 13, 0), 'Syncing · 13/12', 'warn', 'Synchronizing show state - Main revision 12, Backup revision 13.'],
-  ['media_pending', at(12, 12, 3), 'Syncing · 12/12 · Media 3', 'warn', 'Synchronizing show state - Main revision 12, Backup revision 12, pending media 3.'],
+  [
+    'disabled',
+    { enabled: false, active: 'backup', policySynchronized: false },
+    'Disabled',
+    'off',
+    'Redundancy is not enabled.',
+  ],
+  [
+    'backup_active',
+    { active: 'backup', policySynchronized: false },
+    'Backup Active',
+    'warn',
+    on_backup,
+  ],
+  [
+    'pending_with_a_reason',
+    { policySynchronized: false, policySyncMessage: 'Main is busy.' },
+    'Pairing Pending',
+    'warn',
+    'Main is busy.',
+  ],
+  [
+    'pending_without_a_reason',
+    { policySynchronized: false, policySyncMessage: '' },
+    'Pairing Pending',
+    'warn',
+    waiting,
+  ],
+  [
+    'in_sync',
+    at(12, 12, 0),
+    'In Sync · Rev 12',
+    'on',
+    'Main and Backup show state are synchronized at revision 12.',
+  ],
+  [
+    'in_sync_at_one',
+    at(1, 1, 0),
+    'In Sync · Rev 1',
+    'on',
+    'Main and Backup show state are synchronized at revision 1.',
+  ],
+  [
+    'no_revision',
+    at(0, 0, 0),
+    'Syncing · 0/0',
+    'warn',
+    'Synchronizing show state - Main revision 0, Backup revision 0.',
+  ],
+  [
+    'behind',
+    at(12, 11, 0),
+    'Syncing · 11/12',
+    'warn',
+    'Synchronizing show state - Main revision 12, Backup revision 11.',
+  ],
+  [
+    'ahead',
+    at(12, 13, 0),
+    'Syncing · 13/12',
+    'warn',
+    'Synchronizing show state - Main revision 12, Backup revision 13.',
+  ],
+  [
+    'media_pending',
+    at(12, 12, 3),
+    'Syncing · 12/12 · Media 3',
+    'warn',
+    'Synchronizing show state - Main revision 12, Backup revision 12, pending media 3.',
+  ],
   ['only_main_ready', pair({}, starting), 'Backup Offline', 'warn', degraded],
   ['only_main_there', { systems: [main()] }, 'Backup Offline', 'warn', degraded],
-  ['a_ready_main_behind_one_that_is_not', { systems: [main(offline), main({ serial: 'SER-C' })] }, 'Backup Offline', 'warn', degraded],
-  ['only_backup_ready', { ...pair(offline), ...nothing_active }, 'Backup Active', 'warn', on_backup],
-  ['neither_ready', { ...pair(offline, offline), ...nothing_active }, 'Unavailable', 'off', 'Both configured systems are unavailable.'],
-  ['neither_there', { systems: [], ...nothing_active }, 'Unavailable', 'off', 'Both configured systems are unavailable.'],
+  [
+    'a_ready_main_behind_one_that_is_not',
+    { systems: [main(offline), main({ serial: 'SER-C' })] },
+    'Backup Offline',
+    'warn',
+    degraded,
+  ],
+  [
+    'only_backup_ready',
+    { ...pair(offline), ...nothing_active },
+    'Backup Active',
+    'warn',
+    on_backup,
+  ],
+  [
+    'neither_ready',
+    { ...pair(offline, offline), ...nothing_active },
+    'Unavailable',
+    'off',
+    'Both configured systems are unavailable.',
+  ],
+  [
+    'neither_there',
+    { systems: [], ...nothing_active },
+    'Unavailable',
+    'off',
+    'Both configured systems are unavailable.',
+  ],
 ];
 test('the_sync_chip_shows_the_first_row_that_holds', async () => {
   await view.open(plain());
@@ -325,32 +427,49 @@ test('an_older_answer_that_comes_later_is_shown_like_any_other', async () => {
   const polls = await view.collect('/api/status');
   const sent = [page.evaluate('refresh()'), page.evaluate('refresh()')];
   await until('both are on their way', () => polls.length === 2);
-  for (const [poll, streamDeckCount] of [[1, 8], [0, 7]]) {
+  for (const [poll, streamDeckCount] of [
+    [1, 8],
+    [0, 7],
+  ]) {
     await view.fulfill(polls[poll], { status: 200, json: status({ streamDeckCount }) });
     await view.until_text('deckStatus', String(streamDeckCount));
   }
   await Promise.all(sent);
 });
 
-const heard = () => view.page.evaluate('[heardBanner, heardActive, heardTransfer].map((one) => one.textContent)');
+const heard = () =>
+  view.page.evaluate('[heardBanner, heardActive, heardTransfer].map((one) => one.textContent)');
 const on_backup_now = { active: 'backup', activeSerial: 'SER-B' };
 test('what_changes_is_heard_once_and_a_transfer_at_once', async () => {
   const page = await view.open(status());
   await view.stop_polling();
   assert.deepEqual(await heard(), ['', '', '']);
-  const roles = await page.evaluate('[vorBanner.firstElementChild, heardBanner, heardActive, heardTransfer].map((one) => one.role)');
+  const roles = await page.evaluate(
+    '[vorBanner.firstElementChild, heardBanner, heardActive, heardTransfer].map((one) => one.role)',
+  );
   assert.deepEqual(roles, ['status', 'status', 'status', 'alert']);
   await page.evaluate(() => {
     window.changes = 0;
-    new MutationObserver((list) => (window.changes += list.length)).observe(notices, { childList: true, characterData: true, subtree: true });
-    new MutationObserver((list) => (window.changes += list.length)).observe(vorBanner, { childList: true, characterData: true, subtree: true });
+    new MutationObserver((list) => (window.changes += list.length)).observe(notices, {
+      childList: true,
+      characterData: true,
+      subtree: true,
+    });
+    new MutationObserver((list) => (window.changes += list.length)).observe(vorBanner, {
+      childList: true,
+      characterData: true,
+      subtree: true,
+    });
   });
   for (const [shown, wanted] of [
     [status(on_backup_now), ['', '', 'Backup is now active instead of Main.']],
     [status(), ['', '', 'Main is now active instead of Backup.']],
     [status(nothing_active), ['', 'No server is active.', '']],
     [status(on_backup_now), ['', 'Backup is now active.', '']],
-    [status({ ...on_backup_now, protection: protection({ armed: false }) }), ['', 'Backup is now active.', '']],
+    [
+      status({ ...on_backup_now, protection: protection({ armed: false }) }),
+      ['', 'Backup is now active.', ''],
+    ],
     ['away', ['', 'Redundancy Control status service unavailable.', '']],
     [status(on_backup_now), ['', '', '']],
   ]) {
@@ -367,7 +486,11 @@ test('it_is_heard_with_a_dialog_open_as_well', async () => {
   const page = await view.open_protection();
   assert.equal((await heard())[0], '');
   await view.show(status({ ...on_backup_now, protection: protection({ armed: false }) }));
-  assert.deepEqual(await heard(), ['AUTO FAILOVER DISARMED · 0 active alerts', '', 'Backup is now active instead of Main.']);
+  assert.deepEqual(await heard(), [
+    'AUTO FAILOVER DISARMED · 0 active alerts',
+    '',
+    'Backup is now active instead of Main.',
+  ]);
   assert.equal(await page.evaluate('opened_dialog().contains(notices)'), true);
   await page.keyboard.press('Escape');
   assert.equal(await page.evaluate('notices.parentElement === document.body'), true);
@@ -414,23 +537,43 @@ test('polling_goes_on_every_half_second_without_waiting_for_an_answer', async ()
 });
 
 test('names_that_look_like_markup_stay_text', async () => {
-  const systems = [main({ workstation: hostile, serial: hostile }), backup({ workstation: hostile })];
-  await view.open(status({ systems, activeSerial: hostile, policySyncMessage: hostile, policySynchronized: false, configPath: hostile }));
+  const systems = [
+    main({ workstation: hostile, serial: hostile }),
+    backup({ workstation: hostile }),
+  ];
+  await view.open(
+    status({
+      systems,
+      activeSerial: hostile,
+      policySyncMessage: hostile,
+      policySynchronized: false,
+      configPath: hostile,
+    }),
+  );
   assert.equal(await view.text('mainStatus'), `Main: ${hostile} WAITING`);
   assert.equal(await view.text('standbyMain'), hostile);
   assert.equal((await view.read('syncBadge')).syncBadge.title, hostile);
   await view.page.click('text=Configure Redundancy');
-  const option = await view.page.$eval('#mainSelect option:checked', ({ textContent, value }) => [textContent, value]);
+  const option = await view.page.$eval('#mainSelect option:checked', ({ textContent, value }) => [
+    textContent,
+    value,
+  ]);
   assert.deepEqual(option, [`${hostile} - Online (10.77.0.11)`, hostile]);
   const { configPath } = await view.read('configPath');
-  assert.deepEqual([configPath.text, configPath.title], [`Workstation configuration: ${hostile}`, hostile]);
+  assert.deepEqual(
+    [configPath.text, configPath.title],
+    [`Workstation configuration: ${hostile}`, hostile],
+  );
   await view.assert_no_markup_taken();
 });
 
 test('fullscreen_takes_the_whole_document_and_the_button_says_the_way_back', async () => {
   const page = await view.open(plain());
   const button = page.locator('#shellFullscreenButton');
-  const words = async () => [await button.getAttribute('title'), await button.getAttribute('aria-label')];
+  const words = async () => [
+    await button.getAttribute('title'),
+    await button.getAttribute('aria-label'),
+  ];
   const enter = [
     'Enter fullscreen while keeping the Redundancy Control status header visible.',
     'Enter Redundancy Control fullscreen',

@@ -3,10 +3,29 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
-import { assert_colour, contrast_of_grounds, contrast_of_text, measure } from './support/page_measures.mjs';
-import { disarmed_fault, failed_over, held, page_states, unconfigured } from './support/page_states.mjs';
 import {
-  alert, backup, health, main, offline, policy, protection, starting, status,
+  assert_colour,
+  contrast_of_grounds,
+  contrast_of_text,
+  measure,
+} from './support/page_measures.mjs';
+import {
+  disarmed_fault,
+  failed_over,
+  held,
+  page_states,
+  unconfigured,
+} from './support/page_states.mjs';
+import {
+  alert,
+  backup,
+  health,
+  main,
+  offline,
+  policy,
+  protection,
+  starting,
+  status,
 } from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
@@ -17,12 +36,21 @@ before(async () => {
 afterEach(() => view.assert_no_complaint());
 after(() => view?.stop());
 
-const sizes = [[1024, 768], [1366, 768], [1920, 1080], [3840, 2160]];
+const sizes = [
+  [1024, 768],
+  [1366, 768],
+  [1920, 1080],
+  [3840, 2160],
+];
 const viewport_of = ([width, height]) => ({ viewport: { width, height } });
 const missing_output = policy({ outputRules: [{ mainId: 'gone', backupId: 'gone', mode: 2 }] });
-const healths = (changes, others) => status({
-  protection: protection({ systems: [health('SER-A', changes), health('SER-B', changes)], ...others }),
-});
+const healths = (changes, others) =>
+  status({
+    protection: protection({
+      systems: [health('SER-A', changes), health('SER-B', changes)],
+      ...others,
+    }),
+  });
 // By word, and with it what the word means for the show.
 const words = {
   WAITING: ['warn', healths({ ageMs: -1 })],
@@ -43,24 +71,29 @@ for (const size of sizes) {
     const least = width < 1920 ? 20 : 32;
     for (const [word, [, shown]] of Object.entries(words)) {
       await view.show(shown);
-      const badges = await page.$$eval('.badge', (all) => all.map((badge) => {
-        const text = badge.querySelector('.badge-word');
-        const box = text.getBoundingClientRect();
-        const range = document.createRange();
-        range.selectNodeContents(text);
-        const letters = range.getBoundingClientRect();
-        const ground = badge.getBoundingClientRect();
-        const size = Number.parseFloat(getComputedStyle(text).fontSize);
-        // A line's box is a little higher than its capitals.
-        const spare = size / 8;
-        return {
-          word: text.textContent,
-          size,
-          name: Number.parseFloat(getComputedStyle(badge.querySelector('.badge-name')).fontSize),
-          inside: letters.left >= ground.left && letters.right <= ground.right &&
-            letters.top >= box.top - spare && letters.bottom <= box.bottom + spare,
-        };
-      }));
+      const badges = await page.$$eval('.badge', (all) =>
+        all.map((badge) => {
+          const text = badge.querySelector('.badge-word');
+          const box = text.getBoundingClientRect();
+          const range = document.createRange();
+          range.selectNodeContents(text);
+          const letters = range.getBoundingClientRect();
+          const ground = badge.getBoundingClientRect();
+          const size = Number.parseFloat(getComputedStyle(text).fontSize);
+          // A line's box is a little higher than its capitals.
+          const spare = size / 8;
+          return {
+            word: text.textContent,
+            size,
+            name: Number.parseFloat(getComputedStyle(badge.querySelector('.badge-name')).fontSize),
+            inside:
+              letters.left >= ground.left &&
+              letters.right <= ground.right &&
+              letters.top >= box.top - spare &&
+              letters.bottom <= box.bottom + spare,
+          };
+        }),
+      );
       for (const badge of badges) {
         assert.equal(badge.word, word);
         assert.ok(badge.size >= least, `${word}: ${badge.size} px`);
@@ -73,15 +106,26 @@ for (const size of sizes) {
 
   test(`at_${width}_the_header_is_one_line_with_its_names_whole`, async () => {
     const page = await view.open(failed_over, viewport_of(size));
-    const tops = await page.$$eval('.bar > :not(.tag)', (all) => all.map((one) => one.getBoundingClientRect().top));
+    const tops = await page.$$eval('.bar > :not(.tag)', (all) =>
+      all.map((one) => one.getBoundingClientRect().top),
+    );
     assert.equal(new Set(tops).size, 1, String(tops));
-    const tag = await page.$eval('.tag', (one) => one.getBoundingClientRect().height / Number.parseFloat(getComputedStyle(one).lineHeight));
+    const tag = await page.$eval(
+      '.tag',
+      (one) =>
+        one.getBoundingClientRect().height / Number.parseFloat(getComputedStyle(one).lineHeight),
+    );
     assert.ok(tag < 2.5, `${tag} lines`);
-    const cut = () => page.$$eval('.badge-who, .chip-label', (all) => all.filter((one) => one.scrollWidth > one.clientWidth).map((one) => one.textContent));
+    const cut = () =>
+      page.$$eval('.badge-who, .chip-label', (all) =>
+        all.filter((one) => one.scrollWidth > one.clientWidth).map((one) => one.textContent),
+      );
     assert.deepEqual(await cut(), []);
     await view.show(status());
     assert.deepEqual(await cut(), []);
-    const long = status({ systems: [main({ workstation: 'A very long name '.repeat(8) }), backup()] });
+    const long = status({
+      systems: [main({ workstation: 'A very long name '.repeat(8) }), backup()],
+    });
     await view.show(long);
     assert.equal((await cut()).length, 1);
   });
@@ -102,7 +146,10 @@ test('each_word_colours_its_badge_by_what_it_means', async () => {
       assert.ok(found >= 2, `${word}: ${found}`);
     }
   }
-  for (const [changes, colour] of [[offline, 'red'], [starting, 'amber']]) {
+  for (const [changes, colour] of [
+    [offline, 'red'],
+    [starting, 'amber'],
+  ]) {
     await view.show(status({ systems: [main(), backup(changes)], protection: undefined }));
     assert_colour((await measure(page, '#backupBadge')).background, colour);
   }
@@ -113,7 +160,11 @@ test('each_word_colours_its_badge_by_what_it_means', async () => {
 
 test('the_dots_are_green_amber_and_red', async () => {
   const page = await view.open(status());
-  for (const [word, colour] of [['READY', 'green'], ['ENGINE STOPPED', 'amber'], ['OFFLINE', 'red']]) {
+  for (const [word, colour] of [
+    ['READY', 'green'],
+    ['ENGINE STOPPED', 'amber'],
+    ['OFFLINE', 'red'],
+  ]) {
     await view.show(words[word][1]);
     assert_colour((await measure(page, '#mainDot')).background, colour, word);
   }
@@ -121,7 +172,11 @@ test('the_dots_are_green_amber_and_red', async () => {
 
 test('the_server_on_air_is_framed_and_headed_in_the_colour_of_its_role', async () => {
   const page = await view.open(status());
-  const mark = (id) => page.$eval(`#${id}`, (badge) => [badge.getAttribute('aria-current'), getComputedStyle(badge, '::after').content]);
+  const mark = (id) =>
+    page.$eval(`#${id}`, (badge) => [
+      badge.getAttribute('aria-current'),
+      getComputedStyle(badge, '::after').content,
+    ]);
   const on_air = ['true', '"ON AIR" / ""'];
   const off_air = [null, 'none'];
   const colours = [];
@@ -148,7 +203,11 @@ test('the_server_on_air_is_framed_and_headed_in_the_colour_of_its_role', async (
 test('the_banner_is_red_with_alerts_and_amber_while_backup_is_held', async () => {
   const page = await view.open(status());
   const normal = await measure(page, '#vorBanner');
-  for (const [shown, colour] of [[failed_over, 'red'], [disarmed_fault, 'red'], [held, 'amber']]) {
+  for (const [shown, colour] of [
+    [failed_over, 'red'],
+    [disarmed_fault, 'red'],
+    [held, 'amber'],
+  ]) {
     await view.show(shown);
     const banner = await measure(page, '#vorBanner');
     assert_colour(banner.background, colour);
@@ -164,7 +223,9 @@ test('the_banner_is_red_with_alerts_and_amber_while_backup_is_held', async () =>
 
 test('an_acknowledged_alert_is_calmer_than_one_that_waits', async () => {
   const calm = alert(2, { acknowledged: true });
-  const page = await view.open_protection(status({ protection: protection({ alerts: [alert(1), calm] }) }));
+  const page = await view.open_protection(
+    status({ protection: protection({ alerts: [alert(1), calm] }) }),
+  );
   const waiting = await measure(page, '.vor-alert:last-child');
   const acknowledged = await measure(page, '.vor-alert:first-child');
   assert_colour(waiting.background, 'red');
@@ -195,8 +256,12 @@ for (const name of ['main-on-air', 'failed-over', 'backup-held']) {
   test(`without_a_status_nothing_of_${name}_keeps_its_colour_but_the_sync_chip`, async () => {
     await page_states[name](view);
     const { page } = view;
-    const seen = () => page.$$eval('#mainBadge, #backupBadge, #vorBanner', (all) => all.map((one) => getComputedStyle(one).filter));
-    const texts = () => page.evaluate('[mainStatus, backupStatus, vorBanner].map((one) => one.textContent)');
+    const seen = () =>
+      page.$$eval('#mainBadge, #backupBadge, #vorBanner', (all) =>
+        all.map((one) => getComputedStyle(one).filter),
+      );
+    const texts = () =>
+      page.evaluate('[mainStatus, backupStatus, vorBanner].map((one) => one.textContent)');
     const dots = () => view.read('mainDot', 'backupDot');
     const before_it = [await texts(), await dots()];
     const { font_size } = await measure(page, '#syncStatus');
@@ -209,7 +274,10 @@ for (const name of ['main-on-air', 'failed-over', 'backup-held']) {
     assert.ok(chip.font_size > font_size * 1.2);
     assert.ok(contrast_of_text(chip) >= 4.5);
     assert.ok(contrast_of_grounds(chip, await measure(page, '.bar')) >= 3);
-    assert.equal(await page.$eval('#syncStatus', (one) => one.scrollWidth > one.clientWidth), false);
+    assert.equal(
+      await page.$eval('#syncStatus', (one) => one.scrollWidth > one.clientWidth),
+      false,
+    );
     await view.show(failed_over);
     assert.deepEqual(await seen(), ['none', 'none', 'none']);
     view.complaints.length = 0; // the browser's own words about the failed requests

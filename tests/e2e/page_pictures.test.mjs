@@ -34,7 +34,11 @@ async function take(open, viewport) {
   return shrink(desk, await view.page.screenshot({ animations: 'disabled', caret: 'hide' }));
 }
 
-for (const [width, height] of [[1920, 1080], [1366, 768], [1024, 768]]) {
+for (const [width, height] of [
+  [1920, 1080],
+  [1366, 768],
+  [1024, 768],
+]) {
   for (const [name, open] of Object.entries(page_states)) {
     const file = `${name}-${width}.png`;
     test(`${name}_at_${width}_looks_as_it_should`, async () => {

@@ -32,15 +32,57 @@ const with_policy = (changes, others) => guarded({ policy: policy(changes), ...o
 const word_cases = [
   ['no_sample', null, 'WAITING', 'Waiting for health', 'warn'],
   ['never_heard', { ageMs: -1, supported: false }, 'WAITING', 'Waiting for health', 'warn'],
-  ['lost', { ageMs: 1000, supported: false, engineRunning: false }, 'OFFLINE', 'Communication lost', 'off'],
+  [
+    'lost',
+    { ageMs: 1000, supported: false, engineRunning: false },
+    'OFFLINE',
+    'Communication lost',
+    'off',
+  ],
   ['nearly_lost', { ageMs: 999 }, 'READY', 'Engine responding; frames advancing', 'on'],
   ['just_heard', { ageMs: 0 }, 'READY', 'Engine responding; frames advancing', 'on'],
-  ['too_old_for_health', { supported: false, engineRunning: false }, 'HEALTH UNKNOWN', 'Health endpoint unavailable', 'warn'],
-  ['stopped', { engineRunning: false, engineResponsive: false, frameStalled: true }, 'ENGINE STOPPED', 'Engine stopped', 'warn'],
-  ['unresponsive', { engineResponsive: false, frameStalled: true, telemetryAvailable: false }, 'ENGINE UNRESPONSIVE', 'Engine unresponsive', 'warn'],
-  ['stalled', { frameStalled: true, telemetryAvailable: false }, 'FRAME STALL', 'Frame progress stalled', 'warn'],
-  ['without_telemetry', { telemetryAvailable: false }, 'TELEMETRY UNKNOWN', 'Engine responding; frame telemetry unavailable', 'warn'],
-  ['telemetry_not_told', { telemetryAvailable: undefined }, 'TELEMETRY UNKNOWN', 'Engine responding; frame telemetry unavailable', 'warn'],
+  [
+    'too_old_for_health',
+    { supported: false, engineRunning: false },
+    'HEALTH UNKNOWN',
+    'Health endpoint unavailable',
+    'warn',
+  ],
+  [
+    'stopped',
+    { engineRunning: false, engineResponsive: false, frameStalled: true },
+    'ENGINE STOPPED',
+    'Engine stopped',
+    'warn',
+  ],
+  [
+    'unresponsive',
+    { engineResponsive: false, frameStalled: true, telemetryAvailable: false },
+    'ENGINE UNRESPONSIVE',
+    'Engine unresponsive',
+    'warn',
+  ],
+  [
+    'stalled',
+    { frameStalled: true, telemetryAvailable: false },
+    'FRAME STALL',
+    'Frame progress stalled',
+    'warn',
+  ],
+  [
+    'without_telemetry',
+    { telemetryAvailable: false },
+    'TELEMETRY UNKNOWN',
+    'Engine responding; frame telemetry unavailable',
+    'warn',
+  ],
+  [
+    'telemetry_not_told',
+    { telemetryAvailable: undefined },
+    'TELEMETRY UNKNOWN',
+    'Engine responding; frame telemetry unavailable',
+    'warn',
+  ],
   ['well', {}, 'READY', 'Engine responding; frames advancing', 'on'],
 ];
 for (const [role, serial, name, id] of [
@@ -56,7 +98,9 @@ for (const [role, serial, name, id] of [
       const shown = await view.read(`${id}Status`, `${id}Dot`);
       assert.equal(shown[`${id}Status`].text, `${role}: ${name} ${word}`, case_name);
       assert.equal(shown[`${id}Dot`].dot, dot, case_name);
-      const lines = await view.page.$$eval('#vorHealthSummary p', (all) => all.map((one) => one.textContent));
+      const lines = await view.page.$$eval('#vorHealthSummary p', (all) =>
+        all.map((one) => one.textContent),
+      );
       assert.ok(lines.includes(`${role}: ${line}`), `${case_name}: ${lines}`);
     }
   });
@@ -72,24 +116,64 @@ test('the_limit_of_a_lost_server_is_the_policy_s', async () => {
 test('without_a_main_its_line_waits_and_its_badge_stays_plain', async () => {
   await view.open_protection(status({ systems: [], ...nothing_active }));
   assert.equal(await view.text('mainStatus'), 'Main: Not configured OFFLINE');
-  assert.equal(await view.text('vorHealthSummary'), 'Main: Waiting for healthBackup: Waiting for health');
+  assert.equal(
+    await view.text('vorHealthSummary'),
+    'Main: Waiting for healthBackup: Waiting for health',
+  );
 });
 
 const rule = (mode, mainId, backupId) => ({ mainId, backupId, mode });
 const output_cases = [
   ['both_up', [rule(2, 'out-1', 'out-2')], {}, 'READY', 'READY'],
-  ['not_in_the_list', [rule(2, 'gone', 'gone')], {}, 'PROTECTED OUTPUT FAULT', 'PROTECTED OUTPUT FAULT'],
+  [
+    'not_in_the_list',
+    [rule(2, 'gone', 'gone')],
+    {},
+    'PROTECTED OUTPUT FAULT',
+    'PROTECTED OUTPUT FAULT',
+  ],
   ['main_alone', [rule(2, 'gone', 'out-1')], {}, 'PROTECTED OUTPUT FAULT', 'READY'],
   ['backup_alone', [rule(2, 'out-1', 'gone')], {}, 'READY', 'PROTECTED OUTPUT FAULT'],
-  ['not_available', [rule(2, 'bad', 'bad')], { available: false }, 'PROTECTED OUTPUT FAULT', 'PROTECTED OUTPUT FAULT'],
-  ['not_known', [rule(2, 'bad', 'bad')], { known: false }, 'PROTECTED OUTPUT FAULT', 'PROTECTED OUTPUT FAULT'],
+  [
+    'not_available',
+    [rule(2, 'bad', 'bad')],
+    { available: false },
+    'PROTECTED OUTPUT FAULT',
+    'PROTECTED OUTPUT FAULT',
+  ],
+  [
+    'not_known',
+    [rule(2, 'bad', 'bad')],
+    { known: false },
+    'PROTECTED OUTPUT FAULT',
+    'PROTECTED OUTPUT FAULT',
+  ],
   ['known_not_told', [rule(2, 'bad', 'bad')], { known: undefined }, 'READY', 'READY'],
-  ['available_not_told', [rule(2, 'bad', 'bad')], { available: undefined }, 'PROTECTED OUTPUT FAULT', 'PROTECTED OUTPUT FAULT'],
+  [
+    'available_not_told',
+    [rule(2, 'bad', 'bad')],
+    { available: undefined },
+    'PROTECTED OUTPUT FAULT',
+    'PROTECTED OUTPUT FAULT',
+  ],
   ['alert_only', [rule(1, 'gone', 'gone')], {}, 'READY', 'READY'],
   ['ignored', [rule(0, 'gone', 'gone')], {}, 'READY', 'READY'],
   ['no_id', [rule(2, '', '')], {}, 'READY', 'READY'],
-  ['second_rule', [rule(2, 'out-1', 'out-1'), rule(2, 'gone', 'gone')], {}, 'PROTECTED OUTPUT FAULT', 'PROTECTED OUTPUT FAULT'],
-  ['another_condition_goes_first', [rule(2, 'gone', 'gone')], {}, 'FRAME STALL', 'FRAME STALL', { frameStalled: true }],
+  [
+    'second_rule',
+    [rule(2, 'out-1', 'out-1'), rule(2, 'gone', 'gone')],
+    {},
+    'PROTECTED OUTPUT FAULT',
+    'PROTECTED OUTPUT FAULT',
+  ],
+  [
+    'another_condition_goes_first',
+    [rule(2, 'gone', 'gone')],
+    {},
+    'FRAME STALL',
+    'FRAME STALL',
+    { frameStalled: true },
+  ],
 ];
 test('a_protected_output_that_is_down_takes_the_place_of_ready', async () => {
   await view.open(status());
@@ -108,14 +192,42 @@ const bare = (changes) => status({ protection: { policy: { lossMs: 1000 }, ...ch
 const bare_sample = { serial: 'SER-A', ageMs: 10 };
 const bare_cases = [
   ['nothing_but_a_limit', bare(), 'WAITING', 'WAITING', 0],
-  ['bare_samples', bare({ systems: [bare_sample, { serial: 'SER-B', ageMs: 10 }] }), 'TELEMETRY UNKNOWN', 'TELEMETRY UNKNOWN', 0],
-  ['no_rules', bare({ systems: [{ ...bare_sample, telemetryAvailable: true }] }), 'READY', 'WAITING', 0],
+  [
+    'bare_samples',
+    bare({ systems: [bare_sample, { serial: 'SER-B', ageMs: 10 }] }),
+    'TELEMETRY UNKNOWN',
+    'TELEMETRY UNKNOWN',
+    0,
+  ],
+  [
+    'no_rules',
+    bare({ systems: [{ ...bare_sample, telemetryAvailable: true }] }),
+    'READY',
+    'WAITING',
+    0,
+  ],
   [
     'a_rule_without_outputs',
-    bare({ policy: { lossMs: 1000, outputRules: [rule(2, 'out-1', '')] }, systems: [{ ...bare_sample, telemetryAvailable: true }] }),
-    'PROTECTED OUTPUT FAULT', 'WAITING', 0,
+    bare({
+      policy: { lossMs: 1000, outputRules: [rule(2, 'out-1', '')] },
+      systems: [{ ...bare_sample, telemetryAvailable: true }],
+    }),
+    'PROTECTED OUTPUT FAULT',
+    'WAITING',
+    0,
   ],
-  ['bare_alerts', bare({ alerts: [{ active: true, message: 'One.', started: 1 }, { active: true, message: 'Two.', started: 2 }] }), 'WAITING', 'WAITING', 2],
+  [
+    'bare_alerts',
+    bare({
+      alerts: [
+        { active: true, message: 'One.', started: 1 },
+        { active: true, message: 'Two.', started: 2 },
+      ],
+    }),
+    'WAITING',
+    'WAITING',
+    2,
+  ],
 ];
 test('what_a_status_leaves_out_disturbs_nothing', async () => {
   const page = await view.open_protection();
@@ -126,8 +238,16 @@ test('what_a_status_leaves_out_disturbs_nothing', async () => {
     assert.equal(await page.locator('.vor-alert').count(), alerts, name);
     assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12', name);
   }
-  const listed = await page.$$eval('.vor-alert', (all) => all.map((one) => [one.querySelector('span').textContent, one.querySelector('small').textContent]));
-  assert.deepEqual(listed.map(([text]) => text), ['Two.', 'One.']);
+  const listed = await page.$$eval('.vor-alert', (all) =>
+    all.map((one) => [
+      one.querySelector('span').textContent,
+      one.querySelector('small').textContent,
+    ]),
+  );
+  assert.deepEqual(
+    listed.map(([text]) => text),
+    ['Two.', 'One.'],
+  );
   for (const [, times] of listed) assert.doesNotMatch(times, /recovered/);
   await view.show(status({ systems: undefined }));
   assert.equal(await view.text('mainStatus'), 'Main: Not configured OFFLINE');
@@ -139,11 +259,41 @@ const recovered = alert(2, { active: false, recovered: 1 });
 const banner_cases = [
   ['armed', {}, {}, 'PROTECTION ARMED · 0 active alerts', ''],
   ['disarmed', { armed: false }, {}, 'AUTO FAILOVER DISARMED · 0 active alerts', ''],
-  ['pair_disabled', { heldOnBackup: true }, { enabled: false }, 'PROTECTION ARMED · Pair disabled · 0 active alerts', ''],
-  ['held', { heldOnBackup: true }, {}, 'PROTECTION ARMED · Backup held active · 0 active alerts', ''],
-  ['one_alert', { alerts: [alert(1)] }, {}, 'PROTECTION ARMED · 1 active alert · Main: Engine stopped or exited.', 'fault'],
-  ['the_first_of_two', { alerts: [notice, recovered, alert(3, { message: 'First.', acknowledged: true }), alert(4)] }, {}, 'PROTECTION ARMED · 2 active alerts · First.', 'fault'],
-  ['none_that_counts', { alerts: [notice, recovered] }, {}, 'PROTECTION ARMED · 0 active alerts', ''],
+  [
+    'pair_disabled',
+    { heldOnBackup: true },
+    { enabled: false },
+    'PROTECTION ARMED · Pair disabled · 0 active alerts',
+    '',
+  ],
+  [
+    'held',
+    { heldOnBackup: true },
+    {},
+    'PROTECTION ARMED · Backup held active · 0 active alerts',
+    '',
+  ],
+  [
+    'one_alert',
+    { alerts: [alert(1)] },
+    {},
+    'PROTECTION ARMED · 1 active alert · Main: Engine stopped or exited.',
+    'fault',
+  ],
+  [
+    'the_first_of_two',
+    { alerts: [notice, recovered, alert(3, { message: 'First.', acknowledged: true }), alert(4)] },
+    {},
+    'PROTECTION ARMED · 2 active alerts · First.',
+    'fault',
+  ],
+  [
+    'none_that_counts',
+    { alerts: [notice, recovered] },
+    {},
+    'PROTECTION ARMED · 0 active alerts',
+    '',
+  ],
 ];
 test('the_banner_sums_up', async () => {
   const page = await view.open(status());
@@ -155,9 +305,14 @@ test('the_banner_sums_up', async () => {
     assert.equal(await page.textContent('#vorBanner b'), bold, name);
   }
   assert.equal(await page.locator('#vorBanner').count(), 1);
-  const below = await page.$eval('#vorBanner', (banner) => banner.nextElementSibling.contains(document.getElementById('elvantrisUi')));
+  const below = await page.$eval('#vorBanner', (banner) =>
+    banner.nextElementSibling.contains(document.getElementById('elvantrisUi')),
+  );
   assert.equal(below, true);
-  const last = await page.$eval('#vorBanner > :last-child', ({ tagName, textContent }) => [tagName, textContent]);
+  const last = await page.$eval('#vorBanner > :last-child', ({ tagName, textContent }) => [
+    tagName,
+    textContent,
+  ]);
   assert.deepEqual(last, ['BUTTON', 'Health & Alerts']);
 });
 
@@ -184,8 +339,13 @@ test('each_condition_has_its_label_and_its_options', async () => {
   const usual = ['0 Ignore', '1 Alert only', '2 Alert + failover'];
   for (const [key, label] of Object.entries(labels)) {
     const select = page.getByLabel(label, { exact: true });
-    const options = await select.locator('option').evaluateAll((all) => all.map((one) => `${one.value} ${one.textContent}`));
-    const wanted = { sync: [...usual.slice(0, 2), '2 Require for Backup takeover'], resources: usual.slice(0, 2) };
+    const options = await select
+      .locator('option')
+      .evaluateAll((all) => all.map((one) => `${one.value} ${one.textContent}`));
+    const wanted = {
+      sync: [...usual.slice(0, 2), '2 Require for Backup takeover'],
+      resources: usual.slice(0, 2),
+    };
     assert.deepEqual(options, wanted[key] ?? usual, key);
   }
   const chosen = await page.$$eval('#vorModes select', (all) => all.map(({ value }) => value));
@@ -201,7 +361,12 @@ test('each_delay_has_its_label_and_its_bounds', async () => {
     ['Startup / changed-pair grace (ms)', 'vorStartupMs', '1000', '60000', '5000'],
   ]) {
     const field = page.getByLabel(label, { exact: true });
-    assert.deepEqual(await field.evaluate((one) => [one.id, one.min, one.max, one.value]), [id, min, max, value]);
+    assert.deepEqual(await field.evaluate((one) => [one.id, one.min, one.max, one.value]), [
+      id,
+      min,
+      max,
+      value,
+    ]);
   }
   assert.equal(await page.getByLabel('Optional audible alerts in this browser').isChecked(), true);
 });
@@ -210,8 +375,11 @@ test('the_dialog_has_its_heads_its_help_and_its_buttons', async () => {
   const page = await view.open_protection();
   const heads = await page.locator('#vorProtectionBg :is(h2, h3)').allTextContents();
   assert.deepEqual(heads, [
-    'Health, Protection & External Actions', 'Protection', 'Protected Outputs',
-    'External Action Sequences', 'Alerts & Recent History',
+    'Health, Protection & External Actions',
+    'Protection',
+    'Protected Outputs',
+    'External Action Sequences',
+    'Alerts & Recent History',
   ]);
   assert.deepEqual(await page.locator('#vorProtectionBg .help').allTextContents(), [
     'Monitoring and alerts continue while automatic failover is disarmed. External commands are optional. A transfer holds on Backup until you return to Main. Configure the system pair first.',
@@ -219,10 +387,18 @@ test('the_dialog_has_its_heads_its_help_and_its_buttons', async () => {
     'Choose critical outputs or Extended nodes and their corresponding Backup counterparts. Failover requires every output marked Alert + failover to be healthy on Backup. Disarm before intentionally removing protected outputs or changing engine configuration.',
     'Enabled actions run in list order on transfer to Backup or an operator return to Main. Each step opens its own TCP connection or sends one UDP datagram. Use a single command field for devices needing multiple commands on one connection. Supported escapes: \\r \\n \\t \\\\ \\xHH. A failed step stops its sequence. Retries can repeat a partially delivered command; leave zero unless the command is safe to repeat. Test sends the saved command to the actual destination.',
   ]);
-  const buttons = await page.$$eval('#vorProtectionBg button', (all) => all.map(({ textContent }) => textContent));
+  const buttons = await page.$$eval('#vorProtectionBg button', (all) =>
+    all.map(({ textContent }) => textContent),
+  );
   assert.deepEqual(buttons, [
-    'Disarm Automatic Failover', 'Take Backup', 'Return to Main', 'Acknowledge Alerts',
-    'Add Output Rule', 'Add Action', 'Close', 'Save Protection Settings',
+    'Disarm Automatic Failover',
+    'Take Backup',
+    'Return to Main',
+    'Acknowledge Alerts',
+    'Add Output Rule',
+    'Add Action',
+    'Close',
+    'Save Protection Settings',
   ]);
   for (const [name, tooltip] of [
     ['Disarm Automatic Failover', 'Arm or disarm automatic failover; monitoring remains active.'],
@@ -237,39 +413,61 @@ test('the_dialog_has_its_heads_its_help_and_its_buttons', async () => {
 test('the_live_parts_follow_the_status_while_the_dialog_is_open', async () => {
   await view.open_protection();
   assert.equal(await view.text('vorLastAction'), 'No external actions have run.');
-  await view.show(guarded({ armed: false, heldOnBackup: true, actionsBusy: true, lastAction: 'Sent.' }));
+  await view.show(
+    guarded({ armed: false, heldOnBackup: true, actionsBusy: true, lastAction: 'Sent.' }),
+  );
   assert.equal(await view.text('vorArmButton'), 'Arm Automatic Failover');
   assert.equal(await view.text('vorLastAction'), 'Outbound sequence running. Sent.');
-  assert.match(await view.text('vorHealthSummary'), /Held on Backup\. Recovery does not return automatically\.$/);
+  assert.match(
+    await view.text('vorHealthSummary'),
+    /Held on Backup\. Recovery does not return automatically\.$/,
+  );
   await view.show(guarded({ actionsBusy: true }));
-  assert.equal(await view.text('vorLastAction'), 'Outbound sequence running. No external actions have run.');
+  assert.equal(
+    await view.text('vorLastAction'),
+    'Outbound sequence running. No external actions have run.',
+  );
   assert.doesNotMatch(await view.text('vorHealthSummary'), /Held/);
 });
 
 test('alerts_stand_newest_first_with_their_word_and_their_times', async () => {
   const page = await view.open_protection();
-  const empty = 'No alerts in this VOR session. Fault/recovery history is also retained in the workstation log.';
+  const empty =
+    'No alerts in this VOR session. Fault/recovery history is also retained in the workstation log.';
   assert.equal(await view.text('vorAlertList'), empty);
   const list = [
     alert(1, { active: false, recovered: Date.UTC(2025, 4, 17, 20, 0, 0), acknowledged: true }),
     alert(2, { acknowledged: true, message: '<b>Second</b>', severity: 'warning' }),
     alert(3, { severity: 'notice', message: 'Third.' }),
   ];
-  const read = () => page.$$eval('#vorAlertList > div', (all) => all.map((one) => [
-    one.querySelector('b').textContent,
-    one.querySelector('span').textContent,
-    one.querySelector('small').textContent,
-    one.classList.contains('recovered'),
-  ]));
+  const read = () =>
+    page.$$eval('#vorAlertList > div', (all) =>
+      all.map((one) => [
+        one.querySelector('b').textContent,
+        one.querySelector('span').textContent,
+        one.querySelector('small').textContent,
+        one.classList.contains('recovered'),
+      ]),
+    );
   const time = (ms) => page.evaluate((value) => new Date(value).toLocaleString(), ms);
   await view.show(guarded({ alerts: list }));
   assert.deepEqual(await read(), [
     ['ACTIVE', 'Third.', await time(list[2].started), false],
     ['ACTIVE / ACKNOWLEDGED', '<b>Second</b>', await time(list[1].started), false],
-    ['RECOVERED', list[0].message, `${await time(list[0].started)} - recovered ${await time(list[0].recovered)}`, true],
+    [
+      'RECOVERED',
+      list[0].message,
+      `${await time(list[0].started)} - recovered ${await time(list[0].recovered)}`,
+      true,
+    ],
   ]);
-  await view.show(guarded({ alerts: [list[1], { ...list[2], active: false, recovered: 1 }, alert(4)] }));
-  assert.deepEqual((await read()).map(([word]) => word), ['ACTIVE', 'RECOVERED', 'ACTIVE / ACKNOWLEDGED']);
+  await view.show(
+    guarded({ alerts: [list[1], { ...list[2], active: false, recovered: 1 }, alert(4)] }),
+  );
+  assert.deepEqual(
+    (await read()).map(([word]) => word),
+    ['ACTIVE', 'RECOVERED', 'ACTIVE / ACKNOWLEDGED'],
+  );
   await view.show(guarded({ alerts: [] }));
   assert.equal(await view.text('vorAlertList'), empty);
 });
@@ -281,8 +479,14 @@ test('alerts_that_share_an_id_are_all_shown', async () => {
   const second = alert(1, { message: 'Second.' });
   const nameless = [alert(0, { id: undefined }), alert(0, { id: undefined, message: 'Nameless.' })];
   for (const [alerts, shown] of [
-    [[first, second], ['Second.', 'First.']],
-    [[first, first], ['First.', 'First.']],
+    [
+      [first, second],
+      ['Second.', 'First.'],
+    ],
+    [
+      [first, first],
+      ['First.', 'First.'],
+    ],
     [[second], ['Second.']],
     [nameless, ['Nameless.', nameless[0].message]],
   ]) {
@@ -292,61 +496,144 @@ test('alerts_that_share_an_id_are_all_shown', async () => {
 });
 
 const rules = [rule(2, 'out-1', 'gone'), rule(1, 'out-2', '')];
-const named = [output('out-1', { name: 'Left wall' }), output('out-2', { name: '', available: false })];
+const named = [
+  output('out-1', { name: 'Left wall' }),
+  output('out-2', { name: '', available: false }),
+];
 test('rules_offer_the_outputs_of_their_side_and_keep_what_is_gone', async () => {
-  const systems = [health('SER-A', { outputs: named }), health('SER-B', { outputs: [output('b-1')] })];
+  const systems = [
+    health('SER-A', { outputs: named }),
+    health('SER-B', { outputs: [output('b-1')] }),
+  ];
   const page = await view.open_protection(with_policy({ outputRules: rules }, { systems }));
-  const read = () => page.$$eval('#vorOutputRules .vor-rule', (all) => all.map((block) => [...block.querySelectorAll('select')].map((select) => [select.value, ...[...select.options].map((one) => `${one.value}=${one.textContent}`)])));
+  const read = () =>
+    page.$$eval('#vorOutputRules .vor-rule', (all) =>
+      all.map((block) =>
+        [...block.querySelectorAll('select')].map((select) => [
+          select.value,
+          ...[...select.options].map((one) => `${one.value}=${one.textContent}`),
+        ]),
+      ),
+    );
   const modes = ['0=Ignore', '1=Alert only', '2=Alert + failover'];
   const on_main = ['=Select output...', 'out-1=Left wall', 'out-2=out-2 (unavailable)'];
   assert.deepEqual(await read(), [
-    [['out-1', ...on_main], ['gone', '=Select output...', 'gone=gone (unavailable)', 'b-1=b-1'], ['2', ...modes]],
-    [['out-2', ...on_main], ['', '=Select output...', 'b-1=b-1'], ['1', ...modes]],
+    [
+      ['out-1', ...on_main],
+      ['gone', '=Select output...', 'gone=gone (unavailable)', 'b-1=b-1'],
+      ['2', ...modes],
+    ],
+    [
+      ['out-2', ...on_main],
+      ['', '=Select output...', 'b-1=b-1'],
+      ['1', ...modes],
+    ],
   ]);
   await page.click('text=Add Output Rule');
-  assert.deepEqual((await read())[2].map(([value]) => value), ['', '', '1']);
+  assert.deepEqual(
+    (await read())[2].map(([value]) => value),
+    ['', '', '1'],
+  );
   for (const label of ['Main output', 'Corresponding Backup output', 'Response']) {
     assert.equal(await page.getByLabel(label, { exact: true }).count(), 3);
   }
   // An output that vanishes while the dialog is open stays chosen.
   await view.show(with_policy({ outputRules: rules }, { systems: [] }));
   await page.locator('text=Remove Rule').nth(1).click();
-  assert.deepEqual((await read()).map(([[value]]) => value), ['out-1', '']);
+  assert.deepEqual(
+    (await read()).map(([[value]]) => value),
+    ['out-1', ''],
+  );
   assert.equal((await read())[0][0][2], 'out-1=out-1 (unavailable)');
 });
 
-const block_values = () => view.page.$$eval('.vor-action', (all) => all.map((block) => Object.fromEntries([...block.querySelectorAll('[data-key]')].map((one) => [one.dataset.key, one.type === 'checkbox' ? one.checked : one.value]))));
+const block_values = () =>
+  view.page.$$eval('.vor-action', (all) =>
+    all.map((block) =>
+      Object.fromEntries(
+        [...block.querySelectorAll('[data-key]')].map((one) => [
+          one.dataset.key,
+          one.type === 'checkbox' ? one.checked : one.value,
+        ]),
+      ),
+    ),
+  );
 const names = async () => (await block_values()).map(({ name }) => name);
 const in_action = (index) => view.page.locator('.vor-action').nth(index);
 
 test('an_action_block_shows_all_fields_of_its_action', async () => {
-  await view.open_protection(with_policy({ actions: [action({ transport: 'UDP', event: 'main', retries: 2, delayMs: 5 })] }));
-  assert.deepEqual(await block_values(), [{
-    enabled: true, name: 'Router', host: '10.77.0.20', port: '7000', event: 'main', transport: 'UDP',
-    delayMs: '5', timeoutMs: '1000', retries: '2', payload: 'TAKE 2\\r',
-  }]);
-  const words = await in_action(0).locator('label').allTextContents();
-  assert.deepEqual(words.map((text) => text.trim()), [
-    'Enable action 1', 'Name', 'Destination host', 'Port', 'Event', 'Transport',
-    'Delay before step (ms)', 'Connect/send timeout (ms)', 'Retries (0-3)', 'Command string',
+  await view.open_protection(
+    with_policy({ actions: [action({ transport: 'UDP', event: 'main', retries: 2, delayMs: 5 })] }),
+  );
+  assert.deepEqual(await block_values(), [
+    {
+      enabled: true,
+      name: 'Router',
+      host: '10.77.0.20',
+      port: '7000',
+      event: 'main',
+      transport: 'UDP',
+      delayMs: '5',
+      timeoutMs: '1000',
+      retries: '2',
+      payload: 'TAKE 2\\r',
+    },
   ]);
-  const options = (label) => in_action(0).getByLabel(label, { exact: true }).locator('option').evaluateAll((all) => all.map((one) => `${one.value}=${one.textContent}`));
+  const words = await in_action(0).locator('label').allTextContents();
+  assert.deepEqual(
+    words.map((text) => text.trim()),
+    [
+      'Enable action 1',
+      'Name',
+      'Destination host',
+      'Port',
+      'Event',
+      'Transport',
+      'Delay before step (ms)',
+      'Connect/send timeout (ms)',
+      'Retries (0-3)',
+      'Command string',
+    ],
+  );
+  const options = (label) =>
+    in_action(0)
+      .getByLabel(label, { exact: true })
+      .locator('option')
+      .evaluateAll((all) => all.map((one) => `${one.value}=${one.textContent}`));
   assert.deepEqual(await options('Event'), ['backup=Transfer to Backup', 'main=Return to Main']);
   assert.deepEqual(await options('Transport'), ['TCP=TCP', 'UDP=UDP']);
-  assert.deepEqual(await in_action(0).locator('button').allTextContents(), ['Test Saved Action', 'Move Up', 'Move Down', 'Remove Action']);
+  assert.deepEqual(await in_action(0).locator('button').allTextContents(), [
+    'Test Saved Action',
+    'Move Up',
+    'Move Down',
+    'Remove Action',
+  ]);
 });
 
 test('a_new_action_has_its_defaults', async () => {
   const page = await view.open_protection(with_policy({ actions: [action()] }));
   await page.click('text=Add Action');
   assert.deepEqual((await block_values())[1], {
-    enabled: false, name: 'Action 2', host: '', port: '0', event: 'backup', transport: 'TCP',
-    delayMs: '0', timeoutMs: '1000', retries: '0', payload: '',
+    enabled: false,
+    name: 'Action 2',
+    host: '',
+    port: '0',
+    event: 'backup',
+    transport: 'TCP',
+    delayMs: '0',
+    timeoutMs: '1000',
+    retries: '0',
+    payload: '',
   });
 });
 
 test('actions_move_and_go_and_no_edit_is_lost', async () => {
-  const page = await view.open_protection(with_policy({ actions: ['A', 'B', 'C'].map((name) => action({ name })), outputRules: [rule(1, 'out-1', '')] }));
+  const page = await view.open_protection(
+    with_policy({
+      actions: ['A', 'B', 'C'].map((name) => action({ name })),
+      outputRules: [rule(1, 'out-1', '')],
+    }),
+  );
   await in_action(1).getByLabel('Name', { exact: true }).fill('B edited');
   await in_action(2).getByLabel('Command string').fill('GO\\r');
   await page.getByLabel('Response', { exact: true }).selectOption('2');
@@ -368,10 +655,12 @@ test('actions_move_and_go_and_no_edit_is_lost', async () => {
 
 test('each_button_of_a_block_collects_all_drafts_first', async () => {
   for (const button of ['Add Output Rule', 'Remove Rule', 'Add Action', 'Remove Action']) {
-    const page = await view.open_protection(with_policy({
-      outputRules: [rule(1, 'out-1', ''), rule(1, 'out-2', '')],
-      actions: [action({ name: 'A' }), action({ name: 'B' })],
-    }));
+    const page = await view.open_protection(
+      with_policy({
+        outputRules: [rule(1, 'out-1', ''), rule(1, 'out-2', '')],
+        actions: [action({ name: 'A' }), action({ name: 'B' })],
+      }),
+    );
     await in_action(0).getByLabel('Name', { exact: true }).fill('A edited');
     await page.getByLabel('Response', { exact: true }).first().selectOption('2');
     await page.fill('#vorLossMs', '2500');
@@ -382,26 +671,40 @@ test('each_button_of_a_block_collects_all_drafts_first', async () => {
 });
 
 test('an_enter_that_is_held_down_removes_one_block_alone', async () => {
-  const page = await view.open_protection(with_policy({
-    outputRules: [rule(1, 'out-1', ''), rule(1, 'out-2', '')],
-    actions: ['A', 'B', 'C'].map((name) => action({ name })),
-  }));
-  const left = async () => [await page.locator('.vor-rule').count(), await page.locator('.vor-action').count()];
-  for (const [button, wanted] of [['Remove Rule', [1, 3]], ['Remove Rule', [0, 3]], ['Remove Action', [0, 2]]]) {
+  const page = await view.open_protection(
+    with_policy({
+      outputRules: [rule(1, 'out-1', ''), rule(1, 'out-2', '')],
+      actions: ['A', 'B', 'C'].map((name) => action({ name })),
+    }),
+  );
+  const left = async () => [
+    await page.locator('.vor-rule').count(),
+    await page.locator('.vor-action').count(),
+  ];
+  for (const [button, wanted] of [
+    ['Remove Rule', [1, 3]],
+    ['Remove Rule', [0, 3]],
+    ['Remove Action', [0, 2]],
+  ]) {
     await page.locator(`text=${button}`).first().focus();
     await page.keyboard.down('Enter');
     await page.keyboard.down('Enter');
     await page.keyboard.up('Enter');
     assert.deepEqual(await left(), wanted);
-    assert.equal(await page.evaluate("document.activeElement.role"), 'group');
+    assert.equal(await page.evaluate('document.activeElement.role'), 'group');
   }
 });
 
 for (const width of [1024, 1366, 1920]) {
   test(`at_${width}_the_dialog_opens_at_its_top_below_header_and_banner_with_alerts_beside_settings`, async () => {
-    const page = await view.open_protection(with_policy({ actions: Array(8).fill(action()) }), { viewport: { width, height: 768 } });
-    const scrolled = () => page.$$eval('#vorProtectionBg .scrolls', (all) => all.map((one) => one.scrollTop));
-    await page.evaluate("for (const one of document.querySelectorAll('.scrolls')) one.scrollTop = 200");
+    const page = await view.open_protection(with_policy({ actions: Array(8).fill(action()) }), {
+      viewport: { width, height: 768 },
+    });
+    const scrolled = () =>
+      page.$$eval('#vorProtectionBg .scrolls', (all) => all.map((one) => one.scrollTop));
+    await page.evaluate(
+      "for (const one of document.querySelectorAll('.scrolls')) one.scrollTop = 200",
+    );
     assert.ok((await scrolled()).some((top) => top > 0));
     await page.keyboard.press('Escape');
     await page.click('text=Health & Alerts');
@@ -412,23 +715,37 @@ for (const width of [1024, 1366, 1920]) {
     );
     assert.ok(box.top >= banner.bottom, `${box.top} px, the banner ends at ${banner.bottom}`);
     assert.ok(history.left >= settings.right && history.top < settings.bottom);
-    const dimmed = await page.$eval('#vorProtectionBg', (one) => Number.parseFloat(getComputedStyle(one, '::before').top));
+    const dimmed = await page.$eval('#vorProtectionBg', (one) =>
+      Number.parseFloat(getComputedStyle(one, '::before').top),
+    );
     assert.ok(Math.abs(dimmed - banner.bottom) <= 1, `dimmed from ${dimmed} px on`);
-    const rows = await page.$$eval('#vorModes .field', (all) => all.map((one) => one.lastElementChild.getBoundingClientRect().left));
+    const rows = await page.$$eval('#vorModes .field', (all) =>
+      all.map((one) => one.lastElementChild.getBoundingClientRect().left),
+    );
     assert.ok(new Set(rows).size <= 2, `${rows}`);
   });
 }
 
 test('the_health_of_each_side_has_a_shape_and_a_colour', async () => {
-  const page = await view.open_protection(guarded({ heldOnBackup: true, systems: [health('SER-A', { engineRunning: false }), health('SER-B')] }));
-  const marks = await page.$$eval('#vorHealthSummary p', (all) => all.map((one) => [getComputedStyle(one, '::before').content[1], getComputedStyle(one).color]));
+  const page = await view.open_protection(
+    guarded({
+      heldOnBackup: true,
+      systems: [health('SER-A', { engineRunning: false }), health('SER-B')],
+    }),
+  );
+  const marks = await page.$$eval('#vorHealthSummary p', (all) =>
+    all.map((one) => [getComputedStyle(one, '::before').content[1], getComputedStyle(one).color]),
+  );
   assert.deepEqual(marks.map(([shape]) => shape).join(''), '■●▲');
   assert.equal(new Set(marks.map(([, colour]) => colour)).size, 3);
 });
 
 test('the_live_parts_of_the_dialog_lose_their_colours_without_a_status', async () => {
   const page = await view.open_protection();
-  const seen = () => page.$$eval('#vorHealthSummary, #vorOperations, #vorAlertList', (all) => all.map((one) => getComputedStyle(one).filter));
+  const seen = () =>
+    page.$$eval('#vorHealthSummary, #vorOperations, #vorAlertList', (all) =>
+      all.map((one) => getComputedStyle(one).filter),
+    );
   await view.show('away');
   assert.deepEqual(await seen(), Array(3).fill('grayscale(1)'));
   await view.show(status());
@@ -440,7 +757,9 @@ test('polling_does_not_disturb_what_is_typed', async () => {
   const page = await view.open_protection(with_policy({ actions: [action()] }));
   await page.fill('#vorLossMs', '2500');
   await in_action(0).getByLabel('Name', { exact: true }).fill('Half a na');
-  await view.show(with_policy({ lossMs: 900, actions: [action({ name: 'Other' })] }, { alerts: [alert(1)] }));
+  await view.show(
+    with_policy({ lossMs: 900, actions: [action({ name: 'Other' })] }, { alerts: [alert(1)] }),
+  );
   await page.keyboard.type('me');
   assert.deepEqual(await names(), ['Half a name']);
   assert.equal(await page.inputValue('#vorLossMs'), '2500');
@@ -448,20 +767,33 @@ test('polling_does_not_disturb_what_is_typed', async () => {
 
 test('saving_sends_the_whole_draft_with_the_live_arming', async () => {
   const actions = [action()];
-  const page = await view.open_protection(with_policy({ outputRules: [rule(2, 'out-1', 'out-2')], actions }));
+  const page = await view.open_protection(
+    with_policy({ outputRules: [rule(2, 'out-1', 'out-2')], actions }),
+  );
   await page.fill('#vorStallMs', '2000');
   await page.getByLabel(labels.resources).selectOption('0');
   await page.check('#vorAudible');
   await in_action(0).getByLabel('Port', { exact: true }).fill('7001');
   // Disarmed from elsewhere while the dialog is open.
-  await view.show(with_policy({ outputRules: [rule(2, 'out-1', 'out-2')], actions }, { armed: false }));
+  await view.show(
+    with_policy({ outputRules: [rule(2, 'out-1', 'out-2')], actions }, { armed: false }),
+  );
   await page.click('text=Save Protection Settings');
   await view.until_text('vorProtectionMessage', 'Protection settings saved.');
-  assert.deepEqual(view.posts, [{
-    path: '/api/protection',
-    type: 'text/plain',
-    body: policy({ armed: false, audible: true, stallMs: 2000, resources: 0, outputRules: [rule(2, 'out-1', 'out-2')], actions: [action({ port: 7001 })] }),
-  }]);
+  assert.deepEqual(view.posts, [
+    {
+      path: '/api/protection',
+      type: 'text/plain',
+      body: policy({
+        armed: false,
+        audible: true,
+        stallMs: 2000,
+        resources: 0,
+        outputRules: [rule(2, 'out-1', 'out-2')],
+        actions: [action({ port: 7001 })],
+      }),
+    },
+  ]);
   assert.equal(await view.visible('vorProtectionBg'), true);
 });
 
@@ -478,7 +810,9 @@ for (const [button, live, operation, success] of [
     await page.getByRole('button', { name: button, exact: true }).click();
     await view.until_text('vorProtectionMessage', success);
     await audio_runs();
-    assert.deepEqual(view.posts, [{ path: '/api/protection/operate', type: 'text/plain', body: { operation } }]);
+    assert.deepEqual(view.posts, [
+      { path: '/api/protection/operate', type: 'text/plain', body: { operation } },
+    ]);
   });
 }
 
@@ -520,7 +854,8 @@ for (const [button, path] of posts) {
     await page.click(`text=${button}`);
     await until('it is on its way', () => held.waiting() === 1);
     assert.equal(await view.text('vorProtectionMessage'), '');
-    const beside = (id, which) => page.$eval(id, (one, pseudo) => getComputedStyle(one, pseudo).content, which);
+    const beside = (id, which) =>
+      page.$eval(id, (one, pseudo) => getComputedStyle(one, pseudo).content, which);
     assert.equal(await beside('#vorProtectionMessage', '::before'), '"Sending..."');
     assert.equal(await beside('#vorOperations', '::after'), 'none');
     held.release();
@@ -561,7 +896,8 @@ test('a_late_result_goes_after_ten_seconds', async () => {
 test('a_refused_operation_is_told_beside_the_buttons_too', async () => {
   const page = await view.open_protection();
   view.reply = { status: 400, json: { ok: false, error: 'Not ready.' } };
-  const beside = () => page.$eval('#vorOperations', (one) => getComputedStyle(one, '::after').content);
+  const beside = () =>
+    page.$eval('#vorOperations', (one) => getComputedStyle(one, '::after').content);
   await page.click('text=Take Backup');
   await view.until_text('vorProtectionMessage', 'Not ready.');
   assert.match(await beside(), /Not ready\./);
@@ -573,7 +909,10 @@ test('a_refused_operation_is_told_beside_the_buttons_too', async () => {
 
 test('what_makes_sense_now_stands_out_among_the_operations', async () => {
   const page = await view.open_protection();
-  const marked = () => page.$$eval('.vor-operations button', (all) => all.filter(({ className }) => className).map(({ id }) => id));
+  const marked = () =>
+    page.$$eval('.vor-operations button', (all) =>
+      all.filter(({ className }) => className).map(({ id }) => id),
+    );
   const on_backup = { active: 'backup', activeSerial: 'SER-B' };
   const backup_down = [health('SER-A'), health('SER-B', { engineRunning: false })];
   const main_down = [health('SER-A', { engineRunning: false }), health('SER-B')];
@@ -608,10 +947,16 @@ for (const [button, path] of posts) {
       [7, { status: 400, json: { ok: false } }],
     ]) {
       view.reply = reply;
-      view.status = guarded({ policy: policy({ actions: [action()] }) }, { streamDeckCount: count });
+      view.status = guarded(
+        { policy: policy({ actions: [action()] }) },
+        { streamDeckCount: count },
+      );
       await page.evaluate('requests.length = 0');
       await page.click(`text=${button}`);
-      assert.deepEqual((await view.until_requests(2)).map((one) => one.path), [path, '/api/status']);
+      assert.deepEqual(
+        (await view.until_requests(2)).map((one) => one.path),
+        [path, '/api/status'],
+      );
       await view.until_text('deckStatus', String(count));
     }
     view.complaints.length = 0; // the browser's own words about the refusal
@@ -657,7 +1002,11 @@ test('without_a_live_status_nothing_is_sent_that_depends_on_it', async () => {
   await view.stop_polling();
   await page.fill('#vorLossMs', '2500');
   await view.show(status({ protection: undefined }));
-  for (const button of ['Disarm Automatic Failover', 'Save Protection Settings', 'Test Saved Action']) {
+  for (const button of [
+    'Disarm Automatic Failover',
+    'Save Protection Settings',
+    'Test Saved Action',
+  ]) {
     await page.evaluate("say_in_protection('')");
     await page.click(`text=${button}`);
     assert.equal(await view.text('vorProtectionMessage'), 'Protection status unavailable.');
@@ -687,17 +1036,27 @@ test('a_policy_that_cannot_be_shown_opens_nothing', async () => {
 test('texts_that_look_like_markup_stay_text', async () => {
   const outputs = [output(hostile, { name: hostile }), output('out-1', { name: hostile })];
   const outputRules = [rule(1, hostile, hostile)];
-  const page = await view.open_protection(guarded({
-    policy: policy({ outputRules, actions: [action({ name: hostile, host: hostile, payload: hostile })] }),
-    systems: [health('SER-A', { outputs }), health('SER-B')],
-    alerts: [alert(1, { message: hostile, severity: hostile })],
-    lastAction: hostile,
-  }));
-  assert.equal(await page.textContent('#vorBanner p'), `PROTECTION ARMED · 1 active alert · ${hostile}`);
+  const page = await view.open_protection(
+    guarded({
+      policy: policy({
+        outputRules,
+        actions: [action({ name: hostile, host: hostile, payload: hostile })],
+      }),
+      systems: [health('SER-A', { outputs }), health('SER-B')],
+      alerts: [alert(1, { message: hostile, severity: hostile })],
+      lastAction: hostile,
+    }),
+  );
+  assert.equal(
+    await page.textContent('#vorBanner p'),
+    `PROTECTION ARMED · 1 active alert · ${hostile}`,
+  );
   assert.equal(await page.textContent('.vor-alert span'), hostile);
   assert.equal(await view.text('vorLastAction'), hostile);
   const offered = await page.$$eval('.vor-rule select', ([on_main, on_backup]) =>
-    [on_main, on_backup].map((select) => [...select.options].map(({ value, textContent }) => [value, textContent])),
+    [on_main, on_backup].map((select) =>
+      [...select.options].map(({ value, textContent }) => [value, textContent]),
+    ),
   );
   const select = ['', 'Select output...'];
   assert.deepEqual(offered, [
@@ -714,10 +1073,14 @@ test('texts_that_look_like_markup_stay_text', async () => {
 });
 
 test('only_a_saved_action_is_tested', async () => {
-  const page = await view.open_protection(with_policy({ actions: [action(), action({ name: 'Second' })] }));
+  const page = await view.open_protection(
+    with_policy({ actions: [action(), action({ name: 'Second' })] }),
+  );
   await in_action(1).locator('text=Test Saved Action').click();
   await view.until_text('vorProtectionMessage', 'Saved action queued for delivery.');
-  assert.deepEqual(view.posts, [{ path: '/api/protection/test', type: 'text/plain', body: { index: 1 } }]);
+  assert.deepEqual(view.posts, [
+    { path: '/api/protection/test', type: 'text/plain', body: { index: 1 } },
+  ]);
   await in_action(0).getByLabel('Port', { exact: true }).fill('7001');
   await in_action(1).locator('text=Test Saved Action').click();
   assert.equal(await view.text('vorProtectionMessage'), 'Save action edits before testing.');
@@ -783,22 +1146,25 @@ test('a_save_starts_the_audio_if_it_is_wanted_and_the_save_succeeds', async () =
 });
 
 // All that the page does with its audio from here on.
-const listen = () => view.page.evaluate(() => {
-  window.heard = { tones: [], gains: [], ends: [], ways: [] };
-  const note = (type, name, tell) => {
-    const act = type.prototype[name];
-    type.prototype[name] = function (...details) {
-      tell(this, ...details);
-      return act.apply(this, details);
+const listen = () =>
+  view.page.evaluate(() => {
+    window.heard = { tones: [], gains: [], ends: [], ways: [] };
+    const note = (type, name, tell) => {
+      const act = type.prototype[name];
+      type.prototype[name] = function (...details) {
+        tell(this, ...details);
+        return act.apply(this, details);
+      };
     };
-  };
-  const { tones, gains, ends, ways } = window.heard;
-  note(AudioScheduledSourceNode, 'start', ({ frequency }) => tones.push(frequency.value));
-  note(AudioScheduledSourceNode, 'stop', (_, when) => ends.push(when));
-  note(AudioParam, 'setValueAtTime', (_, ...change) => gains.push(change));
-  note(AudioParam, 'exponentialRampToValueAtTime', (_, ...change) => gains.push(change));
-  note(AudioNode, 'connect', (from, to) => ways.push([from.constructor.name, to.constructor.name]));
-});
+    const { tones, gains, ends, ways } = window.heard;
+    note(AudioScheduledSourceNode, 'start', ({ frequency }) => tones.push(frequency.value));
+    note(AudioScheduledSourceNode, 'stop', (_, when) => ends.push(when));
+    note(AudioParam, 'setValueAtTime', (_, ...change) => gains.push(change));
+    note(AudioParam, 'exponentialRampToValueAtTime', (_, ...change) => gains.push(change));
+    note(AudioNode, 'connect', (from, to) =>
+      ways.push([from.constructor.name, to.constructor.name]),
+    );
+  });
 const tones = () => view.page.evaluate('heard.tones');
 const loud = { audible: true, alerts: [alert(1)] };
 
@@ -822,7 +1188,11 @@ test('alerts_make_no_sound_while_the_status_names_audible_in_the_policy_alone', 
 
 test('only_alerts_that_count_and_wait_for_an_operator_sound', async () => {
   await start_audio();
-  for (const changes of [{ acknowledged: true }, { severity: 'notice' }, { active: false, recovered: 1 }]) {
+  for (const changes of [
+    { acknowledged: true },
+    { severity: 'notice' },
+    { active: false, recovered: 1 },
+  ]) {
     await view.show(guarded({ ...loud, alerts: [alert(1, changes)] }));
     assert.deepEqual(await tones(), [], JSON.stringify(changes));
   }
@@ -850,7 +1220,14 @@ test('audio_that_does_not_run_sounds_nothing_and_misses_nothing', async () => {
 test('more_than_ten_seconds_lie_between_two_sounds', async () => {
   const page = await start_audio();
   const begin = Date.now();
-  for (const [after_ms, count] of [[0, 1], [1, 1], [10000, 1], [10001, 2], [20001, 2], [20002, 3]]) {
+  for (const [after_ms, count] of [
+    [0, 1],
+    [1, 1],
+    [10000, 1],
+    [10001, 2],
+    [20001, 2],
+    [20002, 3],
+  ]) {
     await page.evaluate((now) => (Date.now = () => now), begin + after_ms);
     await view.show(guarded(loud));
     assert.equal((await tones()).length, count, `${after_ms} ms`);
@@ -861,9 +1238,15 @@ test('the_sound_is_a_short_tone_that_falls_away', async () => {
   const page = await start_audio();
   await view.show(guarded(loud));
   const { gains, ends, ways } = await page.evaluate('heard');
-  assert.deepEqual(gains.map(([value]) => value), [0.08, 0.001]);
+  assert.deepEqual(
+    gains.map(([value]) => value),
+    [0.08, 0.001],
+  );
   const [[, begin], [, end]] = gains;
   assert.ok(Math.abs(end - begin - 0.25) < 0.02, `${end - begin} s`);
   assert.deepEqual(ends, [end]);
-  assert.deepEqual(ways, [['OscillatorNode', 'GainNode'], ['GainNode', 'AudioDestinationNode']]);
+  assert.deepEqual(ways, [
+    ['OscillatorNode', 'GainNode'],
+    ['GainNode', 'AudioDestinationNode'],
+  ]);
 });

@@ -9,7 +9,16 @@ import { root } from './support/environment.mjs';
 import { call, Connection } from './support/http.mjs';
 import { page_states } from './support/page_states.mjs';
 import {
-  action, alert, backup, health, main, nothing_active, offline, policy, protection, status,
+  action,
+  alert,
+  backup,
+  health,
+  main,
+  nothing_active,
+  offline,
+  policy,
+  protection,
+  status,
 } from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
@@ -25,8 +34,15 @@ after(() => view?.stop());
 const busy = (changes) =>
   status({
     protection: protection({
-      policy: policy({ actions: [action()], outputRules: [{ mainId: 'out-1', backupId: 'gone', mode: 2 }] }),
-      alerts: [alert(1), alert(2, { active: false, recovered: 5 }), alert(3, { severity: 'notice' })],
+      policy: policy({
+        actions: [action()],
+        outputRules: [{ mainId: 'out-1', backupId: 'gone', mode: 2 }],
+      }),
+      alerts: [
+        alert(1),
+        alert(2, { active: false, recovered: 5 }),
+        alert(3, { severity: 'notice' }),
+      ],
       heldOnBackup: true,
       ...changes,
     }),
@@ -44,7 +60,9 @@ test('the_document_is_small_and_whole', async () => {
 
 test('the_page_s_sources_mean_the_same_to_an_editor_that_strips_trailing_blanks', () => {
   const folder = path.join(root, 'src', 'local', 'page');
-  const files = fs.readdirSync(folder, { recursive: true, withFileTypes: true }).filter((one) => one.isFile());
+  const files = fs
+    .readdirSync(folder, { recursive: true, withFileTypes: true })
+    .filter((one) => one.isFile());
   assert.ok(files.length > 20);
   for (const { parentPath, name } of files) {
     assert.doesNotMatch(fs.readFileSync(path.join(parentPath, name), 'utf8'), /[ \t]$/m, name);
@@ -67,9 +85,14 @@ test('it_asks_no_host_but_the_program_and_the_active_server', async () => {
 async function violations() {
   await view.page.evaluate(axe);
   const { violations: found } = await view.page.evaluate(() =>
-    axe.run({ exclude: [['iframe']] }, { runOnly: ['wcag2a', 'wcag2aa', 'wcag21a', 'wcag21aa', 'wcag22aa', 'best-practice'] }),
+    axe.run(
+      { exclude: [['iframe']] },
+      { runOnly: ['wcag2a', 'wcag2aa', 'wcag21a', 'wcag21aa', 'wcag22aa', 'best-practice'] },
+    ),
   );
-  return found.flatMap(({ id, nodes }) => nodes.map(({ html, any }) => `${id}: ${html} ${any[0]?.message ?? ''}`));
+  return found.flatMap(({ id, nodes }) =>
+    nodes.map(({ html, any }) => `${id}: ${html} ${any[0]?.message ?? ''}`),
+  );
 }
 
 for (const [name, open] of Object.entries(page_states)) {
@@ -80,7 +103,10 @@ for (const [name, open] of Object.entries(page_states)) {
   });
 }
 
-for (const [width, height] of [[1024, 600], [1920, 1080]]) {
+for (const [width, height] of [
+  [1024, 600],
+  [1920, 1080],
+]) {
   const options = { viewport: { width, height } };
   const pictures = {
     the_card: () => view.open(stand_by, options),
@@ -109,14 +135,25 @@ for (const name of ['setup', 'protection']) {
   test(`the_keyboard_stays_in_the_${name}_dialog`, async () => {
     const page = await view[`open_${name}`](busy());
     // The way from the last control to the first may lead through the browser's own ones.
-    const inside = () => page.evaluate(() =>
-      document.activeElement === document.body || opened_dialog().contains(document.activeElement));
-    const count = await page.evaluate(() => opened_dialog().querySelectorAll('button, input, select, textarea, [tabindex="0"]').length);
+    const inside = () =>
+      page.evaluate(
+        () =>
+          document.activeElement === document.body ||
+          opened_dialog().contains(document.activeElement),
+      );
+    const count = await page.evaluate(
+      () =>
+        opened_dialog().querySelectorAll('button, input, select, textarea, [tabindex="0"]').length,
+    );
     const reached = new Set();
     for (let step = 0; step <= count; step += 1) {
       await page.keyboard.press('Tab');
       assert.equal(await inside(), true, `step ${step}`);
-      reached.add(await page.evaluate(() => [...opened_dialog().querySelectorAll('*')].indexOf(document.activeElement)));
+      reached.add(
+        await page.evaluate(() =>
+          [...opened_dialog().querySelectorAll('*')].indexOf(document.activeElement),
+        ),
+      );
     }
     reached.delete(-1);
     assert.equal(reached.size, count);
@@ -127,7 +164,10 @@ for (const name of ['setup', 'protection']) {
     // Nothing behind the dialog can be reached with the pointer either, though it is in sight.
     const at = async (id) => {
       const { x, y, width, height } = await page.locator(`#${id}`).boundingBox();
-      return page.evaluate(([left, top]) => document.elementFromPoint(left, top).closest('[id]').id, [x + width / 2, y + height / 2]);
+      return page.evaluate(
+        ([left, top]) => document.elementFromPoint(left, top).closest('[id]').id,
+        [x + width / 2, y + height / 2],
+      );
     };
     const dialog = await page.evaluate('opened_dialog().id');
     for (const id of ['mainBadge', 'openSetup', 'vorBanner']) assert.equal(await at(id), dialog);
@@ -147,14 +187,42 @@ const long = 'A server with a name that no header could ever hold in one piece '
 const different = [
   status(),
   busy(),
-  status({ active: 'backup', activeSerial: 'SER-B', enabled: false, protection: protection({ armed: false, systems: [] }) }),
-  status({ systems: [main({ workstation: long, replicationRevision: 123456 }), backup({ workstation: long, replicationAppliedRevision: 123455, replicationPendingMedia: 999 })], streamDeckCount: 12 }),
-  status({ protection: protection({ systems: [health('SER-A', { engineResponsive: false })], alerts: [alert(1, { message: long })] }) }),
+  status({
+    active: 'backup',
+    activeSerial: 'SER-B',
+    enabled: false,
+    protection: protection({ armed: false, systems: [] }),
+  }),
+  status({
+    systems: [
+      main({ workstation: long, replicationRevision: 123456 }),
+      backup({
+        workstation: long,
+        replicationAppliedRevision: 123455,
+        replicationPendingMedia: 999,
+      }),
+    ],
+    streamDeckCount: 12,
+  }),
+  status({
+    protection: protection({
+      systems: [health('SER-A', { engineResponsive: false })],
+      alerts: [alert(1, { message: long })],
+    }),
+  }),
 ];
-for (const [width, height] of [[1024, 600], [1280, 720], [1920, 1080], [3840, 2160]]) {
+for (const [width, height] of [
+  [1024, 600],
+  [1280, 720],
+  [1920, 1080],
+  [3840, 2160],
+]) {
   test(`at_${width}_nothing_moves_whatever_a_poll_brings`, async () => {
     const page = await view.open(null, { viewport: { width, height } });
-    const places = () => page.$$eval('.bar > *, iframe, #workArea', (all) => all.map((one) => JSON.stringify(one.getBoundingClientRect())));
+    const places = () =>
+      page.$$eval('.bar > *, iframe, #workArea', (all) =>
+        all.map((one) => JSON.stringify(one.getBoundingClientRect())),
+      );
     await view.show(different[0]);
     const before_it = await places();
     const button = await page.locator('#vorBanner button').boundingBox();
@@ -173,40 +241,66 @@ for (const [width, height] of [[1024, 600], [1280, 720], [1920, 1080], [3840, 21
     await page.evaluate(() => {
       window.shifted = [];
       new PerformanceObserver((list) => {
-        for (const { sources } of list.getEntries()) window.shifted.push(...sources.map(({ node }) => node?.nodeName));
+        for (const { sources } of list.getEntries())
+          window.shifted.push(...sources.map(({ node }) => node?.nodeName));
       }).observe({ type: 'layout-shift', buffered: false });
     });
-    for (const changes of [{ engineRunning: false }, { ageMs: 5000 }, {}, { telemetryAvailable: false }]) {
+    for (const changes of [
+      { engineRunning: false },
+      { ageMs: 5000 },
+      {},
+      { telemetryAvailable: false },
+    ]) {
       const systems = ['SER-A', 'SER-B'].map((serial) => health(serial, changes));
       const alerts = changes.engineRunning === false ? [alert(1)] : [];
       await view.show(status({ protection: protection({ systems, alerts }), streamDeckCount: 11 }));
-      await page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
+      await page.evaluate(
+        () => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))),
+      );
     }
     // A text may give way to its neighbour within its own chip.
-    assert.deepEqual((await page.evaluate('shifted')).filter((name) => name !== '#text'), []);
+    assert.deepEqual(
+      (await page.evaluate('shifted')).filter((name) => name !== '#text'),
+      [],
+    );
   });
 
   test(`at_${width}_the_word_of_a_badge_is_never_cut`, async () => {
     const page = await view.open(null, { viewport: { width, height } });
     const outputRules = [{ mainId: 'gone', backupId: 'gone', mode: 2 }];
     const systems = [main({ workstation: long }), backup({ workstation: long })];
-    await view.show(status({ systems, protection: protection({ policy: policy({ outputRules }) }) }));
-    const cut = await page.$$eval('.badge-text', (all) => all.map((text) => {
-      const word = text.lastElementChild.getBoundingClientRect();
-      return text.lastElementChild.scrollWidth > Math.ceil(word.width) || word.right > text.getBoundingClientRect().right + 1;
-    }));
+    await view.show(
+      status({ systems, protection: protection({ policy: policy({ outputRules }) }) }),
+    );
+    const cut = await page.$$eval('.badge-text', (all) =>
+      all.map((text) => {
+        const word = text.lastElementChild.getBoundingClientRect();
+        return (
+          text.lastElementChild.scrollWidth > Math.ceil(word.width) ||
+          word.right > text.getBoundingClientRect().right + 1
+        );
+      }),
+    );
     assert.deepEqual(cut, [false, false]);
-    assert.equal(await page.innerText('#mainStatus'), `Main: ${long.trim()} PROTECTED OUTPUT FAULT`);
+    assert.equal(
+      await page.innerText('#mainStatus'),
+      `Main: ${long.trim()} PROTECTED OUTPUT FAULT`,
+    );
   });
 
   test(`at_${width}_both_dialogs_fit_and_scroll_inside`, async () => {
     for (const open of ['open_setup', 'open_protection']) {
       const page = await view[open](busy(), { viewport: { width, height } });
       const box = await page.locator('.dialog:visible').boundingBox();
-      assert.ok(box.x >= 0 && box.y >= 0 && box.x + box.width <= width && box.y + box.height <= height);
+      assert.ok(
+        box.x >= 0 && box.y >= 0 && box.x + box.width <= width && box.y + box.height <= height,
+      );
       const foot = page.locator('.dialog:visible .dialog-foot button').last();
       await foot.click({ trial: true });
-      assert.equal(await page.evaluate('document.documentElement.scrollHeight > innerHeight'), false);
+      assert.equal(
+        await page.evaluate('document.documentElement.scrollHeight > innerHeight'),
+        false,
+      );
     }
   });
 }
@@ -222,18 +316,22 @@ test('ten_minutes_of_polling_leave_memory_and_document_as_they_were', async () =
     return { nodes: of('Nodes'), listeners: of('JSEventListeners'), heap: of('JSHeapUsedSize') };
   };
   // The API's answers, changing as they do in a show, without the time that the way to it takes.
-  await page.evaluate((answers) => {
-    let asked = 0;
-    window.fetch = async () => {
-      asked += 1;
-      const answer = structuredClone(answers[asked % answers.length]);
-      answer.protection.alerts.push({ ...answer.protection.alerts[0], id: 1000 + (asked >> 3) });
-      return new Response(JSON.stringify(answer));
-    };
-  }, [busy(), busy({ armed: false }), busy({ systems: [] })]);
-  const poll = (times) => page.evaluate(async (count) => {
-    for (let index = 0; index < count; index += 1) await refresh();
-  }, times);
+  await page.evaluate(
+    (answers) => {
+      let asked = 0;
+      window.fetch = async () => {
+        asked += 1;
+        const answer = structuredClone(answers[asked % answers.length]);
+        answer.protection.alerts.push({ ...answer.protection.alerts[0], id: 1000 + (asked >> 3) });
+        return new Response(JSON.stringify(answer));
+      };
+    },
+    [busy(), busy({ armed: false }), busy({ systems: [] })],
+  );
+  const poll = (times) =>
+    page.evaluate(async (count) => {
+      for (let index = 0; index < count; index += 1) await refresh();
+    }, times);
   await poll(150);
   const before_it = await size();
   await poll(1200);

@@ -15,8 +15,10 @@ after(() => view?.stop());
 
 const value = (id) => view.page.$eval(`#${id}`, (control) => control.value);
 const checked = (id) => view.page.isChecked(`#${id}`);
-const options = (id) => view.page.$$eval(`#${id} option`, (all) => all.map((one) => [one.value, one.textContent]));
-const checked_ids = () => view.page.$$eval('.cmdCheck:checked', (all) => all.map((box) => Number(box.value)));
+const options = (id) =>
+  view.page.$$eval(`#${id} option`, (all) => all.map((one) => [one.value, one.textContent]));
+const checked_ids = () =>
+  view.page.$$eval('.cmdCheck:checked', (all) => all.map((box) => Number(box.value)));
 const save = () => view.page.click('#setupSave');
 const message = async () => {
   const { setupStatus } = await view.read('setupStatus');
@@ -25,15 +27,41 @@ const message = async () => {
 const until_message = (text) => view.until_text('setupStatus', text);
 const closed = () => view.page.waitForSelector('#setupBg', { state: 'hidden' });
 
-const table_ids = [1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 24, 25, 26, 27, 28, 29];
-const titles = [
-  'PadGrid Load Deck', 'PadGrid Play Column', 'PadGrid Stop', 'PadGrid Next', 'PadGrid Previous',
-  'Load Timeline', 'Start Timeline', 'Pause Timeline', 'Stop Timeline', 'Timeline GOTO 60',
-  'Timeline GOTO 30', 'Timeline GOTO 10', 'Next Placemark', 'Previous Placemark',
-  'Mute Pixel Space', 'Mute Track', 'Hide Track', 'Timeline Breakout', 'Play Background',
-  'Clear Background', 'Toggle Background Audio', 'Hide / Restore Screens', 'Clear All Layers',
+const table_ids = [
+  1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 24, 25, 26, 27, 28, 29,
 ];
-const third = main({ serial: 'SER-C', workstation: '', role: 'Independent', address: '', ...offline });
+const titles = [
+  'PadGrid Load Deck',
+  'PadGrid Play Column',
+  'PadGrid Stop',
+  'PadGrid Next',
+  'PadGrid Previous',
+  'Load Timeline',
+  'Start Timeline',
+  'Pause Timeline',
+  'Stop Timeline',
+  'Timeline GOTO 60',
+  'Timeline GOTO 30',
+  'Timeline GOTO 10',
+  'Next Placemark',
+  'Previous Placemark',
+  'Mute Pixel Space',
+  'Mute Track',
+  'Hide Track',
+  'Timeline Breakout',
+  'Play Background',
+  'Clear Background',
+  'Toggle Background Audio',
+  'Hide / Restore Screens',
+  'Clear All Layers',
+];
+const third = main({
+  serial: 'SER-C',
+  workstation: '',
+  role: 'Independent',
+  address: '',
+  ...offline,
+});
 
 test('it_opens_with_what_the_status_holds', async () => {
   const systems = [main(), backup(), third, main({ serial: '', role: 'Independent' })];
@@ -55,7 +83,10 @@ test('it_opens_with_what_the_status_holds', async () => {
   assert.equal(await value('mainSelect'), 'SER-A');
   assert.equal(await value('backupSelect'), 'SER-B');
   assert.deepEqual(await checked_ids(), [1, 2, 3]);
-  assert.equal(await view.text('configPath'), 'Workstation configuration: /home/operator/operator-control.json');
+  assert.equal(
+    await view.text('configPath'),
+    'Workstation configuration: /home/operator/operator-control.json',
+  );
   assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
 });
 
@@ -63,13 +94,23 @@ const opening_cases = [
   ['enabled_only_if_exactly_true', { enabled: 1 }, () => checked('enabled'), false],
   ['not_enabled', { enabled: false }, () => checked('enabled'), false],
   ['the_default_port', { uiPort: undefined }, () => value('uiPort'), '5270'],
-  ['the_browser_unless_exactly_false', { openBrowserOnStart: undefined }, () => checked('openBrowserOnStart'), true],
+  [
+    'the_browser_unless_exactly_false',
+    { openBrowserOnStart: undefined },
+    () => checked('openBrowserOnStart'),
+    true,
+  ],
   ['no_browser', { openBrowserOnStart: false }, () => checked('openBrowserOnStart'), false],
   ['all_commands_without_a_set', { sharedFunctionIds: undefined }, checked_ids, table_ids],
   ['no_command_of_an_empty_set', { sharedFunctionIds: [] }, checked_ids, []],
   ['no_main', { systems: [backup()] }, () => value('mainSelect'), ''],
   ['no_backup', { systems: [main()] }, () => value('backupSelect'), ''],
-  ['no_path', { configPath: '' }, () => view.text('configPath'), 'Workstation configuration: operator-control.json'],
+  [
+    'no_path',
+    { configPath: '' },
+    () => view.text('configPath'),
+    'Workstation configuration: operator-control.json',
+  ],
 ];
 for (const [name, changes, read, wanted] of opening_cases) {
   test(`it_opens_with_${name}`, async () => {
@@ -82,12 +123,24 @@ test('every_control_has_its_words_and_its_tooltip', async () => {
   const page = await view.open_setup();
   const dialog = page.getByRole('dialog', { name: 'Elvantris Redundancy Control' });
   for (const [label, tooltip] of [
-    ['Enable live Main / Backup operation', 'Enable automatic Main / Backup operation and failover.'],
+    [
+      'Enable live Main / Backup operation',
+      'Enable automatic Main / Backup operation and failover.',
+    ],
     ['Main system', 'Select the preferred Main Elvantris system.'],
     ['Backup system', 'Select the redundant Backup Elvantris system.'],
-    ['Control UI port', 'Local port for the Redundancy Control browser UI. Valid range: 1024–65535.'],
-    ['Open browser when Redundancy Control is launched manually', 'Open the Redundancy Control browser shell after a manual application launch.'],
-    ...titles.map((title) => [title, `Mirror ${title} to the Backup system when redundancy is enabled.`]),
+    [
+      'Control UI port',
+      'Local port for the Redundancy Control browser UI. Valid range: 1024–65535.',
+    ],
+    [
+      'Open browser when Redundancy Control is launched manually',
+      'Open the Redundancy Control browser shell after a manual application launch.',
+    ],
+    ...titles.map((title) => [
+      title,
+      `Mirror ${title} to the Backup system when redundancy is enabled.`,
+    ]),
   ]) {
     assert.equal(await dialog.getByLabel(label, { exact: true }).getAttribute('title'), tooltip);
   }
@@ -95,12 +148,23 @@ test('every_control_has_its_words_and_its_tooltip', async () => {
     ['Recommended', 'Restore the recommended shared-command selection.'],
     ['Select All', 'Enable mirroring for every listed operational command.'],
     ['Clear All', 'Disable mirroring for every listed operational command.'],
-    ['Rediscover Systems', 'Send a discovery request now instead of waiting for the normal automatic discovery cycle.'],
+    [
+      'Rediscover Systems',
+      'Send a discovery request now instead of waiting for the normal automatic discovery cycle.',
+    ],
   ]) {
-    assert.equal(await dialog.getByRole('button', { name, exact: true }).getAttribute('title'), tooltip);
+    assert.equal(
+      await dialog.getByRole('button', { name, exact: true }).getAttribute('title'),
+      tooltip,
+    );
   }
   const heads = await dialog.locator('h2, h3').allTextContents();
-  assert.deepEqual(heads, ['Elvantris Redundancy Control', 'System Pair', 'Shared Operational Commands', 'Controller State']);
+  assert.deepEqual(heads, [
+    'Elvantris Redundancy Control',
+    'System Pair',
+    'Shared Operational Commands',
+    'Controller State',
+  ]);
   assert.equal(
     await page.getAttribute('#commandsHead', 'title'),
     'Choose which non-Stream-Deck operational commands should also be mirrored to Backup.',
@@ -113,16 +177,30 @@ test('every_control_has_its_words_and_its_tooltip', async () => {
   assert.deepEqual(ids, table_ids);
   assert.deepEqual(await page.evaluate('recommendedIds'), table_ids);
   const buttons = await dialog.getByRole('button').allTextContents();
-  assert.deepEqual(buttons, ['Close', 'Recommended', 'Select All', 'Clear All', 'Rediscover Systems', 'Cancel', 'Save Configuration']);
+  assert.deepEqual(buttons, [
+    'Close',
+    'Recommended',
+    'Select All',
+    'Clear All',
+    'Rediscover Systems',
+    'Cancel',
+    'Save Configuration',
+  ]);
 });
 
 test('another_main_is_taken_out_of_the_backups_and_the_choice_stays_if_it_can', async () => {
   const page = await view.open_setup(status({ systems: [main(), backup(), third] }));
   await page.selectOption('#mainSelect', 'SER-C');
-  assert.deepEqual((await options('backupSelect')).map(([serial]) => serial), ['', 'SER-A', 'SER-B']);
+  assert.deepEqual(
+    (await options('backupSelect')).map(([serial]) => serial),
+    ['', 'SER-A', 'SER-B'],
+  );
   assert.equal(await value('backupSelect'), 'SER-B');
   await page.selectOption('#mainSelect', 'SER-B');
-  assert.deepEqual((await options('backupSelect')).map(([serial]) => serial), ['', 'SER-A', 'SER-C']);
+  assert.deepEqual(
+    (await options('backupSelect')).map(([serial]) => serial),
+    ['', 'SER-A', 'SER-C'],
+  );
   assert.equal(await value('backupSelect'), '');
 });
 
@@ -144,7 +222,9 @@ test('polling_does_not_disturb_an_edit', async () => {
   await page.selectOption('#backupSelect', 'SER-C');
   await page.click('text=Clear All');
   await page.focus('#uiPort');
-  await view.show(status({ uiPort: 5400, sharedFunctionIds: [5], policySyncMessage: 'Something else.' }));
+  await view.show(
+    status({ uiPort: 5400, sharedFunctionIds: [5], policySyncMessage: 'Something else.' }),
+  );
   assert.equal(await checked('enabled'), false);
   assert.equal(await value('uiPort'), '6000');
   assert.equal(await value('backupSelect'), 'SER-C');
@@ -197,7 +277,16 @@ test('a_disabled_pair_may_be_left_open', async () => {
 
 test('saving_sends_the_form_as_plain_text_and_drops_ids_outside_the_table', async () => {
   const page = await view.open_setup(status({ sharedFunctionIds: [2, 20, 29] }));
-  view.reply = { status: 200, json: { ok: true, serverUpdated: true, uiPort: 5270, uiPortChanged: false, message: 'Written.' } };
+  view.reply = {
+    status: 200,
+    json: {
+      ok: true,
+      serverUpdated: true,
+      uiPort: 5270,
+      uiPortChanged: false,
+      message: 'Written.',
+    },
+  };
   await page.uncheck('#openBrowserOnStart');
   await save();
   await until_message('Written.');
@@ -219,7 +308,17 @@ test('saving_sends_the_form_as_plain_text_and_drops_ids_outside_the_table', asyn
   await closed();
 });
 
-const saved = (changes) => ({ status: 200, json: { ok: true, serverUpdated: false, uiPort: 5270, uiPortChanged: false, message: '', ...changes } });
+const saved = (changes) => ({
+  status: 200,
+  json: {
+    ok: true,
+    serverUpdated: false,
+    uiPort: 5270,
+    uiPortChanged: false,
+    message: '',
+    ...changes,
+  },
+});
 
 // How long the dialog stays once this message is shown, by the page's own clock.
 const watch_message = (text) =>
@@ -227,17 +326,37 @@ const watch_message = (text) =>
     window.stay = new Promise((resolve) => {
       let shown;
       const look = () => {
-        if (setupStatus.textContent === wanted) shown ??= [performance.now(), setupStatus.className];
+        if (setupStatus.textContent === wanted)
+          shown ??= [performance.now(), setupStatus.className];
         if (shown && !setupBg.open) resolve([performance.now() - shown[0], shown[1]]);
       };
-      const every_change = { attributes: true, childList: true, characterData: true, subtree: true };
+      const every_change = {
+        attributes: true,
+        childList: true,
+        characterData: true,
+        subtree: true,
+      };
       new MutationObserver(look).observe(setupBg, every_change);
     });
   }, text);
 
 for (const [name, reply, text, kind, least, most] of [
-  ['a_good_save_closes_soon', saved({ serverUpdated: true }), 'Configuration saved.', 'good', 600, 1300],
-  ['a_warning_stays_longer', saved({ message: 'Main is offline.' }), 'Main is offline.', 'warntext', 1400, 2400],
+  [
+    'a_good_save_closes_soon',
+    saved({ serverUpdated: true }),
+    'Configuration saved.',
+    'good',
+    600,
+    1300,
+  ],
+  [
+    'a_warning_stays_longer',
+    saved({ message: 'Main is offline.' }),
+    'Main is offline.',
+    'warntext',
+    1400,
+    2400,
+  ],
 ]) {
   test(name, () =>
     in_time('it closes', async () => {
@@ -249,7 +368,8 @@ for (const [name, reply, text, kind, least, most] of [
       assert.equal(shown_as.replace('message', '').trim(), kind);
       assert.ok(took > least, `${took} ms`);
       return took < most;
-    }));
+    }),
+  );
 }
 
 const failed = 'Unable to save configuration: ';
@@ -283,21 +403,30 @@ async function save_with_a_warning() {
 }
 const refused = { status: 400, json: { ok: false, error: 'No such system.' } };
 const second_saves = [
-  ['is_refused', async () => {
-    view.reply = refused;
-    await save();
-    await until_message(`${failed}No such system.`);
-  }],
-  ['is_on_its_way', async () => {
-    await view.hold('/api/configure');
-    await save();
-    await until_message('Saving configuration...');
-  }],
-  ['is_not_even_sent', async (page) => {
-    await page.fill('#uiPort', '1');
-    await save();
-    await until_message('Control UI port must be between 1024 and 65535.');
-  }],
+  [
+    'is_refused',
+    async () => {
+      view.reply = refused;
+      await save();
+      await until_message(`${failed}No such system.`);
+    },
+  ],
+  [
+    'is_on_its_way',
+    async () => {
+      await view.hold('/api/configure');
+      await save();
+      await until_message('Saving configuration...');
+    },
+  ],
+  [
+    'is_not_even_sent',
+    async (page) => {
+      await page.fill('#uiPort', '1');
+      await save();
+      await until_message('Control UI port must be between 1024 and 65535.');
+    },
+  ],
 ];
 for (const [name, save_again] of second_saves) {
   test(`a_save_that_${name}_keeps_the_dialog_open_whatever_the_one_before`, async () => {
@@ -374,7 +503,9 @@ test('a_poll_behind_a_save_is_not_given_up_and_the_save_succeeds', async () => {
   await page.evaluate(() => {
     window.chip = [];
     new MutationObserver(() => window.chip.push(syncStatus.textContent)).observe(syncStatus, {
-      childList: true, characterData: true, subtree: true,
+      childList: true,
+      characterData: true,
+      subtree: true,
     });
   });
   view.reply = saved({ serverUpdated: true, message: 'Written.' });
@@ -430,7 +561,10 @@ for (const [name, reply, text, kind] of late_saves) {
     await page.waitForFunction('posts_pending === 0');
     assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
     await view.until_text('lateResult', text);
-    assert.deepEqual((await page.evaluate('timers')).filter((ms) => ms < 10000), []);
+    assert.deepEqual(
+      (await page.evaluate('timers')).filter((ms) => ms < 10000),
+      [],
+    );
     assert.equal(await view.visible('setupBg'), true);
     assert.equal(await view.visible('lateResult'), true);
     view.complaints.length = 0; // the browser's own words about a refusal
@@ -458,7 +592,10 @@ test('a_save_is_followed_by_a_look_at_the_status', async () => {
   await save();
   await closed();
   await view.until_text('deckStatus', '7');
-  assert.deepEqual((await view.until_requests(2)).map(({ path }) => path), ['/api/configure', '/api/status']);
+  assert.deepEqual(
+    (await view.until_requests(2)).map(({ path }) => path),
+    ['/api/configure', '/api/status'],
+  );
 });
 
 test('replies_that_look_like_markup_stay_text', async () => {
@@ -493,7 +630,9 @@ test('a_changed_port_is_followed_once_the_program_listens_there', async () => {
   view.status = 'away'; // a failed call is only a try
   await page.waitForTimeout(450);
   assert.equal(page.url(), 'http://127.0.0.1:5270/');
-  await page.route('http://127.0.0.1:5300/', (route) => route.fulfill({ contentType: 'text/html', body: 'moved' }));
+  await page.route('http://127.0.0.1:5300/', (route) =>
+    route.fulfill({ contentType: 'text/html', body: 'moved' }),
+  );
   view.status = status({ uiPort: 5300, runtimeUiPort: 5300 });
   await page.waitForURL('http://127.0.0.1:5300/');
   view.complaints.length = 0; // the browser's own words about the failed requests
@@ -572,7 +711,7 @@ test('an_escape_before_anything_was_clicked_closes_it_like_any_other', async () 
   await page.keyboard.press('Escape');
   await closed();
   await page.waitForFunction('notices.parentElement === document.body');
-  await page.evaluate("setupBg.showModal(); setupBg.append(notices); setupBg.close()");
+  await page.evaluate('setupBg.showModal(); setupBg.append(notices); setupBg.close()');
   await page.waitForFunction('notices.parentElement === document.body');
 });
 

@@ -17,10 +17,30 @@ const ready = 'Elvantris Redundancy Control is ready';
 const waiting_text = 'Waiting for an Elvantris system to become available.';
 const neither = { systems: [main(starting), backup(offline)] };
 const card_cases = [
-  ['not_configured', { controllerConfigured: false, enabled: false }, ready, 'Discover the Elvantris systems and choose a Main and Backup.'],
-  ['not_configured_goes_first', { controllerConfigured: false, ...neither }, ready, 'Discover the Elvantris systems and choose a Main and Backup.'],
-  ['neither_ready', neither, 'Waiting for Elvantris', 'The configured systems have been discovered, but neither web application has passed its identity check yet.'],
-  ['disabled', { enabled: false, ...neither }, 'Redundancy is disabled', 'The saved system pairing is retained. Enable live Main / Backup operation when needed.'],
+  [
+    'not_configured',
+    { controllerConfigured: false, enabled: false },
+    ready,
+    'Discover the Elvantris systems and choose a Main and Backup.',
+  ],
+  [
+    'not_configured_goes_first',
+    { controllerConfigured: false, ...neither },
+    ready,
+    'Discover the Elvantris systems and choose a Main and Backup.',
+  ],
+  [
+    'neither_ready',
+    neither,
+    'Waiting for Elvantris',
+    'The configured systems have been discovered, but neither web application has passed its identity check yet.',
+  ],
+  [
+    'disabled',
+    { enabled: false, ...neither },
+    'Redundancy is disabled',
+    'The saved system pairing is retained. Enable live Main / Backup operation when needed.',
+  ],
   ['one_of_them_ready', { systems: [main(offline), backup()] }, ready, waiting_text],
   ['no_backup', { systems: [main(offline)] }, ready, waiting_text],
   ['no_main', { systems: [backup(offline)] }, ready, waiting_text],
@@ -53,21 +73,44 @@ test('before_the_first_status_the_card_says_that_it_waits', async () => {
 test('the_boxes_of_the_card_show_name_and_detail_of_each_side', async () => {
   await view.open(status(nothing_active));
   for (const [systems, names, details] of [
-    [[main(), backup(starting)], ['Stage left', 'Stage right'], ['10.77.0.11:5000 - Ready', '10.77.0.12:5000 - Starting']],
-    [[main({ address: '', ...offline }), backup({ workstation: '' })], ['Stage left', 'SER-B'], ['Offline', '10.77.0.12:5000 - Ready']],
+    [
+      [main(), backup(starting)],
+      ['Stage left', 'Stage right'],
+      ['10.77.0.11:5000 - Ready', '10.77.0.12:5000 - Starting'],
+    ],
+    [
+      [main({ address: '', ...offline }), backup({ workstation: '' })],
+      ['Stage left', 'SER-B'],
+      ['Offline', '10.77.0.12:5000 - Ready'],
+    ],
     [[], ['Not configured', 'Not configured'], ['Not configured', 'Not configured']],
   ]) {
     await view.show(status({ ...nothing_active, systems }));
     assert.deepEqual([await view.text('standbyMain'), await view.text('standbyBackup')], names);
-    assert.deepEqual([await view.text('standbyMainAddr'), await view.text('standbyBackupAddr')], details);
+    assert.deepEqual(
+      [await view.text('standbyMainAddr'), await view.text('standbyBackupAddr')],
+      details,
+    );
   }
 });
 
-const independent = { systems: [main({ role: 'Independent' })], enabled: false, active: 'independent' };
+const independent = {
+  systems: [main({ role: 'Independent' })],
+  enabled: false,
+  active: 'independent',
+};
 for (const [word, changes, beginning] of [
   ['main', {}, 'http://10.77.0.11:5000/?operatorControl=1&operatorControlRole=main&t='],
-  ['backup', { active: 'backup', activeSerial: 'SER-B' }, 'http://10.77.0.12:5000/?operatorControl=1&operatorControlRole=backup&t='],
-  ['independent', independent, 'http://10.77.0.11:5000/?operatorControl=1&operatorControlRole=independent&t='],
+  [
+    'backup',
+    { active: 'backup', activeSerial: 'SER-B' },
+    'http://10.77.0.12:5000/?operatorControl=1&operatorControlRole=backup&t=',
+  ],
+  [
+    'independent',
+    independent,
+    'http://10.77.0.11:5000/?operatorControl=1&operatorControlRole=independent&t=',
+  ],
 ]) {
   test(`an_active_${word}_is_framed_with_its_role`, async () => {
     const page = await view.open(status(changes));
@@ -106,7 +149,9 @@ test('the_frame_loads_once_for_each_change_of_its_key_and_never_for_a_poll', asy
   ];
   for (const [index, change] of changes.entries()) {
     for (let poll = 0; poll < 4; poll += 1) {
-      await view.show(status({ ...change, streamDeckCount: poll, policySynchronized: poll % 2 === 0 }));
+      await view.show(
+        status({ ...change, streamDeckCount: poll, policySynchronized: poll % 2 === 0 }),
+      );
     }
     await until('the frame is loaded', () => view.frames.length > index);
     assert.equal(view.frames.length, index + 1, view.frames.join('\n'));
@@ -129,14 +174,19 @@ test('a_server_without_an_address_gives_the_frame_no_host', async () => {
     return route.fulfill({ contentType: 'text/html', body: '<!doctype html><title>none</title>' });
   });
   const systems = [main({ address: '' }), backup()];
-  for (let poll = 0; poll < 4; poll += 1) await view.show(status({ systems, streamDeckCount: poll }));
+  for (let poll = 0; poll < 4; poll += 1)
+    await view.show(status({ systems, streamDeckCount: poll }));
   assert.match(await page.getAttribute('iframe', 'src'), /^&t=\d+$/);
   await until('the frame is loaded', () => loads > 0);
   assert.equal(loads, 1);
 });
 
 test('the_frame_has_all_the_height_below_header_and_banner', async () => {
-  for (const [width, height] of [[1024, 600], [1920, 1080], [3840, 2160]]) {
+  for (const [width, height] of [
+    [1024, 600],
+    [1920, 1080],
+    [3840, 2160],
+  ]) {
     const page = await view.open(status(), { viewport: { width, height } });
     const { x, y, width: wide, height: high } = await page.locator('iframe').boundingBox();
     const banner = await page.locator('#vorBanner').boundingBox();

@@ -189,8 +189,7 @@ test('outbound_commands_arrive_in_order_over_tcp_and_udp', async () => {
     'the sequence has been sent',
     ({ protection }) =>
       !protection.actionsBusy &&
-      protection.lastAction ===
-        'Transfer to Backup: sequence sent; device execution unconfirmed.',
+      protection.lastAction === 'Transfer to Backup: sequence sent; device execution unconfirmed.',
   );
   const messages = async () =>
     (await device.received()).map(({ transport, bytesBase64 }) => [
@@ -361,10 +360,7 @@ test('disarmed_the_operator_still_transfers_both_ways', async () => {
   assert.equal((await operate('main')).ok, true);
   assert.deepEqual(
     raised(await until_active('main')).map(({ message }) => message),
-    [
-      `Operator requested transfer${held}`,
-      'Operator requested transfer; operating on Main.',
-    ],
+    [`Operator requested transfer${held}`, 'Operator requested transfer; operating on Main.'],
   );
 });
 

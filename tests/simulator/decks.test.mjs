@@ -96,7 +96,10 @@ describe('virtual decks', () => {
       assert.equal(await client.read(device), expected.toString('hex'));
       await control.tell('release', { path, keys: keys.slice(1) });
       const held = [...Buffer.from(await client.read(device), 'hex')].slice(product === xl ? 4 : 1);
-      assert.equal(held.reduce((sum, value) => sum + value), 1);
+      assert.equal(
+        held.reduce((sum, value) => sum + value),
+        1,
+      );
       assert.equal(await client.read(device), '');
     });
   }
@@ -155,7 +158,12 @@ describe('virtual decks', () => {
     ['a_report_twice', xl, () => [two()[0], two()[0]], /left unfinished/],
     ['two_images_mixed', xl, () => [two()[0], changed(two()[1], 2, 4)], /mixed/],
     ['a_partly_filled_report', xl, () => [changed(two()[0], 4, 7)], /report with 775 image bytes/],
-    ['key_0_on_a_mini', mini, () => [changed(reports_of.mini(0, mini_image)[0], 5, 0)], /no such key/],
+    [
+      'key_0_on_a_mini',
+      mini,
+      () => [changed(reports_of.mini(0, mini_image)[0], 5, 0)],
+      /no such key/,
+    ],
     [
       'a_mini_image_that_ends_early',
       mini,
@@ -187,7 +195,13 @@ describe('virtual decks', () => {
 
   test('a_picture_that_is_damaged_or_of_another_size_is_told_with_its_key', async () => {
     const device = await open_one(mini);
-    await client.write_all(device, reports_of.mini(1, make_bmp(72, 72, () => [9, 9, 9])));
+    await client.write_all(
+      device,
+      reports_of.mini(
+        1,
+        make_bmp(72, 72, () => [9, 9, 9]),
+      ),
+    );
     const { keys } = await control.deck(path, '?decode');
     assert.equal(keys[1].error, 'picture of 72 by 72 pixels');
     assert.equal(keys[0].brightest, 0);
@@ -218,7 +232,8 @@ describe('virtual decks', () => {
     await control.tell('faults', { path, failWrites: 2 });
     const [first, last] = two();
     const results = [];
-    for (const report of [first, last, first, last]) results.push(await client.write(device, report));
+    for (const report of [first, last, first, last])
+      results.push(await client.write(device, report));
     assert.deepEqual(results, [-1, -1, 1024, 1024]);
     assert.deepEqual(await errors(), []);
     const log = await control.get(`reports?path=${path}`);
@@ -297,7 +312,14 @@ describe('decks of a simulated server', () => {
   const network = new Network('decks');
   before(async () => {
     await network.up();
-    await network.start('main', 'simulated_server', '--serial', 'SER-A', '--workstation', 'Stage left');
+    await network.start(
+      'main',
+      'simulated_server',
+      '--serial',
+      'SER-A',
+      '--workstation',
+      'Stage left',
+    );
   });
   after(() => network.down());
   beforeEach(async () => {
@@ -306,7 +328,8 @@ describe('decks of a simulated server', () => {
   });
 
   const post = async (name, body) =>
-    (await network.http('main', 5000, 'POST', `/Home/OperatorDeck${name}`, JSON.stringify(body))).status;
+    (await network.http('main', 5000, 'POST', `/Home/OperatorDeck${name}`, JSON.stringify(body)))
+      .status;
   const state = (since, session = 's') =>
     network.read('main', `/Home/OperatorDeckState?sessionId=${session}&since=${since}`);
   const offer = (serial, changes = {}) => ({
@@ -331,13 +354,19 @@ describe('decks of a simulated server', () => {
     assert.equal(await register(offer('D')), 200);
     const first = await state(0);
     assert.equal(first.changed, true);
-    assert.deepEqual(first.decks[0].keys.map(({ index }) => index), [0, 1, 2, 3, 4, 5]);
+    assert.deepEqual(
+      first.decks[0].keys.map(({ index }) => index),
+      [0, 1, 2, 3, 4, 5],
+    );
     assert.equal(first.decks[0].page, 1);
     const same = await state(first.generation);
     assert.deepEqual(same, { generation: first.generation, changed: false, decks: [] });
     assert.equal(await press('D', 2), 200);
     const next = await state(first.generation);
-    assert.deepEqual(next.decks[0].keys.map(({ index }) => index), [2]);
+    assert.deepEqual(
+      next.decks[0].keys.map(({ index }) => index),
+      [2],
+    );
     assert.ok(next.generation > first.generation);
     const ahead = await state(next.generation + 1000);
     assert.equal(ahead.decks[0].keys.length, 6);
@@ -347,9 +376,15 @@ describe('decks of a simulated server', () => {
 
   test('a_deck_that_is_offered_no_more_is_not_drawn', async () => {
     await register(offer('D'), offer('E'));
-    assert.deepEqual((await state(0)).decks.map(({ serial }) => serial), ['D', 'E']);
+    assert.deepEqual(
+      (await state(0)).decks.map(({ serial }) => serial),
+      ['D', 'E'],
+    );
     await register(offer('E'));
-    assert.deepEqual((await state(0)).decks.map(({ serial }) => serial), ['E']);
+    assert.deepEqual(
+      (await state(0)).decks.map(({ serial }) => serial),
+      ['E'],
+    );
     assert.equal(await press('D', 0), 404);
     await register();
     assert.deepEqual((await state(0)).decks, []);
@@ -387,25 +422,46 @@ describe('decks of a simulated server', () => {
 
   test('key_events_are_told_in_their_order_with_their_time', async () => {
     await register(offer('D'));
-    for (const [key, down] of [[4, true], [1, true], [4, false]]) await press('D', key, down);
+    for (const [key, down] of [
+      [4, true],
+      [1, true],
+      [4, false],
+    ])
+      await press('D', key, down);
     const { keyEvents } = (await network.report('main')).operatorDecks;
     assert.deepEqual(
       keyEvents.map(({ serial, index, isDown }) => [serial, index, isDown]),
-      [['D', 4, true], ['D', 1, true], ['D', 4, false]],
+      [
+        ['D', 4, true],
+        ['D', 1, true],
+        ['D', 4, false],
+      ],
     );
     assert.ok(keyEvents[0].timeUs <= keyEvents[2].timeUs);
     assert.ok(Math.abs(keyEvents[2].timeUs / 1000 - Date.now()) < 60000);
   });
 
   const refused = [
-    ['a_body_that_is_no_json', () => network.http('main', 5000, 'POST', '/Home/OperatorDeckRegister', '{'), 400],
+    [
+      'a_body_that_is_no_json',
+      () => network.http('main', 5000, 'POST', '/Home/OperatorDeckRegister', '{'),
+      400,
+    ],
     ['a_product_id_as_a_number', () => register(offer('D', { PID: 99 })), 400],
     ['an_unknown_format', () => register(offer('D', { ImageFormat: 'png' })), 400],
     ['a_turn_by_45_degrees', () => register(offer('D', { ImageRotation: 45 })), 400],
     ['a_key_event_of_an_unknown_deck', () => press('nobody', 0), 404],
-    ['a_page_of_an_unknown_session', () => post('SetPage', { SessionId: 'x', Serial: 'D', Page: 1 }), 404],
+    [
+      'a_page_of_an_unknown_session',
+      () => post('SetPage', { SessionId: 'x', Serial: 'D', Page: 1 }),
+      404,
+    ],
     ['the_detaching_of_an_unknown_session', () => post('Detach', { SessionId: 'x' }), 404],
-    ['a_state_without_a_number', () => network.get('main', '/Home/OperatorDeckState?sessionId=s&since='), 400],
+    [
+      'a_state_without_a_number',
+      () => network.get('main', '/Home/OperatorDeckState?sessionId=s&since='),
+      400,
+    ],
   ];
   for (const [name, ask, status] of refused) {
     test(`${name}_is_refused_with_${status}`, async () => {

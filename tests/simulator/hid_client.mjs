@@ -79,7 +79,9 @@ export class HidClient {
       },
     });
     client.exited = new Promise((resolve) => client.process.on('exit', resolve));
-    client.lines = readline.createInterface({ input: client.process.stdout })[Symbol.asyncIterator]();
+    client.lines = readline
+      .createInterface({ input: client.process.stdout })
+      [Symbol.asyncIterator]();
     return client;
   }
 
@@ -107,7 +109,10 @@ export class HidClient {
   }
 
   feature(device, report) {
-    return this.call('hid_send_feature_report', { device, bytes: Buffer.from(report).toString('hex') });
+    return this.call('hid_send_feature_report', {
+      device,
+      bytes: Buffer.from(report).toString('hex'),
+    });
   }
 
   async write_all(device, reports) {

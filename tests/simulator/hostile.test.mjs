@@ -43,7 +43,12 @@ test('padded_headers_look_like_lines_and_are_one', async () => {
   const answer = await network.get('main', identity);
   const padding = answer.head.split('\r\n').find((line) => line.startsWith('X-Pad'));
   assert.ok(padding.length > 9900 && padding.length <= 10000, `${padding.length}`);
-  assert.ok(padding.split('\n').slice(1, -1).every((line) => line === 'transfer-encoding:'));
+  assert.ok(
+    padding
+      .split('\n')
+      .slice(1, -1)
+      .every((line) => line === 'transfer-encoding:'),
+  );
   assert.equal(answer.body, good_body);
 });
 

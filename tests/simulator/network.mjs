@@ -44,12 +44,11 @@ export class Network {
 
   async up() {
     this.namespaces('up', this.prefix);
-    this.agent = this.spawn('workstation', [process.execPath, path.join(here, 'host_agent.mjs')], [
-      'ignore',
-      'inherit',
-      'inherit',
-      'ipc',
-    ]);
+    this.agent = this.spawn(
+      'workstation',
+      [process.execPath, path.join(here, 'host_agent.mjs')],
+      ['ignore', 'inherit', 'inherit', 'ipc'],
+    );
     await new Promise((resolve) => this.agent.once('message', resolve));
     this.agent.on('message', ({ id, result, error }) => {
       const call = this.agentCalls.get(id);
@@ -77,11 +76,11 @@ export class Network {
 
   // A program of the simulator; `first` is its first line, `exited` its end.
   launch(host, program, ...options) {
-    const child = this.spawn(host, [path.join(programs, program), ...options], [
-      'ignore',
-      'pipe',
-      'pipe',
-    ]);
+    const child = this.spawn(
+      host,
+      [path.join(programs, program), ...options],
+      ['ignore', 'pipe', 'pipe'],
+    );
     const text = { output: '', errors: '' };
     child.stdout.on('data', (chunk) => (text.output += chunk));
     child.stderr.on('data', (chunk) => (text.errors += chunk));

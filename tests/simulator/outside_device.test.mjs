@@ -66,7 +66,10 @@ test('a_device_that_never_reads_takes_the_connection_and_keeps_nothing', async (
   assert.equal((await network.exchange('device', 7000, 'x', 100)).ended, 'timeout');
   await control('POST', '/mode', { mode: 'accept' });
   await network.send('device', 7000, 'y');
-  assert.deepEqual((await received(1)).map((each) => each.text), ['y']);
+  assert.deepEqual(
+    (await received(1)).map((each) => each.text),
+    ['y'],
+  );
 });
 
 test('an_unknown_mode_is_refused', async () => {

@@ -48,10 +48,7 @@ test('other_datagrams_on_the_discovery_port_are_passed_over', async () => {
 test('discovery_replies_are_whatever_text_was_set', async () => {
   const replies = ['elvantris-server!,x', '', 'elvantris-server!,5000,,ABC'];
   await network.switch('main', { discovery: { replies } });
-  assert.deepEqual(
-    texts(await network.datagram('main', 1255, question, 3)),
-    [...replies].sort(),
-  );
+  assert.deepEqual(texts(await network.datagram('main', 1255, question, 3)), [...replies].sort());
 });
 
 test('a_flood_sends_the_reply_as_often_as_was_set', async () => {
@@ -118,7 +115,10 @@ test('a_pulled_cable_loses_packets_in_silence_until_it_is_plugged_again', async 
   const lost = await network.get('main', '/', 200, at_most);
   assert.deepEqual([lost.ended, lost.text], ['timeout', '']);
   network.plug('main');
-  await until('it answers again', async () => (await network.get('main', '/', 200, at_most)).status === 200);
+  await until(
+    'it answers again',
+    async () => (await network.get('main', '/', 200, at_most)).status === 200,
+  );
 });
 
 test('two_networks_do_not_meet_and_a_second_up_starts_afresh', async () => {

@@ -41,7 +41,7 @@ function read_tile(name, key) {
 // The segments in front of the entropy-coded data, as [marker, content].
 function jpeg_segments(file) {
   const segments = [];
-  for (let at = 2; at < file.length; ) {
+  for (let at = 2; at < file.length;) {
     assert.equal(file[at], 0xff, `a marker at ${at}`);
     const length = file.readUInt16BE(at + 2);
     segments.push([file[at + 1], file.subarray(at + 4, at + 2 + length)]);
@@ -168,7 +168,8 @@ function mosaic(picture) {
     }
   }
   return sums.map(({ all, seen, colour }) =>
-    seen > 0.8 * all ? colour.map((sum) => sum / seen) : null);
+    seen > 0.8 * all ? colour.map((sum) => sum / seen) : null,
+  );
 }
 
 // The mean difference of the colours in the cells that both show, from 0 to 255.
@@ -176,7 +177,8 @@ function difference(one, other) {
   const both = numbers_to(one.length).filter((index) => one[index] && other[index]);
   assert.ok(both.length > one.length / 4, `${both.length} cells in common`);
   const parts = both.flatMap((index) =>
-    one[index].map((value, part) => Math.abs(value - other[index][part])));
+    one[index].map((value, part) => Math.abs(value - other[index][part])),
+  );
   return parts.reduce((sum, value) => sum + value, 0) / parts.length;
 }
 
@@ -184,8 +186,12 @@ function mirrored({ width, height, pixels }) {
   const result = Buffer.alloc(pixels.length);
   for (let y = 0; y < height; y++)
     for (let x = 0; x < width; x++)
-      pixels.copy(result, (y * width + width - 1 - x) * 4, (y * width + x) * 4,
-        (y * width + x) * 4 + 4);
+      pixels.copy(
+        result,
+        (y * width + width - 1 - x) * 4,
+        (y * width + x) * 4,
+        (y * width + x) * 4 + 4,
+      );
   return { width, height, pixels: result };
 }
 
@@ -214,7 +220,11 @@ for (const [name, set] of Object.entries(sets)) {
       const starts = numbers_to(set.size * set.size).map((index) => 3 * index);
       const bright = starts.filter((at) => is_bright(decoded[key], at)).length;
       if (set.logo.includes(key)) assert.ok(bright > starts.length / 100, `key ${key}: ${bright}`);
-      else assert.ok(decoded[key].every((byte) => byte === 0), `key ${key} is not black`);
+      else
+        assert.ok(
+          decoded[key].every((byte) => byte === 0),
+          `key ${key} is not black`,
+        );
     }
   });
 }

@@ -31,7 +31,9 @@ export async function run(command, ...words) {
       child.on('exit', resolve);
       child.on('error', reject);
     });
-    const [output, errors] = files.map((file) => fs.readFileSync(file, 'utf8').replaceAll('\r', ''));
+    const [output, errors] = files.map((file) =>
+      fs.readFileSync(file, 'utf8').replaceAll('\r', ''),
+    );
     return { code, output, errors };
   } finally {
     for (const stream of streams) fs.closeSync(stream);

@@ -39,7 +39,11 @@ export async function assert_polled_for(server, seconds) {
   const begin = Date.now();
   const enough = seconds * 3;
   const polls = () => polls_since(server, begin);
-  await until(`${enough} polls`, async () => (await polls()).length >= enough, seconds * (windows ? 2500 : 1500));
+  await until(
+    `${enough} polls`,
+    async () => (await polls()).length >= enough,
+    seconds * (windows ? 2500 : 1500),
+  );
 }
 
 // No two polls since then were further apart than a busy machine explains.

@@ -7,7 +7,8 @@ export async function measure(page, selector) {
   const found = await page.$eval(selector, (element) => {
     const { color, fontSize, borderTopColor } = getComputedStyle(element);
     const grounds = [];
-    for (let one = element; one; one = one.parentElement) grounds.push(getComputedStyle(one).backgroundColor);
+    for (let one = element; one; one = one.parentElement)
+      grounds.push(getComputedStyle(one).backgroundColor);
     return { color, font_size: Number.parseFloat(fontSize), border: borderTopColor, grounds };
   });
   const numbers = (text) => text.match(/[\d.]+/g).map(Number);

@@ -1,6 +1,15 @@
 // The states that an operator has to tell apart at a glance, and what opens each of them.
 import {
-  action, alert, backup, health, main, nothing_active, offline, policy, protection, status,
+  action,
+  alert,
+  backup,
+  health,
+  main,
+  nothing_active,
+  offline,
+  policy,
+  protection,
+  status,
 } from './page_status.mjs';
 
 const stopped = [health('SER-A', { engineRunning: false }), health('SER-B')];

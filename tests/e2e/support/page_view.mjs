@@ -10,7 +10,8 @@ import { Workstation } from './workstation.mjs';
 export const page_address = 'http://127.0.0.1:5270/';
 
 // Dark, as a server's own page is.
-const server_page = '<!doctype html><title>server</title><style>html { background: #0f1216 }</style>';
+const server_page =
+  '<!doctype html><title>server</title><style>html { background: #0f1216 }</style>';
 
 // What a browser can complain of; a test that provokes such a thing takes it from here.
 export function watch_complaints(page) {
@@ -81,7 +82,8 @@ export class PageView {
     if (this.status === 'away') return route.abort();
     if (this.status === 'broken') return route.fulfill({ status: 404, body: 'not found' });
     if (!this.status) return undefined; // for ever on its way
-    if (typeof this.status === 'string') return this.fulfill(route, { status: 200, body: this.status });
+    if (typeof this.status === 'string')
+      return this.fulfill(route, { status: 200, body: this.status });
     return this.fulfill(route, { status: 200, json: this.status });
   }
 

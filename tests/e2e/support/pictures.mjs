@@ -7,7 +7,9 @@ const visible_difference = 3 * shades;
 
 // In the browser. Bytes come and go as base64.
 async function shrink_in_page({ png, wanted, step }) {
-  const picture = await createImageBitmap(await (await fetch(`data:image/png;base64,${png}`)).blob());
+  const picture = await createImageBitmap(
+    await (await fetch(`data:image/png;base64,${png}`)).blob(),
+  );
   const height = Math.round((picture.height * wanted) / picture.width);
   const canvas = Object.assign(document.createElement('canvas'), { width: wanted, height });
   const context = canvas.getContext('2d');
@@ -22,17 +24,22 @@ async function shrink_in_page({ png, wanted, step }) {
 }
 
 async function compare_in_page({ pngs, limit }) {
-  const [one, other] = await Promise.all(pngs.map(async (png) => {
-    const picture = await createImageBitmap(await (await fetch(`data:image/png;base64,${png}`)).blob());
-    const canvas = new OffscreenCanvas(picture.width, picture.height);
-    canvas.getContext('2d').drawImage(picture, 0, 0);
-    return canvas.getContext('2d').getImageData(0, 0, picture.width, picture.height);
-  }));
+  const [one, other] = await Promise.all(
+    pngs.map(async (png) => {
+      const picture = await createImageBitmap(
+        await (await fetch(`data:image/png;base64,${png}`)).blob(),
+      );
+      const canvas = new OffscreenCanvas(picture.width, picture.height);
+      canvas.getContext('2d').drawImage(picture, 0, 0);
+      return canvas.getContext('2d').getImageData(0, 0, picture.width, picture.height);
+    }),
+  );
   if (one.width !== other.width || one.height !== other.height) return 1;
   let different = 0;
   for (let at = 0; at < one.data.length; at += 4) {
-    const differs = [0, 1, 2].some((channel) =>
-      Math.abs(one.data[at + channel] - other.data[at + channel]) > limit);
+    const differs = [0, 1, 2].some(
+      (channel) => Math.abs(one.data[at + channel] - other.data[at + channel]) > limit,
+    );
     if (differs) different += 1;
   }
   return different / (one.width * one.height);

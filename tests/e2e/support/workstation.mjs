@@ -130,15 +130,12 @@ export class Workstation {
   }
 
   async await_api(started) {
-    await until(
-      'the API answers',
-      async () => {
-        if (started.ended) {
-          throw new Error(`ended with ${started.process.exitCode}: ${started.text.errors}`);
-        }
-        return (await answers(5251)) && (await answers_status());
-      },
-    );
+    await until('the API answers', async () => {
+      if (started.ended) {
+        throw new Error(`ended with ${started.process.exitCode}: ${started.text.errors}`);
+      }
+      return (await answers(5251)) && (await answers_status());
+    });
     // No test ends a program with another code than 0; who looks for a fault wants to know of it.
     started.exited.then(({ code }) => {
       if (code) console.error(`the program ended with ${code}: ${started.text.errors}`);

@@ -11,8 +11,7 @@ const text_field = (value) => make('input', { type: 'text', value, spellcheck: f
 const number_field = (min, max) => (value) =>
   make('input', { type: 'number', min, max, step: 1, value });
 const choice = (options) => (value) => make_select(options, value);
-const command_field = (value) =>
-  make('textarea', { value, rows: 2, spellcheck: false });
+const command_field = (value) => make('textarea', { value, rows: 2, spellcheck: false });
 
 // Everything of an action but its check box, in the order of the block.
 const action_fields = [

@@ -73,5 +73,9 @@ function render_alert_list({ alerts = [] }) {
       'No alerts in this VOR session. Fault/recovery history is also retained in the ' +
         'workstation log.',
     );
-  } else show_in_order(list, [...shown_alerts.values()].reverse().map(({ element }) => element));
+  } else
+    show_in_order(
+      list,
+      [...shown_alerts.values()].reverse().map(({ element }) => element),
+    );
 }

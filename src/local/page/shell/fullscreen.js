@@ -3,8 +3,7 @@ const fullscreen_element = () => document.fullscreenElement || document.webkitFu
 
 async function toggle_fullscreen() {
   const page = document.documentElement;
-  const enter =
-    page.requestFullscreen || page.webkitRequestFullscreen || page.msRequestFullscreen;
+  const enter = page.requestFullscreen || page.webkitRequestFullscreen || page.msRequestFullscreen;
   const leave =
     document.exitFullscreen || document.webkitExitFullscreen || document.msExitFullscreen;
   try {
