@@ -1,4 +1,6 @@
 // Measures the running program's decks, which are virtual. Started by decks.
+import { setTimeout as sleep } from 'node:timers/promises';
+
 import {
   decks,
   mini,
@@ -10,7 +12,7 @@ import {
 } from '../tests/e2e/support/decks.mjs';
 import { operate } from '../tests/e2e/support/operator.mjs';
 import { Pair } from '../tests/e2e/support/pair.mjs';
-import { first, idle_share, now, say, sleep, spread } from './support/figures.mjs';
+import { first, idle_share, now, say, spread } from './support/figures.mjs';
 
 const runs = Number(process.argv[2]);
 const all = [xl, mini, original];
@@ -85,15 +87,18 @@ async function measure_keys(servers) {
 }
 
 const pair = await Pair.start((workstation) => plug_into(workstation, []));
-await until_control();
-await sleep(2000); // the grace
-const { program } = pair.workstation;
-say('idle for 30 s, a healthy pair and no deck', await idle_share(program, 30));
-for (const deck of all) await decks.tell('plug', deck);
-await rest();
-say('idle for 30 s, with three decks attached', await idle_share(program, 30));
-await measure_keys([pair.main, pair.backup]);
-await measure_transfers();
-const { errors } = await decks.get('state?decode');
-if (errors.length > 0) throw new Error(`wrong reports: ${errors.join('; ')}`);
-await pair.stop();
+try {
+  await until_control();
+  await sleep(2000); // the grace
+  const { program } = pair.workstation;
+  say('idle for 30 s, a healthy pair and no deck', await idle_share(program, 30));
+  for (const deck of all) await decks.tell('plug', deck);
+  await rest();
+  say('idle for 30 s, with three decks attached', await idle_share(program, 30));
+  await measure_keys([pair.main, pair.backup]);
+  await measure_transfers();
+  const { errors } = await decks.get('state?decode');
+  if (errors.length > 0) throw new Error(`wrong reports: ${errors.join('; ')}`);
+} finally {
+  await pair.stop();
+}

@@ -1,14 +1,24 @@
 // Measures the running program as an operator meets it. Started by end_to_end.
+import { setTimeout as sleep } from 'node:timers/promises';
+
 import { addresses } from '../tests/e2e/support/environment.mjs';
+import { memory_mib } from '../tests/e2e/support/hostile.mjs';
 import { Device } from '../tests/e2e/support/network.mjs';
 import { get_status, health_of, operate } from '../tests/e2e/support/operator.mjs';
 import { Pair } from '../tests/e2e/support/pair.mjs';
 import { Workstation } from '../tests/e2e/support/workstation.mjs';
-import { memory_mib } from '../tests/e2e/support/hostile.mjs';
-import { first, idle_share, ms, now, quantile, say, sleep, spread } from './support/figures.mjs';
+import {
+  first,
+  idle_share,
+  ms,
+  now,
+  poll_period_ms,
+  quantile,
+  say,
+  spread,
+} from './support/figures.mjs';
 
 const runs = Number(process.argv[2]);
-const poll_period_ms = 250;
 const command = {
   name: 'device',
   event: 'backup',
@@ -71,16 +81,25 @@ async function measure_status_load(pair, seconds, per_second) {
 const transfer_notice = ({ protection }) =>
   protection.alerts.findLast(({ message }) => message.includes('operating on Backup'));
 
-// From `fail`, which breaks Main at any phase of the polling, until Backup is active; how old Main's
+// A switch of the simulator has acted when it has answered.
+async function switched(main, changes) {
+  await main.set(changes);
+  return now();
+}
+
+// A cable is out as soon as it is asked for, though the command takes its time to end.
+function unplugged(main) {
+  const moment = now();
+  main.unplug();
+  return moment;
+}
+
+// From `fail`, which breaks Main at any phase of the polling and gives the moment, until Backup is active; how old Main's
 // last good answer was then; and from the notice until the device had its first byte.
 async function one_transfer(pair, device, fail) {
   await device.forget();
   await sleep(Math.random() * poll_period_ms);
-  const begin = now();
-  await fail();
-  // A switch of the simulator acts when it has answered. A cable is out as soon as it is asked for,
-  // though the command takes its time to end.
-  const failed = now() - begin < 20 ? now() : begin;
+  const failed = await fail();
   const moved = await first('Backup is active', async () => {
     const status = await get_status();
     return status.active === 'backup' && status;
@@ -102,47 +121,56 @@ async function back_to_main() {
   await first('no sequence runs', async () => !(await get_status()).protection.actionsBusy);
 }
 
-async function measure_transfers(what, pair, device, fail, mend) {
+async function transfers(pair, device, fail, mend) {
   const all = [];
   for (let run = 0; run < runs; run += 1) {
     all.push(await one_transfer(pair, device, fail));
     await mend();
     await back_to_main();
   }
+  return all;
+}
+
+function tell_transfers(what, all) {
   say(`${what} -> Backup active`, spread(all.map(({ delay }) => delay)));
-  say(`${what}: age of the last good poll then`, spread(all.map(({ age }) => age)));
-  return all.map(({ outbound }) => outbound);
+  say(`${what}: age of the last good poll`, spread(all.map(({ age }) => age)));
 }
 
 await measure_start();
 const device = await Device.start();
 const pair = await Pair.start();
 const { main } = pair;
-await pair.settle({ lossMs: 500, actions: [command] });
-await sleep(1500); // the grace
-await measure_idle(pair.workstation, 30);
-await measure_status_load(pair, 30, 200);
-const outbound = await measure_transfers(
-  'engine stopped',
-  pair,
-  device,
-  () => main.set({ engine: 'stopped' }),
-  () => main.set({ engine: 'running' }),
-);
-say('transfer -> first outbound byte at the device', spread(outbound));
-await measure_transfers(
-  'Main hangs',
-  pair,
-  device,
-  () => main.set({ faults: { '*': { hang: true } } }),
-  () => main.set({ faults: null }),
-);
-await measure_transfers(
-  'cable pulled',
-  pair,
-  device,
-  () => main.unplug(),
-  () => main.plug(),
-);
-await pair.stop();
-await device.stop();
+try {
+  await pair.settle({ lossMs: 500, actions: [command] });
+  await sleep(1500); // the grace
+  await measure_idle(pair.workstation, 30);
+  await measure_status_load(pair, 30, 200);
+  const stopped = await transfers(
+    pair,
+    device,
+    () => switched(main, { engine: 'stopped' }),
+    () => main.set({ engine: 'running' }),
+  );
+  tell_transfers('engine stopped', stopped);
+  say(
+    'transfer -> first outbound byte at the device',
+    spread(stopped.map(({ outbound }) => outbound)),
+  );
+  const hung = await transfers(
+    pair,
+    device,
+    () => switched(main, { faults: { '*': { hang: true } } }),
+    () => main.set({ faults: null }),
+  );
+  tell_transfers('Main hangs', hung);
+  const cut = await transfers(
+    pair,
+    device,
+    () => unplugged(main),
+    () => main.plug(),
+  );
+  tell_transfers('cable pulled', cut);
+} finally {
+  await pair.stop();
+  await device.stop();
+}

@@ -2,6 +2,7 @@
 import { execFile } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
+import { setTimeout as sleep } from 'node:timers/promises';
 import { promisify } from 'node:util';
 
 import { simulator, until } from '../tests/e2e/support/environment.mjs';
@@ -9,7 +10,6 @@ import { call } from '../tests/e2e/support/http.mjs';
 import { memory_mib, polls_since } from '../tests/e2e/support/hostile.mjs';
 import { crowd, hear_questions, Server } from '../tests/e2e/support/network.mjs';
 import { Pair } from '../tests/e2e/support/pair.mjs';
-import { sleep } from './support/figures.mjs';
 
 const seconds = Number(process.argv[2]);
 const period_ms = 250;

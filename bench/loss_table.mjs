@@ -1,13 +1,14 @@
 // Loses Main for real, in three ways and with each `lossMs`: how old its last good answer was when
 // operation moved, and how long after the loss that was. Started by loss_table.
+import { setTimeout as sleep } from 'node:timers/promises';
+
 import { until } from '../tests/e2e/support/environment.mjs';
 import { get_status, health_of } from '../tests/e2e/support/operator.mjs';
 import { Pair } from '../tests/e2e/support/pair.mjs';
-import { quantile, sleep } from './support/figures.mjs';
+import { poll_period_ms, quantile } from './support/figures.mjs';
 
 const runs = Number(process.argv[2]);
 const loss_times = [500, 600, 650, 950, 1000, 1300, 1500, 2000];
-const poll_period_ms = 250;
 
 const kinds = [
   ['hang', (main) => main.set({ faults: { '*': { hang: true } } })],

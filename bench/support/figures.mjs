@@ -1,20 +1,16 @@
 // What the measurements share: their clock, how figures are said, and idle time.
 import fs from 'node:fs';
+import { setTimeout as sleep } from 'node:timers/promises';
 
-export const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
+import { patience_ms, until } from '../../tests/e2e/support/environment.mjs';
 
 // Milliseconds of the wall clock and parts of them, comparable with the simulator's reports.
 export const now = () => performance.timeOrigin + performance.now();
 
-// Asks each millisecond, so that the moment is known as closely as that. Gives the first answer
-// that satisfies.
-export async function first(what, ask, limit_ms = 30000) {
-  for (const end = now() + limit_ms; now() < end; await sleep(1)) {
-    const answer = await ask();
-    if (answer) return answer;
-  }
-  throw new Error(`did not happen: ${what}`);
-}
+export const poll_period_ms = 250;
+
+// Asks each millisecond, so that the moment is known as closely as that.
+export const first = (what, ask) => until(what, ask, patience_ms, 1);
 
 export function quantile(values, part) {
   const sorted = [...values].sort((a, b) => a - b);

@@ -110,11 +110,13 @@ build_preset() {
 
 # The product alone needs none of the packages that only tests and benchmarks use.
 check_product_alone() {
+    if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
     local name hidden=()
     for name in benchmark GTest nlohmann_json; do
         hidden+=("-DCMAKE_DISABLE_FIND_PACKAGE_$name=ON")
     done
     cmake --preset linux -B build/product -DELVANTRIS_TESTS=OFF "${hidden[@]}"
+    cmake --build build/product
 }
 
 # For what runs beside tests that wait for more than they compute: it takes what they leave over.

@@ -19,14 +19,14 @@ export const addresses = {
 // For a machine that is busy with other things as well. What comes sooner ends the wait at once.
 export const patience_ms = 60000;
 
-// Asks again until the answer satisfies, which it has to within `limitMs`.
-export async function until(what, ask, limitMs = patience_ms) {
+// Asks again after each pause until the answer satisfies, which it has to within `limitMs`.
+export async function until(what, ask, limitMs = patience_ms, pauseMs = 5) {
   const end = Date.now() + limitMs;
   for (;;) {
     const answer = await ask();
     if (answer) return answer;
     if (Date.now() > end) throw new Error(`did not happen: ${what}`);
-    await new Promise((resolve) => setTimeout(resolve, 5));
+    await new Promise((resolve) => setTimeout(resolve, pauseMs));
   }
 }
 
