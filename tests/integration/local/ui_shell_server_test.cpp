@@ -1,5 +1,6 @@
 #include "local/ui_shell_server.hpp"
 
+#include "integration/support/failing_memory.hpp"
 #include "integration/support/loopback_client.hpp"
 
 #include <gtest/gtest.h>
@@ -65,6 +66,16 @@ TEST(ui_shell_server, closes_without_a_reply_for_a_client_that_leaves_in_silence
     const running_shell shell;
     loopback_client(shell.server.port()).close();
     EXPECT_EQ(shell.send("GET /x"), answer_shell_request("GET /x"));
+}
+
+TEST(ui_shell_server, lives_on_without_the_memory_for_a_page) {
+    const running_shell shell;
+    const std::string request = "GET / HTTP/1.1\r\n\r\n";
+    {
+        const no_large_memory memory(16UL * 1024 - 1);
+        EXPECT_EQ(shell.send(request), "");
+    }
+    EXPECT_EQ(shell.send(request), answer_shell_request(request));
 }
 
 TEST(ui_shell_server, stops_while_a_page_is_under_way_and_lets_it_run_to_its_end) {
