@@ -48,7 +48,7 @@ bool write_empty_keys(connected_deck& deck) {
 }
 
 bool write_splash(connected_deck& deck) {
-    const splash_set tiles = deck.model.splash == nullptr ? splash_set{} : *deck.model.splash;
+    const splash_set& tiles = *deck.model.splash;
     if (tiles.size() != static_cast<std::size_t>(deck.model.key_count)) return false;
     bool all = true;
     std::int32_t key = 0;

@@ -24,9 +24,9 @@ struct deck_model {
     std::int32_t key_count = 0;
     std::int32_t key_width = 0; // pixels of one key's image
     std::int32_t key_height = 0;
-    std::string_view image_format;      // "jpeg" or "bmp"
-    std::int32_t image_rotation = 0;    // degrees; the servers turn their images by it
-    const splash_set* splash = nullptr; // cut for the values above; none: no splash is painted
+    std::string_view image_format;   // "jpeg" or "bmp"
+    std::int32_t image_rotation = 0; // degrees; the servers turn their images by it
+    const splash_set* splash;        // cut for the values above
 };
 
 std::span<const deck_model> deck_models();

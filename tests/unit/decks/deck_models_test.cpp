@@ -10,20 +10,23 @@ using enum deck_family;
 
 const std::vector<deck_model>& expected_models() {
     static const std::vector<deck_model> models{
-        {0x0060, "Stream Deck Original", family_original, 15, 72, 72, "bmp", 0},
-        {0x006D, "Stream Deck 2019", family_jpeg, 15, 72, 72, "jpeg", 180},
-        {0x0080, "Stream Deck Mk.2", family_jpeg, 15, 72, 72, "jpeg", 180},
-        {0x00A5, "Stream Deck Mk.2 Scissor", family_jpeg, 15, 72, 72, "jpeg", 180},
-        {0x00B9, "Stream Deck 15-Key Module", family_jpeg, 15, 72, 72, "jpeg", 180},
-        {0x006C, "Stream Deck XL", family_jpeg, 32, 96, 96, "jpeg", 180},
-        {0x008F, "Stream Deck XL 2022", family_jpeg, 32, 96, 96, "jpeg", 180},
-        {0x00BA, "Stream Deck 32-Key Module", family_jpeg, 32, 96, 96, "jpeg", 180},
-        {0x0063, "Stream Deck Mini", family_mini, 6, 80, 80, "bmp", 90},
-        {0x0090, "Stream Deck Mini 2022", family_mini, 6, 80, 80, "bmp", 90},
-        {0x00B3, "Stream Deck Mini Discord", family_mini, 6, 80, 80, "bmp", 90},
-        {0x00B8, "Stream Deck 6-Key Module", family_mini, 6, 80, 80, "bmp", 90},
-        {0x0084, "Stream Deck +", family_jpeg, 8, 120, 120, "jpeg", 0},
-        {0x009A, "Stream Deck Neo", family_jpeg, 8, 96, 96, "jpeg", 180},
+        {0x0060, "Stream Deck Original", family_original, 15, 72, 72, "bmp", 0,
+         &splash_15_original},
+        {0x006D, "Stream Deck 2019", family_jpeg, 15, 72, 72, "jpeg", 180, &splash_15_jpeg},
+        {0x0080, "Stream Deck Mk.2", family_jpeg, 15, 72, 72, "jpeg", 180, &splash_15_jpeg},
+        {0x00A5, "Stream Deck Mk.2 Scissor", family_jpeg, 15, 72, 72, "jpeg", 180, &splash_15_jpeg},
+        {0x00B9, "Stream Deck 15-Key Module", family_jpeg, 15, 72, 72, "jpeg", 180,
+         &splash_15_jpeg},
+        {0x006C, "Stream Deck XL", family_jpeg, 32, 96, 96, "jpeg", 180, &splash_32_jpeg},
+        {0x008F, "Stream Deck XL 2022", family_jpeg, 32, 96, 96, "jpeg", 180, &splash_32_jpeg},
+        {0x00BA, "Stream Deck 32-Key Module", family_jpeg, 32, 96, 96, "jpeg", 180,
+         &splash_32_jpeg},
+        {0x0063, "Stream Deck Mini", family_mini, 6, 80, 80, "bmp", 90, &splash_6_bmp},
+        {0x0090, "Stream Deck Mini 2022", family_mini, 6, 80, 80, "bmp", 90, &splash_6_bmp},
+        {0x00B3, "Stream Deck Mini Discord", family_mini, 6, 80, 80, "bmp", 90, &splash_6_bmp},
+        {0x00B8, "Stream Deck 6-Key Module", family_mini, 6, 80, 80, "bmp", 90, &splash_6_bmp},
+        {0x0084, "Stream Deck +", family_jpeg, 8, 120, 120, "jpeg", 0, &splash_8_jpeg_120},
+        {0x009A, "Stream Deck Neo", family_jpeg, 8, 96, 96, "jpeg", 180, &splash_8_jpeg_96},
     };
     return models;
 }
@@ -37,6 +40,7 @@ void expect_same(const deck_model& model, const deck_model& expected) {
     EXPECT_EQ(model.key_height, expected.key_height);
     EXPECT_EQ(model.image_format, expected.image_format);
     EXPECT_EQ(model.image_rotation, expected.image_rotation);
+    EXPECT_EQ(model.splash, expected.splash);
 }
 
 } // namespace
