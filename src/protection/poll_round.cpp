@@ -16,7 +16,7 @@ constexpr int most_pauses = 3;
 // How much later than the other a server may come back.
 constexpr milliseconds return_gap{300};
 constexpr milliseconds quick_repeat{50};
-constexpr int most_repeats = 3;
+constexpr int most_starved = 3;
 // Behind a pause the last answer may be as old as the loss time, and then one lost poll would count
 // as a lost server.
 constexpr int repeats_behind_a_pause = 1;
@@ -35,7 +35,8 @@ poll_round::side_state& poll_round::enter(side_state& state, target found) {
     }
     state.last.reset();
     state.answered.reset();
-    state.repeats = 0;
+    state.starved = 0;
+    state.repeated = 0;
     return state;
 }
 
@@ -51,8 +52,10 @@ void poll_round::look(steady_time now) {
     if (now > due_ + pause_limit && pauses_ < most_pauses) {
         ++pauses_;
         undisturbed_since_ = now;
-        for (side_state& state : sides_)
+        for (side_state& state : sides_) {
             state.answered.reset();
+            state.repeated = 0;
+        }
     }
     due_ = now + look_period;
 }
@@ -67,12 +70,12 @@ bool poll_round::to_be_repeated(const side_state& state) const {
     case poll_outcome::answered:
         return false;
     case poll_outcome::no_resources:
-        return state.repeats < most_repeats;
+        return state.starved < most_starved;
     case poll_outcome::unanswered:
     case poll_outcome::no_network:
         break;
     }
-    return pauses_ > 0 && state.repeats < repeats_behind_a_pause;
+    return pauses_ > 0 && state.repeated < repeats_behind_a_pause;
 }
 
 bool poll_round::may_be_coming_back(const side_state& state) const {
@@ -104,7 +107,8 @@ bool poll_round::wants_poll(pair_side side, steady_time now) const {
 
 void poll_round::asked(pair_side side, steady_time now) {
     side_state& state = at(side);
-    if (!stale(state) && to_be_repeated(state)) ++state.repeats;
+    if (!stale(state) && to_be_repeated(state))
+        ++(state.last->outcome == poll_outcome::no_resources ? state.starved : state.repeated);
     state.ahead = settled(state) || may_wait(state);
     state.under_way = true;
     state.asked = now;

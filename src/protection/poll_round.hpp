@@ -67,7 +67,8 @@ private:
         steady_time asked;    // the latest poll's time
         std::optional<finished_poll> last;   // what this cycle has heard
         std::optional<steady_time> answered; // when the first good poll of this cycle was asked
-        int repeats = 0;
+        int starved = 0;                     // polls of this cycle repeated for want of resources
+        int repeated = 0;                    // polls repeated since the latest pause
     };
 
     static side_state& enter(side_state& state, target found);

@@ -22,7 +22,7 @@ server_script answers_in(ms latency) {
     return [latency](steady_time) { return latency; };
 }
 
-struct pause {
+struct standstill {
     steady_time from;
     steady_time until;
 };
@@ -36,7 +36,7 @@ public:
     }
 
     // The program does nothing in this time, and finds afterwards what has come meanwhile.
-    void stop_for(pause stopped) { pauses_.push_back(stopped); }
+    void stop_for(standstill stopped) { pauses_.push_back(stopped); }
     // What a pause does to the polls that are under way: their answers are read, or are lost.
     void lose_polls_in_pauses() { polls_survive_ = false; }
 
@@ -73,7 +73,7 @@ private:
 
     void pass_to(steady_time time) {
         now_ = std::max(now_, time);
-        for (const pause& stopped : pauses_)
+        for (const standstill& stopped : pauses_)
             if (now_ >= stopped.from && now_ < stopped.until) {
                 for (simulated_server& server : servers_)
                     server.spoiled |= server.ends && !polls_survive_;
@@ -143,7 +143,7 @@ private:
     poll_round round_;
     steady_time now_ = t0;
     std::array<simulated_server, 2> servers_;
-    std::vector<pause> pauses_;
+    std::vector<standstill> pauses_;
     bool polls_survive_ = true;
     std::vector<std::pair<ms, ms>> judged_;
     std::vector<steady_time> judged_at_;
@@ -252,6 +252,45 @@ TEST(poll_round, survives_a_lost_poll_behind_a_pause) {
             EXPECT_LT(stopped.longest_silence(pair_side::main), 1000ms) << phase.count();
             EXPECT_LT(stopped.longest_silence(pair_side::backup), 1000ms) << phase.count();
         }
+}
+
+TEST(poll_round, survives_a_lost_poll_behind_each_of_two_pauses) {
+    const standstill first{.from = t0 + 2s, .until = t0 + 3s};
+    for (ms between = 1ms; between < 800ms; ++between) {
+        const standstill second{.from = first.until + between, .until = first.until + between + 3s};
+        bool first_lost = false;
+        bool second_lost = false;
+        simulation stopped(
+            [&](steady_time asked) -> std::optional<ms> {
+                if (asked >= first.until && !std::exchange(first_lost, true)) return std::nullopt;
+                if (asked >= second.until && !std::exchange(second_lost, true)) return std::nullopt;
+                return 2ms;
+            },
+            answers_in(2ms));
+        stopped.lose_polls_in_pauses();
+        stopped.stop_for(first);
+        stopped.stop_for(second);
+        stopped.run_until(t0 + 12s);
+        ASSERT_TRUE(first_lost && second_lost);
+        EXPECT_LT(stopped.longest_silence(pair_side::main), 1000ms) << between.count();
+    }
+}
+
+TEST(poll_round, repeats_a_lost_poll_behind_a_pause_also_after_one_that_lacked_resources) {
+    poll_round round;
+    round.begin(poll_round::target::known, poll_round::target::known, t0); // it has never looked
+    round.asked(pair_side::main, t0);
+    round.asked(pair_side::backup, t0);
+    round.ended(pair_side::backup, poll_outcome::answered);
+    round.ended(pair_side::main, poll_outcome::no_resources);
+    ASSERT_TRUE(round.wants_poll(pair_side::main, t0 + 50ms));
+    round.asked(pair_side::main, t0 + 50ms);
+    round.ended(pair_side::main, poll_outcome::unanswered);
+    EXPECT_FALSE(round.may_judge());
+    ASSERT_TRUE(round.wants_poll(pair_side::main, t0 + 450ms));
+    round.asked(pair_side::main, t0 + 450ms);
+    round.ended(pair_side::main, poll_outcome::unanswered);
+    EXPECT_TRUE(round.may_judge());
 }
 
 TEST(poll_round, finds_a_main_that_died_in_a_pause_with_two_polls) {
