@@ -266,9 +266,10 @@ bool pair_protection::transfer_on_request(pair_side side, const moment& now, std
         return false;
     }
     const std::optional<server_pair> pair = registry_.find_pair();
-    if (pair && !knows(*pair)) {
-        // The next cycle would adopt the pair and undo the transfer that is asked for now.
-        adopt_pair(*pair, now);
+    if (pair) {
+        // The next cycle would do this, and undo or repeat what is asked for now: since the start
+        // or since the pair came back there may have been none.
+        if (!knows(*pair)) adopt_pair(*pair, now);
         pin_active(*pair, registry_.enabled());
     }
     const auto main = pair ? pair->main : registry_.find_main();

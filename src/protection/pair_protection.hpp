@@ -9,6 +9,8 @@
 //   change that the operator relies on is saved before it takes effect; a failed save puts the
 //   old value back. Where memory runs out an act throws and has changed nothing: all that can fail
 //   comes before the save. An alert or a log line that can't be made is left out.
+//   A transfer that is asked for first takes up the pair as the next cycle would, and keeps that
+//   where it is refused.
 #pragma once
 
 #include "os/clock.hpp"

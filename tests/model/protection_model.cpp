@@ -357,10 +357,8 @@ bool protection_model::operate(std::string_view word, const times& now, std::str
         return false;
     }
     facts_.pair_changed = around_.main != nobody && around_.backup != nobody && pair_is_new();
-    if (facts_.pair_changed) {
-        change_pair(now);
-        settle();
-    }
+    if (facts_.pair_changed) change_pair(now);
+    if (around_.main != nobody && around_.backup != nobody) settle();
     const bool to_backup = word == "backup";
     const int target = to_backup ? around_.backup : around_.main;
     if (!around_.enabled || target == nobody || !ready(target, now)) {

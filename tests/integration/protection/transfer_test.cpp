@@ -306,6 +306,34 @@ TEST_F(transfer, to_backup_as_a_main_without_a_backup_ends_when_the_pair_comes_b
     EXPECT_EQ(registry.active_system()->serial, "M1") << "never on Backup without a hold";
 }
 
+TEST_F(transfer, to_backup_counts_as_soon_as_its_pair_is_back) {
+    watch();
+    registry.configure(true, "B1", "M1");
+    registry.set_role("M1", system_role::independent, "");
+    cycle_after(250ms);
+    ASSERT_TRUE(operate("main")) << error;
+    registry.configure(true, "M1", "B1");
+    ASSERT_TRUE(operate("backup")) << error;
+    EXPECT_TRUE(held());
+    cycle_after(250ms);
+    EXPECT_TRUE(held());
+    EXPECT_EQ(registry.active_system()->serial, "B1");
+}
+
+TEST_F(transfer, on_request_runs_no_action_again_before_the_first_cycle_after_a_restart) {
+    change_policy(
+        [](protection_policy& policy) { policy.actions = {enabled_action("cue", "backup")}; });
+    hold_on_backup();
+    restart();
+    protection->begin(now.steady);
+    hear("M1", main_says);
+    hear("B1", backup_says);
+    ASSERT_TRUE(operate("backup")) << error;
+    EXPECT_FALSE(busy());
+    EXPECT_TRUE(standing().empty());
+    EXPECT_TRUE(held());
+}
+
 TEST_F(transfer, back_to_a_main_that_is_still_faulted_is_refused) {
     watch();
     main_says->engineRunning = false;
