@@ -1,26 +1,12 @@
 // What the documents say about the sources: files that they name are there, and the menu of the
 // first steps is the program's.
 import assert from 'node:assert/strict';
-import { execFileSync } from 'node:child_process';
-import fs from 'node:fs';
-import path from 'node:path';
 import { test } from 'node:test';
-
-const root = path.resolve(import.meta.dirname, '../..');
-const read = (name) => fs.readFileSync(path.join(root, name), 'utf8');
-const files = execFileSync('git', ['ls-files', '--cached', '--others', '--exclude-standard'], {
-  cwd: root,
-  encoding: 'utf8',
-}).split('\n');
-const documents = files.filter(
-  (name) => name.endsWith('.md') && fs.existsSync(path.join(root, name)),
-);
+import { documents, exists, read } from './support.mjs';
 
 // A file or folder of the checkout, or a source by its path below src without its ending.
-function exists(name) {
-  const beginnings = [name, `src/${name}`].flatMap((one) => [one, `${one}.hpp`, `${one}.cpp`]);
-  return beginnings.some((one) => fs.existsSync(path.join(root, one)));
-}
+const is_there = (name) =>
+  [name, `src/${name}`].flatMap((one) => [one, `${one}.hpp`, `${one}.cpp`]).some(exists);
 
 const folders = [
   ...['src', 'tests', 'simulator', 'packaging', 'assets', 'docs'],
@@ -34,7 +20,7 @@ for (const name of documents) {
   test(`files_named_in_${name}_exist`, () => {
     const missing = [...read(name).matchAll(named)]
       .map(([, found]) => found)
-      .filter((one) => !exists(one));
+      .filter((one) => !is_there(one));
     assert.deepEqual(missing, []);
   });
 }
@@ -44,6 +30,7 @@ test('the_menu_in_the_first_steps_is_the_program_s', () => {
   const items = [
     ...code.slice(code.indexOf('return {{')).matchAll(/"([A-Z][^"]*?)(?:: ?-*)?"/g),
   ].map(([, text]) => text);
+  assert.ok(items.length > 5, 'the items of the menu were not found');
   const table = read('docs/first-steps.md').split('## The tray menu')[1];
   const shown = [...table.matchAll(/^\| ([A-Z][^|]*?) \|/gm)]
     .flatMap(([, cell]) => cell.split(', '))
