@@ -52,6 +52,7 @@ const further_sources = {
     'src/app/services.cpp',
     'src/decks/operator_deck_manager.cpp',
     'src/platform/linux/single_instance.cpp',
+    'src/platform/windows/single_instance.cpp',
     'src/systems/controller_registry.cpp',
   ],
 };
