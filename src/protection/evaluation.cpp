@@ -28,46 +28,50 @@ bool heard_lately(const protection_policy& policy, const server_health& health, 
     return health.reachable && now - health.lastSeen < milliseconds(policy.lossMs);
 }
 
-std::array<fault_condition, 7> server_conditions(const protection_policy& policy,
-                                                 const server_health& health, steady_time now) {
+std::array<fault_condition, server_condition_count>
+server_conditions(const protection_policy& policy, const server_health& health, steady_time now) {
     const bool heard = heard_lately(policy, health, now);
     const bool reports = heard && health.supported;
     const bool runs = heard && health.engineRunning;
     const milliseconds loss(policy.lossMs);
     // Silence and stalling carry their delays in the ages that they compare.
     return {{
-        {{"server"}, !heard, policy.server, at_once, {"Server communication lost."}},
-        {{"engine"},
-         reports && !health.engineRunning,
-         policy.engine,
-         at_once,
-         {"Engine stopped or exited."}},
-        {{"responsive"},
-         reports && runs && !health.engineResponsive,
-         policy.responsive,
-         loss,
-         {"Engine is not responding."}},
-        {{"frames"},
-         runs && health.telemetryAvailable && health.frameStalled,
-         policy.frames,
-         at_once,
-         {"Engine channel frame progress stalled."}},
-        {{"clock"},
-         reports && health.clockFault,
-         policy.clock,
-         loss,
-         {"Engaged external clock is unavailable or unlocked."}},
-        {{"resources"},
-         reports && health.resourcePressure,
-         policy.resources,
-         sustained_pressure,
-         {"Sustained resource pressure: CPU >=95%, available memory <5%, or GPU temperature >=90 "
-          "C."}},
-        {{"telemetry"},
-         heard && (!health.supported || (runs && !health.telemetryAvailable)),
-         mode_alert,
-         loss,
-         {"Frame/output telemetry unavailable; update Elvantris and its engine."}},
+        {.name = {"server"},
+         .present = !heard,
+         .mode = policy.server,
+         .delay = at_once,
+         .message = {"Server communication lost."}},
+        {.name = {"engine"},
+         .present = reports && !health.engineRunning,
+         .mode = policy.engine,
+         .delay = at_once,
+         .message = {"Engine stopped or exited."}},
+        {.name = {"responsive"},
+         .present = reports && runs && !health.engineResponsive,
+         .mode = policy.responsive,
+         .delay = loss,
+         .message = {"Engine is not responding."}},
+        {.name = {"frames"},
+         .present = runs && health.telemetryAvailable && health.frameStalled,
+         .mode = policy.frames,
+         .delay = at_once,
+         .message = {"Engine channel frame progress stalled."}},
+        {.name = {"clock"},
+         .present = reports && health.clockFault,
+         .mode = policy.clock,
+         .delay = loss,
+         .message = {"Engaged external clock is unavailable or unlocked."}},
+        {.name = {"resources"},
+         .present = reports && health.resourcePressure,
+         .mode = policy.resources,
+         .delay = sustained_pressure,
+         .message = {"Sustained resource pressure: CPU >=95%, available memory <5%, or GPU "
+                     "temperature >=90 C."}},
+        {.name = {"telemetry"},
+         .present = heard && (!health.supported || (runs && !health.telemetryAvailable)),
+         .mode = mode_alert,
+         .delay = loss,
+         .message = {"Frame/output telemetry unavailable; update Elvantris and its engine."}},
     }};
 }
 
@@ -76,12 +80,12 @@ std::optional<fault_condition> output_condition(pair_side side, const output_rul
                                                 const server_health& health, steady_time now) {
     const std::string& id = output_id(side, rule);
     if (id.empty()) return std::nullopt;
-    return fault_condition{.name = {"output:", id},
+    return fault_condition{.name = {.words = "output:", .output_id = id},
                            .present = heard_lately(policy, health, now) && health.engineRunning &&
                                       !output_available(health, id),
                            .mode = rule.mode,
                            .delay = milliseconds(policy.outputMs),
-                           .message = {"Protected output unavailable: ", id}};
+                           .message = {.words = "Protected output unavailable: ", .output_id = id}};
 }
 
 bool out_of_sync(const system_record& main, const system_record& backup) {

@@ -9,17 +9,18 @@
 
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace elvantris::operator_control {
 
-// A text that may end with the id of an output. It stays in two parts, which are the program's own
-// and the policy's, so that to judge needs no memory.
+// A condition's name or message. It is valid only as long as the policy that was judged by is
+// neither changed nor destroyed; `written` gives a copy to keep.
 struct fault_text {
-    std::string_view words;
-    std::string_view output_id = {};
+    std::string_view words;          // the program's own, which last
+    std::string_view output_id = {}; // of an output rule of that policy, behind the words
 
     std::string written() const { return std::string(words).append(output_id); }
 };
@@ -38,10 +39,11 @@ enum class pair_side { main, backup };
 // Younger than the policy's loss time. An age of exactly that time counts as lost.
 bool heard_lately(const protection_policy& policy, const server_health& health, steady_time now);
 
+inline constexpr std::size_t server_condition_count = 7;
 // The conditions of one server, in the order in which they are judged; those of its protected
 // outputs follow them.
-std::array<fault_condition, 7> server_conditions(const protection_policy& policy,
-                                                 const server_health& health, steady_time now);
+std::array<fault_condition, server_condition_count>
+server_conditions(const protection_policy& policy, const server_health& health, steady_time now);
 // Absent where the rule names no output of that side.
 std::optional<fault_condition> output_condition(pair_side side, const output_rule& rule,
                                                 const protection_policy& policy,

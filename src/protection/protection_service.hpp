@@ -8,7 +8,9 @@
 //   and waits at most for one evaluation with its writes to disk.
 // Locks: the service lock, then the registry's. It is held for an evaluation or an operator's act,
 //   saving included, and never while polling or sending.
-// Failure: operator's acts return false with the sentence to show in `error`.
+// Failure: operator's acts return false with the sentence to show in `error`. A cycle that fails,
+//   most likely for want of memory, ends and is reported as the monitor's error. 250 ms later the
+//   next one judges again: a transfer is late by that then, and neither lost nor half done.
 #pragma once
 
 #include "os/lock.hpp"

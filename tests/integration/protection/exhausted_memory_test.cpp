@@ -45,6 +45,16 @@ protected:
         EXPECT_EQ(registry.active_role(), held() ? "backup" : "main");
         EXPECT_EQ(busy(), held()) << "the outside device is told of what was done, and of no more";
     }
+    // A copy of such a serial, and a key with it, wants memory of its own.
+    void use_long_serials() {
+        main_serial = "M1 with a serial too long to lie within its string";
+        backup_serial = "B1 with a serial too long to lie within its string";
+        registry.merge_discovered({{"127.0.0.4", 5000, "Stage left", main_serial},
+                                   {"127.0.0.5", 5000, "Stage right", backup_serial}},
+                                  now.steady);
+        registry.configure(true, main_serial, backup_serial);
+        watch();
+    }
     void return_to_main() {
         if (!held()) return;
         protection->finish_sequence(protection->take_sequence(), true);
@@ -66,25 +76,35 @@ TEST_F(exhausted_memory,
                         });
 }
 
-TEST_F(exhausted_memory, leaves_them_on_the_same_side_in_an_automatic_transfer) {
-    const auto fail_main = [&] {
-        main_says->engineRunning = false;
-        hear("M1", main_says);
-        hear("B1", backup_says);
+TEST_F(exhausted_memory, delays_an_automatic_transfer_by_one_cycle_at_most) {
+    const auto expect_transfer = [&] {
+        const auto fail_main = [&] {
+            main_says->engineRunning = false;
+            hear_both();
+        };
+        fail_main();
+        run_short_of_memory([&] { protection->evaluate_cycle(now); },
+                            [&](bool enough) {
+                                expect_one_side();
+                                EXPECT_TRUE(held() || !enough);
+                                cycle_after(250ms);
+                                expect_one_side();
+                                ASSERT_TRUE(held());
+                                EXPECT_TRUE(stands("critical Main: Engine stopped or exited."));
+                                return_to_main();
+                                fail_main();
+                            });
+        main_says = healthy_server();
     };
-    fail_main();
-    run_short_of_memory([&] { protection->evaluate_cycle(now); },
-                        [&](bool enough) {
-                            expect_one_side();
-                            EXPECT_TRUE(held() || !enough);
-                            return_to_main();
-                            fail_main();
-                        });
+    expect_transfer();
+    use_long_serials();
+    expect_transfer();
 }
 
-// Protection whose disk takes a save without any memory, so that the messages, alerts and lines of
-// a transfer are all that still want some.
-TEST_F(exhausted_memory, moves_operation_though_no_message_alert_or_line_can_be_made) {
+// Protection whose disk takes a save without any memory, and serials that want none either: the
+// messages, alerts and lines of a transfer are all that still want some.
+TEST_F(exhausted_memory,
+       moves_operation_between_short_serials_though_no_message_alert_or_line_can_be_made) {
     bool disk_holds_backup = false;
     bool disk_is_asked_for_a_line = false;
     protection.emplace(
@@ -98,8 +118,7 @@ TEST_F(exhausted_memory, moves_operation_though_no_message_alert_or_line_can_be_
                         .append = [&](std::string_view) { disk_is_asked_for_a_line = true; }});
     watch();
     main_says->engineRunning = false;
-    hear("M1", main_says);
-    hear("B1", backup_says);
+    hear_both();
     {
         const failing_memory memory(0);
         protection->evaluate_cycle(now);

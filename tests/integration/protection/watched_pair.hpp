@@ -74,9 +74,12 @@ protected:
     void cycle_after(ms later) {
         now.steady += later;
         now.wall_ms += later.count();
-        hear("M1", main_says);
-        hear("B1", backup_says);
+        hear_both();
         protection->evaluate_cycle(now);
+    }
+    void hear_both() {
+        hear(main_serial, main_says);
+        hear(backup_serial, backup_says);
     }
     void hear(const std::string& serial, std::optional<server_health> health) {
         if (health) health->lastSeen = now.steady;
@@ -157,6 +160,8 @@ protected:
     moment now{.steady = steady_time(std::chrono::hours(1)), .wall_ms = 1'700'000'000'000};
     controller_registry registry;
     std::optional<pair_protection> protection;
+    std::string main_serial = "M1"; // of the two that are paired and heard
+    std::string backup_serial = "B1";
     std::optional<server_health> main_says = healthy_server();
     std::optional<server_health> backup_says = healthy_server();
     std::string error;
