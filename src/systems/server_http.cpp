@@ -82,6 +82,7 @@ received_text read_until_closed(const socket_handle& socket, std::uint64_t read_
 
 struct exchanged_text {
     std::optional<received_text> received; // absent if the request didn't get out
+    // What kept the request from getting out, or more of the answer from being read.
     network_failure failure = network_failure::none;
     std::vector<socket_address> addresses; // the server's
 };
@@ -102,18 +103,18 @@ exchanged_text exchange_text(const http_call& call, address_family family,
     exchanged_text exchanged{.received = {}, .failure = failure, .addresses = std::move(addresses)};
     if (failure != network_failure::none) return exchanged;
     exchanged.received = read_until_closed(socket, read_limit, call.timeout, limits);
-    exchanged.failure = exchanged.received->end == receive_result::no_resources
-                            ? network_failure::no_resources
-                            : network_failure::unanswered;
+    if (exchanged.received->end == receive_result::no_resources)
+        exchanged.failure = network_failure::no_resources;
     return exchanged;
 }
 
-// Of an exchange that gave no usable response.
+// Why an exchange gave no usable response. Where nothing failed here, the server sent none.
 network_failure cause_of(const exchanged_text& exchanged) {
     const auto& [received, failure, addresses] = exchanged;
-    const bool cut_off = failure == network_failure::unanswered && !addresses.empty() &&
-                         std::ranges::none_of(addresses, has_way_to);
-    return cut_off ? network_failure::no_network : failure;
+    if (failure == network_failure::no_network || failure == network_failure::no_resources)
+        return failure;
+    const bool cut_off = !addresses.empty() && std::ranges::none_of(addresses, has_way_to);
+    return cut_off ? network_failure::no_network : network_failure::unanswered;
 }
 
 } // namespace

@@ -44,7 +44,7 @@ http_response http_exchange_bounded(const http_call& call, std::uint64_t read_li
 
 // The same, and why there is no usable response: whether this computer couldn't ask, or is cut off
 // from every address of the server by now. An interface that goes down while the answer is awaited
-// shows in nothing else.
+// shows in nothing else. Of a usable response, whatever its status, the failure is `none`.
 struct attempted_exchange {
     http_response response;
     network_failure failure = network_failure::none;

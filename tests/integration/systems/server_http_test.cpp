@@ -408,6 +408,20 @@ TEST(both_exchanges, take_an_answer_that_has_ended_though_it_is_read_after_their
     }
 }
 
+TEST(attempt_exchange_bounded, names_a_failure_only_where_there_is_no_usable_response) {
+    const auto failure_with = [](const std::string& answer) {
+        const scripted_peer peer(replies(answer));
+        return attempt_exchange_bounded(get_call(peer.port()), ample).failure;
+    };
+    for (const int status : {200, 302, 404, 500})
+        EXPECT_EQ(failure_with(http_reply_text(status, "whole")), network_failure::none) << status;
+    for (const std::string answer :
+         {"", "garbage", "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhal"})
+        EXPECT_EQ(failure_with(answer), network_failure::unanswered) << answer;
+    EXPECT_EQ(attempt_exchange_bounded(get_call(closed_port()), ample).failure,
+              network_failure::unanswered);
+}
+
 TEST(both_exchanges, may_run_on_many_threads_at_once) {
     scripted_peer peer([](peer_connection& connection) {
         const std::string target = request_target(connection.read_request());
