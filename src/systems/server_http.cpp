@@ -141,9 +141,12 @@ attempted_exchange attempt_exchange_bounded(const http_call& call, std::uint64_t
     const exchanged_text exchanged = exchange_text(
         call, address_family::any, call.host + ':' + std::to_string(call.port), read_limit, limits);
     attempted_exchange attempt;
-    if (const auto& received = exchanged.received)
-        attempt.response = received->cut ? parse_cut_response(received->text)
-                                         : parse_bounded_response(received->text);
+    if (const auto& received = exchanged.received) {
+        const bool more_may_have_come =
+            received->cut || received->end == receive_result::no_resources;
+        attempt.response = more_may_have_come ? parse_cut_response(received->text)
+                                              : parse_bounded_response(received->text);
+    }
     if (attempt.response.status == 0) attempt.failure = cause_of(exchanged);
     return attempt;
 }

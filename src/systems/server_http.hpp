@@ -34,8 +34,9 @@ struct http_call {
 // Reads up to 32 MiB. An exchange whose limits are over before the server has ended has failed.
 http_response http_exchange(const http_call& call, const call_limits& limits = {});
 
-// Reads up to `read_limit` bytes, in whole buffers. What has come when the limits are over is a
-// response only if its framing shows it whole; an answer that has arrived by then still counts.
+// Reads up to `read_limit` bytes, in whole buffers. What has come when the limits are over, or when
+// this computer has no buffer to read on, is a response only if its framing shows it whole; an
+// answer that has arrived by then still counts.
 http_response http_exchange_bounded(const http_call& call, std::uint64_t read_limit,
                                     const call_limits& limits = {});
 // The same for a caller that is limited by nothing but the time of the whole exchange.

@@ -1,6 +1,7 @@
 // An exchange during which this computer loses its network, or what it needs to ask.
 #include "systems/server_http.hpp"
 
+#include "integration/support/eventually.hpp"
 #include "integration/support/linux/failing_system_call.hpp"
 #include "integration/support/linux/without_descriptors.hpp"
 #include "integration/support/scripted_peer.hpp"
@@ -8,9 +9,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
+#include <optional>
 #include <sched.h>
 #include <sys/syscall.h>
+#include <thread>
+#include <utility>
 
 using namespace elvantris::operator_control;
 using namespace std::chrono_literals;
@@ -66,6 +71,47 @@ TEST(attempt_exchange_bounded, tells_that_this_computer_could_not_ask) {
                 EXPECT_EQ(ask(call_to("127.0.0.1", peer)), network_failure::no_resources) << number;
             }))
             GTEST_SKIP() << "this system lets no call fail";
+}
+
+// The part that came would pass for the whole answer, of a server whose engine has stopped.
+TEST(attempt_exchange_bounded, takes_no_unframed_answer_that_it_had_no_buffer_to_read_on) {
+    const std::string body = R"({"serial":"S1","version":1,)";
+    const auto answer_to = [](const std::string& beginning) {
+        std::atomic<bool> began = false;
+        std::atomic<bool> starved = false;
+        const scripted_peer peer([&](peer_connection& connection) {
+            connection.read_request();
+            connection.send(beginning);
+            began = true;
+            eventually([&] { return starved || !connection.wanted(); });
+            connection.send("the rest");
+        });
+        std::optional<attempted_exchange> attempt;
+        std::thread([&] {
+            // Twice in each turn of reading: what has arrived is read by the fourth time.
+            int asked_since = 0;
+            const call_limits limits{.given_up = [&] {
+                if (began && ++asked_since == 4)
+                    starved = let_system_call_fail(SYS_recvfrom, ENOBUFS);
+                return false;
+            }};
+            http_call call = call_to("127.0.0.1", peer);
+            call.timeout = patience;
+            attempted_exchange made = attempt_exchange_bounded(call, 1000, limits);
+            if (starved) attempt = std::move(made);
+        }).join();
+        return attempt;
+    };
+    const auto unframed = answer_to("HTTP/1.1 200 OK\r\n\r\n" + body);
+    if (!unframed) GTEST_SKIP() << "this system lets no call fail";
+    EXPECT_EQ(unframed->response.status, 0);
+    EXPECT_EQ(unframed->failure, network_failure::no_resources);
+
+    const auto whole = answer_to(http_reply_text(200, body));
+    ASSERT_TRUE(whole.has_value());
+    EXPECT_EQ(whole->response.status, 200);
+    EXPECT_EQ(whole->response.body, body);
+    EXPECT_EQ(whole->failure, network_failure::none);
 }
 
 TEST(ask_health, says_nothing_about_a_server_that_could_not_be_asked) {
