@@ -740,6 +740,23 @@ test('the_health_of_each_side_has_a_shape_and_a_colour', async () => {
   assert.equal(new Set(marks.map(([, colour]) => colour)).size, 3);
 });
 
+test('a_protected_output_that_is_down_marks_the_line_of_its_side_as_its_badge', async () => {
+  const page = await view.open_protection();
+  const lines = () =>
+    page.$$eval('#vorHealthSummary p', (all) =>
+      all.map((one) => [one.textContent, getComputedStyle(one, '::before').content[1]]),
+    );
+  const well = ['Main: Engine responding; frames advancing', '●'];
+  const backup_line = 'Backup: Engine responding; frames advancing';
+  assert.deepEqual(await lines(), [well, [backup_line, '●']]);
+  const outputRules = [{ mainId: 'out-1', backupId: 'gone', mode: 2 }];
+  await view.show(with_policy({ outputRules }));
+  assert.equal(await view.text('backupStatus'), 'Backup: Stage right PROTECTED OUTPUT FAULT');
+  assert.deepEqual(await lines(), [well, [backup_line, '■']]);
+  await view.show(status());
+  assert.deepEqual(await lines(), [well, [backup_line, '●']]);
+});
+
 test('the_live_parts_of_the_dialog_lose_their_colours_without_a_status', async () => {
   const page = await view.open_protection();
   const seen = () =>
@@ -916,9 +933,17 @@ test('what_makes_sense_now_stands_out_among_the_operations', async () => {
   const on_backup = { active: 'backup', activeSerial: 'SER-B' };
   const backup_down = [health('SER-A'), health('SER-B', { engineRunning: false })];
   const main_down = [health('SER-A', { engineRunning: false }), health('SER-B')];
+  const not_ready = (changes) =>
+    alert(1, {
+      message: 'Backup is not ready; automatic protection is degraded.',
+      acknowledged: true,
+      ...changes,
+    });
   for (const [shown, wanted] of [
     [status(), ['vorTakeBackup']],
     [guarded({ systems: backup_down }), []],
+    [guarded({ alerts: [not_ready()] }), []],
+    [guarded({ alerts: [not_ready({ active: false })] }), ['vorTakeBackup']],
     [guarded({}, on_backup), ['vorReturnMain']],
     [guarded({ systems: main_down, alerts: [alert(1)] }, on_backup), ['vorAcknowledge']],
     [guarded({ systems: main_down, alerts: [alert(1, { acknowledged: true })] }, on_backup), []],
@@ -1105,6 +1130,16 @@ test('closing_drops_the_draft_and_opening_clears_the_message', async () => {
     assert.equal(await page.inputValue('#vorLossMs'), '1000', close);
     assert.equal(await view.text('vorProtectionMessage'), '');
   }
+});
+
+test('nothing_opens_it_while_a_dialog_is_open', async () => {
+  const page = await view.open_protection();
+  await page.fill('#vorLossMs', '2500');
+  await page.evaluate('open_protection()');
+  assert.equal(await page.inputValue('#vorLossMs'), '2500');
+  await view.open_setup();
+  await page.evaluate('open_protection()');
+  assert.equal(await page.evaluate('vorDraft'), null);
 });
 
 test('a_click_on_the_dialog_itself_keeps_it_open', async () => {

@@ -51,8 +51,6 @@ const health_conditions = [
   },
 ];
 
-const output_fault = { word: 'PROTECTED OUTPUT FAULT', health: 'bad' };
-
 const condition_of = (health, policy) =>
   health_conditions.find(({ holds }) => holds(health, policy));
 
@@ -72,12 +70,12 @@ function has_output_fault(side, health, { outputRules = [] }) {
   });
 }
 
-// With what its protected outputs add to it.
+// With what its protected outputs add to it: another word, but no line of their own.
 function badge_condition(side, system, protection) {
   const health = health_of(system, protection);
   const condition = condition_of(health, protection.policy);
   const faulty = condition.word === 'READY' && has_output_fault(side, health, protection.policy);
-  return faulty ? output_fault : condition;
+  return faulty ? { ...condition, word: 'PROTECTED OUTPUT FAULT', health: 'bad' } : condition;
 }
 
 function render_protection_badges(protection) {

@@ -14,17 +14,19 @@ function fill_protection_dialog() {
 }
 
 function render_health_summary(protection) {
-  const lines = sides.map(({ role }) => {
-    const sample = health_of(system_with_role(role), protection);
-    const { line, health } = condition_of(sample, protection.policy);
-    return { text: `${role}: ${line}`, health };
+  const lines = sides.map((side) => {
+    const { line, health } = badge_condition(side, system_with_role(side.role), protection);
+    return { text: `${side.role}: ${line}`, health };
   });
   if (protection.heldOnBackup) {
     lines.push({ text: 'Held on Backup. Recovery does not return automatically.', health: 'warn' });
   }
   const summary = by_id('vorHealthSummary');
-  const shown = [...summary.children].map(({ textContent }) => textContent);
-  if (shown.join('\n') === lines.map(({ text }) => text).join('\n')) return;
+  const shown = [...summary.children].map(({ textContent, dataset }) => ({
+    text: textContent,
+    health: dataset.health,
+  }));
+  if (JSON.stringify(shown) === JSON.stringify(lines)) return;
   summary.replaceChildren(...lines.map(make_health_line));
 }
 
@@ -41,13 +43,17 @@ function ready_side(protection) {
   return system && badge_condition(target, system, protection).health === 'good' ? target.id : '';
 }
 
+// The program knows more about Backup than its health: its show, its outputs, its engine's start.
+const says_backup_is_not_ready = ({ active, message }) =>
+  active && String(message).includes('Backup is not ready');
+
 // What makes sense now stands out; the rest stays possible.
 function emphasise_operations(protection) {
   const side = ready_side(protection);
-  const waiting = (protection.alerts ?? []).some(
-    ({ active, acknowledged }) => active && !acknowledged,
-  );
-  by_id('vorTakeBackup').classList.toggle('primary', side === 'backup');
+  const alerts = protection.alerts ?? [];
+  const waiting = alerts.some(({ active, acknowledged }) => active && !acknowledged);
+  const refused = alerts.some(says_backup_is_not_ready);
+  by_id('vorTakeBackup').classList.toggle('primary', side === 'backup' && !refused);
   by_id('vorReturnMain').classList.toggle('primary', side === 'main');
   by_id('vorAcknowledge').classList.toggle('waiting', waiting);
   by_id('vorArmButton').classList.toggle('waiting', !protection.armed);
@@ -68,7 +74,7 @@ function render_protection_dialog(protection) {
 }
 
 function open_protection() {
-  if (!state?.protection) return;
+  if (!state?.protection || opened_dialog()) return;
   try {
     vorDraft = structuredClone(state.protection.policy);
     fill_protection_dialog();
