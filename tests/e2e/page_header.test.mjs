@@ -494,6 +494,8 @@ test('it_is_heard_with_a_dialog_open_as_well', async () => {
   assert.equal(await page.evaluate('opened_dialog().contains(notices)'), true);
   await page.keyboard.press('Escape');
   assert.equal(await page.evaluate('notices.parentElement === document.body'), true);
+  // The banner is in reach again; another opening must not read an old sentence.
+  assert.equal((await heard())[0], '');
 });
 
 const guarded = (changes) => status({ protection: protection(changes) });

@@ -715,9 +715,7 @@ for (const width of [1024, 1366, 1920]) {
     );
     assert.ok(box.top >= banner.bottom, `${box.top} px, the banner ends at ${banner.bottom}`);
     assert.ok(history.left >= settings.right && history.top < settings.bottom);
-    const dimmed = await page.$eval('#vorProtectionBg', (one) =>
-      Number.parseFloat(getComputedStyle(one, '::before').top),
-    );
+    const { y: dimmed } = await page.locator('#vorProtectionBg').boundingBox();
     assert.ok(Math.abs(dimmed - banner.bottom) <= 1, `dimmed from ${dimmed} px on`);
     const rows = await page.$$eval('#vorModes .field', (all) =>
       all.map((one) => one.lastElementChild.getBoundingClientRect().left),

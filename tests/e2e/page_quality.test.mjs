@@ -176,6 +176,32 @@ for (const name of ['setup', 'protection']) {
   });
 }
 
+for (const [name, close_button] of [
+  ['setup', 'setupClose'],
+  ['protection', 'vorCloseFoot'],
+]) {
+  test(`a_click_on_header_or_banner_leaves_the_${name}_dialog_open_and_one_below_closes_it`, async () => {
+    const page = await view[`open_${name}`](busy());
+    for (const place of ['mainBadge', 'openSetup', 'vorBanner']) {
+      const { x, y, width, height } = await page.locator(`#${place}`).boundingBox();
+      await page.mouse.click(x + width / 2, y + height / 2);
+      assert.equal(await page.isVisible(`#${close_button}`), true, place);
+    }
+    const banner = await page.locator('#vorBanner').boundingBox();
+    await page.mouse.click(3, banner.y + banner.height + 3);
+    assert.equal(await page.isVisible(`#${close_button}`), false);
+  });
+}
+
+test('the_setup_dialog_stands_in_the_middle_of_what_is_dimmed', async () => {
+  const page = await view.open_setup(status(), { viewport: { width: 1920, height: 1400 } });
+  const [ground, box] = await page.$$eval('#setupBg, #setupBg .dialog', (all) =>
+    all.map((one) => one.getBoundingClientRect().toJSON()),
+  );
+  const [above, below] = [box.top - ground.top, ground.bottom - box.bottom];
+  assert.ok(Math.abs(above - below) <= 1, `${above} px above it, ${below} px below`);
+});
+
 test('a_focused_control_is_marked', async () => {
   const page = await view.open(status());
   await page.keyboard.press('Tab');

@@ -1,17 +1,17 @@
 // At most one dialog is open. The browser itself keeps everything behind it out of reach. Its
-// element is the background, which fills the window; the box in it is what the operator sees.
+// element is the dimmed background; the box in it is what the operator sees.
 const opened_dialog = () => document.querySelector('dialog[open]');
 
 // A press that began inside and ended outside, as when text is marked, is no click on the
-// background.
+// background. One on header or banner reaches the dialog too, which covers neither.
 function prepare_dialog(dialog, close) {
-  let pressed_inside = false;
-  dialog.addEventListener('pointerdown', ({ target }) => {
-    pressed_inside = target !== dialog;
+  let pressed_elsewhere = false;
+  dialog.addEventListener('pointerdown', ({ target, clientY }) => {
+    pressed_elsewhere = target !== dialog || clientY < dialog.getBoundingClientRect().top;
   });
   dialog.addEventListener('click', ({ target }) => {
-    if (target === dialog && !pressed_inside) close();
-    pressed_inside = false;
+    if (target === dialog && !pressed_elsewhere) close();
+    pressed_elsewhere = false;
   });
   dialog.addEventListener('cancel', (event) => {
     event.preventDefault();
@@ -40,6 +40,7 @@ function show_dialog(dialog) {
 function hide_dialog(dialog) {
   if (!dialog.contains(by_id('notices'))) return;
   dialog.close();
+  set_text(by_id('heardBanner'), ''); // the banner is heard itself again
   document.body.append(by_id('notices'));
   (focus_before.checkVisibility() ? focus_before : by_id('openSetup')).focus();
 }
