@@ -1,5 +1,5 @@
-// What the documents say about the sources: files that they name are there, and the menu of the
-// first steps is the program's.
+// What the documents say about the sources: files that they name are there; the menu of the first
+// steps and the deck models of the guide are the program's.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { documents, exists, read } from './support.mjs';
@@ -36,4 +36,16 @@ test('the_menu_in_the_first_steps_is_the_program_s', () => {
     .flatMap(([, cell]) => cell.split(', '))
     .filter((text) => text !== 'Item');
   assert.deepEqual(shown, items);
+});
+
+test('the_deck_models_in_the_guide_are_the_program_s', () => {
+  const rows = read('src/decks/deck_models.cpp').matchAll(/^ *\{0x[0-9A-F]{4}, "([^"]+)"/gm);
+  const known = [...rows].map(([, name]) => name);
+  assert.ok(known.length > 10, 'the rows of the models were not found');
+  const section = read('docs/guide/troubleshooting.md').split('## A deck is dark')[1];
+  const shown = [...section.matchAll(/^\| (Stream Deck [^|]*?) \|/gm)]
+    .flatMap(([, cell]) => cell.split(', '))
+    .sort();
+  const advice = 'name the same models in docs/guide/troubleshooting.md: docs/adding.md';
+  assert.deepEqual(shown, known.sort(), advice);
 });
