@@ -181,7 +181,7 @@ function prepare_copy() {
   // A mutant is built once and run for seconds: the compiler's time counts.
   execFileSync(
     'cmake',
-    ['--preset', 'linux', '-DCMAKE_BUILD_TYPE=Debug', '-DCMAKE_CXX_FLAGS=-g0'],
+    ['--preset', 'linux', '-DCMAKE_BUILD_TYPE=Debug', '-DCMAKE_CXX_FLAGS=-g0 -O1'],
     {
       cwd: copy,
       stdio: ['ignore', 'ignore', 'inherit'],
