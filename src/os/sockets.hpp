@@ -76,9 +76,6 @@ enum class network_failure {
     no_resources, // this computer has no descriptor, buffer, thread or memory left
 };
 
-// What an error of the system's socket calls says, in the system's own numbers.
-network_failure failure_of(int system_error);
-
 // The addresses of a host and port, in the resolver's order, and what went wrong if there is none:
 // the resolver knows none or doesn't say so within the limits, or it couldn't be asked. A numeric
 // address needs neither resolver nor thread.

@@ -3,6 +3,7 @@
 
 #include "integration/support/linux/failing_system_call.hpp"
 #include "integration/support/linux/without_descriptors.hpp"
+#include "os/socket_failures.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,7 @@
 #include "os/sockets.hpp"
 
+#include "os/socket_failures.hpp"
+
 #include <gtest/gtest.h>
 
 #include <winsock2.h>
