@@ -736,54 +736,183 @@ test('without_a_status_it_asks_for_one_before_it_opens', async () => {
   assert.equal(await value('uiPort'), '5333');
 });
 
-test('a_discovery_that_ends_late_says_nothing_over_a_save_or_in_a_dialog_opened_again', async () => {
-  const page = await view.open_setup();
-  await page.click('text=Rediscover Systems');
-  await view.hold('/api/configure');
-  await save();
-  await view.until_text('setupStatus', 'Saving configuration...');
-  const held = await view.hold('/api/discover');
-  await page.click('text=Rediscover Systems');
-  await page.keyboard.press('Escape');
-  await page.click('text=Configure Redundancy');
+// A discovery that has been asked for ends: it was held since `held`.
+async function end_discovery(held) {
   await view.stop_polling();
   held.release();
   await view.until_requests(1);
-  await page.waitForFunction('requests.every(({ answered }) => answered)');
-  assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
+  await view.page.waitForFunction('requests.every(({ answered }) => answered)');
+}
+
+const since_discovery = [
+  ['a_refused_form', (page) => page.fill('#uiPort', '1').then(save)],
+  [
+    'a_save_on_its_way',
+    async () => {
+      await view.hold('/api/configure');
+      await save();
+    },
+  ],
+  [
+    'a_failed_save',
+    async () => {
+      view.reply = refused;
+      await save();
+      await until_message(`${failed}No such system.`);
+    },
+  ],
+  [
+    'the_dialog_opened_again',
+    async (page) => {
+      await page.keyboard.press('Escape');
+      await page.click('text=Configure Redundancy');
+    },
+  ],
+];
+for (const [name, meanwhile] of since_discovery) {
+  test(`a_discovery_that_ends_says_nothing_over_${name}`, async () => {
+    const page = await view.open_setup();
+    const held = await view.hold('/api/discover');
+    await page.click('text=Rediscover Systems');
+    await meanwhile(page);
+    const shown = await message();
+    await end_discovery(held);
+    assert.deepEqual(await message(), shown);
+    view.complaints.length = 0; // the browser's own words about a refusal
+  });
+}
+
+test('a_discovery_asked_for_during_a_save_leaves_its_message', async () => {
+  const page = await view.open_setup();
+  await view.hold('/api/configure');
+  await save();
+  const held = await view.hold('/api/discover');
+  await page.click('text=Rediscover Systems');
+  await end_discovery(held);
+  assert.deepEqual(await message(), ['Saving configuration...', '']);
 });
 
-test('without_any_status_nothing_can_be_edited_or_saved_until_one_comes', async () => {
-  const page = await view.open('away', { query: '?configure=1' });
+const unavailable = 'Redundancy Control status service unavailable.';
+const read_only_now =
+  'Nothing was saved: the stored settings had not been read before. Check them and save again.';
+const form = async () => ({
+  enabled: await checked('enabled'),
+  main: await options('mainSelect'),
+  backup: await options('backupSelect'),
+  port: await value('uiPort'),
+  browser: await checked('openBrowserOnStart'),
+  commands: await checked_ids(),
+  path: await view.text('configPath'),
+});
+const fallbacks = {
+  enabled: false,
+  main: [['', 'Select system...']],
+  backup: [['', 'Select system...']],
+  port: '5270',
+  browser: true,
+  commands: table_ids,
+  path: 'Workstation configuration: operator-control.json',
+};
+const stored = () => status({ uiPort: 5333, openBrowserOnStart: false });
+
+// The dialog as it opens while no status has ever been read; none comes but what the test asks for.
+async function open_unread_setup() {
+  const page = await view.open('away');
   await view.until_text('syncStatus', 'Unavailable');
+  await view.stop_polling();
   await page.click('text=Configure Redundancy');
   await page.waitForSelector('#setupBg', { state: 'visible' });
-  const unavailable = 'Redundancy Control status service unavailable.';
+  return page;
+}
+
+test('without_any_status_it_opens_with_the_defaults_and_says_why', async () => {
+  await open_unread_setup();
+  assert.deepEqual(await form(), fallbacks);
   assert.deepEqual(await message(), [unavailable, 'danger']);
-  assert.equal(await page.isDisabled('#setupSave'), true);
-  await page.evaluate('save_setup()');
-  assert.equal(await value('uiPort'), '');
-  assert.equal(await page.$eval('#uiPort', (field) => field.closest('[inert]') !== null), true);
-  assert.deepEqual(view.posts, []);
-  view.status = status({ uiPort: 5333 });
-  await page.waitForFunction("uiPort.value === '5333'");
+  view.complaints.length = 0; // the browser's own words about the failed requests
+});
+
+test('the_first_status_fills_a_dialog_that_nobody_has_touched', async () => {
+  const page = await open_unread_setup();
+  await view.show(stored());
+  const { enabled, port, browser, commands } = await form();
+  assert.deepEqual([enabled, port, browser, commands], [true, '5333', false, [1, 2, 3]]);
+  assert.equal(await value('mainSelect'), 'SER-A');
   assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
-  assert.equal(await page.isDisabled('#setupSave'), false);
-  await page.fill('#uiPort', '6000');
   await view.show(status({ uiPort: 5334 }));
-  assert.equal(await value('uiPort'), '6000');
+  assert.equal(await value('uiPort'), '5333');
+  await page.fill('#uiPort', '6000');
   await save();
   await closed();
   assert.equal(view.posts[0].body.uiPort, 6000);
   view.complaints.length = 0; // the browser's own words about the failed requests
 });
 
-test('while_the_status_cannot_be_read_the_dialog_says_so_at_opening', async () => {
+test('defaults_that_were_edited_stay_until_a_save_which_reads_what_is_stored_instead', async () => {
+  const page = await open_unread_setup();
+  await page.click('text=Clear All');
+  await view.show(stored());
+  assert.deepEqual(await form(), { ...fallbacks, commands: [] });
+  assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
+  await save();
+  await until_message(read_only_now);
+  assert.deepEqual(await message(), [read_only_now, 'warntext']);
+  assert.equal(await value('uiPort'), '5333');
+  assert.deepEqual(await checked_ids(), [1, 2, 3]);
+  assert.deepEqual(view.posts, []);
+  await save();
+  await closed();
+  assert.equal(view.posts[0].body.uiPort, 5333);
+  view.complaints.length = 0; // the browser's own words about the failed requests
+});
+
+for (const [name, answer, text] of [
+  ['cannot_be_asked', 'away', 'Failed to fetch'],
+  ['refuses', 'broken', 'Save failed'],
+  ['answers_something_else', '[]', 'Save failed'],
+]) {
+  test(`a_save_of_defaults_fails_in_words_if_the_program_${name}`, async () => {
+    const page = await open_unread_setup();
+    await page.fill('#uiPort', '6000');
+    view.status = answer;
+    await save();
+    await until_message(failed + text);
+    assert.deepEqual(await message(), [failed + text, 'danger']);
+    assert.equal(await value('uiPort'), '6000');
+    // Nothing was saved, so nothing may look as if it were.
+    await view.show(stored());
+    assert.deepEqual(await message(), [failed + text, 'danger']);
+    assert.deepEqual(view.posts, []);
+    view.complaints.length = 0; // the browser's own words about the failed requests
+  });
+}
+
+test('a_save_of_defaults_that_was_left_alone_is_told_to_have_saved_nothing', async () => {
+  const page = await open_unread_setup();
+  const held = await view.hold('/api/status');
+  view.status = stored();
+  await save();
+  assert.deepEqual(await message(), ['Saving configuration...', '']);
+  await save();
+  await page.keyboard.press('Escape');
+  held.release();
+  await view.until_text('lateResult', read_only_now);
+  assert.equal(held.waiting(), 1);
+  assert.deepEqual(view.posts, []);
+  view.complaints.length = 0; // the browser's own words about the failed requests
+});
+
+test('with_a_last_status_it_shows_what_that_said_and_marks_that_none_comes', async () => {
   const page = await view.open(status());
   await view.show('away');
   await page.click('text=Configure Redundancy');
-  assert.deepEqual(await message(), ['Redundancy Control status service unavailable.', 'danger']);
+  assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
   assert.equal(await value('uiPort'), '5270');
+  const mark = () =>
+    page.$eval('#setupTitle', (title) => getComputedStyle(title, '::after').content);
+  assert.match(await mark(), /NO STATUS/);
+  await view.show(status());
+  assert.equal(await mark(), 'none');
   view.complaints.length = 0; // the browser's own words about the failed requests
 });
 

@@ -7,14 +7,15 @@ const status_limit_ms = 10000;
 const status_limit_behind_post_ms = 30000;
 let posts_pending = 0;
 
+// Only what the browser itself rejects has a message.
 async function get_status() {
   const response = await fetch(`${api}/api/status`, {
     cache: 'no-store',
     signal: AbortSignal.timeout(posts_pending > 0 ? status_limit_behind_post_ms : status_limit_ms),
   });
-  if (!response.ok) throw new Error(`status ${response.status}`);
+  if (!response.ok) throw new Error();
   const status = await response.json();
-  if (!(status instanceof Object) || Array.isArray(status)) throw new Error('no status');
+  if (!(status instanceof Object) || Array.isArray(status)) throw new Error();
   return status;
 }
 

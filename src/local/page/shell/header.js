@@ -102,8 +102,6 @@ function sync_of_status() {
   return { value: 'Unavailable', dot: 'off', tooltip: 'Both configured systems are unavailable.' };
 }
 
-const is_blind = () => by_id('syncBadge').classList.contains('blind');
-
 // All that a status has coloured loses its colours as long as the chip is blind.
 function show_service_unavailable() {
   show_sync({

@@ -28,6 +28,7 @@ let newest_shown = 0;
 // When the first poll was sent that has heard nothing, with no status since; null for none.
 let unanswered_since = null;
 
+// What went wrong, if anything did.
 async function refresh() {
   polls_sent += 1;
   const poll = polls_sent;
@@ -36,16 +37,17 @@ async function refresh() {
     show_status(await get_status());
     newest_shown = Math.max(newest_shown, poll);
     unanswered_since = null;
-  } catch {
+  } catch (error) {
     // What a later poll has brought is true all the same.
     if (poll > newest_shown) show_service_unavailable();
-    return;
+    return error;
   }
-  offer_setup_at_last();
+  fill_unread_setup();
   if (launchConfigure && !configureOpened) {
     configureOpened = true;
     open_setup();
   }
+  return undefined;
 }
 
 const poll_interval_ms = 500;

@@ -28,8 +28,11 @@ function exclude_chosen_main() {
   fill_system_list(backups, backups.value, by_id('mainSelect').value);
 }
 
+// The form as it was filled before any status had been read; empty once it holds what is stored.
+let unread_form = '';
+
 // Filled at opening alone: a poll must not disturb what is being edited.
-function fill_setup_dialog() {
+function fill_setup_form() {
   by_id('enabled').checked = state?.enabled === true;
   by_id('uiPort').value = state?.uiPort ?? 5270;
   by_id('openBrowserOnStart').checked = state?.openBrowserOnStart !== false;
@@ -38,32 +41,34 @@ function fill_setup_dialog() {
   const path = state?.configPath || 'operator-control.json';
   set_text(by_id('configPath'), `Workstation configuration: ${path}`);
   set_title(by_id('configPath'), path);
-  show_message(by_id('setupStatus'), state?.policySyncMessage ?? '');
+  unread_form = state ? '' : form_text();
+}
+
+const form_text = () => JSON.stringify(read_setup_form());
+
+function say_how_setup_stands() {
+  if (state) say_in_setup(state.policySyncMessage ?? '');
+  else say_in_setup(service_unavailable, 'danger');
+}
+
+// The first status fills a dialog that was opened before it came. What was edited meanwhile stays
+// until it is saved.
+function fill_unread_setup() {
+  if (!unread_form || !by_id('setupBg').open) return;
+  if (form_text() === unread_form) fill_setup_form();
+  if (by_id('setupStatus').textContent === service_unavailable) say_how_setup_stands();
 }
 
 let setup_closing = 0;
 let setup_openings = 0;
-
-// Without a status there is nothing to edit: what stood there would be saved over what is stored.
-function offer_setup() {
-  const [body] = by_id('setupBg').getElementsByClassName('dialog-body');
-  body.inert = !state;
-  by_id('setupSave').disabled = !state;
-  if (state) fill_setup_dialog();
-  if (is_blind()) show_message(by_id('setupStatus'), service_unavailable, 'danger');
-}
-
-// The first status fills the dialog that was opened before it came.
-function offer_setup_at_last() {
-  if (by_id('setupBg').open && by_id('setupSave').disabled) offer_setup();
-}
 
 async function open_setup() {
   if (!state) await refresh();
   if (opened_dialog()) return;
   clearTimeout(setup_closing);
   setup_openings += 1;
-  offer_setup();
+  fill_setup_form();
+  say_how_setup_stands();
   show_dialog(by_id('setupBg'));
 }
 
@@ -72,13 +77,14 @@ function close_setup() {
   hide_dialog(by_id('setupBg'));
 }
 
-// The lists are filled at opening alone, and tell what came of it.
+// The lists are filled at opening alone, and tell what came of it. Whatever was said since, or is
+// still to be said of a save, matters more than that it has ended.
 async function rediscover() {
-  const opening = setup_openings;
+  const messages = setup_messages;
   await post('/api/discover').catch(() => {});
   await pause(250);
   await refresh();
-  if (opening !== setup_openings || setup_posting === opening) return;
+  if (messages !== setup_messages || setup_posting === setup_openings) return;
   say_in_setup('Discovery has ended. Open this dialog again to see what was found.');
 }
 

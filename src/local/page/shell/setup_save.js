@@ -19,7 +19,12 @@ function setup_error({ enabled, mainSerial, backupSerial, uiPort }) {
   return '';
 }
 
-const say_in_setup = (text, kind) => show_message(by_id('setupStatus'), text, kind);
+let setup_messages = 0;
+
+function say_in_setup(text, kind) {
+  setup_messages += 1;
+  show_message(by_id('setupStatus'), text, kind);
+}
 
 // True once the page is on its way to the new port; false if the program stays on the old one.
 async function move_to_port(port) {
@@ -57,6 +62,12 @@ async function post_setup(form) {
   }
 }
 
+// Defaults that nobody chose must not be saved over what is stored: that is read first.
+async function read_what_is_stored() {
+  const error = await refresh();
+  return error ? { failure: error.message || 'Save failed' } : { read: true };
+}
+
 // The opening of the dialog whose form is on its way; 0 for none.
 let setup_posting = 0;
 
@@ -67,10 +78,16 @@ async function send_setup(form) {
   const tell = (text, kind) => (is_here() ? say_in_setup : show_late_result)(text, kind);
   setup_posting = opening;
   say_in_setup('Saving configuration...');
-  const { reply, failure } = await post_setup(form);
+  const { read, reply, failure } = await (unread_form ? read_what_is_stored() : post_setup(form));
   if (setup_posting === opening) setup_posting = 0;
   if (failure) {
     tell(`Unable to save configuration: ${failure}`, 'danger');
+  } else if (read) {
+    if (is_here()) fill_setup_form();
+    tell(
+      'Nothing was saved: the stored settings had not been read before. Check them and save again.',
+      'warntext',
+    );
   } else if (reply.uiPortChanged) {
     await follow_port(form.uiPort, tell);
   } else {
@@ -83,7 +100,7 @@ async function send_setup(form) {
 }
 
 async function save_setup() {
-  if (!state || setup_posting === setup_openings) return;
+  if (setup_posting === setup_openings) return;
   clearTimeout(setup_closing);
   const form = read_setup_form();
   const error = setup_error(form);
