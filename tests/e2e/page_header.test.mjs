@@ -345,28 +345,52 @@ test('a_status_that_comes_late_shows_again', async () => {
   assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
 });
 
-test('a_slow_api_that_answers_each_poll_within_a_second_is_not_called_unavailable', async () => {
-  const page = await view.open(status());
+// The page's clock stands still but for the half second after each poll; the polls' routes.
+async function poll_by_hand() {
   await view.stop_polling();
-  await page.evaluate(() => {
+  await view.page.evaluate(() => {
     let now = 1000;
-    performance.now = () => (now += 0);
+    performance.now = () => now;
     window.wait = (ms) => (now += ms);
   });
   const polls = await view.collect('/api/status');
-  const send = async (count) => {
-    await page.evaluate('poll()');
-    await until('the poll is on its way', () => polls.length === count);
-    await page.evaluate('wait(500)');
+  const send = async () => {
+    const sent = polls.length;
+    await view.page.evaluate('poll()');
+    await until('the poll is on its way', () => polls.length === sent + 1);
+    await view.page.evaluate('wait(500)');
   };
-  await send(1);
-  await send(2);
+  return { polls, send };
+}
+
+test('a_slow_api_that_answers_each_poll_within_a_second_is_not_called_unavailable', async () => {
+  await view.open(status());
+  const { polls, send } = await poll_by_hand();
+  await send();
+  await send();
   await view.fulfill(polls[0], { status: 200, json: status({ streamDeckCount: 7 }) });
   await view.until_text('deckStatus', '7');
-  await send(3);
-  await send(4);
+  await send();
+  await send();
   assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
-  await send(5);
+  await send();
+  assert.equal(await view.text('syncStatus'), 'Unavailable');
+});
+
+test('the_api_is_called_unavailable_only_when_the_page_s_own_post_is_no_reason', async () => {
+  const page = await view.open_protection();
+  const { send } = await poll_by_hand();
+  const held = await view.hold('/api/protection/operate');
+  await send();
+  await page.click('text=Take Backup');
+  await until('the operation is on its way', () => held.waiting() === 1);
+  for (let polls = 0; polls < 10; polls += 1) await send();
+  assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
+  held.release();
+  await page.waitForFunction('posts_pending === 0');
+  await send();
+  assert.equal(await view.text('syncStatus'), 'In Sync · Rev 12');
+  await send();
   assert.equal(await view.text('syncStatus'), 'Unavailable');
 });
 

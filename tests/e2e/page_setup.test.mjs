@@ -484,20 +484,6 @@ async function save_before_a_poll() {
   return { page, held, polls, poll };
 }
 
-test('while_a_save_keeps_the_api_busy_the_page_says_that_it_knows_no_status', async () => {
-  await view.open_setup();
-  view.reply = saved({ serverUpdated: true, message: 'Written.' });
-  const held = await view.hold('/api/configure');
-  const polls = await view.hold('/api/status');
-  await save();
-  await view.until_text('syncStatus', 'Unavailable');
-  assert.deepEqual(await message(), ['Saving configuration...', '']);
-  held.release();
-  polls.release();
-  await closed();
-  await view.until_text('syncStatus', 'In Sync · Rev 12');
-});
-
 test('a_poll_behind_a_save_is_not_given_up_and_the_save_succeeds', async () => {
   const { page, held, polls } = await save_before_a_poll();
   await page.evaluate(() => {

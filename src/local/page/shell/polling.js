@@ -54,8 +54,10 @@ const poll_interval_ms = 500;
 const longest_silence_ms = 900;
 
 // A program that hangs refuses nothing, and its last status still looks well. Two intervals without
-// an answer are enough; a status that comes later shows again.
+// an answer are enough; a status that comes later shows again. The API answers one request after
+// the other, so nothing is known of it until a post of our own has its reply.
 function poll() {
+  if (posts_pending > 0 && unanswered_since !== null) unanswered_since = performance.now();
   const silent = unanswered_since !== null && performance.now() - unanswered_since;
   if (state && silent > longest_silence_ms) show_service_unavailable();
   refresh();
