@@ -892,9 +892,45 @@ for (const [button, path] of posts) {
       held.release();
       const text = kind === 'good' ? posts.find(([, one]) => one === path)[2] : 'Not ready.';
       await view.until_text('lateResult', text);
+      assert.equal(await view.text('vorProtectionMessage'), text);
       assert.equal(await view.visible('lateResult'), true);
       assert.match((await view.read('lateResult')).lateResult.dot, new RegExp(kind));
       view.complaints.length = 0; // the browser's own words about a refusal
+    });
+  }
+}
+
+for (const [open, button] of [
+  ['open_setup', 'setupSave'],
+  ['open_protection', 'vorSave'],
+]) {
+  for (const [width, height] of [
+    [1024, 600],
+    [1920, 1080],
+  ]) {
+    test(`at_${width}_a_late_result_is_in_no_way_to_a_click_of_${button}_or_of_what_it_covers`, async () => {
+      const page = await view[open](status(), { viewport: { width, height } });
+      for (const text of [
+        'Not ready.',
+        'A reason that goes on and on and never ends. '.repeat(80),
+      ]) {
+        await page.evaluate((words) => show_late_result(words, 'danger'), text);
+        const [notice, save_button] = await page.$$eval(
+          `#lateResult, #${button}`,
+          (all, id) =>
+            all
+              .sort((one) => (one.id === id ? 1 : -1))
+              .map((one) => one.getBoundingClientRect().toJSON()),
+          button,
+        );
+        assert.ok(notice.bottom < save_button.top, `${notice.bottom} px, ${save_button.top} px`);
+        const hit = await page.evaluate(
+          ({ x, y, width: wide, height: high }) =>
+            document.elementFromPoint(x + wide / 2, y + high / 2).id,
+          notice,
+        );
+        assert.notEqual(hit, 'lateResult');
+      }
     });
   }
 }
@@ -1000,7 +1036,7 @@ for (const [button, path, success] of posts) {
     ['a_success', { status: 200, json: { ok: true } }],
     ['a_refusal', { status: 400, json: { ok: false, error: 'Not ready.' } }],
   ]) {
-    test(`${name}_of_${path}_that_comes_late_says_nothing_in_a_dialog_that_was_opened_again`, async () => {
+    test(`${name}_of_${path}_that_comes_late_is_told_in_a_dialog_that_was_opened_again_too`, async () => {
       const actions = [action()];
       const page = await view.open_protection(with_policy({ actions }));
       await view.stop_polling();
@@ -1013,7 +1049,15 @@ for (const [button, path, success] of posts) {
       view.status.streamDeckCount = 7;
       held.release();
       await view.until_text('deckStatus', '7');
-      assert.equal(await view.text('vorProtectionMessage'), '');
+      const text = name === 'a_success' ? success : 'Not ready.';
+      assert.equal(await view.text('vorProtectionMessage'), text);
+      assert.equal(await view.text('lateResult'), text);
+      // It is not about what this dialog was asked to do.
+      const beside = await page.$eval(
+        '#vorOperations',
+        (one) => getComputedStyle(one, '::after').content,
+      );
+      assert.equal(beside, 'none');
       view.complaints.length = 0; // the browser's own words about a refusal
     });
   }
@@ -1106,11 +1150,63 @@ test('only_a_saved_action_is_tested', async () => {
   ]);
   await in_action(0).getByLabel('Port', { exact: true }).fill('7001');
   await in_action(1).locator('text=Test Saved Action').click();
-  assert.equal(await view.text('vorProtectionMessage'), 'Save action edits before testing.');
+  await view.until_text('vorProtectionMessage', 'Save action edits before testing.');
   await page.click('text=Add Action');
   await in_action(2).locator('text=Test Saved Action').click();
-  assert.equal(await view.text('vorProtectionMessage'), 'Save action edits before testing.');
+  await view.until_text('vorProtectionMessage', 'Save action edits before testing.');
   assert.equal(view.posts.length, 1);
+});
+
+// A dialog whose next status is on its way and brings what has just been saved.
+async function save_before_its_status(before_it, after_it) {
+  const page = await view.open_protection(before_it);
+  await view.stop_polling();
+  const polls = await view.hold('/api/status');
+  view.status = after_it;
+  return { page, polls };
+}
+
+test('an_action_that_was_saved_a_moment_ago_is_tested', async () => {
+  const { page, polls } = await save_before_its_status(
+    with_policy({ actions: [action()] }),
+    with_policy({ actions: [action({ port: 7001 })] }),
+  );
+  await in_action(0).getByLabel('Port', { exact: true }).fill('7001');
+  await page.click('text=Save Protection Settings');
+  await view.until_text('vorProtectionMessage', 'Protection settings saved.');
+  await until('its status is asked for', () => polls.waiting() === 1);
+  await page.click('text=Test Saved Action');
+  assert.equal(await view.text('vorProtectionMessage'), '');
+  polls.release();
+  await view.until_text('vorProtectionMessage', 'Saved action queued for delivery.');
+  assert.deepEqual(view.posts[1], {
+    path: '/api/protection/test',
+    type: 'text/plain',
+    body: { index: 0 },
+  });
+});
+
+test('a_save_right_after_disarming_does_not_arm_again', async () => {
+  const { page, polls } = await save_before_its_status(status(), guarded({ armed: false }));
+  await page.click('text=Disarm Automatic Failover');
+  await view.until_text('vorProtectionMessage', 'Operation completed.');
+  await until('its status is asked for', () => polls.waiting() === 1);
+  await page.click('text=Save Protection Settings');
+  polls.release();
+  await view.until_text('vorProtectionMessage', 'Protection settings saved.');
+  assert.equal(view.posts[1].body.armed, false);
+});
+
+test('what_was_closed_before_its_save_was_sent_is_saved_all_the_same', async () => {
+  const { page, polls } = await save_before_its_status(status(), status());
+  page.evaluate('refresh()').catch(() => {});
+  await until('a status is on its way', () => polls.waiting() === 1);
+  await page.fill('#vorLossMs', '2500');
+  await page.click('text=Save Protection Settings');
+  await page.keyboard.press('Escape');
+  polls.release();
+  await view.until_text('lateResult', 'Protection settings saved.');
+  assert.equal(view.posts[0].body.lossMs, 2500);
 });
 
 test('closing_drops_the_draft_and_opening_clears_the_message', async () => {

@@ -528,10 +528,11 @@ for (const [name, reply, text, kind] of late_saves) {
     await view.until_text('lateResult', text);
     assert.equal(await view.visible('lateResult'), true);
     assert.match((await view.read('lateResult')).lateResult.dot, new RegExp(kind));
+    assert.deepEqual(await message(), [text, kind]);
     view.complaints.length = 0; // the browser's own words about a refusal
   });
 
-  test(`${name}_that_comes_late_leaves_a_dialog_alone_that_was_opened_again`, async () => {
+  test(`${name}_that_comes_late_is_told_in_a_dialog_opened_again_and_leaves_it_open`, async () => {
     const page = await view.open_setup();
     view.reply = reply();
     const held = await view.hold('/api/configure');
@@ -544,9 +545,8 @@ for (const [name, reply, text, kind] of late_saves) {
       window.setTimeout = (act, ms) => window.timers.push(ms) && setTimeout(act, ms);
     });
     held.release();
-    await page.waitForFunction('posts_pending === 0');
-    assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
     await view.until_text('lateResult', text);
+    assert.deepEqual(await message(), [text, kind]);
     assert.deepEqual(
       (await page.evaluate('timers')).filter((ms) => ms < 10000),
       [],

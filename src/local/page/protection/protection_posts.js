@@ -10,15 +10,14 @@ async function post_to_protection(path, body) {
 }
 
 // Whether it succeeded. What came of it is told before anything else is asked for; if the dialog was
-// closed meanwhile, or is open again for something else, in a place of its own.
-async function report_post(path, body, success) {
-  const draft = vorDraft;
+// closed meanwhile, or is open again for something else, in a place of its own as well.
+async function report_post(path, body, success, draft = vorDraft) {
   say_in_protection('', 'sending');
   const failure = await post_to_protection(path, body).catch((error) => error);
   const [text, kind] = failure ? [failure.message, 'danger'] : [success, 'good'];
-  const refused = failure && 'operation' in body ? text : '';
-  if (draft && vorDraft === draft) say_in_protection(text, kind, refused);
-  else show_late_result(text, kind);
+  const here = draft && vorDraft === draft;
+  say_in_protection(text, kind, failure && here && 'operation' in body ? text : '');
+  if (!here) show_late_result(text, kind);
   await refresh();
   return !failure;
 }
@@ -29,14 +28,23 @@ function live_protection() {
   return state.protection;
 }
 
+// The draft and what is live. A status that is on its way may tell of the post before this one, so
+// it is waited for.
+async function draft_and_live() {
+  collect_draft();
+  const draft = vorDraft;
+  say_in_protection('', 'sending');
+  await statuses_on_their_way();
+  return { draft, live: live_protection() };
+}
+
 // Saving must not arm or disarm: that is what the button is for.
 async function save_protection() {
-  const live = live_protection();
+  const { draft, live } = await draft_and_live();
   if (!live) return;
-  collect_draft();
-  vorDraft.armed = live.armed;
-  const { audible } = vorDraft;
-  const saved = await report_post('/api/protection', vorDraft, 'Protection settings saved.');
+  draft.armed = live.armed;
+  const { audible } = draft;
+  const saved = await report_post('/api/protection', draft, 'Protection settings saved.', draft);
   if (saved && audible) enable_audio();
 }
 
@@ -48,15 +56,14 @@ function operate(operation) {
 }
 
 async function test_action(index) {
-  const live = live_protection();
+  const { draft, live } = await draft_and_live();
   if (!live) return;
-  collect_draft();
-  const saved = live.policy?.actions;
-  if (JSON.stringify(vorDraft.actions) !== JSON.stringify(saved)) {
+  if (JSON.stringify(draft.actions) !== JSON.stringify(live.policy?.actions)) {
     say_in_protection('Save action edits before testing.', 'warntext');
     return;
   }
-  await report_post('/api/protection/test', { index }, 'Saved action queued for delivery.');
+  const success = 'Saved action queued for delivery.';
+  await report_post('/api/protection/test', { index }, success, draft);
 }
 
 function toggle_arming() {

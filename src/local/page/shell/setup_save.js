@@ -73,9 +73,12 @@ let setup_posting = 0;
 
 async function send_setup(form) {
   const opening = setup_openings;
-  // Closed meanwhile, or opened again for something else, the dialog is no place for the outcome.
+  // Closed meanwhile, or opened again for something else, the dialog alone would not tell enough.
   const is_here = () => opening === setup_openings && by_id('setupBg').open;
-  const tell = (text, kind) => (is_here() ? say_in_setup : show_late_result)(text, kind);
+  const tell = (text, kind) => {
+    say_in_setup(text, kind);
+    if (!is_here()) show_late_result(text, kind);
+  };
   setup_posting = opening;
   say_in_setup('Saving configuration...');
   const { read, reply, failure } = await (unread_form ? read_what_is_stored() : post_setup(form));
