@@ -9,6 +9,7 @@
 #include "os/call_limits.hpp"
 #include "os/clock.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -67,14 +68,20 @@ struct socket_address {
     alignas(8) std::array<std::byte, 128> bytes{};
 };
 
-// Why a call failed. Only `unanswered` says anything about the peer or the way to it. Where several
-// addresses were tried, the last of these that occurred is the cause of all.
+// Why a call failed. Only `unanswered` says anything about the peer or the way to it. A later one
+// is graver.
 enum class network_failure {
     none,
     no_network, // this computer has no way to the address: no route, no interface
     unanswered,
     no_resources, // this computer has no descriptor, buffer, thread or memory left
 };
+
+// The cause of all, where several addresses were tried. One that was asked in vain outweighs one to
+// which there is no way, and one that couldn't be asked outweighs both.
+constexpr network_failure graver_of(network_failure one, network_failure other) {
+    return std::max(one, other);
+}
 
 // The addresses of a host and port, in the resolver's order, and what went wrong if there is none:
 // the resolver knows none or doesn't say so within the limits, or it couldn't be asked. A numeric

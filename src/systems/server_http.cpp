@@ -25,7 +25,7 @@ connect_attempt connect_to_any(const std::vector<socket_address>& addresses, mil
             limits.over() ? connect_attempt{.socket = {}, .failure = network_failure::unanswered}
                           : try_to_connect(address, timeout, limits);
         if (attempt.socket.valid()) return attempt;
-        failure = std::max(failure, attempt.failure);
+        failure = graver_of(failure, attempt.failure);
     }
     return {.socket = {}, .failure = failure};
 }

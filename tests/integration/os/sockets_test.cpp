@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 using namespace elvantris::operator_control;
 using namespace std::chrono_literals;
 
@@ -27,6 +30,16 @@ TEST(socket_runtime, nests_inside_another) {
         EXPECT_TRUE(inner.started());
     }
     EXPECT_TRUE(open_datagram_socket().valid());
+}
+
+TEST(graver_of,
+     lets_a_silent_address_outweigh_a_lost_network_and_a_lack_of_resources_outweigh_both) {
+    const std::vector<network_failure> ascending{network_failure::none, network_failure::no_network,
+                                                 network_failure::unanswered,
+                                                 network_failure::no_resources};
+    for (std::size_t one = 0; one < ascending.size(); ++one)
+        for (std::size_t other = 0; other < ascending.size(); ++other)
+            EXPECT_EQ(graver_of(ascending[one], ascending[other]), ascending[std::max(one, other)]);
 }
 
 TEST(socket_handle, closes_what_it_owns_and_hands_it_over_when_moved) {
