@@ -40,7 +40,8 @@ network_failure failure_of(int system_error) {
     case ENFILE:
     case ENOBUFS:
     case ENOMEM:
-    case EAGAIN: // of a call for which the socket was ready: the system had no room
+    case EADDRINUSE: // of a connection to another computer: no free port is left here
+    case EAGAIN:     // of a call for which the socket was ready: the system had no room
         return network_failure::no_resources;
     default:
         return network_failure::unanswered;

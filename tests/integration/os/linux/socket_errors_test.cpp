@@ -27,7 +27,7 @@ socket_address loopback(std::uint16_t port, const std::string& host = "127.0.0.1
 TEST(failure_of, tells_what_is_wrong_with_this_computer_from_what_the_network_says) {
     for (const int error : {ENETUNREACH, EHOSTUNREACH, ENETDOWN, EADDRNOTAVAIL})
         EXPECT_EQ(failure_of(error), network_failure::no_network) << error;
-    for (const int error : {EMFILE, ENFILE, ENOBUFS, ENOMEM, EAGAIN})
+    for (const int error : {EMFILE, ENFILE, ENOBUFS, ENOMEM, EADDRINUSE, EAGAIN})
         EXPECT_EQ(failure_of(error), network_failure::no_resources) << error;
     for (const int error : {ECONNREFUSED, ECONNRESET, ETIMEDOUT, EPIPE})
         EXPECT_EQ(failure_of(error), network_failure::unanswered) << error;

@@ -46,8 +46,8 @@ TEST(windows_listener, shares_its_port_with_no_program_that_asks_for_it) {
 TEST(failure_of, tells_what_is_wrong_with_this_computer_from_what_the_network_says) {
     for (const int error : {WSAENETUNREACH, WSAEHOSTUNREACH, WSAENETDOWN, WSAEADDRNOTAVAIL})
         EXPECT_EQ(failure_of(error), network_failure::no_network) << error;
-    for (const int error :
-         std::initializer_list<int>{WSAEMFILE, WSAENOBUFS, WSA_NOT_ENOUGH_MEMORY, WSAEWOULDBLOCK})
+    for (const int error : std::initializer_list<int>{WSAEMFILE, WSAENOBUFS, WSA_NOT_ENOUGH_MEMORY,
+                                                      WSAEADDRINUSE, WSAEWOULDBLOCK})
         EXPECT_EQ(failure_of(error), network_failure::no_resources) << error;
     for (const int error : {WSAECONNREFUSED, WSAECONNRESET, WSAETIMEDOUT, WSAHOST_NOT_FOUND})
         EXPECT_EQ(failure_of(error), network_failure::unanswered) << error;
