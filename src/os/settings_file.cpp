@@ -24,14 +24,11 @@ std::optional<std::string> read_once(const std::string& path, read_failure& fail
 }
 
 // At logon a virus scanner or a backup may hold the file; descriptors may be short for a moment.
-std::optional<std::string> read_patiently(const std::string& path, milliseconds longest_wait,
-                                          const std::function<bool()>& given_up,
+std::optional<std::string> read_patiently(const std::string& path, const call_limits& limits,
                                           read_failure& failure) {
-    const steady_time deadline = steady_now() + longest_wait;
     while (true) {
         std::optional<std::string> text = read_once(path, failure);
-        if (text || failure == read_failure::missing || steady_now() >= deadline) return text;
-        if (given_up && given_up()) return text;
+        if (text || failure == read_failure::missing || limits.over()) return text;
         std::this_thread::sleep_for(pause_between_tries);
     }
 }
@@ -42,14 +39,13 @@ settings_file::settings_file(std::string path, const settings_file_rules& rules)
     : path_(std::move(path)), temporary_path_(path_ + ".tmp"), rules_(rules) {}
 
 void settings_file::load(const std::function<void(const std::string& text)>& take,
-                         milliseconds longest_wait,
-                         const std::function<bool()>& given_up) noexcept {
+                         const call_limits& limits) noexcept {
     read_failure failure = read_failure::missing;
-    const std::optional<std::string> text = read_patiently(path_, longest_wait, given_up, failure);
+    const std::optional<std::string> text = read_patiently(path_, limits, failure);
     if (!text && failure == read_failure::missing) return;
     if (!text) {
         unread_ = true;
-        if (given_up && given_up()) return;
+        if (limits.is_given_up()) return;
         report(failure == read_failure::too_large ? trouble::too_large : trouble::unreadable);
         return;
     }

@@ -9,6 +9,7 @@
 // Failure: values. Nothing is thrown, and a callback that throws is a load or a save that failed.
 #pragma once
 
+#include "os/call_limits.hpp"
 #include "os/clock.hpp"
 
 #include <cstddef>
@@ -38,12 +39,11 @@ public:
     const std::string& path() const { return path_; }
 
     // Gives the text to `take`; a damaged one too, for what can still be read in it. `take` isn't
-    // called for a missing file, nor for one that can't be read within `longest_wait`. Between two
-    // tries `given_up` is asked; once it is true, there is no further try and no line about it: the
-    // caller ends, and saves nothing.
+    // called for a missing file, nor for one that can't be read within the limits. They are asked
+    // between two tries. A call that is given up makes no further try and writes no line about it:
+    // the caller ends, and saves nothing.
     void load(const std::function<void(const std::string& text)>& take,
-              milliseconds longest_wait = longest_load,
-              const std::function<bool()>& given_up = {}) noexcept;
+              const call_limits& limits) noexcept;
 
     // Replaces the file by the text that `write` gives. True only when that is on the disk; after
     // a failure the old file is whole under its name or kept under the other.

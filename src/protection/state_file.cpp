@@ -38,7 +38,7 @@ state_file::state_file(std::string path) : file_(std::move(path), rules) {}
 void state_file::load(protection_memory& memory, std::string& error,
                       const std::function<bool()>& given_up) noexcept {
     file_.load([&](const std::string& text) { read_memory(text, memory, error); },
-               settings_file::longest_load, given_up);
+               call_limits{.given_up = given_up}.within(settings_file::longest_load));
 }
 
 bool state_file::save(const protection_memory& memory) noexcept {

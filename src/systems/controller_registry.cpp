@@ -338,7 +338,7 @@ void controller_registry::load(const std::function<bool()>& given_up) noexcept {
         const held_lock lock(state_lock_);
         state_ = std::move(loaded);
     };
-    file_.load(take, settings_file::longest_load, given_up);
+    file_.load(take, call_limits{.given_up = given_up}.within(settings_file::longest_load));
 }
 
 void controller_registry::save() const noexcept {

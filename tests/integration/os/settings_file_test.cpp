@@ -38,7 +38,7 @@ protected:
     // What the file gives when it is read once.
     static std::optional<std::string> taken_from(settings_file& file) {
         std::optional<std::string> taken;
-        file.load([&](const std::string& text) { taken = text; }, 0ms);
+        file.load([&](const std::string& text) { taken = text; }, call_limits{}.within(0ms));
         return taken;
     }
     static bool save(settings_file& file, const std::string& text) {
@@ -61,7 +61,7 @@ protected:
 TEST_F(settings_files, that_are_missing_give_nothing_at_once_and_are_saved_without_a_word) {
     settings_file file(path, rules);
     const steady_time before = steady_now();
-    file.load([](const std::string&) { FAIL() << "nothing to take"; }, 1h);
+    file.load([](const std::string&) { FAIL() << "nothing to take"; }, call_limits{}.within(1h));
     EXPECT_LT(steady_now() - before, 30min);
     EXPECT_TRUE(save(file, "new"));
     EXPECT_EQ(read_under(path), "new");
@@ -71,7 +71,7 @@ TEST_F(settings_files, that_are_missing_give_nothing_at_once_and_are_saved_witho
 
 TEST_F(settings_files, without_a_path_can_be_neither_loaded_nor_saved) {
     settings_file file("", rules);
-    file.load([](const std::string&) { FAIL() << "nothing to take"; }, 1h);
+    file.load([](const std::string&) { FAIL() << "nothing to take"; }, call_limits{}.within(1h));
     EXPECT_FALSE(save(file, "new"));
     EXPECT_FALSE(path_exists(".tmp"));
     EXPECT_EQ(log.error(), "");
@@ -172,7 +172,7 @@ TEST_F(settings_files, leave_the_kept_ones_where_they_are_while_nothing_can_be_w
 TEST_F(settings_files, whose_text_could_not_be_taken_count_as_unread) {
     put("whole");
     settings_file file(path, rules);
-    file.load([](const std::string&) { throw std::bad_alloc(); }, 0ms);
+    file.load([](const std::string&) { throw std::bad_alloc(); }, call_limits{}.within(0ms));
     EXPECT_EQ(log.error(), line(" could not be read"));
     EXPECT_TRUE(save(file, "new"));
     EXPECT_EQ(kept(1), "whole");

@@ -41,7 +41,7 @@ protected:
             read_failure failure{};
             EXPECT_EQ(read_whole_file(path, ample, &failure), std::nullopt);
             EXPECT_EQ(failure, read_failure::unreadable);
-            file.load(take_nothing, milliseconds(0));
+            file.load(take_nothing, call_limits{}.within(milliseconds(0)));
             EXPECT_FALSE(file.save([] { return "new"; }));
         }
         EXPECT_EQ(content(), "{}");
@@ -54,12 +54,12 @@ protected:
     void expect_read_once_it_can_be(const settings_block& block) {
         std::shared_ptr<void> blocked = block(path);
         std::string taken;
-        // Asked behind the first try.
-        file.load([&](const std::string& text) { taken = text; }, std::chrono::hours(1),
-                  [&] {
-                      blocked.reset();
-                      return false;
-                  });
+        const call_limits limits{.given_up = [&] { // asked behind the first try
+            blocked.reset();
+            return false;
+        }};
+        file.load([&](const std::string& text) { taken = text; },
+                  limits.within(std::chrono::hours(1)));
         EXPECT_EQ(taken, "{}");
         EXPECT_EQ(log.error(), "");
         EXPECT_TRUE(file.save([] { return "new"; }));
@@ -68,7 +68,7 @@ protected:
 
     void expect_left_alone_by_a_caller_that_ends(const settings_block& block) {
         std::shared_ptr<void> blocked = block(path);
-        file.load(take_nothing, std::chrono::hours(1), [] { return true; });
+        file.load(take_nothing, {.given_up = [] { return true; }});
         blocked.reset();
         EXPECT_EQ(content(), "{}");
         EXPECT_EQ(log.error(), "");

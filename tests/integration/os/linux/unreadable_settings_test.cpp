@@ -32,7 +32,7 @@ TEST_F(unreadable_settings, hold_no_caller_that_is_to_end) {
 TEST_F(unreadable_settings, that_are_a_pipe_get_the_other_name) {
     remove_file(path);
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
-    file.load(take_nothing, 0ms);
+    file.load(take_nothing, call_limits{}.within(0ms));
     EXPECT_TRUE(file.save([] { return "new"; }));
     EXPECT_TRUE(std::filesystem::is_fifo(path + ".unreadable-1"));
     EXPECT_EQ(content(), "new");
@@ -42,7 +42,7 @@ TEST_F(unreadable_settings, that_are_damaged_keep_their_own_name_while_the_disk_
     settings_file_rules own = rules;
     own.is_whole = [](std::string_view) { return false; };
     settings_file damaged(path, own);
-    damaged.load([](const std::string&) {}, 0ms);
+    damaged.load([](const std::string&) {}, call_limits{}.within(0ms));
     std::filesystem::create_symlink("/dev/full", path + ".tmp");
     EXPECT_FALSE(damaged.save([] { return "new"; }));
     EXPECT_EQ(content(), "{}");
