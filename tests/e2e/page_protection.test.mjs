@@ -1029,7 +1029,7 @@ for (const [button, path, success] of posts) {
     view.status = status({ systems: [null] });
     await page.click(`text=${button}`);
     await view.until_text('vorProtectionMessage', success);
-    assert.equal(await view.text('syncStatus'), 'Unavailable');
+    await view.until_text('syncStatus', 'Unavailable');
   });
 
   for (const [name, reply] of [
