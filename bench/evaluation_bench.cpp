@@ -47,7 +47,7 @@ void evaluate(benchmark::State& state, int gone_rules) {
          {.address = "10.0.0.2", .webPort = 1, .workstation = "", .serial = "B"}},
         start);
     registry.configure(true, "A", "B");
-    pair_protection protection(registry);
+    pair_protection protection(registry, files_beside(registry.configuration_path()));
     std::string error;
     protection.replace_policy(largest_policy(), error);
     protection.begin(start);

@@ -38,9 +38,6 @@ shown_server show(const std::string& serial, const server_health& health, steady
 
 } // namespace
 
-pair_protection::pair_protection(controller_registry& registry)
-    : pair_protection(registry, files_beside(registry.configuration_path())) {}
-
 pair_protection::pair_protection(controller_registry& registry, protection_disk disk)
     : registry_(registry), disk_(std::move(disk)), log_(disk_.append) {
     std::string error;

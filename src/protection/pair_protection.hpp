@@ -36,9 +36,7 @@ namespace elvantris::operator_control {
 
 class pair_protection {
 public:
-    // Loads what is remembered; without a disk of its own, from the files beside the registry's
-    // configuration file.
-    explicit pair_protection(controller_registry& registry);
+    // Loads what is remembered.
     pair_protection(controller_registry& registry, protection_disk disk);
 
     // Starts the grace, and pins the server on which operation was left.

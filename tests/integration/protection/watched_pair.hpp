@@ -67,7 +67,7 @@ protected:
     }
 
     // A new process on the same folder; the registry keeps what it knows.
-    void restart() { protection.emplace(registry); }
+    void restart() { protection.emplace(registry, files_beside(registry.configuration_path())); }
 
     // One monitor cycle, `later` than the one before: what the servers say, then the evaluation.
     // A server that says nothing has failed its poll.
