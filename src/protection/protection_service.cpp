@@ -1,6 +1,6 @@
 #include "protection/protection_service.hpp"
 
-#include "protection/outbound_action.hpp"
+#include "protection/outbound_sending.hpp"
 
 #include <exception>
 #include <utility>

@@ -39,7 +39,7 @@ const guides = {
   'docs/guide/no-failover.md': [
     'src/protection/command_escapes.cpp',
     'src/protection/evaluation.cpp',
-    'src/protection/outbound_action.cpp',
+    'src/protection/outbound_sending.cpp',
     'src/protection/pair_protection.cpp',
     'src/protection/policy.cpp',
   ],

@@ -1,7 +1,7 @@
 #include "watched_pair.hpp"
 
 #include "integration/support/failing_memory.hpp"
-#include "protection/outbound_action.hpp"
+#include "protection/outbound_sending.hpp"
 
 #include <atomic>
 #include <new>

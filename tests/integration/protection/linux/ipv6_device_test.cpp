@@ -1,4 +1,4 @@
-#include "protection/outbound_action.hpp"
+#include "protection/outbound_sending.hpp"
 
 #include "os/sockets.hpp"
 

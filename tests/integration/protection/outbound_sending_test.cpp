@@ -1,4 +1,4 @@
-#include "protection/outbound_action.hpp"
+#include "protection/outbound_sending.hpp"
 
 #include "integration/support/datagram_receiver.hpp"
 #include "integration/support/scripted_peer.hpp"

@@ -1,4 +1,4 @@
-#include "protection/outbound_action.hpp"
+#include "protection/outbound_sending.hpp"
 
 #include "os/clock.hpp"
 #include "protection/command_escapes.hpp"
