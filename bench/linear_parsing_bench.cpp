@@ -10,7 +10,7 @@
 #include "systems/http_response.hpp"
 #include "systems/known_systems.hpp"
 #include "systems/pairing_sync.hpp"
-#include "systems/registry_file.hpp"
+#include "systems/registry_state.hpp"
 #include "systems/server_replies.hpp"
 
 #include <algorithm>

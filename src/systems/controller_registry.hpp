@@ -12,7 +12,7 @@
 #include "os/settings_file.hpp"
 #include "systems/discovery.hpp"
 #include "systems/pairing_turns.hpp"
-#include "systems/registry_file.hpp"
+#include "systems/registry_state.hpp"
 #include "systems/system_record.hpp"
 
 #include <atomic>

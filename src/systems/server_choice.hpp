@@ -4,7 +4,7 @@
 // the first match wins.
 #pragma once
 
-#include "systems/registry_file.hpp"
+#include "systems/registry_state.hpp"
 #include "systems/system_record.hpp"
 
 #include <string>

@@ -1,6 +1,6 @@
-#include "systems/registry_file.hpp"
 #include "fuzz_input.hpp"
 #include "key_words.hpp"
+#include "systems/registry_state.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     using namespace elvantris::operator_control;

@@ -1,4 +1,4 @@
-// The JSON text in which the registry is stored, and with which the status begins.
+// What the registry keeps, and its JSON text, which is stored and with which the status begins.
 #pragma once
 
 #include "systems/system_record.hpp"

@@ -1,4 +1,4 @@
-#include "systems/registry_file.hpp"
+#include "systems/registry_state.hpp"
 
 #include "json/field_scanner.hpp"
 #include "json/object_writer.hpp"

@@ -1,4 +1,4 @@
-#include "systems/registry_file.hpp"
+#include "systems/registry_state.hpp"
 
 #include <gtest/gtest.h>
 
