@@ -13,7 +13,7 @@ namespace elvantris::operator_control {
 namespace {
 
 std::string write_deck(const deck_info& deck) {
-    return json_object()
+    return json_object_writer()
         .text("Serial", deck.serial)
         .text("PID", deck.pid)
         .text("DeviceName", deck.device_name)
@@ -122,7 +122,7 @@ deck_view read_view(std::string_view text, list_reader& lists) {
 
 std::string write_registration(const std::string& session_id, const std::string& machine_name,
                                const std::vector<deck_info>& decks) {
-    return json_object()
+    return json_object_writer()
         .text("SessionId", session_id)
         .text("MachineName", machine_name)
         .json("Decks", json_array(decks, write_deck))
@@ -131,7 +131,7 @@ std::string write_registration(const std::string& session_id, const std::string&
 
 std::string write_key_event(const std::string& session_id, const std::string& serial,
                             std::int32_t key, bool down) {
-    return json_object()
+    return json_object_writer()
         .text("SessionId", session_id)
         .text("Serial", serial)
         .number("Index", key)
@@ -141,7 +141,7 @@ std::string write_key_event(const std::string& session_id, const std::string& se
 
 std::string write_page(const std::string& session_id, const std::string& serial,
                        std::int32_t page) {
-    return json_object()
+    return json_object_writer()
         .text("SessionId", session_id)
         .text("Serial", serial)
         .number("Page", page)
@@ -149,7 +149,7 @@ std::string write_page(const std::string& session_id, const std::string& serial,
 }
 
 std::string write_detach(const std::string& session_id) {
-    return json_object().text("SessionId", session_id).written();
+    return json_object_writer().text("SessionId", session_id).written();
 }
 
 std::string state_path(const std::string& session_id, std::int64_t since) {

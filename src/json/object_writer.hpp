@@ -1,6 +1,7 @@
 // Writing JSON: objects field by field, in the order of the calls and without white space.
 //
-//   json_object().text("serial", "SER-A").number("page", 3).written()   {"serial":"SER-A","page":3}
+//   json_object_writer().text("serial", "SER-A").number("page", 3).written()
+//   {"serial":"SER-A","page":3}
 //
 // Threads: a writer belongs to its caller. Failure: none; names are written as they stand.
 #pragma once
@@ -12,23 +13,25 @@
 
 namespace elvantris::operator_control {
 
-class json_object {
+class json_object_writer {
 public:
-    json_object() = default;
+    json_object_writer() = default;
 
     // Goes on behind the fields of an object that is written already.
-    explicit json_object(std::string object) : fields_(std::move(object)) { fields_.pop_back(); }
+    explicit json_object_writer(std::string object) : fields_(std::move(object)) {
+        fields_.pop_back();
+    }
 
-    json_object& text(std::string_view name, std::string_view value);
-    json_object& flag(std::string_view name, bool value);
+    json_object_writer& text(std::string_view name, std::string_view value);
+    json_object_writer& flag(std::string_view name, bool value);
 
     template<std::integral number_type>
-    json_object& number(std::string_view name, number_type value) {
+    json_object_writer& number(std::string_view name, number_type value) {
         return json(name, std::to_string(value));
     }
 
     // `value` is JSON already.
-    json_object& json(std::string_view name, std::string_view value);
+    json_object_writer& json(std::string_view name, std::string_view value);
 
     std::string written() const { return fields_ + '}'; }
 

@@ -36,11 +36,11 @@ api_reply not_found() {
 // The outcome of an operator's act: `error` is empty where it worked.
 api_reply outcome(bool done, const std::string& error) {
     if (done) return {.body = R"({"ok":true,"error":""})"};
-    return bad_request(json_object().flag("ok", false).text("error", error).written());
+    return bad_request(json_object_writer().flag("ok", false).text("error", error).written());
 }
 
 std::string write_delivery(const delivery_result& delivery) {
-    return json_object()
+    return json_object_writer()
         .text("role", role_word(delivery.role))
         .flag("attempted", delivery.attempted)
         .flag("sent", delivery.sent)
@@ -49,7 +49,7 @@ std::string write_delivery(const delivery_result& delivery) {
 }
 
 std::string write_deck(const deck_info& deck) {
-    return json_object()
+    return json_object_writer()
         .text("serial", deck.serial)
         .text("name", deck.device_name)
         .text("productId", deck.pid)
@@ -116,7 +116,7 @@ api_reply api_routes::diagnostics_page() {
 }
 
 api_reply api_routes::status() {
-    json_object body(registry_.to_json());
+    json_object_writer body(registry_.to_json());
     const auto active = registry_.active_system();
     const std::vector<deck_info> decks = adapter_.list_decks();
     body.text("active", active_word(active))
@@ -178,7 +178,7 @@ api_reply api_routes::configure(const std::string& body, const call_limits& limi
     registry_.save();
 
     const std::uint16_t port_now = registry_.ui_port();
-    return {.body = json_object()
+    return {.body = json_object_writer()
                         .flag("ok", true)
                         .flag("serverUpdated", server_updated)
                         .number("uiPort", port_now)
@@ -219,7 +219,7 @@ api_reply api_routes::route_command(const std::string& body) {
     const fanout_result result = router_.route_streamdeck(function_id, target_serial, payload);
     const bool routed = std::ranges::any_of(result.deliveries, &delivery_result::sent);
 
-    return {.body = json_object()
+    return {.body = json_object_writer()
                         .flag("ok", true)
                         .flag("routed", routed)
                         .flag("targetFound", target.has_value())

@@ -9,8 +9,8 @@
 namespace elvantris::operator_control {
 namespace {
 
-json_object line(std::int64_t time_ms, std::string_view event) {
-    return json_object().number("time", time_ms).text("event", event);
+json_object_writer line(std::int64_t time_ms, std::string_view event) {
+    return json_object_writer().number("time", time_ms).text("event", event);
 }
 
 } // namespace

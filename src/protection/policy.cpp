@@ -76,7 +76,7 @@ std::vector<element> parse_list(std::string_view text, std::string_view key, std
 }
 
 std::string write_rule(const output_rule& rule) {
-    return json_object()
+    return json_object_writer()
         .text("mainId", rule.mainId)
         .text("backupId", rule.backupId)
         .number("mode", rule.mode)
@@ -86,7 +86,7 @@ std::string write_rule(const output_rule& rule) {
 // The event goes out as it stands: an enabled action has one of two words, a disabled one keeps
 // what was posted.
 std::string write_action(const outbound_action& action) {
-    return json_object()
+    return json_object_writer()
         .text("name", action.name)
         .json("event", '"' + action.event + '"')
         .text("host", action.host)
@@ -143,7 +143,7 @@ protection_policy parse_policy(std::string_view text) {
 }
 
 std::string write_policy(const protection_policy& policy) {
-    json_object object;
+    json_object_writer object;
     object.flag("armed", policy.armed)
         .flag("audible", policy.audible)
         .number("lossMs", policy.lossMs)

@@ -9,7 +9,7 @@ namespace elvantris::operator_control {
 namespace {
 
 std::string write_server(const shown_server& server) {
-    return json_object()
+    return json_object_writer()
         .text("serial", server.serial)
         .number("ageMs", server.age_ms)
         .flag("supported", server.supported)
@@ -36,7 +36,7 @@ std::string_view severity_word(alert_severity severity) {
 }
 
 std::string write_alert(const alert_record& record) {
-    return json_object()
+    return json_object_writer()
         .number("id", record.id)
         .text("message", record.message)
         .text("severity", severity_word(record.severity))
@@ -50,7 +50,7 @@ std::string write_alert(const alert_record& record) {
 } // namespace
 
 std::string write_status(const protection_snapshot& snapshot) {
-    return json_object()
+    return json_object_writer()
         .json("policy", write_policy(snapshot.policy))
         .flag("armed", snapshot.policy.armed)
         .flag("heldOnBackup", snapshot.held_on_backup)

@@ -15,7 +15,7 @@ constexpr settings_file_rules rules{.is_whole = json_is_whole_object,
 } // namespace
 
 std::string write_memory(const protection_memory& memory) {
-    return json_object(write_policy(memory.policy))
+    return json_object_writer(write_policy(memory.policy))
         .flag("heldOnBackup", memory.heldOnBackup)
         .text("pairMain", memory.pairMain)
         .text("pairBackup", memory.pairBackup)

@@ -142,7 +142,7 @@ bool pairing_equivalent(const operator_control_config& a, const operator_control
 std::string build_operator_control_json(const operator_control_config& desired,
                                         std::int64_t revision) {
     const auto write_system = [](const operator_control_system& system) {
-        return json_object()
+        return json_object_writer()
             .text("Serial", system.serial)
             .text("WorkstationName", system.workstation_name)
             .text("Address", system.address)
@@ -151,7 +151,7 @@ std::string build_operator_control_json(const operator_control_config& desired,
             .written();
     };
     const auto number = [](std::int32_t id) { return std::to_string(id); };
-    return json_object()
+    return json_object_writer()
         .flag("Enabled", desired.enabled)
         .json("Systems", json_array(desired.systems, write_system))
         .json("SharedFunctionIds", json_array(desired.shared_function_ids, number))

@@ -12,7 +12,7 @@ namespace elvantris::operator_control {
 namespace {
 
 std::string write_system(const system_record& system) {
-    return json_object()
+    return json_object_writer()
         .text("serial", system.serial)
         .text("workstation", system.workstation)
         .text("address", system.address)
@@ -79,7 +79,7 @@ std::set<std::int32_t> default_shared_function_ids() {
 
 std::string write_registry_json(const registry_state& state) {
     const auto number = [](std::int32_t id) { return std::to_string(id); };
-    return json_object()
+    return json_object_writer()
         .flag("enabled", state.enabled)
         .flag("controllerConfigured", state.controllerConfigured)
         .number("uiPort", state.uiPort)
