@@ -8,6 +8,7 @@
 
 #include "os/call_limits.hpp"
 #include "os/clock.hpp"
+#include "os/transport.hpp"
 
 #include <algorithm>
 #include <array>
@@ -57,7 +58,6 @@ private:
 };
 
 enum class address_family { ipv4, any };
-enum class transport { tcp, udp };
 
 // One place to which a socket can be connected, as the resolver gave it.
 struct socket_address {

@@ -1,6 +1,7 @@
 #include "protection/outbound_sending.hpp"
 
 #include "os/clock.hpp"
+#include "os/sockets.hpp"
 #include "protection/command_escapes.hpp"
 
 #include <exception>
@@ -14,7 +15,7 @@ milliseconds time_left(steady_time deadline) {
     return std::chrono::floor<milliseconds>(deadline - steady_now());
 }
 
-bool send_to(const socket_address& address, bool udp, std::string_view bytes,
+bool send_to(const socket_address& address, transport kind, std::string_view bytes,
              steady_time deadline) {
     const milliseconds connect_limit = time_left(deadline);
     if (connect_limit < milliseconds(1)) return false;
@@ -27,25 +28,24 @@ bool send_to(const socket_address& address, bool udp, std::string_view bytes,
         if (sent == 0) return false;
         bytes.remove_prefix(sent);
         // What one datagram didn't take is lost; a second one would be another message.
-        if (udp) break;
+        if (kind == transport::udp) break;
     }
     return bytes.empty();
 }
 
 } // namespace
 
-bool send_action(const std::string& host, std::uint16_t port, bool udp, std::string_view bytes,
-                 milliseconds timeout, std::string& error) {
+bool send_action(const std::string& host, std::uint16_t port, transport kind,
+                 std::string_view bytes, milliseconds timeout, std::string& error) {
     const steady_time deadline = steady_now() + timeout;
-    const auto addresses =
-        resolve_address(host, port, address_family::any, udp ? transport::udp : transport::tcp,
-                        {.deadline = deadline, .given_up = {}});
+    const auto addresses = resolve_address(host, port, address_family::any, kind,
+                                           {.deadline = deadline, .given_up = {}});
     if (addresses.empty()) {
         error = "Destination could not be resolved.";
         return false;
     }
     for (const socket_address& address : addresses)
-        if (send_to(address, udp, bytes, deadline)) return true;
+        if (send_to(address, kind, bytes, deadline)) return true;
     error = "Connect/send failed or timed out; device execution is unconfirmed.";
     return false;
 }
@@ -57,7 +57,7 @@ bool send_step(const outbound_action& step, const std::atomic<bool>& running,
         std::string bytes;
         if (!decode_command_escapes(step.payload, bytes, failure)) return false;
         for (std::uint32_t attempt = 0; attempt <= step.retries && running; ++attempt)
-            if (send_action(step.host, static_cast<std::uint16_t>(step.port), step.udp, bytes,
+            if (send_action(step.host, static_cast<std::uint16_t>(step.port), step.transport, bytes,
                             milliseconds(step.timeoutMs), failure))
                 return true;
     } catch (const std::exception& exception) {

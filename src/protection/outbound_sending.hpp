@@ -1,6 +1,7 @@
 #pragma once
 
-#include "os/sockets.hpp"
+#include "os/clock.hpp"
+#include "os/transport.hpp"
 #include "protection/policy.hpp"
 
 #include <atomic>
@@ -16,8 +17,8 @@ namespace elvantris::operator_control {
 // Threads: any. Ownership: nothing outlives the call.
 // Units: `timeout` covers the lookup of the name and all of its addresses together.
 // Failure: false, with the sentence for the operator in `error`.
-bool send_action(const std::string& host, std::uint16_t port, bool udp, std::string_view bytes,
-                 milliseconds timeout, std::string& error);
+bool send_action(const std::string& host, std::uint16_t port, transport kind,
+                 std::string_view bytes, milliseconds timeout, std::string& error);
 
 // Resolves the step's escapes and sends it, with its retries, for as long as `running` holds.
 //

@@ -52,7 +52,8 @@ outbound_action parse_action(std::string_view text) {
             .event = json_read_string(text, "event", defaults.event),
             .host = json_read_string(text, "host"),
             .port = json_read_int(text, "port", defaults.port),
-            .udp = json_read_string(text, "transport", "TCP") == "UDP",
+            .transport = json_read_string(text, "transport", "TCP") == "UDP" ? transport::udp
+                                                                             : transport::tcp,
             .payload = json_read_string(text, "payload"),
             .delayMs = read_unsigned(text, "delayMs", defaults.delayMs),
             .timeoutMs = read_unsigned(text, "timeoutMs", defaults.timeoutMs),
@@ -91,7 +92,7 @@ std::string write_action(const outbound_action& action) {
         .json("event", '"' + action.event + '"')
         .text("host", action.host)
         .number("port", action.port)
-        .text("transport", action.udp ? "UDP" : "TCP")
+        .text("transport", action.transport == transport::udp ? "UDP" : "TCP")
         .text("payload", action.payload)
         .number("delayMs", action.delayMs)
         .number("timeoutMs", action.timeoutMs)

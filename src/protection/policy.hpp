@@ -3,6 +3,8 @@
 // Pure functions over values; any thread.
 #pragma once
 
+#include "os/transport.hpp"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -30,7 +32,7 @@ struct outbound_action {
     std::string event = "backup"; // or "main": the transfer that runs it
     std::string host;
     std::int32_t port = 0;
-    bool udp = false;    // else TCP
+    operator_control::transport transport = operator_control::transport::tcp;
     std::string payload; // as typed, escapes unresolved
     std::uint32_t delayMs = 0;
     std::uint32_t timeoutMs = 1000;

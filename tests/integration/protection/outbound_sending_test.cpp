@@ -12,8 +12,8 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr milliseconds ample = 60s;
-constexpr bool tcp = false;
-constexpr bool udp = true;
+constexpr transport tcp = transport::tcp;
+constexpr transport udp = transport::udp;
 
 const std::string unresolved = "Destination could not be resolved.";
 const std::string failed = "Connect/send failed or timed out; device execution is unconfirmed.";
@@ -99,9 +99,9 @@ TEST(send_action, resolves_host_names) {
 TEST(send_action, says_that_a_destination_could_not_be_resolved) {
     // Neither can be a name, so no name server is asked.
     for (const std::string& host : {std::string("a..b"), std::string(300, 'a')})
-        for (const bool transport : {tcp, udp}) {
+        for (const transport kind : {tcp, udp}) {
             std::string error;
-            EXPECT_FALSE(send_action(host, 9, transport, "PLAY", ample, error));
+            EXPECT_FALSE(send_action(host, 9, kind, "PLAY", ample, error));
             EXPECT_EQ(error, unresolved);
         }
 }

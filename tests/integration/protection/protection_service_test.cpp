@@ -146,7 +146,7 @@ TEST_F(running_protection, moves_to_backup_by_itself_and_tells_the_outside_devic
     policy.startupMs = 1000;
     policy.lossMs = 1500;
     policy.actions = {action_to(outside.port(), "GO")};
-    policy.actions[0].udp = true;
+    policy.actions[0].transport = transport::udp;
     policy.actions[0].payload = R"(\x41\x42)";
     ASSERT_TRUE(service->replace_policy(write_policy(policy), error)) << error;
     start_and_hear_both();
@@ -246,7 +246,7 @@ TEST_F(running_protection, counts_a_datagram_as_sent_whether_anyone_listens_or_n
         silent_port = closed_at_once.port();
     }
     outbound_action action = action_to(silent_port, "A");
-    action.udp = true;
+    action.transport = transport::udp;
     use_actions({action});
     service->start();
     ASSERT_TRUE(service->test_action(0, error)) << error;

@@ -121,7 +121,7 @@ TEST(parse_policy, gives_an_empty_element_the_defaults_of_its_kind) {
     EXPECT_EQ(action.event, "backup");
     EXPECT_EQ(action.host, "");
     EXPECT_EQ(action.port, 0);
-    EXPECT_FALSE(action.udp);
+    EXPECT_EQ(action.transport, transport::tcp);
     EXPECT_EQ(action.payload, "");
     EXPECT_EQ(action.delayMs, 0U);
     EXPECT_EQ(action.timeoutMs, 1000U);
@@ -130,14 +130,17 @@ TEST(parse_policy, gives_an_empty_element_the_defaults_of_its_kind) {
 }
 
 TEST(parse_policy, takes_udp_only_for_the_exact_word) {
-    const std::vector<std::pair<std::string, bool>> cases{
-        {"UDP", true}, {"udp", false}, {"TCP", false}, {"UDP ", false}, {"", false}};
-    for (const auto& [word, udp] : cases) {
+    const std::vector<std::pair<std::string, transport>> cases{{"UDP", transport::udp},
+                                                               {"udp", transport::tcp},
+                                                               {"TCP", transport::tcp},
+                                                               {"UDP ", transport::tcp},
+                                                               {"", transport::tcp}};
+    for (const auto& [word, kind] : cases) {
         SCOPED_TRACE(word);
         const protection_policy policy =
             parse_policy(R"({"actions":[{"transport":")" + word + R"("}]})");
         ASSERT_EQ(policy.actions.size(), 1U);
-        EXPECT_EQ(policy.actions[0].udp, udp);
+        EXPECT_EQ(policy.actions[0].transport, kind);
     }
 }
 
@@ -177,7 +180,7 @@ TEST(parse_policy, reads_every_field_of_a_full_policy) {
     EXPECT_EQ(action.event, "main");
     EXPECT_EQ(action.host, "h\n");
     EXPECT_EQ(action.port, 7);
-    EXPECT_TRUE(action.udp);
+    EXPECT_EQ(action.transport, transport::udp);
     EXPECT_EQ(action.payload, "\\x41");
     EXPECT_EQ(action.delayMs, 8U);
     EXPECT_EQ(action.timeoutMs, 900U);

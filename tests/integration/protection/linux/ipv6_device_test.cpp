@@ -49,7 +49,8 @@ TEST(send_action, carries_the_bytes_to_an_ipv6_address_over_tcp) {
     const ipv6_device device(SOCK_STREAM);
     ASSERT_NE(device.port(), 0) << "this machine has no IPv6 loopback address";
     std::string error;
-    ASSERT_TRUE(send_action("::1", device.port(), false, "PLAY 1\r\n", ample, error)) << error;
+    ASSERT_TRUE(send_action("::1", device.port(), transport::tcp, "PLAY 1\r\n", ample, error))
+        << error;
     ASSERT_TRUE(wait_readable(device.socket(), ample));
     const socket_handle connection = accept_connection(device.socket());
     EXPECT_EQ(next_bytes(connection), "PLAY 1\r\n");
@@ -60,6 +61,7 @@ TEST(send_action, carries_the_bytes_to_an_ipv6_address_in_one_datagram) {
     const ipv6_device device(SOCK_DGRAM);
     ASSERT_NE(device.port(), 0) << "this machine has no IPv6 loopback address";
     std::string error;
-    ASSERT_TRUE(send_action("::1", device.port(), true, "PLAY 1\r\n", ample, error)) << error;
+    ASSERT_TRUE(send_action("::1", device.port(), transport::udp, "PLAY 1\r\n", ample, error))
+        << error;
     EXPECT_EQ(next_bytes(device.socket()), "PLAY 1\r\n");
 }
