@@ -58,15 +58,34 @@ test('the_document_is_small_and_whole', async () => {
   assert.doesNotMatch(body, /@[A-Z_]+@/);
 });
 
-test('the_page_s_sources_mean_the_same_to_an_editor_that_strips_trailing_blanks', () => {
+test('the_page_s_sources_mean_the_same_without_indentation_and_trailing_blanks', () => {
   const folder = path.join(root, 'src', 'local', 'page');
   const files = fs
     .readdirSync(folder, { recursive: true, withFileTypes: true })
     .filter((one) => one.isFile());
   assert.ok(files.length > 20);
   for (const { parentPath, name } of files) {
-    assert.doesNotMatch(fs.readFileSync(path.join(parentPath, name), 'utf8'), /[ \t]$/m, name);
+    const text = fs.readFileSync(path.join(parentPath, name), 'utf8');
+    assert.doesNotMatch(text, /[ \t]$/m, name);
+    assert.doesNotMatch(text, /^.{101}/m, name);
+    // The build strips what would be part of a text that goes over many lines.
+    assert.doesNotMatch(text, /^[^`\n]*(`[^`\n]*`[^`\n]*)*`[^`\n]*$/m, name);
   }
+});
+
+test('no_text_or_tooltip_of_the_document_shows_where_its_source_was_broken', async () => {
+  const page = await view.open(null);
+  const texts = await page.evaluate(() => {
+    const broken = (text) => text.trim() !== '' && /\n| {2}/.test(text);
+    const parts = [...document.querySelectorAll('body *:not(script, style)')];
+    return parts
+      .flatMap((one) => [
+        ...[...one.childNodes].filter(({ nodeType }) => nodeType === 3).map(({ data }) => data),
+        ...[...one.attributes].map(({ value }) => value),
+      ])
+      .filter(broken);
+  });
+  assert.deepEqual(texts, []);
 });
 
 test('a_client_that_says_nothing_is_told_nothing', async () => {

@@ -1,8 +1,10 @@
 # Joins the page's sources into two pieces of text: each has one document, one style sheet and one
 # script, which is made of many files. An edit of any of them takes part in the next build.
 
-# page_text(VARIABLE FILE...): the files' text, one behind the other, without what is for the sources'
-# readers: comments that take whole lines of a script, those of a style sheet, most indentation.
+# page_text(VARIABLE FILE...): the files' text, one behind the other, without what is for the
+# sources' readers: comments that take whole lines of a script, those of a style sheet, indentation.
+# A line of a piece's document that begins with no tag goes on with what the line before began, in a
+# text as in a tag: a blank stands between the two.
 function(page_text variable)
     set(joined "")
     foreach(file IN LISTS ARGN)
@@ -13,11 +15,11 @@ function(page_text variable)
             string(REGEX REPLACE "/\\*[^*]*\\*/" "" text "${text}")
         elseif(file MATCHES "\\.js$")
             string(REGEX REPLACE "(^|\n) *//[^\n]*" "\\1" text "${text}")
+        elseif(file MATCHES "/.*\\.html$")
+            string(REGEX REPLACE "\n +([^< \n])" " \\1" text "${text}")
         endif()
-        if(NOT file MATCHES "\\.js$")
-            string(REGEX REPLACE "\n +" "\n" text "${text}")
-        endif()
-        string(REGEX REPLACE "\n( *\n)+" "\n" text "${text}")
+        string(REGEX REPLACE "\n +" "\n" text "${text}")
+        string(REGEX REPLACE "\n\n+" "\n" text "${text}")
         string(APPEND joined "${text}")
     endforeach()
     set(${variable} "${joined}" PARENT_SCOPE)

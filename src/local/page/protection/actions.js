@@ -10,7 +10,7 @@ const transport_options = [
 const text_field = (value) => make('input', { type: 'text', value, spellcheck: false });
 const number_field = (min, max) => (value) =>
   make('input', { type: 'number', min, max, step: 1, value });
-const choice = (options) => (value) => make_select(options, value);
+const choice_field = (options) => (value) => make_select(options, value);
 const command_field = (value) => make('textarea', { value, rows: 2, spellcheck: false });
 
 // Everything of an action but its check box, in the order of the block.
@@ -18,8 +18,8 @@ const action_fields = [
   ['name', 'Name', text_field, 'Shown in results and alerts.'],
   ['host', 'Destination host', text_field, 'Name or address of the device.'],
   ['port', 'Port', number_field(1, 65535), 'Port of the device, 1 to 65535.'],
-  ['event', 'Event', choice(event_options), 'The transfer that runs this action.'],
-  ['transport', 'Transport', choice(transport_options), 'How the command is sent.'],
+  ['event', 'Event', choice_field(event_options), 'The transfer that runs this action.'],
+  ['transport', 'Transport', choice_field(transport_options), 'How the command is sent.'],
   ['delayMs', 'Delay before step (ms)', number_field(0, 10000), 'Wait before it, 0 to 10000.'],
   ['timeoutMs', 'Connect/send timeout (ms)', number_field(100, 3000), 'Of one try, 100 to 3000.'],
   ['retries', 'Retries (0-3)', number_field(0, 3), 'Further attempts after a failure.'],

@@ -3,7 +3,7 @@ function outputs_of(side) {
   return (health?.outputs ?? []).filter((output) => output?.id);
 }
 
-const unavailable = (text) => `${text} (unavailable)`;
+const mark_unavailable = (text) => `${text} (unavailable)`;
 
 // A rule for an output that is gone keeps its value.
 function output_options(side, selected_id) {
@@ -11,10 +11,10 @@ function output_options(side, selected_id) {
   const gone = selected_id && !outputs.some(({ id }) => id === selected_id);
   return [
     ['', 'Select output...'],
-    ...(gone ? [[selected_id, unavailable(selected_id)]] : []),
+    ...(gone ? [[selected_id, mark_unavailable(selected_id)]] : []),
     ...outputs.map(({ id, name, available }) => {
       const text = String(name || id);
-      return [id, available ? text : unavailable(text)];
+      return [id, available ? text : mark_unavailable(text)];
     }),
   ];
 }

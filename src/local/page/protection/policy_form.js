@@ -1,4 +1,4 @@
-const conditions = [
+const policy_conditions = [
   { key: 'server', label: 'Server communication lost' },
   { key: 'engine', label: 'Engine stopped or crashed' },
   { key: 'responsive', label: 'Engine unresponsive' },
@@ -16,7 +16,7 @@ const conditions = [
   },
 ];
 
-const delays = [
+const policy_delays = [
   { key: 'lossMs', id: 'vorLossMs' },
   { key: 'stallMs', id: 'vorStallMs' },
   { key: 'outputMs', id: 'vorOutputMs' },
@@ -30,8 +30,8 @@ function make_condition_field({ key, label, options = mode_options }) {
 }
 
 function fill_policy_form() {
-  by_id('vorModes').replaceChildren(...conditions.map(make_condition_field));
-  for (const { key, id } of delays) by_id(id).value = vorDraft[key];
+  by_id('vorModes').replaceChildren(...policy_conditions.map(make_condition_field));
+  for (const { key, id } of policy_delays) by_id(id).value = vorDraft[key];
   by_id('vorAudible').checked = vorDraft.audible;
 }
 
@@ -39,6 +39,6 @@ function collect_policy_form() {
   for (const select of by_id('vorModes').querySelectorAll('select')) {
     vorDraft[select.dataset.key] = Number(select.value);
   }
-  for (const { key, id } of delays) vorDraft[key] = Number(by_id(id).value);
+  for (const { key, id } of policy_delays) vorDraft[key] = Number(by_id(id).value);
   vorDraft.audible = by_id('vorAudible').checked;
 }

@@ -9,8 +9,8 @@ async function post_to_protection(path, body) {
   if (!succeeded || reply.ok === false) throw new Error(reply.error || 'Request failed.');
 }
 
-// Whether it succeeded. What came of it is told before anything else is asked for; if the dialog was
-// closed meanwhile, or is open again for something else, in a place of its own as well.
+// Whether it succeeded. What came of it is told before anything else is asked for; if the dialog
+// was closed meanwhile, or is open again for something else, in a place of its own as well.
 async function report_post(path, body, success, draft = vorDraft) {
   say_in_protection('', 'sending');
   const failure = await post_to_protection(path, body).catch((error) => error);

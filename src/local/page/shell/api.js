@@ -1,4 +1,4 @@
-const api = 'http://127.0.0.1:5251';
+const api_address = 'http://127.0.0.1:5251';
 
 // An API that hangs must not leave an old picture looking like a live one. It answers one request
 // after the other: a poll may have to wait for another page's save, which asks Main four times and
@@ -9,7 +9,7 @@ let posts_pending = 0;
 
 // Only what the browser itself rejects has a message.
 async function get_status() {
-  const response = await fetch(`${api}/api/status`, {
+  const response = await fetch(`${api_address}/api/status`, {
     cache: 'no-store',
     signal: AbortSignal.timeout(posts_pending > 0 ? status_limit_behind_post_ms : status_limit_ms),
   });
@@ -23,7 +23,7 @@ async function get_status() {
 async function post(path, body) {
   posts_pending += 1;
   try {
-    const response = await fetch(api + path, {
+    const response = await fetch(api_address + path, {
       method: 'POST',
       headers: { 'Content-Type': 'text/plain' },
       body: JSON.stringify(body),

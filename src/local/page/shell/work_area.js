@@ -41,7 +41,9 @@ function standby_words() {
   if (state.enabled === false) {
     return {
       title: 'Redundancy is disabled',
-      text: 'The saved system pairing is retained. Enable live Main / Backup operation when needed.',
+      text:
+        'The saved system pairing is retained. Enable live Main / Backup operation when ' +
+        'needed.',
     };
   }
   return {
