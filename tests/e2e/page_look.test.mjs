@@ -129,6 +129,27 @@ for (const size of sizes) {
     await view.show(long);
     assert.equal((await cut()).length, 1);
   });
+
+  test(`at_${width}_no_name_runs_below_the_mark_of_the_server_on_air`, async () => {
+    const page = await view.open(status(), viewport_of(size));
+    const room = () =>
+      page.$eval('#mainBadge', (badge) => {
+        const mark = getComputedStyle(badge, '::after');
+        const { paddingRight } = getComputedStyle(badge.querySelector('.badge-who'));
+        const [kept, wide, right, padding] = [
+          paddingRight,
+          mark.width,
+          mark.right,
+          mark.paddingLeft,
+        ].map(Number.parseFloat);
+        // The mark's width may or may not be told with what pads it.
+        return kept - right - wide - (mark.boxSizing === 'border-box' ? 0 : 2 * padding);
+      });
+    assert.ok((await room()) >= 0, `${await room()} px`);
+    await view.show('away');
+    assert.ok((await room()) >= 0, `${await room()} px`);
+    view.complaints.length = 0; // the browser's own words about the failed request
+  });
 }
 
 test('each_word_colours_its_badge_by_what_it_means', async () => {
@@ -219,6 +240,20 @@ test('the_banner_is_red_with_alerts_and_amber_while_backup_is_held', async () =>
   }
   await view.show(status({ ...held, enabled: false }));
   assert.deepEqual((await measure(page, '#vorBanner')).background, normal.background);
+});
+
+test('a_banner_that_says_disarmed_is_told_from_an_armed_one_by_more_than_its_words', async () => {
+  const page = await view.open(status());
+  const disarmed = (shown) => ({ ...shown, protection: { ...shown.protection, armed: false } });
+  for (const shown of [status(), held, failed_over]) {
+    await view.show(shown);
+    const banner = await measure(page, '#vorBanner');
+    assert.deepEqual((await measure(page, '#vorBanner b')).background, banner.background);
+    await view.show(disarmed(shown));
+    const words = await measure(page, '#vorBanner b');
+    assert.ok(contrast_of_grounds(words, banner) >= 2, `${contrast_of_grounds(words, banner)}`);
+    assert.ok(contrast_of_text(words) >= 4.5, `${contrast_of_text(words)}`);
+  }
 });
 
 test('an_acknowledged_alert_is_calmer_than_one_that_waits', async () => {
