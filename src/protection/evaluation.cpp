@@ -12,9 +12,12 @@ const std::string& output_id(pair_side side, const output_rule& rule) {
     return side == pair_side::main ? rule.mainId : rule.backupId;
 }
 
-bool engine_ready(const server_health& health) {
-    return health.reachable && health.supported && health.engineRunning &&
-           health.engineResponsive && !health.engineStarting;
+readiness_gate engine_gate(const server_health& health) {
+    if (!health.reachable) return readiness_gate::not_answering;
+    if (!health.supported) return readiness_gate::health_unknown;
+    if (!health.engineRunning) return readiness_gate::engine_stopped;
+    if (!health.engineResponsive) return readiness_gate::engine_unresponsive;
+    return health.engineStarting ? readiness_gate::engine_starting : readiness_gate::none;
 }
 
 // Unlike the alert, readiness takes an unknown revision for no proof.
@@ -94,21 +97,30 @@ bool out_of_sync(const system_record& main, const system_record& backup) {
             backup.replicationPendingMedia > 0 || !backup.replicationLastError.empty());
 }
 
-bool server_ready(const protection_policy& policy, const system_record& system,
-                  const server_health* health, const system_record& main, steady_time now) {
-    if (health == nullptr || !engine_ready(*health)) return false;
-    if (now - health->lastSeen > milliseconds(policy.lossMs)) return false;
-    if (policy.frames == mode_failover && (!health->telemetryAvailable || health->frameStalled))
-        return false;
-    if (policy.clock == mode_failover && health->clockFault) return false;
-    const pair_side side = system.role == system_role::main ? pair_side::main : pair_side::backup;
-    const bool outputs_ready =
-        std::ranges::all_of(policy.outputRules, [&](const output_rule& rule) {
-            return rule.mode != mode_failover || output_available(*health, output_id(side, rule));
-        });
-    if (!outputs_ready) return false;
+readiness_gate closed_gate(const protection_policy& policy, const system_record& system,
+                           const server_health* health, const system_record& main,
+                           steady_time now) {
+    if (health == nullptr) return readiness_gate::not_polled;
+    if (const readiness_gate gate = engine_gate(*health); gate != readiness_gate::none) return gate;
+    if (now - health->lastSeen > milliseconds(policy.lossMs)) return readiness_gate::answer_too_old;
+    if (policy.frames == mode_failover && !health->telemetryAvailable)
+        return readiness_gate::telemetry_missing;
+    if (policy.frames == mode_failover && health->frameStalled)
+        return readiness_gate::frames_stalled;
+    if (policy.clock == mode_failover && health->clockFault) return readiness_gate::clock_fault;
+    if (missing_output(policy, system, *health) != nullptr) return readiness_gate::output_missing;
     const bool must_be_in_sync = policy.sync == mode_failover && system.role == system_role::backup;
-    return !must_be_in_sync || proven_in_sync(main, system);
+    return must_be_in_sync && !proven_in_sync(main, system) ? readiness_gate::out_of_sync
+                                                            : readiness_gate::none;
+}
+
+const std::string* missing_output(const protection_policy& policy, const system_record& system,
+                                  const server_health& health) {
+    const pair_side side = system.role == system_role::main ? pair_side::main : pair_side::backup;
+    const auto missing = std::ranges::find_if(policy.outputRules, [&](const output_rule& rule) {
+        return rule.mode == mode_failover && !output_available(health, output_id(side, rule));
+    });
+    return missing == policy.outputRules.end() ? nullptr : &output_id(side, *missing);
 }
 
 failover_action decide_failover(const failover_view& view) {

@@ -52,10 +52,38 @@ std::optional<fault_condition> output_condition(pair_side side, const output_rul
 // Whether Backup is behind a revision that Main is known to have.
 bool out_of_sync(const system_record& main, const system_record& backup);
 
-// Whether this server may carry operation. `health` is null for a server never polled; `main` is
-// the Main of the same moment. An age of exactly the loss time still passes here.
-bool server_ready(const protection_policy& policy, const system_record& system,
-                  const server_health* health, const system_record& main, steady_time now);
+// What keeps a server from carrying operation, in the order in which it is looked at.
+enum class readiness_gate {
+    none, // it may carry operation
+    not_polled,
+    not_answering,
+    health_unknown,
+    engine_stopped,
+    engine_unresponsive,
+    engine_starting,
+    answer_too_old,
+    telemetry_missing,
+    frames_stalled,
+    clock_fault,
+    output_missing,
+    out_of_sync,
+};
+
+// The first closed gate of this server. `health` is null for a server never polled; `main` is the
+// Main of the same moment. An age of exactly the loss time still passes here.
+readiness_gate closed_gate(const protection_policy& policy, const system_record& system,
+                           const server_health* health, const system_record& main, steady_time now);
+
+// Whether this server may carry operation.
+inline bool server_ready(const protection_policy& policy, const system_record& system,
+                         const server_health* health, const system_record& main, steady_time now) {
+    return closed_gate(policy, system, health, main, now) == readiness_gate::none;
+}
+
+// The first output that this server needs, by a rule of the policy, and doesn't have; null if it
+// has them all. The id is the policy's own.
+const std::string* missing_output(const protection_policy& policy, const system_record& system,
+                                  const server_health& health);
 
 // Why this workstation, rather than a server, is to blame for missing answers.
 struct workstation_trouble {

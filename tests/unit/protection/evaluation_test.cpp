@@ -323,6 +323,57 @@ TEST(server_ready, wants_a_healthy_engine_whatever_the_modes_say) {
     EXPECT_FALSE(server_ready(protection_policy{}, pair.backup, nullptr, pair.main, now));
 }
 
+TEST(closed_gate, is_the_first_one_in_their_order) {
+    struct closing {
+        readiness_gate gate;
+        std::function<void(server_health&, server_pair&)> close;
+    };
+    // From the last to the first: each step closes one gate more, which comes before the others.
+    const std::vector<closing> steps{
+        {readiness_gate::none, [](auto&, auto&) {}},
+        {readiness_gate::out_of_sync,
+         [](auto&, auto& pair) { pair.backup.replicationPendingMedia = 1; }},
+        {readiness_gate::output_missing,
+         [](auto& health, auto&) { health.available_outputs["b"] = false; }},
+        {readiness_gate::clock_fault, [](auto& health, auto&) { health.clockFault = true; }},
+        {readiness_gate::frames_stalled, [](auto& health, auto&) { health.frameStalled = true; }},
+        {readiness_gate::telemetry_missing,
+         [](auto& health, auto&) { health.telemetryAvailable = false; }},
+        {readiness_gate::answer_too_old,
+         [](auto& health, auto&) { health.lastSeen = now - 1001ms; }},
+        {readiness_gate::engine_starting,
+         [](auto& health, auto&) { health.engineStarting = true; }},
+        {readiness_gate::engine_unresponsive,
+         [](auto& health, auto&) { health.engineResponsive = false; }},
+        {readiness_gate::engine_stopped, [](auto& health, auto&) { health.engineRunning = false; }},
+        {readiness_gate::health_unknown, [](auto& health, auto&) { health.supported = false; }},
+        {readiness_gate::not_answering, [](auto& health, auto&) { health.reachable = false; }},
+    };
+    protection_policy policy;
+    policy.clock = policy.sync = mode_failover;
+    policy.outputRules = {rule("m", "b", mode_failover)};
+    server_health health = healthy();
+    server_pair pair = synchronized_pair();
+    for (std::size_t at = 0; at < steps.size(); ++at) {
+        SCOPED_TRACE(at);
+        steps[at].close(health, pair);
+        EXPECT_EQ(closed_gate(policy, pair.backup, &health, pair.main, now), steps[at].gate);
+    }
+    EXPECT_EQ(closed_gate(policy, pair.backup, nullptr, pair.main, now),
+              readiness_gate::not_polled);
+}
+
+TEST(missing_output, is_named_by_the_servers_own_side_of_the_rule) {
+    protection_policy policy;
+    policy.outputRules = {rule("m", "not there", mode_alert), rule("gone", "b", mode_failover)};
+    const server_health health = healthy();
+    const server_pair pair = synchronized_pair();
+    EXPECT_EQ(missing_output(policy, pair.backup, health), nullptr);
+    const std::string* const missing = missing_output(policy, pair.main, health);
+    ASSERT_NE(missing, nullptr);
+    EXPECT_EQ(*missing, "gone");
+}
+
 TEST(server_ready, passes_an_age_of_exactly_the_loss_time) {
     expect_backup_ready(true, nothing, [](auto& health) { health.lastSeen = now - 1000ms; });
     expect_backup_ready(false, nothing, [](auto& health) { health.lastSeen = now - 1000ms - 1ns; });
