@@ -1,7 +1,7 @@
 #include "app/launch_options.hpp"
 
 #include "os/file_paths.hpp"
-#include "os/process.hpp"
+#include "systems/settings_place.hpp"
 
 #include <string_view>
 
@@ -9,22 +9,14 @@ namespace elvantris::operator_control {
 namespace {
 
 constexpr const char* config_file_name = "operator-control.json";
-constexpr const char* log_file_name = "operator-control.log";
 constexpr std::string_view config_prefix = "--config=";
-
-std::string user_folder() {
-    if (const auto local = environment_variable("LOCALAPPDATA")) return *local;
-    if (const auto roaming = environment_variable("APPDATA")) return *roaming;
-    return user_data_folder().value_or("");
-}
 
 } // namespace
 
 std::string default_config_path() {
-    const std::string folder =
-        path_inside(path_inside(user_folder(), "Tarnwell Media"), "Elvantris OperatorControl");
-    create_folders(folder);
-    return path_inside(folder, config_file_name);
+    const std::string path = default_configuration_path();
+    create_folders(parent_folder(path));
+    return path;
 }
 
 launch_options parse_command_line(int argc, const char* const* argv) {
@@ -60,11 +52,6 @@ void migrate_local_config(const std::string& path) {
     if (path_exists(path) || !path_exists(config_file_name)) return;
     create_folders(parent_folder(path));
     copy_file_over(config_file_name, path);
-}
-
-std::string log_path_for(const std::string& config_path) {
-    const std::string folder = parent_folder(config_path);
-    return path_inside(folder.empty() ? current_folder() : folder, log_file_name);
 }
 
 } // namespace elvantris::operator_control

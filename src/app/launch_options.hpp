@@ -21,7 +21,4 @@ std::string default_config_path();
 // Copies a configuration file from the current folder to `path` if nothing is there yet.
 void migrate_local_config(const std::string& path);
 
-// The log file beside the configuration file; in the current folder if that one has none.
-std::string log_path_for(const std::string& config_path);
-
 } // namespace elvantris::operator_control

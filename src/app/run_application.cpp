@@ -20,6 +20,7 @@
 #include "platform/platform_app.hpp"
 #include "platform/single_instance.hpp"
 #include "systems/controller_registry.hpp"
+#include "systems/settings_place.hpp"
 
 #include <atomic>
 #include <chrono>

@@ -5,14 +5,22 @@
 
 namespace elvantris::operator_control {
 
+std::string state_path_for(const std::string& configuration_path) {
+    return configuration_path + ".protection.json";
+}
+
+std::string alert_log_path_for(const std::string& configuration_path) {
+    return state_path_for(configuration_path) + ".alerts.jsonl";
+}
+
 protection_disk files_beside(const std::string& configuration_path,
                              std::function<bool()> given_up) {
-    const auto state = std::make_shared<state_file>(configuration_path + ".protection.json");
+    const auto state = std::make_shared<state_file>(state_path_for(configuration_path));
     return {.load = [state, given_up = std::move(given_up)](
                         protection_memory& memory,
                         std::string& error) { state->load(memory, error, given_up); },
             .save = [state](const protection_memory& memory) { return state->save(memory); },
-            .append = append_to(state->path() + ".alerts.jsonl")};
+            .append = append_to(alert_log_path_for(configuration_path))};
 }
 
 } // namespace elvantris::operator_control

@@ -8,6 +8,10 @@
 
 namespace elvantris::operator_control {
 
+// The files of protection that belong to a configuration file.
+std::string state_path_for(const std::string& configuration_path);
+std::string alert_log_path_for(const std::string& configuration_path);
+
 // What protection asks of the disk. Its own files are behind these, and in a test whatever the test
 // wants the disk to do.
 //

@@ -1,6 +1,6 @@
-#include "app/launch_options.hpp"
 #include "app/ui_address.hpp"
 #include "os/file_paths.hpp"
+#include "systems/settings_place.hpp"
 
 #include <gtest/gtest.h>
 
