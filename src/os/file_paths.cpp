@@ -70,6 +70,23 @@ bool path_exists(const std::string& path) {
     });
 }
 
+bool is_same_file(const std::string& path, const std::string& other) {
+    return succeeds([&] {
+        std::error_code error;
+        return fs::equivalent(path_of(path), path_of(other), error);
+    });
+}
+
+std::optional<std::uint64_t> free_bytes(const std::string& folder) {
+    std::uint64_t bytes = 0;
+    const bool known = succeeds([&] {
+        std::error_code error;
+        bytes = fs::space(path_of(folder), error).available;
+        return !error;
+    });
+    return known ? std::optional(bytes) : std::nullopt;
+}
+
 bool copy_file_over(const std::string& from, const std::string& to) {
     return succeeds([&] {
         // The MinGW library refuses to copy over an existing file.

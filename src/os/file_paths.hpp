@@ -2,6 +2,8 @@
 // Failure: what can't be determined or done counts as absent or not done; never an exception.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 namespace elvantris::operator_control {
@@ -20,6 +22,12 @@ bool create_folders(const std::string& folder);
 
 // Whether anything, a file or a folder, is there.
 bool path_exists(const std::string& path);
+
+// Whether both lead to one and the same thing, which is there.
+bool is_same_file(const std::string& path, const std::string& other);
+
+// What this user may still write on the disk of this folder.
+std::optional<std::uint64_t> free_bytes(const std::string& folder);
 
 bool copy_file_over(const std::string& from, const std::string& to);
 
