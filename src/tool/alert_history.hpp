@@ -1,0 +1,53 @@
+// What the alert log tells, as things that began and ended.
+//
+// Pure; any bytes may come in.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace elvantris::operator_control {
+
+enum class alert_event { fault, recovered, action };
+
+// One line of the log. Times are milliseconds since 1970-01-01 UTC.
+struct alert_line {
+    std::int64_t time = 0;
+    alert_event event = alert_event::fault;
+    std::string key;     // empty for an action
+    std::string message; // empty for a recovery
+};
+
+// Absent for a line that is damaged or none of the three kinds. Without its line end.
+std::optional<alert_line> read_alert_line(std::string_view line);
+
+// The time alone, as the program writes it at the front of each line: cheap enough for millions of
+// lines that nobody asks for. Absent if something else is there.
+std::optional<std::int64_t> time_of_alert_line(std::string_view line);
+
+enum class history_kind {
+    fault,
+    transfer, // ends with the next one
+    blocked,  // operation should have moved, and could not
+    command,  // one outbound step; it has no end
+};
+
+struct history_entry {
+    history_kind kind = history_kind::fault;
+    std::int64_t begun = 0;
+    std::optional<std::int64_t> ended; // absent also where the log doesn't tell
+    std::string key;                   // empty for a command
+    std::string message;
+
+    bool stood_at(std::int64_t time) const { return begun <= time && (!ended || *ended >= time); }
+};
+
+// In the order of the log. A program that was killed, and a changed pair, leave faults without an
+// end; the same fault again then makes a new entry. The end of a fault that is not in the lines
+// tells nothing.
+std::vector<history_entry> read_history(const std::vector<alert_line>& lines);
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,21 @@
+// The alert log of this workstation, or the sentence that tells why there is none to read.
+#pragma once
+
+#include "tool/alert_log_reader.hpp"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace elvantris::operator_control {
+
+// The log beside the configuration file. A log that isn't there yet is empty: nothing has happened.
+// Without a configuration file this is the wrong folder.
+std::variant<alert_log_part, std::string> open_alert_log(const std::string& config_path,
+                                                         std::int64_t until);
+
+// What is said of a time that can't be read.
+std::string unknown_time(std::string_view text);
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,25 @@
+// What a sub-command answers: the same for a person and for a program.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <string_view>
+
+namespace elvantris::operator_control {
+
+// Keys keep the order in which they were put in.
+using json_tree = nlohmann::ordered_json;
+
+enum class tool_exit { all_well = 0, findings = 1, could_not_look = 2 };
+
+struct tool_answer {
+    tool_exit exit = tool_exit::all_well;
+    std::string text; // whole lines
+    json_tree tree;
+};
+
+// One plain sentence instead of an answer.
+tool_answer could_not_look(std::string_view sentence);
+
+} // namespace elvantris::operator_control

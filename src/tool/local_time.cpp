@@ -1,0 +1,140 @@
+#include "tool/local_time.hpp"
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <iomanip>
+#include <sstream>
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr std::int64_t second_ms = 1000;
+constexpr std::int64_t minute_ms = 60 * second_ms;
+constexpr std::int64_t hour_ms = 60 * minute_ms;
+constexpr std::int64_t day_ms = 24 * hour_ms;
+
+// Whole seconds, rounded down also before 1970.
+std::int64_t seconds_of(std::int64_t time) {
+    return time / second_ms - (time % second_ms < 0 ? 1 : 0);
+}
+
+std::optional<std::tm> calendar_of(std::int64_t time) {
+    const auto seconds = static_cast<std::time_t>(seconds_of(time));
+    const std::tm* const found = std::localtime(&seconds);
+    return found == nullptr ? std::nullopt : std::optional(*found);
+}
+
+std::string written(std::int64_t time, const char* format) {
+    const std::optional<std::tm> calendar = calendar_of(time);
+    std::array<char, 64> text{};
+    if (!calendar || std::strftime(text.data(), text.size(), format, &*calendar) == 0) return "?";
+    return text.data();
+}
+
+std::optional<std::int64_t> time_of(std::tm calendar) {
+    calendar.tm_isdst = -1; // the system knows
+    const std::time_t seconds = std::mktime(&calendar);
+    if (seconds == static_cast<std::time_t>(-1)) return std::nullopt;
+    return static_cast<std::int64_t>(seconds) * second_ms;
+}
+
+// What a text may look like, and for how long it holds.
+struct time_format {
+    const char* format;
+    std::string_view separators; // which the library doesn't insist on
+    std::int64_t length;
+    bool has_date;
+};
+constexpr std::array formats{
+    time_format{"%H:%M", ":", minute_ms, false},
+    time_format{"%H:%M:%S", "::", second_ms, false},
+    time_format{"%Y-%m-%d", "--", day_ms, true},
+    time_format{"%Y-%m-%d %H:%M", "-- :", minute_ms, true},
+    time_format{"%Y-%m-%d %H:%M:%S", "-- ::", second_ms, true},
+    time_format{"%Y-%m-%dT%H:%M", "--T:", minute_ms, true},
+    time_format{"%Y-%m-%dT%H:%M:%S", "--T::", second_ms, true},
+};
+
+std::string without_digits(std::string text) {
+    std::erase_if(text, [](char byte) { return byte >= '0' && byte <= '9'; });
+    return text;
+}
+
+std::optional<std::tm> read_as(const time_format& form, const std::string& text) {
+    if (without_digits(text) != form.separators) return std::nullopt;
+    std::istringstream stream(text);
+    stream.imbue(std::locale::classic());
+    std::tm read{};
+    stream >> std::get_time(&read, form.format);
+    if (stream.fail() || stream.peek() != std::istringstream::traits_type::eof())
+        return std::nullopt;
+    return read;
+}
+
+std::optional<time_span> span_of(std::tm calendar, std::int64_t length) {
+    const std::optional<std::int64_t> first = time_of(calendar);
+    if (!first) return std::nullopt;
+    if (length < day_ms) return time_span{.first = *first, .last = *first + length - 1};
+    // A day may have 23 or 25 hours.
+    ++calendar.tm_mday;
+    const std::optional<std::int64_t> next = time_of(calendar);
+    if (!next) return std::nullopt;
+    return time_span{.first = *first, .last = *next - 1};
+}
+
+std::optional<time_span> last_such_clock(std::tm clock, std::int64_t length, std::int64_t now) {
+    std::optional<std::tm> calendar = calendar_of(now);
+    if (!calendar) return std::nullopt;
+    calendar->tm_hour = clock.tm_hour;
+    calendar->tm_min = clock.tm_min;
+    calendar->tm_sec = clock.tm_sec;
+    const std::optional<time_span> today = span_of(*calendar, length);
+    if (!today || today->first <= now) return today;
+    --calendar->tm_mday;
+    return span_of(*calendar, length);
+}
+
+std::string two_units(std::int64_t milliseconds, std::int64_t large, const char* large_name,
+                      std::int64_t small, const char* small_name) {
+    const std::int64_t rest = milliseconds % large / small;
+    std::string text = std::to_string(milliseconds / large) + ' ' + large_name;
+    if (rest > 0) text += ' ' + std::to_string(rest) + ' ' + small_name;
+    return text;
+}
+
+} // namespace
+
+std::string local_date(std::int64_t time) {
+    return written(time, "%Y-%m-%d");
+}
+
+std::string local_clock(std::int64_t time) {
+    return written(time, "%H:%M:%S");
+}
+
+std::string local_moment(std::int64_t time) {
+    const std::int64_t rest = time - seconds_of(time) * second_ms;
+    const std::string digits = std::to_string(second_ms + rest).substr(1);
+    return written(time, "%Y-%m-%d %H:%M:%S") + '.' + digits;
+}
+
+std::optional<time_span> read_local_time(std::string_view text, std::int64_t now) {
+    for (const time_format& form : formats) {
+        const std::optional<std::tm> read = read_as(form, std::string(text));
+        if (!read) continue;
+        return form.has_date ? span_of(*read, form.length)
+                             : last_such_clock(*read, form.length, now);
+    }
+    return std::nullopt;
+}
+
+std::string duration_text(std::int64_t milliseconds) {
+    if (milliseconds < second_ms) return std::to_string(milliseconds) + " ms";
+    if (milliseconds < minute_ms) return std::to_string(milliseconds / second_ms) + " s";
+    if (milliseconds < hour_ms) return two_units(milliseconds, minute_ms, "min", second_ms, "s");
+    if (milliseconds < day_ms) return two_units(milliseconds, hour_ms, "h", minute_ms, "min");
+    return two_units(milliseconds, day_ms, "d", hour_ms, "h");
+}
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,28 @@
+// Times as the operator's clock shows them, from and to milliseconds since 1970-01-01 UTC.
+//
+// Threads: one. Failure: an empty value; a time that the system can't put into a calendar has "?".
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace elvantris::operator_control {
+
+std::string local_date(std::int64_t time);   // 2026-03-01
+std::string local_clock(std::int64_t time);  // 20:14:03
+std::string local_moment(std::int64_t time); // 2026-03-01 20:14:03.129
+
+// Reads "20:14", "20:14:03", "2026-03-01", "2026-03-01 20:14", the same with seconds, and with a T
+// in place of the blank. A clock time alone is the last one that is not in the future of `now`.
+struct time_span {
+    std::int64_t first = 0; // the text's own precision decides
+    std::int64_t last = 0;
+};
+std::optional<time_span> read_local_time(std::string_view text, std::int64_t now);
+
+// "129 ms", "7 s", "2 min 7 s", "1 h 3 min", "2 d 3 h".
+std::string duration_text(std::int64_t milliseconds);
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,16 @@
+#include "tool/sub_commands.hpp"
+
+#include "tool/timeline_command.hpp"
+
+#include <array>
+
+namespace elvantris::operator_control {
+
+std::span<const sub_command> sub_commands() {
+    static const std::array table{
+        timeline_command(),
+    };
+    return table;
+}
+
+} // namespace elvantris::operator_control

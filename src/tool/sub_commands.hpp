@@ -1,0 +1,34 @@
+// What the tool can be asked. A new question is one file of its own and one row in the table.
+#pragma once
+
+#include "tool/answer.hpp"
+
+#include <functional>
+#include <span>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace elvantris::operator_control {
+
+// What every sub-command is told.
+struct common_options {
+    std::string config_path; // of the configuration file, beside which the others are
+};
+
+// Looks and answers. What it can't read is an answer too; only the allocator may throw.
+using command_run = std::function<tool_answer(const common_options&)>;
+
+struct sub_command {
+    std::string name;
+    std::string summary; // one line of the list
+    std::string details; // what its help says below the options
+    // Adds its own options to the parser. What it gives runs when they have been read.
+    command_run (*prepare)(CLI::App& parser);
+};
+
+std::span<const sub_command> sub_commands();
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,126 @@
+#include "tool/timeline.hpp"
+
+#include "tool/local_time.hpp"
+
+#include <algorithm>
+
+namespace elvantris::operator_control {
+namespace {
+
+const char* kind_word(history_kind kind) {
+    switch (kind) {
+    case history_kind::fault:
+        return "fault";
+    case history_kind::transfer:
+        return "moved";
+    case history_kind::blocked:
+        return "blocked";
+    case history_kind::command:
+        return "command";
+    }
+    return "";
+}
+
+// A clock that was set back makes no negative duration.
+std::optional<std::int64_t> duration_of(const history_entry& entry) {
+    if (!entry.ended) return std::nullopt;
+    return std::max<std::int64_t>(0, *entry.ended - entry.begun);
+}
+
+std::string how_long(const history_entry& entry) {
+    if (entry.kind == history_kind::command) return "";
+    const std::optional<std::int64_t> duration = duration_of(entry);
+    return duration ? " (" + duration_text(*duration) + ')' : " (no end in the log)";
+}
+
+bool is_finding(const history_entry& entry) {
+    return entry.kind == history_kind::fault || entry.kind == history_kind::blocked;
+}
+
+std::string padded(std::string text, std::size_t width) {
+    text.resize(std::max(text.size(), width), ' ');
+    return text;
+}
+
+std::string lines_of(const timeline& shown) {
+    std::string text;
+    if (shown.begins_later) text += "The log is long: older events are left out.\n";
+    std::string day;
+    for (const history_entry& entry : shown.entries) {
+        if (const std::string date = local_date(entry.begun); date != day) {
+            text += date + '\n';
+            day = date;
+        }
+        text += local_clock(entry.begun) + "  " + padded(kind_word(entry.kind), 9) + entry.message +
+                how_long(entry) + '\n';
+    }
+    if (shown.entries.empty()) text += "Nothing happened in this time.\n";
+    if (shown.damaged > 0)
+        text += "Damaged lines of the log, left out: " + std::to_string(shown.damaged) + '\n';
+    return text;
+}
+
+json_tree tree_of(const history_entry& entry) {
+    json_tree tree{{"kind", kind_word(entry.kind)},
+                   {"begun", entry.begun},
+                   {"begunLocal", local_moment(entry.begun)},
+                   {"ended", nullptr},
+                   {"endedLocal", nullptr},
+                   {"durationMs", nullptr},
+                   {"key", entry.key},
+                   {"message", entry.message}};
+    if (entry.ended) {
+        tree["ended"] = *entry.ended;
+        tree["endedLocal"] = local_moment(*entry.ended);
+        tree["durationMs"] = *duration_of(entry);
+    }
+    return tree;
+}
+
+std::string quoted(const std::string& text) {
+    std::string cell = "\"";
+    for (const char byte : text) {
+        if (byte == '"') cell += '"';
+        cell += byte;
+    }
+    return cell + '"';
+}
+
+} // namespace
+
+timeline timeline_between(const alert_log_part& log, std::int64_t since, std::int64_t until) {
+    timeline shown{.entries = read_history(log.lines),
+                   .damaged = log.damaged,
+                   .begins_later = log.begins_later};
+    std::erase_if(shown.entries, [&](const history_entry& entry) {
+        const bool over = entry.kind == history_kind::command || entry.ended;
+        return entry.begun > until || (over && entry.ended.value_or(entry.begun) < since);
+    });
+    return shown;
+}
+
+tool_answer answer_timeline(const timeline& shown) {
+    const bool found = shown.damaged > 0 || std::ranges::any_of(shown.entries, is_finding);
+    tool_answer answer{.exit = found ? tool_exit::findings : tool_exit::all_well,
+                       .text = lines_of(shown),
+                       .tree = {{"timeline", json_tree::array()},
+                                {"damagedLines", shown.damaged},
+                                {"olderLeftOut", shown.begins_later}}};
+    for (const history_entry& entry : shown.entries)
+        answer.tree["timeline"].push_back(tree_of(entry));
+    return answer;
+}
+
+std::string timeline_csv(const timeline& shown) {
+    std::string text = "begun,ended,duration_ms,kind,message\n";
+    for (const history_entry& entry : shown.entries) {
+        const std::optional<std::int64_t> duration = duration_of(entry);
+        text += local_moment(entry.begun) + ',' +
+                (entry.ended ? local_moment(*entry.ended) : std::string()) + ',' +
+                (duration ? std::to_string(*duration) : std::string()) + ',' +
+                kind_word(entry.kind) + ',' + quoted(entry.message) + '\n';
+    }
+    return text;
+}
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,30 @@
+// The show report: what happened, when, for how long. Pure, but for the system's calendar.
+#pragma once
+
+#include "tool/alert_history.hpp"
+#include "tool/alert_log_reader.hpp"
+#include "tool/answer.hpp"
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace elvantris::operator_control {
+
+struct timeline {
+    std::vector<history_entry> entries; // in the order of the log
+    std::uint64_t damaged = 0;
+    bool begins_later = false;
+};
+
+// What began, stood or ended between the two moments.
+timeline timeline_between(const alert_log_part& log, std::int64_t since, std::int64_t until);
+
+// A fault in it, or a line of the log that can't be read, is a finding.
+tool_answer answer_timeline(const timeline& shown);
+
+// The same as comma separated values, for a table.
+std::string timeline_csv(const timeline& shown);
+
+} // namespace elvantris::operator_control

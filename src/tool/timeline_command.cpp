@@ -1,0 +1,58 @@
+#include "tool/timeline_command.hpp"
+
+#include "os/clock.hpp"
+#include "tool/alert_log_file.hpp"
+#include "tool/local_time.hpp"
+#include "tool/timeline.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <limits>
+#include <memory>
+
+namespace elvantris::operator_control {
+namespace {
+
+struct timeline_options {
+    std::string since;
+    std::string until;
+    bool as_csv = false;
+};
+
+tool_answer tell_timeline(const timeline_options& asked, const common_options& common) {
+    const std::int64_t now = wall_clock_ms();
+    const auto since = asked.since.empty()
+                           ? time_span{.first = std::numeric_limits<std::int64_t>::min()}
+                           : read_local_time(asked.since, now);
+    const auto until = asked.until.empty() ? time_span{.first = 0, .last = end_of_time}
+                                           : read_local_time(asked.until, now);
+    if (!since || !until) return could_not_look(unknown_time(since ? asked.until : asked.since));
+    const auto log = open_alert_log(common.config_path, until->last);
+    if (const auto* sentence = std::get_if<std::string>(&log)) return could_not_look(*sentence);
+    const timeline shown =
+        timeline_between(std::get<alert_log_part>(log), since->first, until->last);
+    tool_answer answer = answer_timeline(shown);
+    if (asked.as_csv) answer.text = timeline_csv(shown);
+    return answer;
+}
+
+command_run prepare(CLI::App& parser) {
+    const auto asked = std::make_shared<timeline_options>();
+    parser.add_option("--since", asked->since, "Leave out what ended before")->type_name("TIME");
+    parser.add_option("--until", asked->until, "Leave out what began later")->type_name("TIME");
+    parser.add_flag("--csv", asked->as_csv, "Answer as a table of comma separated values");
+    return [asked](const common_options& common) { return tell_timeline(*asked, common); };
+}
+
+} // namespace
+
+sub_command timeline_command() {
+    return {.name = "timeline",
+            .summary = "What happened: faults, transfers and commands, with durations",
+            .details = "Reads the alert log; the program need not run. Times are this computer's "
+                       "own.\nTIME is 20:14, 20:14:03, 2026-03-01 or \"2026-03-01 20:14\".\n"
+                       "A fault, and a damaged line of the log, is a finding.",
+            .prepare = prepare};
+}
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,118 @@
+#include "tool/alert_history.hpp"
+
+#include <gtest/gtest.h>
+
+using namespace elvantris::operator_control;
+
+namespace {
+
+alert_line fault(std::int64_t time, const std::string& key, const std::string& message) {
+    return {.time = time, .event = alert_event::fault, .key = key, .message = message};
+}
+
+alert_line recovered(std::int64_t time, const std::string& key) {
+    return {.time = time, .event = alert_event::recovered, .key = key, .message = {}};
+}
+
+alert_line action(std::int64_t time, const std::string& message) {
+    return {.time = time, .event = alert_event::action, .key = {}, .message = message};
+}
+
+} // namespace
+
+TEST(read_alert_line, reads_the_three_kinds_that_the_program_writes) {
+    const auto begun = read_alert_line(
+        R"({"time":1790000000123,"event":"fault","key":"A:engine","message":"Main: \"x\"\n"})");
+    ASSERT_TRUE(begun);
+    EXPECT_EQ(begun->time, 1790000000123);
+    EXPECT_EQ(begun->event, alert_event::fault);
+    EXPECT_EQ(begun->key, "A:engine");
+    EXPECT_EQ(begun->message, "Main: \"x\"\n");
+
+    const auto ended = read_alert_line(R"({"time":5,"event":"recovered","key":"A:engine"})");
+    ASSERT_TRUE(ended);
+    EXPECT_EQ(ended->event, alert_event::recovered);
+    EXPECT_EQ(ended->key, "A:engine");
+
+    const auto sent = read_alert_line(R"({"time":0,"event":"action","message":"sent"})");
+    ASSERT_TRUE(sent);
+    EXPECT_EQ(sent->event, alert_event::action);
+    EXPECT_EQ(sent->message, "sent");
+}
+
+TEST(read_alert_line, refuses_whatever_is_damaged) {
+    for (const char* line :
+         {"",
+          "x",
+          "[]",
+          "1",
+          "null",
+          R"({"time":1,"event":"fault","key":"k","message":"m")",
+          R"({"time":1,"event":"fault","key":"k","message":"m"}{})",
+          R"({"event":"fault","key":"k","message":"m"})",
+          R"({"time":"1","event":"fault","key":"k","message":"m"})",
+          R"({"time":1.5,"event":"fault","key":"k","message":"m"})",
+          R"({"time":-1,"event":"fault","key":"k","message":"m"})",
+          R"({"time":253402300800000,"event":"fault","key":"k","message":"m"})",
+          R"({"time":99999999999999999999,"event":"fault","key":"k","message":"m"})",
+          R"({"time":1,"event":"other","key":"k","message":"m"})",
+          R"({"time":1,"event":"fault","message":"m"})",
+          R"({"time":1,"event":"fault","key":"k"})",
+          R"({"time":1,"event":"fault","key":1,"message":"m"})",
+          R"({"time":1,"event":"recovered","message":"m"})",
+          R"({"time":1,"event":"action","key":"k"})",
+          "{\"time\":1,\"event\":\"action\",\"message\":\"\xff\"}"})
+        EXPECT_FALSE(read_alert_line(line)) << line;
+    EXPECT_TRUE(read_alert_line(R"({"time":253402300799999,"event":"recovered","key":"k"})"));
+}
+
+TEST(time_of_alert_line, reads_the_front_alone) {
+    EXPECT_EQ(time_of_alert_line(R"({"time":1790000000123,"event")"), 1790000000123);
+    EXPECT_FALSE(time_of_alert_line(R"({ "time":1,"event")"));
+    EXPECT_FALSE(time_of_alert_line(R"({"time":1)"));
+    EXPECT_FALSE(time_of_alert_line(R"({"time":1x,)"));
+    EXPECT_FALSE(time_of_alert_line(R"({"time":99999999999999999999,)"));
+    EXPECT_FALSE(time_of_alert_line(""));
+}
+
+TEST(read_history, joins_a_fault_with_its_own_end) {
+    const auto history = read_history({fault(10, "A:engine", "Main: stopped"),
+                                       fault(11, "B:engine", "Backup: stopped"),
+                                       recovered(20, "A:engine"), recovered(30, "C:engine")});
+    ASSERT_EQ(history.size(), 2U);
+    EXPECT_EQ(history[0].begun, 10);
+    EXPECT_EQ(history[0].ended, 20);
+    EXPECT_EQ(history[1].message, "Backup: stopped");
+    EXPECT_FALSE(history[1].ended);
+}
+
+TEST(read_history, knows_transfers_blocks_and_commands) {
+    const auto history = read_history(
+        {fault(1, "A:engine", "m"), fault(1, "failover-blocked", "m"), fault(2, "transfer", "m"),
+         fault(3, "transfer-storage", "m"),
+         action(4, "Transfer to Backup / Router: sent; device execution unconfirmed.")});
+    ASSERT_EQ(history.size(), 5U);
+    EXPECT_EQ(history[0].kind, history_kind::fault);
+    EXPECT_EQ(history[1].kind, history_kind::blocked);
+    EXPECT_EQ(history[2].kind, history_kind::transfer);
+    EXPECT_EQ(history[3].kind, history_kind::blocked);
+    EXPECT_EQ(history[4].kind, history_kind::command);
+}
+
+TEST(read_history, tells_a_failed_command_once) {
+    const auto history =
+        read_history({fault(4, "action:Router:backup", "not sent"), action(4, "not sent"),
+                      action(5, "not sent"), action(5, "sent")});
+    ASSERT_EQ(history.size(), 3U);
+    EXPECT_EQ(history[0].kind, history_kind::fault);
+    EXPECT_EQ(history[1].begun, 5);
+    EXPECT_EQ(history[2].message, "sent");
+}
+
+TEST(read_history, leaves_a_fault_without_end_where_the_same_one_begins_again) {
+    const auto history = read_history(
+        {fault(1, "A:engine", "m"), fault(5, "A:engine", "m"), recovered(9, "A:engine")});
+    ASSERT_EQ(history.size(), 2U);
+    EXPECT_FALSE(history[0].ended);
+    EXPECT_EQ(history[1].ended, 9);
+}

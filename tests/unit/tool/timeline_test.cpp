@@ -1,0 +1,111 @@
+#include "tool/timeline.hpp"
+
+#include "tool/local_time.hpp"
+
+#include <gtest/gtest.h>
+
+using namespace elvantris::operator_control;
+
+namespace {
+
+const std::int64_t noon = read_local_time("2026-03-10 12:00:00", 0)->first;
+
+alert_line fault(std::int64_t time, const std::string& key, const std::string& message) {
+    return {.time = time, .event = alert_event::fault, .key = key, .message = message};
+}
+
+// A failover with one command, and the end of Main's fault.
+alert_log_part failover() {
+    return {
+        .lines = {fault(noon, "A:engine", "Main: Engine stopped or exited."),
+                  fault(noon + 5, "transfer", "Engine stopped or exited.; operating on Backup."),
+                  {.time = noon + 1010,
+                   .event = alert_event::action,
+                   .key = {},
+                   .message = "Transfer to Backup / \"R\": sent"},
+                  {.time = noon + 127'000,
+                   .event = alert_event::recovered,
+                   .key = "A:engine",
+                   .message = {}}},
+        .damaged = 0,
+        .begins_later = false};
+}
+
+std::size_t count_between(std::int64_t since, std::int64_t until) {
+    return timeline_between(failover(), since, until).entries.size();
+}
+
+} // namespace
+
+TEST(timeline, has_local_times_and_durations) {
+    const tool_answer answer = answer_timeline(timeline_between(failover(), 0, end_of_time));
+    EXPECT_EQ(answer.text, "2026-03-10\n"
+                           "12:00:00  fault    Main: Engine stopped or exited. (2 min 7 s)\n"
+                           "12:00:00  moved    Engine stopped or exited.; operating on Backup. "
+                           "(no end in the log)\n"
+                           "12:00:01  command  Transfer to Backup / \"R\": sent\n");
+    EXPECT_EQ(answer.exit, tool_exit::findings);
+    const json_tree& first = answer.tree["timeline"][0];
+    EXPECT_EQ(first["kind"], "fault");
+    EXPECT_EQ(first["durationMs"], 127'000);
+    EXPECT_EQ(first["begunLocal"], "2026-03-10 12:00:00.000");
+    EXPECT_TRUE(answer.tree["timeline"][1]["ended"].is_null());
+}
+
+TEST(timeline, writes_a_table) {
+    EXPECT_EQ(timeline_csv(timeline_between(failover(), 0, end_of_time)),
+              "begun,ended,duration_ms,kind,message\n"
+              "2026-03-10 12:00:00.000,2026-03-10 12:02:07.000,127000,fault,"
+              "\"Main: Engine stopped or exited.\"\n"
+              "2026-03-10 12:00:00.005,,,moved,"
+              "\"Engine stopped or exited.; operating on Backup.\"\n"
+              "2026-03-10 12:00:01.010,,,command,\"Transfer to Backup / \"\"R\"\": sent\"\n");
+}
+
+TEST(timeline, keeps_what_stood_in_the_time_that_was_asked_for) {
+    EXPECT_EQ(count_between(0, end_of_time), 3U);
+    EXPECT_EQ(count_between(noon + 1011, end_of_time), 2U) << "the command is over";
+    EXPECT_EQ(count_between(noon + 127'000, end_of_time), 2U);
+    EXPECT_EQ(count_between(noon + 127'001, end_of_time), 1U) << "the transfer stands";
+    EXPECT_EQ(count_between(0, noon + 4), 1U);
+    EXPECT_EQ(count_between(0, noon - 1), 0U);
+}
+
+TEST(timeline, says_that_nothing_happened) {
+    const tool_answer answer = answer_timeline(timeline_between({}, 0, end_of_time));
+    EXPECT_EQ(answer.text, "Nothing happened in this time.\n");
+    EXPECT_EQ(answer.exit, tool_exit::all_well);
+    EXPECT_TRUE(answer.tree["timeline"].empty());
+}
+
+TEST(timeline, takes_faults_and_blocks_for_findings_and_commands_for_none) {
+    const auto exit_with = [](history_kind kind) {
+        return answer_timeline(
+                   {.entries =
+                        {{.kind = kind, .begun = noon, .ended = {}, .key = {}, .message = {}}},
+                    .damaged = 0,
+                    .begins_later = false})
+            .exit;
+    };
+    EXPECT_EQ(exit_with(history_kind::fault), tool_exit::findings);
+    EXPECT_EQ(exit_with(history_kind::blocked), tool_exit::findings);
+    EXPECT_EQ(exit_with(history_kind::transfer), tool_exit::all_well);
+    EXPECT_EQ(exit_with(history_kind::command), tool_exit::all_well);
+}
+
+TEST(timeline, tells_of_damaged_and_left_out_lines) {
+    const tool_answer answer = answer_timeline({.entries = {}, .damaged = 2, .begins_later = true});
+    EXPECT_EQ(answer.text, "The log is long: older events are left out.\n"
+                           "Nothing happened in this time.\n"
+                           "Damaged lines of the log, left out: 2\n");
+    EXPECT_EQ(answer.exit, tool_exit::findings);
+    EXPECT_EQ(answer.tree["damagedLines"], 2);
+    EXPECT_EQ(answer.tree["olderLeftOut"], true);
+}
+
+TEST(timeline, has_no_negative_duration_after_the_clock_was_set_back) {
+    alert_log_part log = failover();
+    log.lines.back().time = noon - 1000;
+    const tool_answer answer = answer_timeline(timeline_between(log, 0, end_of_time));
+    EXPECT_EQ(answer.tree["timeline"][0]["durationMs"], 0);
+}
