@@ -1,5 +1,6 @@
 #include "tool/sub_commands.hpp"
 
+#include "tool/check_command.hpp"
 #include "tool/timeline_command.hpp"
 
 #include <array>
@@ -8,6 +9,7 @@ namespace elvantris::operator_control {
 
 std::span<const sub_command> sub_commands() {
     static const std::array table{
+        check_command(),
         timeline_command(),
     };
     return table;

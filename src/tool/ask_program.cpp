@@ -1,0 +1,37 @@
+#include "tool/program_status.hpp"
+
+#include "systems/server_http.hpp"
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr const char* loopback = "127.0.0.1";
+constexpr std::uint16_t api_port = 5251;
+constexpr std::uint64_t most_bytes = 67'108'864;
+constexpr milliseconds step_limit{3000};
+constexpr milliseconds whole_limit{5000};
+constexpr milliseconds knock_limit{1000};
+
+} // namespace
+
+program_reply ask_program() {
+    const http_call call{.host = loopback,
+                         .port = api_port,
+                         .method = "GET",
+                         .path = "/api/status",
+                         .body = {},
+                         .content_type = {},
+                         .timeout = step_limit};
+    const http_response response = http_exchange_bounded(call, most_bytes, whole_limit);
+    if (response.status == 0)
+        return {.presence = knock_on_loopback(api_port, knock_limit)
+                                ? program_presence::not_answering
+                                : program_presence::not_running,
+                .status = {}};
+    program_reply reply{.presence = program_presence::another_program, .status = {}};
+    if (response.status == 200) reply.status = read_status(response.body);
+    if (reply.status) reply.presence = program_presence::running;
+    return reply;
+}
+
+} // namespace elvantris::operator_control

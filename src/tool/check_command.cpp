@@ -1,0 +1,89 @@
+#include "tool/check_command.hpp"
+
+#include "os/file_paths.hpp"
+#include "tool/check_memory.hpp"
+#include "tool/check_report.hpp"
+#include "tool/check_rules.hpp"
+#include "tool/known_hosts.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace elvantris::operator_control {
+namespace {
+
+std::set<std::string> hosts_of(const protection_policy& policy) {
+    std::set<std::string> hosts;
+    for (const outbound_action& action : policy.actions)
+        if (action.enabled) hosts.insert(action.host);
+    return hosts;
+}
+
+std::string folder_of(const std::string& config_path) {
+    const std::string folder = parent_folder(config_path);
+    return folder.empty() ? current_folder() : folder;
+}
+
+check_view look(const std::string& config_path) {
+    check_view view{.config_path = config_path,
+                    .program = ask_program(),
+                    .program_uses_it = true,
+                    .files = read_saved_files(config_path),
+                    .unknown_hosts = {},
+                    .free_bytes = free_bytes(folder_of(config_path)),
+                    .remembered_decks = load_check_memory(config_path)};
+    if (const auto& status = view.program.status)
+        view.program_uses_it =
+            status->config_path == config_path || is_same_file(status->config_path, config_path);
+    view.unknown_hosts = unknown_among(hosts_of(setup_of(view).policy));
+    return view;
+}
+
+// The decks of now are those of the next check, too. False if that can't be written.
+bool remember_decks(check_view& view) {
+    const std::vector<seen_deck>& decks = view.program.status->decks;
+    if (decks == view.remembered_decks) return true;
+    view.remembered_decks = decks;
+    return save_check_memory(view.config_path, decks);
+}
+
+tool_answer check(bool accept_decks, const common_options& common) {
+    check_view view = look(common.config_path);
+    const bool running = view.program.presence == program_presence::running;
+    if (!running && view.files.configuration != file_condition::whole)
+        return could_not_look(check_program(view).front().sentence + ' ' +
+                              check_files(view).front().sentence + ' ' +
+                              check_files(view).front().advice);
+    bool remembered = !accept_decks || !running || remember_decks(view);
+    findings found = check_before_show(view);
+    if (found.empty()) remembered = remember_decks(view);
+    if (!remembered)
+        found.push_back({.id = "memory",
+                         .sentence = "The decks could not be written down in " +
+                                     check_memory_path(view.config_path) + '.',
+                         .advice = "Check who may write in that folder."});
+    return answer_check(found, setup_of(view).policy);
+}
+
+command_run prepare(CLI::App& parser) {
+    const auto accept_decks = std::make_shared<bool>(false);
+    parser.add_flag("--accept-decks", *accept_decks,
+                    "Take the decks that are there now for all there should be");
+    return [accept_decks](const common_options& common) { return check(*accept_decks, common); };
+}
+
+} // namespace
+
+sub_command check_command() {
+    return {.name = "check",
+            .summary = "Before the show: is everything ready?",
+            .details =
+                "Asks the running program and reads its files. Prints READY, or each reason why "
+                "not.\nThe program does not tell whether an engine is still starting; wait until "
+                "the startup grace is over.\nA good check writes the decks that it saw into one "
+                "file, <configuration file>.check.json; nothing else is ever written.",
+            .prepare = prepare};
+}
+
+} // namespace elvantris::operator_control

@@ -1,0 +1,41 @@
+#include "tool/json_fields.hpp"
+
+namespace elvantris::operator_control {
+namespace {
+
+const json_tree& field(const json_tree& object, const char* key) {
+    static const json_tree none;
+    const auto found = object.find(key);
+    return found == object.end() ? none : *found;
+}
+
+} // namespace
+
+std::string text_field(const json_tree& object, const char* key) {
+    const json_tree& value = field(object, key);
+    return value.is_string() ? value.get<std::string>() : "";
+}
+
+bool flag_field(const json_tree& object, const char* key) {
+    const json_tree& value = field(object, key);
+    return value.is_boolean() && value.get<bool>();
+}
+
+std::int64_t number_field(const json_tree& object, const char* key, std::int64_t fallback) {
+    const json_tree& value = field(object, key);
+    return value.is_number_integer() ? value.get<std::int64_t>() : fallback;
+}
+
+const json_tree& array_field(const json_tree& object, const char* key) {
+    static const json_tree empty = json_tree::array();
+    const json_tree& value = field(object, key);
+    return value.is_array() ? value : empty;
+}
+
+const json_tree& object_field(const json_tree& object, const char* key) {
+    static const json_tree empty = json_tree::object();
+    const json_tree& value = field(object, key);
+    return value.is_object() ? value : empty;
+}
+
+} // namespace elvantris::operator_control

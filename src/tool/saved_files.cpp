@@ -1,0 +1,44 @@
+#include "tool/saved_files.hpp"
+
+#include "json/field_scanner.hpp"
+#include "os/files.hpp"
+#include "os/settings_file.hpp"
+#include "protection/protection_disk.hpp"
+
+#include <optional>
+
+namespace elvantris::operator_control {
+namespace {
+
+struct settings_text {
+    file_condition condition = file_condition::whole;
+    std::string text; // of a whole file
+};
+
+settings_text read_settings(const std::string& path) {
+    read_failure failure{};
+    std::optional<std::string> text = read_whole_file(path, largest_settings_file, &failure);
+    if (!text)
+        return {.condition = failure == read_failure::missing ? file_condition::missing
+                                                              : file_condition::unreadable,
+                .text = {}};
+    if (!json_is_whole_object(*text)) return {.condition = file_condition::damaged, .text = {}};
+    return {.condition = file_condition::whole, .text = std::move(*text)};
+}
+
+} // namespace
+
+saved_files read_saved_files(const std::string& config_path) {
+    saved_files files;
+    const settings_text configuration = read_settings(config_path);
+    files.configuration = configuration.condition;
+    if (configuration.condition == file_condition::whole)
+        read_registry_json(configuration.text, files.registry);
+    const settings_text state = read_settings(state_path_for(config_path));
+    files.state = state.condition;
+    if (state.condition == file_condition::whole)
+        read_memory(state.text, files.memory, files.invalid_policy);
+    return files;
+}
+
+} // namespace elvantris::operator_control
