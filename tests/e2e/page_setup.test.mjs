@@ -727,7 +727,9 @@ async function end_discovery(held) {
   await view.stop_polling();
   held.release();
   await view.until_requests(1);
-  await view.page.waitForFunction('requests.every(({ answered }) => answered)');
+  await view.page.waitForFunction(
+    'running_refreshes.size === 0 && requests.every(({ answered }) => answered)',
+  );
 }
 
 const since_discovery = [
@@ -767,6 +769,19 @@ for (const [name, meanwhile] of since_discovery) {
     view.complaints.length = 0; // the browser's own words about a refusal
   });
 }
+
+test('a_discovery_that_nobody_could_hear_of_is_not_said_to_have_ended', async () => {
+  const page = await open_unread_setup();
+  view.reply = 'away';
+  await page.evaluate('requests.length = 0');
+  await page.click('text=Rediscover Systems');
+  await view.until_requests(2);
+  await page.waitForFunction(
+    'running_refreshes.size === 0 && requests.every(({ answered }) => answered)',
+  );
+  assert.deepEqual(await message(), [unavailable, 'danger']);
+  view.complaints.length = 0; // the browser's own words about the failed requests
+});
 
 test('a_discovery_asked_for_during_a_save_leaves_its_message', async () => {
   const page = await view.open_setup();

@@ -83,8 +83,8 @@ async function rediscover() {
   const messages = setup_messages;
   await post('/api/discover').catch(() => {});
   await pause(250);
-  await refresh();
-  if (messages !== setup_messages || setup_posting === setup_openings) return;
+  const error = await refresh();
+  if (error || messages !== setup_messages || setup_posting === setup_openings) return;
   say_in_setup('Discovery has ended. Open this dialog again to see what was found.');
 }
 
