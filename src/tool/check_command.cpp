@@ -66,7 +66,7 @@ tool_answer check(bool accept_decks, const common_options& common) {
     return answer_check(found, setup_of(view).policy);
 }
 
-command_run prepare(CLI::App& parser) {
+command_run prepare_check(CLI::App& parser) {
     const auto accept_decks = std::make_shared<bool>(false);
     parser.add_flag("--accept-decks", *accept_decks,
                     "Take the decks that are there now for all there should be");
@@ -83,7 +83,7 @@ sub_command check_command() {
                 "not.\nThe program does not tell whether an engine is still starting; wait until "
                 "the startup grace is over.\nA good check writes the decks that it saw into one "
                 "file, <configuration file>.check.json; nothing else is ever written.",
-            .prepare = prepare};
+            .prepare = prepare_check};
 }
 
 } // namespace elvantris::operator_control

@@ -95,10 +95,10 @@ std::optional<time_span> last_such_clock(std::tm clock, std::int64_t length, std
     return span_of(*calendar, length);
 }
 
-std::string two_units(std::int64_t milliseconds, std::int64_t large, const char* large_name,
+std::string two_units(std::int64_t length_ms, std::int64_t large, const char* large_name,
                       std::int64_t small, const char* small_name) {
-    const std::int64_t rest = milliseconds % large / small;
-    std::string text = std::to_string(milliseconds / large) + ' ' + large_name;
+    const std::int64_t rest = length_ms % large / small;
+    std::string text = std::to_string(length_ms / large) + ' ' + large_name;
     if (rest > 0) text += ' ' + std::to_string(rest) + ' ' + small_name;
     return text;
 }
@@ -129,12 +129,12 @@ std::optional<time_span> read_local_time(std::string_view text, std::int64_t now
     return std::nullopt;
 }
 
-std::string duration_text(std::int64_t milliseconds) {
-    if (milliseconds < second_ms) return std::to_string(milliseconds) + " ms";
-    if (milliseconds < minute_ms) return std::to_string(milliseconds / second_ms) + " s";
-    if (milliseconds < hour_ms) return two_units(milliseconds, minute_ms, "min", second_ms, "s");
-    if (milliseconds < day_ms) return two_units(milliseconds, hour_ms, "h", minute_ms, "min");
-    return two_units(milliseconds, day_ms, "d", hour_ms, "h");
+std::string duration_text(std::int64_t length_ms) {
+    if (length_ms < second_ms) return std::to_string(length_ms) + " ms";
+    if (length_ms < minute_ms) return std::to_string(length_ms / second_ms) + " s";
+    if (length_ms < hour_ms) return two_units(length_ms, minute_ms, "min", second_ms, "s");
+    if (length_ms < day_ms) return two_units(length_ms, hour_ms, "h", minute_ms, "min");
+    return two_units(length_ms, day_ms, "d", hour_ms, "h");
 }
 
 } // namespace elvantris::operator_control

@@ -23,6 +23,6 @@ struct time_span {
 std::optional<time_span> read_local_time(std::string_view text, std::int64_t now);
 
 // "129 ms", "7 s", "2 min 7 s", "1 h 3 min", "2 d 3 h".
-std::string duration_text(std::int64_t milliseconds);
+std::string duration_text(std::int64_t length_ms);
 
 } // namespace elvantris::operator_control

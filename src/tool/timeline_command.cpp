@@ -36,7 +36,7 @@ tool_answer tell_timeline(const timeline_options& asked, const common_options& c
     return answer;
 }
 
-command_run prepare(CLI::App& parser) {
+command_run prepare_timeline(CLI::App& parser) {
     const auto asked = std::make_shared<timeline_options>();
     parser.add_option("--since", asked->since, "Leave out what ended before")->type_name("TIME");
     parser.add_option("--until", asked->until, "Leave out what began later")->type_name("TIME");
@@ -52,7 +52,7 @@ sub_command timeline_command() {
             .details = "Reads the alert log; the program need not run. Times are this computer's "
                        "own.\nTIME is 20:14, 20:14:03, 2026-03-01 or \"2026-03-01 20:14\".\n"
                        "A fault, and a damaged line of the log, is a finding.",
-            .prepare = prepare};
+            .prepare = prepare_timeline};
 }
 
 } // namespace elvantris::operator_control
