@@ -1,6 +1,7 @@
 #include "tool/sub_commands.hpp"
 
 #include "tool/check_command.hpp"
+#include "tool/explain_command.hpp"
 #include "tool/timeline_command.hpp"
 
 #include <array>
@@ -11,6 +12,7 @@ std::span<const sub_command> sub_commands() {
     static const std::array table{
         check_command(),
         timeline_command(),
+        explain_command(),
     };
     return table;
 }

@@ -1,0 +1,70 @@
+#include "tool/explain_command.hpp"
+
+#include "os/clock.hpp"
+#include "tool/alert_log_file.hpp"
+#include "tool/explain_rules.hpp"
+#include "tool/local_time.hpp"
+#include "tool/saved_files.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace elvantris::operator_control {
+namespace {
+
+// What the program works with: its own account if it runs, else what is saved.
+void add_present(explain_view& view, const std::string& config_path) {
+    const program_reply program = ask_program();
+    view.presence = program.presence;
+    if (const auto& status = program.status) {
+        view.enabled = status->registry.enabled;
+        view.held_on_backup = status->protection.held_on_backup;
+        view.policy = status->protection.policy;
+        return;
+    }
+    const saved_files files = read_saved_files(config_path);
+    view.enabled = files.registry.enabled;
+    view.held_on_backup = files.memory.heldOnBackup;
+    view.policy = files.memory.policy;
+}
+
+tool_answer explain_moment(const std::string& at, const common_options& common) {
+    const std::int64_t now = wall_clock_ms();
+    const auto asked = at.empty() ? time_span{.first = now, .last = now} : read_local_time(at, now);
+    if (!asked) return could_not_look(unknown_time(at));
+    const std::int64_t until = at.empty() ? end_of_time : asked->last + aftermath_ms;
+    const auto log = open_alert_log(common.config_path, until);
+    if (const auto* sentence = std::get_if<std::string>(&log)) return could_not_look(*sentence);
+    const auto& part = std::get<alert_log_part>(log);
+    explain_view view{.history = read_history(part.lines),
+                      .at = at.empty() ? end_of_time : asked->last,
+                      .about_now = at.empty(),
+                      .presence = program_presence::running,
+                      .enabled = true,
+                      .held_on_backup = false,
+                      .policy = {}};
+    add_present(view, common.config_path);
+    return answer_explanation(explain(view), part.damaged);
+}
+
+command_run prepare_explain(CLI::App& parser) {
+    const auto at = std::make_shared<std::string>();
+    parser.add_option("--at", *at, "The moment in question; without it, the last event")
+        ->type_name("TIME");
+    return [at](const common_options& common) { return explain_moment(*at, common); };
+}
+
+} // namespace
+
+sub_command explain_command() {
+    return {.name = "explain",
+            .summary = "Why did operation move, or why not?",
+            .details = "Reads the alert log, and asks the program for its settings of now; the log "
+                       "does not hold those of then. Times are this computer's own.\n"
+                       "TIME is 20:14, 20:14:03, 2026-03-01 or \"2026-03-01 20:14\".\n"
+                       "Anything but a time without a fault of Main is a finding.",
+            .prepare = prepare_explain};
+}
+
+} // namespace elvantris::operator_control

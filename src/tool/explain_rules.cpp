@@ -1,0 +1,273 @@
+#include "tool/explain_rules.hpp"
+
+#include "protection/evaluation.hpp"
+#include "tool/alert_texts.hpp"
+#include "tool/local_time.hpp"
+
+#include <algorithm>
+
+namespace elvantris::operator_control {
+namespace {
+
+constexpr std::int64_t same_event_ms = 2000; // alert and transfer are of one cycle
+constexpr std::int64_t long_ago_ms = 600'000;
+
+constexpr std::string_view main_prefix = "Main: ";
+constexpr std::string_view backup_prefix = "Backup: ";
+constexpr std::string_view operator_request = "Operator requested transfer";
+constexpr std::string_view moved_words = "; operating on ";
+
+bool is_of_main(const history_entry& entry) {
+    return entry.kind == history_kind::fault && entry.message.starts_with(main_prefix);
+}
+
+bool is_of_backup(const history_entry& entry) {
+    return entry.kind == history_kind::fault && (entry.message.starts_with(backup_prefix) ||
+                                                 entry.message == alert_texts::not_synchronized);
+}
+
+bool is_transfer(const history_entry& entry) {
+    return entry.kind == history_kind::transfer;
+}
+
+std::string reason_of(const history_entry& transfer) {
+    return transfer.message.substr(0, transfer.message.rfind(moved_words));
+}
+
+bool goes_to_backup(const history_entry& transfer) {
+    return transfer.message.find(std::string(moved_words) + "Backup") != std::string::npos;
+}
+
+const char* target_of(const history_entry& transfer) {
+    return goes_to_backup(transfer) ? "Backup" : "Main";
+}
+
+// What the question is about: the last transfer, block or fault of Main up to the moment.
+const history_entry* event_in_question(const explain_view& view) {
+    const history_entry* last = nullptr;
+    for (const history_entry& entry : view.history)
+        if (entry.begun <= view.at &&
+            (is_transfer(entry) || entry.kind == history_kind::blocked || is_of_main(entry)))
+            last = &entry;
+    if (last == nullptr) return nullptr;
+    // Alert and transfer may lie on two sides of the moment.
+    for (const history_entry& entry : view.history)
+        if (is_transfer(entry) && !is_transfer(*last) && entry.begun >= last->begun &&
+            entry.begun <= last->begun + same_event_ms)
+            return &entry;
+    const bool lasts = !is_transfer(*last) && last->stood_at(view.at);
+    const bool recent = last->begun >= view.at - long_ago_ms;
+    return view.about_now || lasts || recent ? last : nullptr;
+}
+
+// Tells one event.
+class story_teller {
+public:
+    story_teller(const explain_view& view, const history_entry& event)
+        : view_(view), event_(event) {}
+
+    explanation tell() {
+        tell_faults();
+        if (is_transfer(event_))
+            tell_transfer();
+        else if (const history_entry* block = block_in_question())
+            tell_block(*block);
+        else
+            tell_stay();
+        std::ranges::stable_sort(told_.story, {}, &story_line::time);
+        return std::move(told_);
+    }
+
+private:
+    void add(std::int64_t time, std::string text) {
+        told_.story.push_back({.time = time, .text = std::move(text)});
+    }
+
+    bool stood(const history_entry& entry) const { return entry.stood_at(event_.begun); }
+
+    // What was wrong with the servers at that moment, and when it ended.
+    void tell_faults() {
+        for (const history_entry& entry : view_.history) {
+            const bool readiness = entry.message == alert_texts::backup_not_ready;
+            if (!stood(entry) || !(is_of_main(entry) || is_of_backup(entry) || readiness)) continue;
+            add(entry.begun, entry.message);
+            if (entry.ended) add(*entry.ended, "Ended: " + entry.message);
+        }
+    }
+
+    void tell_transfer() {
+        told_.outcome = operation_outcome::moved;
+        const std::string reason = reason_of(event_);
+        if (reason == operator_request) {
+            told_.summary =
+                std::string("The operator moved operation to ") + target_of(event_) + '.';
+            add(event_.begun, told_.summary);
+        } else {
+            told_.summary = std::string("Operation moved to ") + target_of(event_) +
+                            " because of Main: " + reason;
+            told_.reasons.emplace_back("Automatic failover was armed, and Backup was ready.");
+            add(event_.begun, std::string("Moved to ") + target_of(event_) + after_alert(reason));
+        }
+        tell_earlier_block();
+        tell_commands();
+    }
+
+    std::string after_alert(const std::string& reason) const {
+        const std::string message = std::string(main_prefix) + reason;
+        for (const history_entry& entry : view_.history)
+            if (stood(entry) && entry.message == message)
+                return ", " + duration_text(event_.begun - entry.begun) + " after the alert.";
+        return ".";
+    }
+
+    // A transfer may be late because something was in its way until then.
+    void tell_earlier_block() {
+        for (const history_entry& entry : view_.history)
+            if (entry.kind == history_kind::blocked && entry.begun <= event_.begun && entry.ended &&
+                *entry.ended >= event_.begun - same_event_ms &&
+                *entry.ended <= event_.begun + same_event_ms)
+                add(entry.begun, "Blocked until then: " + entry.message);
+    }
+
+    void tell_commands() {
+        std::size_t sent = 0;
+        std::int64_t last_sent = 0;
+        const std::string sequence =
+            goes_to_backup(event_) ? "Transfer to Backup / " : "Return to Main / ";
+        for (const history_entry& entry : view_.history) {
+            if (is_transfer(entry) && entry.begun > event_.begun) break;
+            if (entry.begun < event_.begun || entry.begun > event_.begun + aftermath_ms ||
+                !entry.message.starts_with(sequence))
+                continue;
+            if (entry.message.ends_with(": sent; device execution unconfirmed.")) {
+                ++sent;
+                last_sent = entry.begun;
+            } else {
+                add(entry.begun, "A command failed: " + entry.message.substr(sequence.size()));
+            }
+        }
+        if (sent == 1) add(last_sent, "1 command sent.");
+        if (sent > 1) add(last_sent, std::to_string(sent) + " commands sent.");
+    }
+
+    // The block itself may be in question, or stand beside the fault that is.
+    const history_entry* block_in_question() const {
+        if (event_.kind == history_kind::blocked) return &event_;
+        for (const history_entry& entry : view_.history)
+            if (entry.kind == history_kind::blocked && entry.begun >= event_.begun &&
+                entry.begun <= event_.begun + same_event_ms)
+                return &entry;
+        return nullptr;
+    }
+
+    void tell_block(const history_entry& block) {
+        told_.outcome = operation_outcome::blocked;
+        add(block.begun, block.message);
+        if (block.ended) add(*block.ended, "No longer blocked.");
+        if (block.key == "transfer-storage") {
+            told_.summary = "Operation did not move: the disk refused to keep the hold.";
+            told_.reasons.emplace_back("Free the disk, and check the rights of the folder.");
+        } else if (block.message.find("outbound sequence") != std::string::npos) {
+            told_.summary = "Operation did not move: commands were still being sent.";
+            told_.reasons.emplace_back("Shorten delays, timeouts and retries of the commands.");
+        } else {
+            tell_unready_backup();
+        }
+    }
+
+    void tell_unready_backup() {
+        told_.summary = "Operation did not move: Backup was not ready";
+        for (const history_entry& entry : view_.history)
+            if (stood(entry) && entry.message == alert_texts::backup_not_ready)
+                told_.summary += " from " + local_clock(entry.begun) + " on";
+        told_.summary += '.';
+        for (const history_entry& entry : view_.history)
+            if (stood(entry) && is_of_backup(entry)) told_.reasons.push_back(entry.message);
+        if (told_.reasons.empty())
+            told_.reasons.emplace_back(
+                "No fault of Backup is in the log: its engine may have been starting.");
+    }
+
+    // As the policy is now.
+    fault_mode mode_of_fault() const {
+        const std::string message = event_.message.substr(main_prefix.size());
+        for (const fault_condition& each : server_conditions(view_.policy, {}, {}))
+            if (each.message.written() == message) return each.mode;
+        for (const output_rule& rule : view_.policy.outputRules)
+            if (message.ends_with(": " + rule.mainId)) return rule.mode;
+        return mode_failover;
+    }
+
+    bool was_held() const {
+        const history_entry* last = nullptr;
+        for (const history_entry& entry : view_.history)
+            if (is_transfer(entry) && entry.begun <= event_.begun) last = &entry;
+        return last != nullptr && goes_to_backup(*last);
+    }
+
+    bool both_lost() const {
+        const auto lost = [&](std::string_view prefix) {
+            return std::ranges::any_of(view_.history, [&](const history_entry& entry) {
+                return stood(entry) &&
+                       entry.message == std::string(prefix) + "Server communication lost.";
+            });
+        };
+        return lost(main_prefix) && lost(backup_prefix);
+    }
+
+    void tell_stay() {
+        told_.outcome = operation_outcome::stayed;
+        told_.summary = "Operation did not move for " + event_.message;
+        if (was_held())
+            told_.reasons.emplace_back("It was held on Backup already: nothing moves by itself "
+                                       "until the operator returns to Main.");
+        else if (mode_of_fault() != mode_failover)
+            told_.reasons.emplace_back("This condition only alerts; it starts no failover.");
+        else if (both_lost())
+            told_.reasons.emplace_back("Both servers were lost together: then the workstation may "
+                                       "be the one that is cut off, and operation stays.");
+        else
+            tell_settings_of_now();
+    }
+
+    void tell_settings_of_now() {
+        if (!view_.policy.armed) told_.reasons.emplace_back("Automatic failover is disarmed now.");
+        if (!view_.enabled) told_.reasons.emplace_back("The pair is disabled now.");
+        told_.reasons.emplace_back(
+            told_.reasons.empty()
+                ? "It may have been disarmed, or the pair disabled: the log does not tell."
+                : "The log does not tell whether that was so then.");
+    }
+
+    const explain_view& view_;
+    const history_entry& event_;
+    explanation told_;
+};
+
+explanation tell_of_no_fault(const explain_view& view) {
+    explanation told;
+    told.summary = "The program saw no fault of Main";
+    told.summary += view.about_now ? "." : " at that time.";
+    std::string ignored;
+    for (const fault_condition& each : server_conditions(view.policy, {}, {}))
+        if (each.mode == mode_ignore) ignored += ' ' + each.message.written();
+    if (!ignored.empty()) told.reasons.push_back("Conditions that are ignored now:" + ignored);
+    told.reasons.emplace_back("A fault that is shorter than its delay, an output that no rule "
+                              "names, and a wrong picture are no faults for the program.");
+    return told;
+}
+
+} // namespace
+
+explanation explain(const explain_view& view) {
+    const history_entry* const event = event_in_question(view);
+    explanation told =
+        event == nullptr ? tell_of_no_fault(view) : story_teller(view, *event).tell();
+    if (view.presence != program_presence::running)
+        told.reasons.emplace_back(presence_sentence(view.presence));
+    if (view.about_now && view.held_on_backup)
+        told.reasons.emplace_back("Operation is held on Backup now.");
+    return told;
+}
+
+} // namespace elvantris::operator_control

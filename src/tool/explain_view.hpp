@@ -1,0 +1,27 @@
+// What an explanation is made from, read before it is told.
+#pragma once
+
+#include "tool/alert_history.hpp"
+#include "tool/program_status.hpp"
+
+#include <cstdint>
+#include <vector>
+
+namespace elvantris::operator_control {
+
+// For how long after a transfer its commands still belong to it: a sequence may take minutes.
+inline constexpr std::int64_t aftermath_ms = 900'000;
+
+struct explain_view {
+    // Also what came a little later than the moment: the commands follow a transfer.
+    std::vector<history_entry> history;
+    std::int64_t at = 0;   // the moment in question
+    bool about_now = true; // then the last event counts, however old it is
+    program_presence presence = program_presence::running;
+    // As they are now; the log doesn't tell how they were then.
+    bool enabled = true;
+    bool held_on_backup = false;
+    protection_policy policy;
+};
+
+} // namespace elvantris::operator_control
