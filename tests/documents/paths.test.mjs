@@ -10,7 +10,18 @@ const is_there = (name) =>
 
 const folders = [
   ...['src', 'tests', 'simulator', 'packaging', 'assets', 'docs'],
-  ...['app', 'local', 'platform', 'routing', 'protection', 'decks', 'systems', 'json', 'os'],
+  ...[
+    'app',
+    'local',
+    'platform',
+    'routing',
+    'protection',
+    'decks',
+    'systems',
+    'json',
+    'os',
+    'tool',
+  ],
 ].join('|');
 const named = new RegExp(`\`((?:${folders})/[\\w./-]+)\``, 'g');
 
