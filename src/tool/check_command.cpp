@@ -6,8 +6,6 @@
 #include "tool/check_rules.hpp"
 #include "tool/known_hosts.hpp"
 
-#include <CLI/CLI.hpp>
-
 #include <memory>
 
 namespace elvantris::operator_control {

@@ -6,8 +6,6 @@
 #include "tool/local_time.hpp"
 #include "tool/saved_files.hpp"
 
-#include <CLI/CLI.hpp>
-
 #include <memory>
 
 namespace elvantris::operator_control {

@@ -3,8 +3,6 @@
 #include "systems/settings_place.hpp"
 #include "tool/sub_commands.hpp"
 
-#include <CLI/CLI.hpp>
-
 #include <exception>
 #include <iostream>
 

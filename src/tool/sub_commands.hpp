@@ -3,13 +3,11 @@
 
 #include "tool/answer.hpp"
 
+#include <CLI/CLI.hpp>
+
 #include <functional>
 #include <span>
 #include <string>
-
-namespace CLI {
-class App;
-}
 
 namespace elvantris::operator_control {
 

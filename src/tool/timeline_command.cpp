@@ -5,8 +5,6 @@
 #include "tool/local_time.hpp"
 #include "tool/timeline.hpp"
 
-#include <CLI/CLI.hpp>
-
 #include <limits>
 #include <memory>
 

@@ -8,6 +8,7 @@ import { after, before, beforeEach, test } from 'node:test';
 import { addresses, until, windows } from './support/environment.mjs';
 import { decks, plug_into, until_control, xl } from './support/decks.mjs';
 import { occupy } from './support/http.mjs';
+import { start_silent_resolver } from './support/network.mjs';
 import { get_status, until_active, until_alert } from './support/operator.mjs';
 import { Pair, paired_config, quick_policy } from './support/pair.mjs';
 import { ask_tool, ask_tool_json, run_tool } from './support/tool.mjs';
@@ -124,6 +125,17 @@ test('settings_that_would_fail_the_show_are_found', async () => {
   for (const id of expected) assert.ok(found.includes(id), `${id} in ${found}`);
   assert.equal(longestSequenceMs.backup, 12000);
   for (const { advice } of findings) assert.notEqual(advice, '');
+});
+
+test('a_name_server_that_never_answers_keeps_the_check_waiting_for_a_moment_only', async () => {
+  const resolver = await start_silent_resolver();
+  try {
+    const action = { name: 'Router', event: 'backup', port: 7000, payload: 'x', enabled: true };
+    await pair.settle({ actions: [{ ...action, host: 'router.example' }] });
+    await until_found('The address of the command "Router" can\'t be found: router.example.');
+  } finally {
+    await resolver.stop();
+  }
 });
 
 test('another_configuration_file_than_the_programs_is_found', async () => {

@@ -1,5 +1,6 @@
 #include "fuzz_input.hpp"
 #include "tool/alert_log_reader.hpp"
+#include "tool/explain_rules.hpp"
 #include "tool/timeline.hpp"
 
 #include <algorithm>
@@ -31,7 +32,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     }
     require(kept <= bounds.kept_bytes);
 
-    // Whatever was read can be shown in all three ways.
+    // Whatever was read can be explained at each of its moments.
+    explain_view view;
+    view.history = read_history(read.lines);
+    view.about_now = false;
+    for (const alert_line& line : read.lines) {
+        view.at = line.time;
+        require(!answer_explanation(explain(view), 0).text.empty());
+    }
+
+    // And shown in all three ways.
     const timeline shown = timeline_between(read, 0, end_of_time);
     const tool_answer answer = answer_timeline(shown);
     require(answer.tree["timeline"].size() == shown.entries.size());
