@@ -1,5 +1,6 @@
 #include "os/process.hpp"
 #include "os/sockets.hpp"
+#include "os/utf8_console.hpp"
 #include "tool/run_tool.hpp"
 
 int main(int argc, char** argv) {
@@ -7,5 +8,6 @@ int main(int argc, char** argv) {
 
     ignore_write_signals();
     const socket_runtime sockets;
+    const utf8_console console;
     return run_tool(command_line_arguments(argc, argv));
 }
