@@ -6,6 +6,7 @@ import { memory_mib } from '../tests/e2e/support/hostile.mjs';
 import { Device } from '../tests/e2e/support/network.mjs';
 import { get_status, health_of, operate } from '../tests/e2e/support/operator.mjs';
 import { Pair } from '../tests/e2e/support/pair.mjs';
+import { ask_tool } from '../tests/e2e/support/tool.mjs';
 import { Workstation } from '../tests/e2e/support/workstation.mjs';
 import {
   first,
@@ -42,6 +43,17 @@ async function measure_start() {
   }
   await workstation.remove();
   say('start until the API answers', spread(delays));
+}
+
+// From the start of the tool to its end.
+async function measure_check(workstation) {
+  const delays = [];
+  for (let run = 0; run < 20; run += 1) {
+    const begin = now();
+    await ask_tool(workstation, 'check');
+    delays.push(now() - begin);
+  }
+  say('elvantris-redundancy-tool check', spread(delays));
 }
 
 async function measure_idle(workstation, seconds) {
@@ -143,6 +155,7 @@ const { main } = pair;
 try {
   await pair.settle({ lossMs: 500, actions: [command] });
   await sleep(1500); // the grace
+  await measure_check(pair.workstation);
   await measure_idle(pair.workstation, 30);
   await measure_status_load(pair, 30, 200);
   const stopped = await transfers(
