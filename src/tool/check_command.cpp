@@ -42,8 +42,9 @@ check_view look(const std::string& config_path) {
 bool remember_decks(check_view& view) {
     const std::vector<seen_deck>& decks = view.program.status->decks;
     if (decks == view.remembered_decks) return true;
+    if (!save_check_memory(view.config_path, decks)) return false;
     view.remembered_decks = decks;
-    return save_check_memory(view.config_path, decks);
+    return true;
 }
 
 tool_answer check(bool accept_decks, const common_options& common) {

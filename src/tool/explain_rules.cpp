@@ -42,13 +42,24 @@ const char* target_of(const history_entry& transfer) {
     return goes_to_backup(transfer) ? "Backup" : "Main";
 }
 
-// What the question is about: the last transfer, block or fault of Main up to the moment.
-const history_entry* event_in_question(const explain_view& view) {
+// The last transfer, block or fault of Main up to the moment. To a question about now, what befalls
+// Main while operation is held on Backup is no answer: the transfer is.
+const history_entry* last_event(const explain_view& view) {
     const history_entry* last = nullptr;
-    for (const history_entry& entry : view.history)
-        if (entry.begun <= view.at &&
-            (is_transfer(entry) || entry.kind == history_kind::blocked || is_of_main(entry)))
+    bool held = false;
+    for (const history_entry& entry : view.history) {
+        if (entry.begun > view.at) continue;
+        if (is_transfer(entry)) held = goes_to_backup(entry);
+        if (is_transfer(entry) || entry.kind == history_kind::blocked ||
+            (is_of_main(entry) && !(held && view.about_now)))
             last = &entry;
+    }
+    return last;
+}
+
+// What the question is about; null if nothing was wrong around that moment.
+const history_entry* event_in_question(const explain_view& view) {
+    const history_entry* const last = last_event(view);
     if (last == nullptr) return nullptr;
     // Alert and transfer may lie on two sides of the moment.
     for (const history_entry& entry : view.history)

@@ -68,7 +68,7 @@ int run_tool(const std::vector<std::string>& arguments) noexcept {
         if (!arguments.empty()) return answer_question(arguments);
         std::cerr << "The command line could not be read.\n";
     } catch (const std::exception&) {
-        std::cerr << "There is no memory left for this.\n";
+        std::cerr << "The computer has no memory or no thread left for this.\n";
     }
     return static_cast<int>(tool_exit::could_not_look);
 }

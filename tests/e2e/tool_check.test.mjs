@@ -2,6 +2,7 @@
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import http from 'node:http';
+import path from 'node:path';
 import { once } from 'node:events';
 import { after, before, beforeEach, test } from 'node:test';
 
@@ -148,6 +149,21 @@ test('another_configuration_file_than_the_programs_is_found', async () => {
 });
 
 if (!windows) {
+  test('a_folder_that_takes_no_memory_is_found', async () => {
+    await until('the deck is there', async () => (await get_status()).streamDeckCount === 1);
+    fs.rmSync(memory(), { force: true });
+    fs.mkdirSync(path.join(memory(), 'in the way'), { recursive: true });
+    for (const words of [[], ['--accept-decks']]) {
+      await until('told', async () => {
+        const { code, output } = await check(...words);
+        return code === 1 && output.includes('- The decks could not be written down in ');
+      });
+    }
+    assert.ok(!fs.existsSync(`${memory()}.tmp`));
+    fs.rmSync(memory(), { recursive: true });
+    await until_ready();
+  });
+
   test('a_deck_that_was_there_at_the_last_good_check_is_missed', async () => {
     await until_control();
     await until('the deck is there', async () => (await get_status()).streamDeckCount === 1);

@@ -153,7 +153,10 @@ TEST(explain, tells_why_a_fault_moved_nothing) {
         EXPECT_EQ(told.summary.substr(0, 27), "Operation did not move for ");
         return told.reasons;
     };
-    EXPECT_EQ(reason_with(view_of({moved(-minute, failed_over), main_fault()})),
+    explain_view held = view_of({moved(-minute, failed_over), main_fault()});
+    held.about_now = false;
+    held.at = fault_time;
+    EXPECT_EQ(reason_with(held),
               lines{"It was held on Backup already: nothing moves by itself until the operator "
                     "returns to Main."});
     EXPECT_EQ(reason_with(view_of({entry(history_kind::fault, 0, "A:clock",
@@ -196,6 +199,18 @@ TEST(explain, takes_the_event_of_the_moment_in_question) {
     EXPECT_EQ(outcome_at(10 * minute + 6), operation_outcome::no_fault);
     view.about_now = true;
     EXPECT_EQ(outcome_at(10 * minute + 6), operation_outcome::moved) << "the last event counts";
+}
+
+TEST(explain, tells_the_transfer_whatever_befalls_main_during_the_hold) {
+    const history_entry later =
+        entry(history_kind::fault, minute, "A:server", "Main: Server communication lost.");
+    std::vector<history_entry> history{main_fault(), moved(5, failed_over), later};
+    EXPECT_EQ(explain(view_of(history)).outcome, operation_outcome::moved);
+    history.push_back(moved(2 * minute, "Operator requested transfer; operating on Main."));
+    EXPECT_EQ(explain(view_of(history)).summary, "The operator moved operation to Main.");
+    history.push_back(later);
+    history.back().begun = fault_time + 3 * minute;
+    EXPECT_EQ(explain(view_of(history)).outcome, operation_outcome::stayed);
 }
 
 TEST(explain, finds_a_fault_that_lasts_however_long) {
