@@ -38,8 +38,8 @@ const std::string backup_serial = "BACKUP";
 enum class loss { silence, refusal };
 
 protection_disk no_disk() {
-    return {.load = [](protection_memory&, std::string&) {},
-            .save = [](const protection_memory&) { return true; },
+    return {.load = [](saved_protection&, std::string&) {},
+            .save = [](const saved_protection&) { return true; },
             .append = [](std::string_view) { return true; }};
 }
 

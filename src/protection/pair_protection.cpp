@@ -41,7 +41,7 @@ shown_server show(const std::string& serial, const server_health& health, steady
 pair_protection::pair_protection(controller_registry& registry, protection_disk disk)
     : registry_(registry), disk_(std::move(disk)), log_(disk_.append) {
     std::string error;
-    disk_.load(memory_, error);
+    disk_.load(saved_, error);
     if (!error.empty()) last_action_ = "Invalid saved protection settings: " + error;
 }
 
@@ -49,7 +49,7 @@ void pair_protection::begin(steady_time now) {
     grace_start_ = now;
     const std::optional<server_pair> pair = registry_.find_pair();
     if (!registry_.enabled() || !pair) return;
-    const bool hold_stands = memory_.heldOnBackup && knows(*pair);
+    const bool hold_stands = saved_.heldOnBackup && knows(*pair);
     registry_.set_active_override(true, hold_stands ? pair->backup.serial : pair->main.serial);
 }
 
@@ -74,7 +74,7 @@ void pair_protection::watch_pair(const server_pair& pair, bool cut_off, const mo
     const auto& [main, backup] = pair;
     if (!knows(pair)) adopt_pair(pair, now);
 
-    const bool in_grace = now.steady - grace_start_ < milliseconds(memory_.policy.startupMs);
+    const bool in_grace = now.steady - grace_start_ < milliseconds(saved_.policy.startupMs);
     const std::optional<fault_text> main_fault = watch_server(main, pair_side::main, in_grace, now);
     watch_server(backup, pair_side::backup, in_grace, now);
     watch_sync(pair, in_grace, now);
@@ -88,9 +88,9 @@ void pair_protection::watch_pair(const server_pair& pair, bool cut_off, const mo
     pin_active(pair, enabled);
     run_failover_decision(backup,
                           {.enabled = enabled,
-                           .held_on_backup = memory_.heldOnBackup,
+                           .held_on_backup = saved_.heldOnBackup,
                            .in_grace = in_grace,
-                           .armed = memory_.policy.armed,
+                           .armed = saved_.policy.armed,
                            .main_fault = main_fault.has_value(),
                            .backup_ready = backup_ready,
                            .actions_busy = queue_.busy(),
@@ -99,15 +99,15 @@ void pair_protection::watch_pair(const server_pair& pair, bool cut_off, const mo
 }
 
 bool pair_protection::knows(const server_pair& pair) const {
-    return memory_.pairMain == pair.main.serial && memory_.pairBackup == pair.backup.serial;
+    return saved_.pairMain == pair.main.serial && saved_.pairBackup == pair.backup.serial;
 }
 
 void pair_protection::adopt_pair(const server_pair& pair, const moment& now) {
     std::string main = pair.main.serial;
     std::string backup = pair.backup.serial;
-    memory_.pairMain.swap(main);
-    memory_.pairBackup.swap(backup);
-    memory_.heldOnBackup = false;
+    saved_.pairMain.swap(main);
+    saved_.pairBackup.swap(backup);
+    saved_.heldOnBackup = false;
     active_serial_.clear();
     timers_.clear();
     alerts_.recover_all(now.wall_ms);
@@ -118,14 +118,14 @@ void pair_protection::adopt_pair(const server_pair& pair, const moment& now) {
 void pair_protection::pin_active(const server_pair& pair, bool enabled) {
     // The hold decides. While there was no pair, operation may have moved to a Main that is this
     // pair's Backup.
-    active_serial_ = (memory_.heldOnBackup ? pair.backup : pair.main).serial;
+    active_serial_ = (saved_.heldOnBackup ? pair.backup : pair.main).serial;
     registry_.set_active_override(enabled, active_serial_);
 }
 
 std::optional<fault_text> pair_protection::watch_server(const system_record& system, pair_side side,
                                                         bool in_grace, const moment& now) {
     const server_health& health = health_[system.serial];
-    registry_.set_online(system.serial, heard_lately(memory_.policy, health, now.steady),
+    registry_.set_online(system.serial, heard_lately(saved_.policy, health, now.steady),
                          now.steady);
     std::optional<fault_text> first_critical;
     const auto watch = [&](const fault_condition& condition) {
@@ -133,10 +133,10 @@ std::optional<fault_text> pair_protection::watch_server(const system_record& sys
         if (fired && condition.mode == mode_failover && !first_critical)
             first_critical = condition.message;
     };
-    for (const fault_condition& condition : server_conditions(memory_.policy, health, now.steady))
+    for (const fault_condition& condition : server_conditions(saved_.policy, health, now.steady))
         watch(condition);
-    for (const output_rule& rule : memory_.policy.outputRules)
-        if (const auto condition = output_condition(side, rule, memory_.policy, health, now.steady))
+    for (const output_rule& rule : saved_.policy.outputRules)
+        if (const auto condition = output_condition(side, rule, saved_.policy, health, now.steady))
             watch(*condition);
     return first_critical;
 }
@@ -163,7 +163,7 @@ bool pair_protection::watch_condition(const std::string& serial, pair_side side,
 
 void pair_protection::watch_sync(const server_pair& pair, bool in_grace, const moment& now) {
     const bool fired =
-        !in_grace && memory_.policy.sync != mode_ignore &&
+        !in_grace && saved_.policy.sync != mode_ignore &&
         timers_.confirm("show-sync", out_of_sync(pair.main, pair.backup), sync_delay, now.steady);
     set_alert("show-sync", fired, "Backup show state or media is not synchronized.",
               alert_severity::warning, now);
@@ -199,7 +199,7 @@ pair_protection::prepared_transfer pair_protection::prepare_transfer(const syste
     prepared_transfer prepared{
         .active_serial = target.serial, .override_serial = target.serial, .job = {}};
     std::vector<outbound_action> steps;
-    for (const outbound_action& action : memory_.policy.actions)
+    for (const outbound_action& action : saved_.policy.actions)
         if (action.enabled && action.event == (to_backup ? "backup" : "main"))
             steps.push_back(action);
     if (!steps.empty())
@@ -212,9 +212,9 @@ pair_protection::prepared_transfer pair_protection::prepare_transfer(const syste
 bool pair_protection::transfer_to(const system_record& target, pair_side side,
                                   const fault_text& reason, const moment& now, std::string& error) {
     prepared_transfer prepared = prepare_transfer(target, side);
-    const bool held_before = std::exchange(memory_.heldOnBackup, side == pair_side::backup);
+    const bool held_before = std::exchange(saved_.heldOnBackup, side == pair_side::backup);
     if (!save()) {
-        memory_.heldOnBackup = held_before;
+        saved_.heldOnBackup = held_before;
         constexpr std::string_view blocked =
             "Could not persist active server; transfer was blocked.";
         raise_alert("transfer-storage", blocked, alert_severity::critical, now);
@@ -250,9 +250,9 @@ bool pair_protection::operate(std::string_view operation, const moment& now, std
 }
 
 bool pair_protection::set_armed(bool armed, std::string& error) {
-    const bool armed_before = std::exchange(memory_.policy.armed, armed);
+    const bool armed_before = std::exchange(saved_.policy.armed, armed);
     if (save()) return true;
-    memory_.policy.armed = armed_before;
+    saved_.policy.armed = armed_before;
     error = "Could not save protection state.";
     return false;
 }
@@ -282,18 +282,18 @@ bool pair_protection::transfer_on_request(pair_side side, const moment& now, std
 }
 
 bool pair_protection::replace_policy(protection_policy policy, std::string& error) {
-    std::swap(memory_.policy, policy);
+    std::swap(saved_.policy, policy);
     if (save()) {
         timers_.clear();
         return true;
     }
-    std::swap(memory_.policy, policy);
+    std::swap(saved_.policy, policy);
     error = "Protection settings could not be saved.";
     return false;
 }
 
 bool pair_protection::test_action(std::int32_t index, std::string& error) {
-    const std::vector<outbound_action>& actions = memory_.policy.actions;
+    const std::vector<outbound_action>& actions = saved_.policy.actions;
     if (index < 0 || static_cast<std::size_t>(index) >= actions.size()) {
         error = "Save the action before testing it.";
         return false;
@@ -338,8 +338,8 @@ void pair_protection::note_monitor_failure(std::string_view what, const moment& 
 }
 
 protection_snapshot pair_protection::snapshot(steady_time now) const {
-    protection_snapshot taken{.policy = memory_.policy,
-                              .held_on_backup = memory_.heldOnBackup,
+    protection_snapshot taken{.policy = saved_.policy,
+                              .held_on_backup = saved_.heldOnBackup,
                               .actions_busy = queue_.busy(),
                               .last_action = last_action_,
                               .servers = {},
@@ -353,7 +353,7 @@ protection_snapshot pair_protection::snapshot(steady_time now) const {
 bool pair_protection::ready(const system_record& system, const system_record& main,
                             steady_time now) const {
     const auto entry = health_.find(system.serial);
-    return server_ready(memory_.policy, system, entry == health_.end() ? nullptr : &entry->second,
+    return server_ready(saved_.policy, system, entry == health_.end() ? nullptr : &entry->second,
                         main, now);
 }
 

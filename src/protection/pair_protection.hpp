@@ -42,7 +42,7 @@ public:
     // Starts the grace, and pins the server on which operation was left.
     void begin(steady_time now);
 
-    std::uint32_t stall_ms() const { return memory_.policy.stallMs; }
+    std::uint32_t stall_ms() const { return saved_.policy.stallMs; }
 
     // An absent result is a failed poll: it leaves what was known, and time does the rest.
     void note_health(const std::string& serial, std::optional<server_health> health);
@@ -94,7 +94,7 @@ private:
                                const fault_text& reason, const moment& now);
     // `main` is the record by which a Backup's synchronisation is judged.
     bool ready(const system_record& system, const system_record& main, steady_time now) const;
-    bool save() { return disk_.save(memory_); }
+    bool save() { return disk_.save(saved_); }
     bool set_armed(bool armed, std::string& error);
     bool transfer_on_request(pair_side side, const moment& now, std::string& error);
     bool transfer_to(const system_record& target, pair_side side, const fault_text& reason,
@@ -103,7 +103,7 @@ private:
 
     controller_registry& registry_;
     protection_disk disk_;
-    protection_memory memory_;
+    saved_protection saved_;
     std::map<std::string, server_health> health_; // one entry for each server ever polled
     fault_timers timers_;
     alert_list alerts_;

@@ -17,9 +17,9 @@ protection_disk files_beside(const std::string& configuration_path,
                              std::function<bool()> given_up) {
     const auto state = std::make_shared<state_file>(state_path_for(configuration_path));
     return {.load = [state, given_up = std::move(given_up)](
-                        protection_memory& memory,
-                        std::string& error) { state->load(memory, error, given_up); },
-            .save = [state](const protection_memory& memory) { return state->save(memory); },
+                        saved_protection& saved,
+                        std::string& error) { state->load(saved, error, given_up); },
+            .save = [state](const saved_protection& saved) { return state->save(saved); },
             .append = append_to(alert_log_path_for(configuration_path))};
 }
 

@@ -17,8 +17,8 @@ std::string alert_log_path_for(const std::string& configuration_path);
 //
 // Threads: one at a time. Failure: as in `state_file` and `alert_log`; nothing is thrown.
 struct protection_disk {
-    std::function<void(protection_memory& memory, std::string& error)> load;
-    std::function<bool(const protection_memory& memory)> save;
+    std::function<void(saved_protection& saved, std::string& error)> load;
+    std::function<bool(const saved_protection& saved)> save;
     line_writer append; // to the alert log
 };
 

@@ -11,7 +11,7 @@
 namespace elvantris::operator_control {
 
 // What must be remembered across a restart.
-struct protection_memory {
+struct saved_protection {
     protection_policy policy;
     bool heldOnBackup = false; // operation was moved to Backup and not yet returned
     std::string pairMain;      // the serials of the pair for which the hold counts
@@ -19,11 +19,11 @@ struct protection_memory {
 };
 
 // The file's text: one line without a line end. Pure.
-std::string write_memory(const protection_memory& memory);
+std::string write_saved_protection(const saved_protection& saved);
 
-// False if the policy in the text breaks a rule; `error` then names it and `memory` is untouched.
+// False if the policy in the text breaks a rule; `error` then names it and `saved` is untouched.
 // Pure.
-bool read_memory(std::string_view text, protection_memory& memory, std::string& error);
+bool read_saved_protection(std::string_view text, saved_protection& saved, std::string& error);
 
 // Each save replaces the file in one step; a failed one may leave a temporary file that the next
 // overwrites. A file that can't be read is kept aside, as `settings_file` says.
@@ -35,14 +35,14 @@ public:
 
     const std::string& path() const { return file_.path(); }
 
-    // Without a file, or with one that can't be read, `memory` and `error` stay as they are. An
-    // invalid policy leaves `memory` too, and `error` says what is wrong. `given_up` ends the tries
+    // Without a file, or with one that can't be read, `saved` and `error` stay as they are. An
+    // invalid policy leaves `saved` too, and `error` says what is wrong. `given_up` ends the tries
     // of a caller that is to end.
-    void load(protection_memory& memory, std::string& error,
+    void load(saved_protection& saved, std::string& error,
               const std::function<bool()>& given_up = {}) noexcept;
 
     // True only when the new content is on the disk.
-    bool save(const protection_memory& memory) noexcept;
+    bool save(const saved_protection& saved) noexcept;
 
 private:
     settings_file file_;

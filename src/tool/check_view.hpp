@@ -31,7 +31,7 @@ struct pair_setup {
 inline pair_setup setup_of(const check_view& view) {
     if (const auto& status = view.program.status)
         return {status->registry, status->protection.policy, status->protection.held_on_backup};
-    return {view.files.registry, view.files.memory.policy, view.files.memory.heldOnBackup};
+    return {view.files.registry, view.files.protection.policy, view.files.protection.heldOnBackup};
 }
 
 } // namespace elvantris::operator_control

@@ -23,8 +23,8 @@ void add_present(explain_view& view, const std::string& config_path) {
     }
     const saved_files files = read_saved_files(config_path);
     view.enabled = files.registry.enabled;
-    view.held_on_backup = files.memory.heldOnBackup;
-    view.policy = files.memory.policy;
+    view.held_on_backup = files.protection.heldOnBackup;
+    view.policy = files.protection.policy;
 }
 
 tool_answer explain_moment(const std::string& at, const common_options& common) {

@@ -37,7 +37,7 @@ saved_files read_saved_files(const std::string& config_path) {
     const settings_text state = read_settings(state_path_for(config_path));
     files.state = state.condition;
     if (state.condition == file_condition::whole)
-        read_memory(state.text, files.memory, files.invalid_policy);
+        read_saved_protection(state.text, files.protection, files.invalid_policy);
     return files;
 }
 

@@ -14,8 +14,8 @@ struct saved_files {
     file_condition configuration = file_condition::missing;
     registry_state registry; // the defaults unless the file is whole
     file_condition state = file_condition::missing;
-    protection_memory memory;   // the defaults, unless the file is whole and its policy valid
-    std::string invalid_policy; // what is wrong with it; empty if nothing is
+    saved_protection protection; // the defaults, unless the file is whole and its policy valid
+    std::string invalid_policy;  // what is wrong with it; empty if nothing is
 };
 
 // Reads both. Nothing is locked: the program replaces them in one step.

@@ -12,19 +12,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     if (decode_command_escapes(text, command, error))
         require(!command.empty() && command.size() <= 16384);
 
-    protection_memory memory;
-    if (!read_memory(text, memory, error)) {
+    saved_protection saved;
+    if (!read_saved_protection(text, saved, error)) {
         require(!error.empty());
         return 0;
     }
-    // A valid memory survives the file, but for the event of a disabled action, which is written
+    // What is valid survives the file, but for the event of a disabled action, which is written
     // as it stands.
-    for (outbound_action& action : memory.policy.actions)
+    for (outbound_action& action : saved.policy.actions)
         if (!action.enabled) action.event = "backup";
-    const std::string written = write_memory(memory);
+    const std::string written = write_saved_protection(saved);
     if (has_value_like_key(written)) return 0;
-    protection_memory again;
-    require(read_memory(written, again, error));
-    require(write_memory(again) == written);
+    saved_protection again;
+    require(read_saved_protection(written, again, error));
+    require(write_saved_protection(again) == written);
     return 0;
 }

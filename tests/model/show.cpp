@@ -175,17 +175,17 @@ private:
 
     protection_disk disk(bool unreadable) {
         protection_disk fake;
-        fake.load = [this, unreadable](protection_memory& memory, std::string& error) {
+        fake.load = [this, unreadable](saved_protection& saved, std::string& error) {
             if (!unreadable)
-                memory = disk_;
+                saved = disk_;
             else
                 error = "unreadable";
         };
-        fake.save = [this](const protection_memory& memory) {
+        fake.save = [this](const saved_protection& saved) {
             ++saves_;
             if (around_.saves_fail) return false;
             ++good_saves_;
-            disk_ = memory;
+            disk_ = saved;
             return true;
         };
         fake.append = [this](std::string_view lines) {
@@ -503,7 +503,7 @@ private:
     controller_registry registry_;
     times now_{.steady = 1'000'000, .wall = 1'700'000'000'000};
     surroundings around_;
-    protection_memory disk_;
+    saved_protection disk_;
     memory model_disk_;
     std::optional<pair_protection> real_;
     std::optional<protection_model> model_;

@@ -109,10 +109,10 @@ TEST_F(exhausted_memory,
     bool disk_is_asked_for_a_line = false;
     protection.emplace(
         registry,
-        protection_disk{.load = [](protection_memory&, std::string&) {},
+        protection_disk{.load = [](saved_protection&, std::string&) {},
                         .save =
-                            [&](const protection_memory& memory) {
-                                disk_holds_backup = memory.heldOnBackup;
+                            [&](const saved_protection& saved) {
+                                disk_holds_backup = saved.heldOnBackup;
                                 return true;
                             },
                         .append = [&](std::string_view) { disk_is_asked_for_a_line = true; }});

@@ -119,12 +119,12 @@ protected:
     void mend_saving() { std::filesystem::remove(state_path() + ".tmp"); }
 
     std::string state_path() const { return registry.configuration_path() + ".protection.json"; }
-    protection_memory saved() const {
-        protection_memory memory;
+    saved_protection saved() const {
+        saved_protection found;
         std::string ignored;
-        EXPECT_TRUE(read_memory(read_whole_file(state_path(), largest_settings_file).value_or(""),
-                                memory, ignored));
-        return memory;
+        EXPECT_TRUE(read_saved_protection(
+            read_whole_file(state_path(), largest_settings_file).value_or(""), found, ignored));
+        return found;
     }
 
     protection_snapshot shown() const { return protection->snapshot(now.steady); }

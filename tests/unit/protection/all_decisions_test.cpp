@@ -206,27 +206,27 @@ public:
         registry_.configure(false, "M", "B");
         registry_.set_replication("M", staged.main_replication);
         registry_.set_replication("B", staged.backup_replication);
-        memory_ = {scene_.policy, gates.held_on_backup, "M", "B"};
-        memory_.policy.armed = gates.armed;
-        if (gates.in_grace) memory_.policy.startupMs = 60000;
+        saved_ = {scene_.policy, gates.held_on_backup, "M", "B"};
+        saved_.policy.armed = gates.armed;
+        if (gates.in_grace) saved_.policy.startupMs = 60000;
         outbound_action action;
         action.host = "127.0.0.1";
         action.port = 9;
         action.payload = "GO";
         action.enabled = true;
-        memory_.policy.actions = {action};
+        saved_.policy.actions = {action};
     }
 
     // The conditions are confirmed while the pair is disabled; then one cycle decides.
     failover_action decided(const failover_view& gates) {
-        pair_protection protection(registry_, {.load = [this](protection_memory& memory,
-                                                              std::string&) { memory = memory_; },
-                                               .save =
-                                                   [this](const protection_memory& memory) {
-                                                       memory_ = memory;
-                                                       return true;
-                                                   },
-                                               .append = [](std::string_view) {}});
+        pair_protection protection(
+            registry_, {.load = [this](saved_protection& saved, std::string&) { saved = saved_; },
+                        .save =
+                            [this](const saved_protection& saved) {
+                                saved_ = saved;
+                                return true;
+                            },
+                        .append = [](std::string_view) {}});
         std::string error;
         protection.begin(start);
         EXPECT_EQ(gates.actions_busy && protection.test_action(0, error), gates.actions_busy)
@@ -235,7 +235,7 @@ public:
         registry_.configure(gates.enabled, "M", "B");
         cycle(protection, 12000ms, {.holds_operation = gates.cut_off});
         const protection_snapshot shown = protection.snapshot(start + 12000ms);
-        EXPECT_EQ(memory_.heldOnBackup, shown.held_on_backup);
+        EXPECT_EQ(saved_.heldOnBackup, shown.held_on_backup);
         if (shown.held_on_backup && !gates.held_on_backup) return failover_action::move_to_backup;
         for (const alert_record& alert : shown.alerts)
             if (alert.active && alert.key == "failover-blocked")
@@ -259,7 +259,7 @@ private:
 
     controller_registry registry_;
     scene scene_;
-    protection_memory memory_;
+    saved_protection saved_;
 };
 
 TEST(all_decisions, every_condition_of_main_meets_every_gate_in_a_whole_cycle) {

@@ -6,51 +6,51 @@ using namespace elvantris::operator_control;
 
 namespace {
 
-protection_memory held_memory() {
-    protection_memory memory;
-    memory.policy.lossMs = 700;
-    memory.heldOnBackup = true;
-    memory.pairMain = "M\"1";
-    memory.pairBackup = "B\\1";
-    return memory;
+saved_protection held_protection() {
+    saved_protection saved;
+    saved.policy.lossMs = 700;
+    saved.heldOnBackup = true;
+    saved.pairMain = "M\"1";
+    saved.pairBackup = "B\\1";
+    return saved;
 }
 
 } // namespace
 
-TEST(write_memory, puts_the_hold_and_its_pair_behind_the_policy_on_one_line) {
-    const protection_memory memory = held_memory();
-    std::string policy = write_policy(memory.policy);
+TEST(write_saved_protection, puts_the_hold_and_its_pair_behind_the_policy_on_one_line) {
+    const saved_protection saved = held_protection();
+    std::string policy = write_policy(saved.policy);
     policy.pop_back();
-    EXPECT_EQ(write_memory(memory),
+    EXPECT_EQ(write_saved_protection(saved),
               policy + R"(,"heldOnBackup":true,"pairMain":"M\"1","pairBackup":"B\\1"})");
-    EXPECT_NE(write_memory(protection_memory{})
+    EXPECT_NE(write_saved_protection(saved_protection{})
                   .find(R"("actions":[],"heldOnBackup":false,"pairMain":"","pairBackup":""})"),
               std::string::npos);
 }
 
-TEST(read_memory, gives_back_what_was_written) {
-    protection_memory memory;
+TEST(read_saved_protection, gives_back_what_was_written) {
+    saved_protection saved;
     std::string error;
-    ASSERT_TRUE(read_memory(write_memory(held_memory()), memory, error));
+    ASSERT_TRUE(read_saved_protection(write_saved_protection(held_protection()), saved, error));
     EXPECT_EQ(error, "");
-    EXPECT_EQ(memory.policy.lossMs, 700U);
-    EXPECT_TRUE(memory.heldOnBackup);
-    EXPECT_EQ(memory.pairMain, "M\"1");
-    EXPECT_EQ(memory.pairBackup, "B\\1");
+    EXPECT_EQ(saved.policy.lossMs, 700U);
+    EXPECT_TRUE(saved.heldOnBackup);
+    EXPECT_EQ(saved.pairMain, "M\"1");
+    EXPECT_EQ(saved.pairBackup, "B\\1");
 }
 
-TEST(read_memory, takes_an_empty_text_as_all_defaults) {
-    protection_memory memory;
+TEST(read_saved_protection, takes_an_empty_text_as_all_defaults) {
+    saved_protection saved;
     std::string error;
-    ASSERT_TRUE(read_memory("", memory, error));
-    EXPECT_EQ(write_memory(memory), write_memory(protection_memory{}));
+    ASSERT_TRUE(read_saved_protection("", saved, error));
+    EXPECT_EQ(write_saved_protection(saved), write_saved_protection(saved_protection{}));
 }
 
-TEST(read_memory, leaves_everything_alone_when_the_policy_breaks_a_rule) {
-    protection_memory memory;
+TEST(read_saved_protection, leaves_everything_alone_when_the_policy_breaks_a_rule) {
+    saved_protection saved;
     std::string error;
-    EXPECT_FALSE(
-        read_memory(R"({"resources":2,"heldOnBackup":true,"pairMain":"M1"})", memory, error));
+    EXPECT_FALSE(read_saved_protection(R"({"resources":2,"heldOnBackup":true,"pairMain":"M1"})",
+                                       saved, error));
     EXPECT_EQ(error, "Resource pressure supports Ignore or Alert only.");
-    EXPECT_EQ(write_memory(memory), write_memory(protection_memory{}));
+    EXPECT_EQ(write_saved_protection(saved), write_saved_protection(saved_protection{}));
 }

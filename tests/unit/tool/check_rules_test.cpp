@@ -122,9 +122,9 @@ TEST(check, reads_the_same_from_the_files_of_a_stopped_program) {
               lines{"Main and Backup are not chosen."});
     EXPECT_EQ(found_while_stopped([](auto& view) { view.files.registry.enabled = false; }),
               lines{"The pair is disabled: nothing moves."});
-    EXPECT_EQ(found_while_stopped([](auto& view) { view.files.memory.policy.armed = false; }),
+    EXPECT_EQ(found_while_stopped([](auto& view) { view.files.protection.policy.armed = false; }),
               lines{"Automatic failover is disarmed."});
-    EXPECT_EQ(found_while_stopped([](auto& view) { view.files.memory.heldOnBackup = true; }),
+    EXPECT_EQ(found_while_stopped([](auto& view) { view.files.protection.heldOnBackup = true; }),
               lines{"Operation is held on Backup: nothing moves by itself."});
     EXPECT_EQ(
         found_while_stopped([](auto& view) { view.files.registry.policySynchronized = false; }),

@@ -46,10 +46,11 @@ TEST_F(protection_at_start, tells_of_an_invalid_policy_and_leaves_the_file_until
     protection->begin(now.steady);
     EXPECT_EQ(read_whole_file(state_path(), largest_settings_file), invalid);
     cycle_after(0ms);
-    protection_memory expected;
+    saved_protection expected;
     expected.pairMain = "M1";
     expected.pairBackup = "B1";
-    EXPECT_EQ(read_whole_file(state_path(), largest_settings_file), write_memory(expected));
+    EXPECT_EQ(read_whole_file(state_path(), largest_settings_file),
+              write_saved_protection(expected));
 }
 
 TEST_F(protection_at_start, saves_once_for_a_new_pair_and_not_again_for_the_same) {
