@@ -181,7 +181,13 @@ function prepare_copy() {
   // A mutant is built once and run for seconds: the compiler's time counts.
   execFileSync(
     'cmake',
-    ['--preset', 'linux', '-DCMAKE_BUILD_TYPE=Debug', '-DCMAKE_CXX_FLAGS=-g0 -O1'],
+    [
+      '--preset',
+      'linux',
+      '-DCMAKE_BUILD_TYPE=Debug',
+      '-DCMAKE_CXX_FLAGS=-g0 -O1',
+      `-DELVANTRIS_TESTED_FOLDER=${folder}`,
+    ],
     {
       cwd: copy,
       stdio: ['ignore', 'ignore', 'inherit'],
