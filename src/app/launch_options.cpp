@@ -14,7 +14,7 @@ constexpr std::string_view config_prefix = "--config=";
 } // namespace
 
 std::string default_config_path() {
-    const std::string path = default_configuration_path();
+    std::string path = default_configuration_path();
     create_folders(parent_folder(path));
     return path;
 }
