@@ -79,9 +79,9 @@ const word_cases = [
   [
     'telemetry_not_told',
     { telemetryAvailable: undefined },
-    'TELEMETRY UNKNOWN',
+    'READY',
     'Engine responding; frame telemetry unavailable',
-    'warn',
+    'on',
   ],
   ['well', {}, 'READY', 'Engine responding; frames advancing', 'on'],
 ];
@@ -195,8 +195,8 @@ const bare_cases = [
   [
     'bare_samples',
     bare({ systems: [bare_sample, { serial: 'SER-B', ageMs: 10 }] }),
-    'TELEMETRY UNKNOWN',
-    'TELEMETRY UNKNOWN',
+    'READY',
+    'READY',
     0,
   ],
   [
@@ -1199,14 +1199,24 @@ test('a_save_right_after_disarming_does_not_arm_again', async () => {
 
 test('what_was_closed_before_its_save_was_sent_is_saved_all_the_same', async () => {
   const { page, polls } = await save_before_its_status(status(), status());
-  page.evaluate('refresh()').catch(() => {});
-  await until('a status is on its way', () => polls.waiting() === 1);
+  await page.click('text=Acknowledge Alerts');
+  await until('its status is asked for', () => polls.waiting() === 1);
   await page.fill('#vorLossMs', '2500');
   await page.click('text=Save Protection Settings');
   await page.keyboard.press('Escape');
   polls.release();
   await view.until_text('lateResult', 'Protection settings saved.');
-  assert.equal(view.posts[0].body.lossMs, 2500);
+  assert.equal(view.posts[1].body.lossMs, 2500);
+});
+
+test('a_save_waits_for_no_poll', async () => {
+  const { page, polls } = await save_before_its_status(status(), status());
+  page.evaluate('refresh()').catch(() => {});
+  await until('a status is on its way', () => polls.waiting() === 1);
+  await page.click('text=Save Protection Settings');
+  await view.until_text('vorProtectionMessage', 'Protection settings saved.');
+  assert.equal(view.posts.length, 1);
+  polls.release();
 });
 
 test('closing_drops_the_draft_and_opening_clears_the_message', async () => {

@@ -722,14 +722,17 @@ test('without_a_status_it_asks_for_one_before_it_opens', async () => {
   assert.equal(await value('uiPort'), '5333');
 });
 
+async function until_all_is_shown() {
+  await view.page.waitForFunction('requests.every(({ answered }) => answered)');
+  await view.page.evaluate('new Promise(requestAnimationFrame)');
+}
+
 // A discovery that has been asked for ends: it was held since `held`.
 async function end_discovery(held) {
   await view.stop_polling();
   held.release();
   await view.until_requests(1);
-  await view.page.waitForFunction(
-    'running_refreshes.size === 0 && requests.every(({ answered }) => answered)',
-  );
+  await until_all_is_shown();
 }
 
 const since_discovery = [
@@ -776,9 +779,7 @@ test('a_discovery_that_nobody_could_hear_of_is_not_said_to_have_ended', async ()
   await page.evaluate('requests.length = 0');
   await page.click('text=Rediscover Systems');
   await view.until_requests(2);
-  await page.waitForFunction(
-    'running_refreshes.size === 0 && requests.every(({ answered }) => answered)',
-  );
+  await until_all_is_shown();
   assert.deepEqual(await message(), [unavailable, 'danger']);
   view.complaints.length = 0; // the browser's own words about the failed requests
 });

@@ -38,9 +38,15 @@ const health_conditions = [
     line: 'Frame progress stalled',
   },
   {
-    holds: (health) => !health.telemetryAvailable,
+    holds: (health) => health.telemetryAvailable === false,
     word: 'TELEMETRY UNKNOWN',
     health: 'warn',
+    line: 'Engine responding; frame telemetry unavailable',
+  },
+  {
+    holds: (health) => !health.telemetryAvailable,
+    word: 'READY',
+    health: 'good',
     line: 'Engine responding; frame telemetry unavailable',
   },
   {

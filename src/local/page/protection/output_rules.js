@@ -1,5 +1,5 @@
 function outputs_of(side) {
-  const health = health_of(system_with_role(side.role), state.protection);
+  const health = health_of(system_with_role(side.role), state.protection ?? {});
   return (health?.outputs ?? []).filter((output) => output?.id);
 }
 

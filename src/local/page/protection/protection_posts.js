@@ -11,7 +11,7 @@ async function post_to_protection(path, body) {
 
 // Whether it succeeded. What came of it is told before anything else is asked for; if the dialog
 // was closed meanwhile, or is open again for something else, in a place of its own as well.
-async function report_post(path, body, success, draft = vorDraft) {
+async function post_and_tell(path, body, success, draft) {
   say_in_protection('', 'sending');
   const failure = await post_to_protection(path, body).catch((error) => error);
   const [text, kind] = failure ? [failure.message, 'danger'] : [success, 'good'];
@@ -22,25 +22,34 @@ async function report_post(path, body, success, draft = vorDraft) {
   return !failure;
 }
 
+// Until the status behind each has come, what is live is not known.
+const running_reports = new Set();
+
+function report_post(path, body, success, draft = vorDraft) {
+  const running = post_and_tell(path, body, success, draft).finally(() =>
+    running_reports.delete(running),
+  );
+  running_reports.add(running);
+  return running;
+}
+
+async function earlier_reports() {
+  say_in_protection('', 'sending');
+  await Promise.all(running_reports);
+}
+
 // What is live right now; without it nobody knows what to toggle or to keep.
 function live_protection() {
   if (!state.protection) say_in_protection('Protection status unavailable.', 'danger');
   return state.protection;
 }
 
-// The draft and what is live. A status that is on its way may tell of the post before this one, so
-// it is waited for.
-async function draft_and_live() {
-  collect_draft();
-  const draft = vorDraft;
-  say_in_protection('', 'sending');
-  await statuses_on_their_way();
-  return { draft, live: live_protection() };
-}
-
 // Saving must not arm or disarm: that is what the button is for.
 async function save_protection() {
-  const { draft, live } = await draft_and_live();
+  collect_draft();
+  const draft = vorDraft;
+  if (running_reports.size > 0) await earlier_reports();
+  const live = live_protection();
   if (!live) return;
   draft.armed = live.armed;
   const { audible } = draft;
@@ -56,7 +65,10 @@ function operate(operation) {
 }
 
 async function test_action(index) {
-  const { draft, live } = await draft_and_live();
+  collect_draft();
+  const draft = vorDraft;
+  if (running_reports.size > 0) await earlier_reports();
+  const live = live_protection();
   if (!live) return;
   if (JSON.stringify(draft.actions) !== JSON.stringify(live.policy?.actions)) {
     say_in_protection('Save action edits before testing.', 'warntext');

@@ -29,7 +29,7 @@ let newest_shown = 0;
 let unanswered_since = null;
 
 // What went wrong, if anything did.
-async function read_status() {
+async function refresh() {
   polls_sent += 1;
   const poll = polls_sent;
   unanswered_since ??= performance.now();
@@ -49,16 +49,6 @@ async function read_status() {
   }
   return undefined;
 }
-
-const running_refreshes = new Set();
-
-function refresh() {
-  const running = read_status().finally(() => running_refreshes.delete(running));
-  running_refreshes.add(running);
-  return running;
-}
-
-const statuses_on_their_way = () => Promise.all(running_refreshes);
 
 const poll_interval_ms = 500;
 const longest_silence_ms = 900;
