@@ -671,7 +671,14 @@ test('after_thirty_tries_the_waiting_ends', async () => {
 });
 
 test('rediscover_posts_and_looks_again_whatever_comes_of_it', async () => {
-  for (const reply of [{ status: 200, json: { ok: true } }, { status: 404, json: {} }, 'away']) {
+  for (const [reply, said] of [
+    [
+      { status: 200, json: { ok: true } },
+      'Discovery has ended. Open this dialog again to see what was found.',
+    ],
+    [{ status: 404, json: {} }, 'Main event pairing is synchronized.'],
+    ['away', 'Main event pairing is synchronized.'],
+  ]) {
     await in_time('it looks again soon', async () => {
       const page = await view.open_setup();
       await view.stop_polling();
@@ -684,7 +691,7 @@ test('rediscover_posts_and_looks_again_whatever_comes_of_it', async () => {
       assert.ok(waited > 245, `${waited} ms`);
       await view.until_text('deckStatus', '7');
       assert.equal(view.posts.length, 1);
-      await until_message('Discovery has ended. Open this dialog again to see what was found.');
+      await until_message(said);
       view.complaints.length = 0;
       return waited < 1000;
     });
@@ -795,8 +802,6 @@ test('a_discovery_asked_for_during_a_save_leaves_its_message', async () => {
 });
 
 const unavailable = 'Redundancy Control status service unavailable.';
-const read_only_now =
-  'Nothing was saved: the stored settings had not been read before. Check them and save again.';
 const form = async () => ({
   enabled: await checked('enabled'),
   main: await options('mainSelect'),
@@ -850,21 +855,17 @@ test('the_first_status_fills_a_dialog_that_nobody_has_touched', async () => {
   view.complaints.length = 0; // the browser's own words about the failed requests
 });
 
-test('defaults_that_were_edited_stay_until_a_save_which_reads_what_is_stored_instead', async () => {
+test('what_was_edited_without_a_status_stays_and_the_rest_is_filled_by_the_first', async () => {
   const page = await open_unread_setup();
   await page.click('text=Clear All');
   await view.show(stored());
-  assert.deepEqual(await form(), { ...fallbacks, commands: [] });
+  const { enabled, port, browser, commands } = await form();
+  assert.deepEqual([enabled, port, browser, commands], [true, '5333', false, []]);
   assert.deepEqual(await message(), ['Main event pairing is synchronized.', '']);
   await save();
-  await until_message(read_only_now);
-  assert.deepEqual(await message(), [read_only_now, 'warntext']);
-  assert.equal(await value('uiPort'), '5333');
-  assert.deepEqual(await checked_ids(), [1, 2, 3]);
-  assert.deepEqual(view.posts, []);
-  await save();
   await closed();
-  assert.equal(view.posts[0].body.uiPort, 5333);
+  const { uiPort, mainSerial, sharedFunctionIds } = view.posts[0].body;
+  assert.deepEqual([uiPort, mainSerial, sharedFunctionIds], [5333, 'SER-A', []]);
   view.complaints.length = 0; // the browser's own words about the failed requests
 });
 
@@ -889,18 +890,32 @@ for (const [name, answer, text] of [
   });
 }
 
-test('a_save_of_defaults_that_was_left_alone_is_told_to_have_saved_nothing', async () => {
+test('a_save_without_a_status_reads_what_is_stored_and_sends_the_edits_on_top_of_it', async () => {
   const page = await open_unread_setup();
+  await page.fill('#uiPort', '6000');
   const held = await view.hold('/api/status');
   view.status = stored();
   await save();
   assert.deepEqual(await message(), ['Saving configuration...', '']);
   await save();
   await page.keyboard.press('Escape');
-  held.release();
-  await view.until_text('lateResult', read_only_now);
-  assert.equal(held.waiting(), 1);
   assert.deepEqual(view.posts, []);
+  assert.equal(held.waiting(), 1);
+  held.release();
+  await view.until_text('lateResult', 'Configuration saved.');
+  assert.deepEqual(
+    view.posts.map(({ body }) => body),
+    [
+      {
+        enabled: true,
+        mainSerial: 'SER-A',
+        backupSerial: 'SER-B',
+        uiPort: 6000,
+        openBrowserOnStart: false,
+        sharedFunctionIds: [1, 2, 3],
+      },
+    ],
+  );
   view.complaints.length = 0; // the browser's own words about the failed requests
 });
 

@@ -28,34 +28,48 @@ function exclude_chosen_main() {
   fill_system_list(backups, backups.value, by_id('mainSelect').value);
 }
 
-// The form as it was filled before any status had been read; empty once it holds what is stored.
-let unread_form = '';
+// What is stored, as far as a status has told it.
+const stored_settings = () => ({
+  enabled: state?.enabled === true,
+  mainSerial: serial_with_role('Main'),
+  backupSerial: serial_with_role('Backup'),
+  uiPort: state?.uiPort ?? 5270,
+  openBrowserOnStart: state?.openBrowserOnStart !== false,
+  sharedFunctionIds: state?.sharedFunctionIds ?? recommendedIds,
+});
+
+// The form as it was filled before any status had been read; null once it holds what is stored.
+let unread_form = null;
 
 // Filled at opening alone: a poll must not disturb what is being edited.
-function fill_setup_form() {
-  by_id('enabled').checked = state?.enabled === true;
-  by_id('uiPort').value = state?.uiPort ?? 5270;
-  by_id('openBrowserOnStart').checked = state?.openBrowserOnStart !== false;
+function fill_setup_form(edits = {}) {
+  const shown = { ...stored_settings(), ...edits };
+  by_id('enabled').checked = shown.enabled;
+  by_id('uiPort').value = shown.uiPort;
+  by_id('openBrowserOnStart').checked = shown.openBrowserOnStart;
   fill_pair_lists();
-  fill_commands(state?.sharedFunctionIds ?? recommendedIds);
+  fill_commands(shown.sharedFunctionIds);
   const path = state?.configPath || 'operator-control.json';
   set_text(by_id('configPath'), `Workstation configuration: ${path}`);
   set_title(by_id('configPath'), path);
-  unread_form = state ? '' : form_text();
+  unread_form = state ? null : read_setup_form();
 }
 
-const form_text = () => JSON.stringify(read_setup_form());
+// What the operator has changed in a form that was filled without a status.
+function edits_of(form) {
+  const same = (key) => JSON.stringify(form[key]) === JSON.stringify(unread_form[key]);
+  return Object.fromEntries(Object.entries(form).filter(([key]) => !same(key)));
+}
 
 function say_how_setup_stands() {
   if (state) say_in_setup(state.policySyncMessage ?? '');
   else say_in_setup(service_unavailable, 'danger');
 }
 
-// The first status fills a dialog that was opened before it came. What was edited meanwhile stays
-// until it is saved.
+// The first status fills what nobody has touched of a dialog that was opened before it came.
 function fill_unread_setup() {
   if (!unread_form || !by_id('setupBg').open) return;
-  if (form_text() === unread_form) fill_setup_form();
+  fill_setup_form(edits_of(read_setup_form()));
   if (by_id('setupStatus').textContent === service_unavailable) say_how_setup_stands();
 }
 
@@ -78,13 +92,15 @@ function close_setup() {
 }
 
 // The lists are filled at opening alone, and tell what came of it. Whatever was said since, or is
-// still to be said of a save, matters more than that it has ended.
+// still to be said of a save, matters more than that it has ended. Of one that failed nothing is
+// said.
 async function rediscover() {
   const messages = setup_messages;
-  await post('/api/discover').catch(() => {});
+  const { succeeded } = await post('/api/discover').catch(() => ({}));
   await pause(250);
   const error = await refresh();
-  if (error || messages !== setup_messages || setup_posting === setup_openings) return;
+  if (!succeeded || error || messages !== setup_messages || setup_posting === setup_openings)
+    return;
   say_in_setup('Discovery has ended. Open this dialog again to see what was found.');
 }
 

@@ -55,17 +55,21 @@ async function follow_port(port, tell) {
 async function post_setup(form) {
   try {
     const { succeeded, reply } = await post('/api/configure', form);
-    if (succeeded && reply.ok === true) return { reply };
+    if (succeeded && reply.ok === true) return { reply, port: form.uiPort };
     return { failure: reply.error || 'Save failed' };
   } catch (error) {
     return { failure: error.message };
   }
 }
 
-// Defaults that nobody chose must not be saved over what is stored: that is read first.
-async function read_what_is_stored() {
+// Defaults that nobody chose must not be saved over what is stored: that is read first, and only
+// what the operator has changed replaces it.
+async function post_edits(edits) {
   const error = await refresh();
-  return error ? { failure: error.message || 'Save failed' } : { read: true };
+  if (error) return { failure: error.message || 'Save failed' };
+  const form = { ...stored_settings(), ...edits };
+  const wrong = setup_error(form);
+  return wrong ? { failure: wrong } : post_setup(form);
 }
 
 // The opening of the dialog whose form is on its way; 0 for none.
@@ -81,18 +85,14 @@ async function send_setup(form) {
   };
   setup_posting = opening;
   say_in_setup('Saving configuration...');
-  const { read, reply, failure } = await (unread_form ? read_what_is_stored() : post_setup(form));
+  const { reply, port, failure } = await (unread_form
+    ? post_edits(edits_of(form))
+    : post_setup(form));
   if (setup_posting === opening) setup_posting = 0;
   if (failure) {
     tell(`Unable to save configuration: ${failure}`, 'danger');
-  } else if (read) {
-    if (is_here()) fill_setup_form();
-    tell(
-      'Nothing was saved: the stored settings had not been read before. Check them and save again.',
-      'warntext',
-    );
   } else if (reply.uiPortChanged) {
-    await follow_port(form.uiPort, tell);
+    await follow_port(port, tell);
   } else {
     const { message, serverUpdated } = reply;
     tell(message || 'Configuration saved.', serverUpdated ? 'good' : 'warntext');
@@ -103,12 +103,11 @@ async function send_setup(form) {
 }
 
 async function save_setup() {
-  if (setup_posting === setup_openings) return;
   clearTimeout(setup_closing);
   const form = read_setup_form();
   const error = setup_error(form);
   if (error) say_in_setup(error, 'danger');
-  else await send_setup(form);
+  else if (setup_posting !== setup_openings) await send_setup(form);
 }
 
 by_id('setupSave').addEventListener('click', save_setup);
