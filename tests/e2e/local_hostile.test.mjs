@@ -153,12 +153,20 @@ if (!windows) {
     });
   }
 
-  test('a_page_without_a_thread_is_closed_and_the_next_one_is_served', async () => {
+  // While this file exists, the program gets no thread.
+  async function start_with_threads_that_can_run_out() {
     const file = path.join(workstation.folder, 'no-threads');
     const environment = { LD_PRELOAD: scarce_threads, ELVANTRIS_NO_THREADS: file };
     await workstation.await_api(
       workstation.launch(workstation.with_config('--background'), { environment }),
     );
+    // The API is up before the last thread is; the first pass comes after all of them.
+    await until('all is started', () => workstation.log_lines('[status]').length > 0);
+    return file;
+  }
+
+  test('a_page_without_a_thread_is_closed_and_the_next_one_is_served', async () => {
+    const file = await start_with_threads_that_can_run_out();
     assert.equal((await get_page()).status, 200);
     fs.writeFileSync(file, '');
     await assert.rejects(get_page());
@@ -168,11 +176,7 @@ if (!windows) {
   });
 
   test('a_page_comes_back_on_another_port_as_soon_as_there_is_a_thread_for_it', async () => {
-    const file = path.join(workstation.folder, 'no-threads');
-    const environment = { LD_PRELOAD: scarce_threads, ELVANTRIS_NO_THREADS: file };
-    await workstation.await_api(
-      workstation.launch(workstation.with_config('--background'), { environment }),
-    );
+    const file = await start_with_threads_that_can_run_out();
     fs.writeFileSync(file, '');
     await post('/api/configure', { uiPort: 5290 });
     await until('the page is away', async () => !(await answers(5270)));
