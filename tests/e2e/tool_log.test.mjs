@@ -3,10 +3,10 @@ import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { addresses, until } from './support/environment.mjs';
+import { until } from './support/environment.mjs';
 import { Device } from './support/network.mjs';
 import { operate, until_active, until_alert } from './support/operator.mjs';
-import { Pair } from './support/pair.mjs';
+import { command, Pair } from './support/pair.mjs';
 import { ask_tool, ask_tool_json, run_tool } from './support/tool.mjs';
 
 let pair;
@@ -26,18 +26,6 @@ beforeEach(async () => {
 
 const ask = (...words) => ask_tool(pair.workstation, ...words);
 const ask_json = (...words) => ask_tool_json(pair.workstation, ...words);
-
-const command = (name, changes = {}) => ({
-  name,
-  event: 'backup',
-  host: addresses.device,
-  port: 7000,
-  transport: 'TCP',
-  payload: name,
-  timeoutMs: 3000,
-  enabled: true,
-  ...changes,
-});
 
 async function fail_over() {
   await pair.main.set({ engine: 'stopped' });

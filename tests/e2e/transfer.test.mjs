@@ -5,7 +5,7 @@ import { once } from 'node:events';
 import net from 'node:net';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { addresses, until } from './support/environment.mjs';
+import { until } from './support/environment.mjs';
 import { Device } from './support/network.mjs';
 import {
   active_alerts,
@@ -19,7 +19,7 @@ import {
   until_recovered,
   until_status,
 } from './support/operator.mjs';
-import { mark, Pair, quick_policy } from './support/pair.mjs';
+import { command, mark, Pair, quick_policy } from './support/pair.mjs';
 
 const not_ready = 'Requested server is not ready for takeover. Check engine and protected outputs.';
 const held = '; operating on Backup. Return to Main manually when ready.';
@@ -35,20 +35,6 @@ after(async () => {
   await device?.stop();
 });
 beforeEach(() => pair.settle());
-
-const step = (name, changes = {}) => ({
-  name,
-  event: 'backup',
-  host: addresses.device,
-  port: 7000,
-  transport: 'TCP',
-  payload: name,
-  delayMs: 0,
-  timeoutMs: 3000,
-  retries: 0,
-  enabled: true,
-  ...changes,
-});
 
 const main_faults = [
   ['a_stopped_engine', { engine: 'stopped' }, 'Engine stopped or exited.'],
@@ -177,11 +163,11 @@ test('mains_recovery_changes_nothing_until_the_operator_returns', async () => {
 test('outbound_commands_arrive_in_order_over_tcp_and_udp', async () => {
   await device.forget();
   const actions = [
-    step('first', { payload: 'one\\r\\n' }),
-    step('second', { transport: 'UDP', payload: '\\x02two\\x00', delayMs: 100 }),
-    step('disabled', { enabled: false }),
-    step('return', { event: 'main', payload: 'back' }),
-    step('third', { payload: 'three\\t\\\\' }),
+    command('first', { payload: 'one\\r\\n' }),
+    command('second', { transport: 'UDP', payload: '\\x02two\\x00', delayMs: 100 }),
+    command('disabled', { enabled: false }),
+    command('return', { event: 'main', payload: 'back' }),
+    command('third', { payload: 'three\\t\\\\' }),
   ];
   await pair.settle({ actions });
   await pair.main.set({ engine: 'stopped' });
@@ -219,7 +205,7 @@ test('outbound_commands_reach_an_ipv6_address_over_tcp_and_udp', async () => {
   try {
     await once(listener.listen(there.port, there.host), 'listening');
     await once(receiver.bind(there.port, there.host), 'listening');
-    const actions = [step('stream', there), step('datagram', { ...there, transport: 'UDP' })];
+    const actions = [command('stream', there), command('datagram', { ...there, transport: 'UDP' })];
     await pair.settle({ actions });
     assert.equal((await operate('backup')).ok, true);
     await until('both commands', () => received.length >= 2);
@@ -232,8 +218,8 @@ test('outbound_commands_reach_an_ipv6_address_over_tcp_and_udp', async () => {
 
 test('a_failing_step_ends_the_sequence_and_stands_as_an_alert_until_it_succeeds', async () => {
   await device.forget();
-  const nobody = step('broken', { port: 7998, retries: 1 });
-  await pair.settle({ actions: [step('sent'), nobody, step('never')] });
+  const nobody = command('broken', { port: 7998, retries: 1 });
+  await pair.settle({ actions: [command('sent'), nobody, command('never')] });
   const failure =
     'Transfer to Backup / broken: ' +
     'Connect/send failed or timed out; device execution is unconfirmed.';
@@ -252,7 +238,7 @@ test('a_failing_step_ends_the_sequence_and_stands_as_an_alert_until_it_succeeds'
 
   await post('/api/protection', {
     ...status.protection.policy,
-    actions: [step('sent'), step('broken'), step('never')],
+    actions: [command('sent'), command('broken'), command('never')],
   });
   assert.deepEqual(await post('/api/protection/test', { index: 1 }), {
     status: 200,
@@ -266,7 +252,7 @@ test('a_failing_step_ends_the_sequence_and_stands_as_an_alert_until_it_succeeds'
 });
 
 test('a_destination_that_has_no_address_is_told', async () => {
-  await pair.settle({ actions: [step('lost', { host: 'nowhere.invalid' })] });
+  await pair.settle({ actions: [command('lost', { host: 'nowhere.invalid' })] });
   assert.equal((await post('/api/protection/test', { index: 0 })).ok, true);
   await until_alert('Test action / lost: Destination could not be resolved.');
 });
@@ -312,7 +298,7 @@ test('failover_is_blocked_while_backup_is_not_ready_and_follows_when_it_is', asy
 test('failover_waits_for_a_running_sequence', async () => {
   const blocked = 'Main fault detected; waiting for the current outbound sequence.';
   await device.forget();
-  await pair.settle({ actions: [step('slow', { delayMs: 5000 })] });
+  await pair.settle({ actions: [command('slow', { delayMs: 5000 })] });
   assert.equal((await post('/api/protection/test', { index: 0 })).ok, true);
   assert.deepEqual(await post('/api/protection/test', { index: 0 }), {
     status: 400,

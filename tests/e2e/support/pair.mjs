@@ -33,6 +33,21 @@ export function paired_config(changes = {}) {
   };
 }
 
+// An outbound command that the outside device receives when operation moves to Backup.
+export const command = (name, changes = {}) => ({
+  name,
+  event: 'backup',
+  host: addresses.device,
+  port: 7000,
+  transport: 'TCP',
+  payload: name,
+  delayMs: 0,
+  timeoutMs: 3000,
+  retries: 0,
+  enabled: true,
+  ...changes,
+});
+
 export class Pair {
   // `prepare` gets the workstation before its program starts.
   static async start(prepare = () => {}) {
