@@ -1,5 +1,6 @@
-#include "tool/program_status.hpp"
+#include "tool/ask_program.hpp"
 
+#include "os/file_paths.hpp"
 #include "systems/server_http.hpp"
 
 namespace elvantris::operator_control {
@@ -12,9 +13,7 @@ constexpr milliseconds step_limit{3000};
 constexpr milliseconds whole_limit{5000};
 constexpr milliseconds knock_limit{1000};
 
-} // namespace
-
-program_reply ask_program() {
+program_reply ask_for_status() {
     const http_call call{.host = loopback,
                          .port = api_port,
                          .method = "GET",
@@ -32,6 +31,16 @@ program_reply ask_program() {
     if (response.status == 200) reply.status = read_status(response.body);
     if (reply.status) reply.presence = program_presence::running;
     return reply;
+}
+
+} // namespace
+
+asked_program ask_program(const std::string& config_path) {
+    asked_program asked{.reply = ask_for_status()};
+    if (const auto& status = asked.reply.status)
+        asked.uses_it =
+            status->config_path == config_path || is_same_file(status->config_path, config_path);
+    return asked;
 }
 
 } // namespace elvantris::operator_control

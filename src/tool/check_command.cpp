@@ -1,6 +1,7 @@
 #include "tool/check_command.hpp"
 
 #include "os/file_paths.hpp"
+#include "tool/ask_program.hpp"
 #include "tool/check_memory.hpp"
 #include "tool/check_report.hpp"
 #include "tool/check_rules.hpp"
@@ -24,16 +25,14 @@ std::string folder_of(const std::string& config_path) {
 }
 
 check_view look(const std::string& config_path) {
+    const asked_program asked = ask_program(config_path);
     check_view view{.config_path = config_path,
-                    .program = ask_program(),
-                    .program_uses_it = true,
+                    .program = asked.reply,
+                    .program_uses_it = asked.uses_it,
                     .files = read_saved_files(config_path),
                     .unknown_hosts = {},
                     .free_bytes = free_bytes(folder_of(config_path)),
                     .remembered_decks = load_check_memory(config_path)};
-    if (const auto& status = view.program.status)
-        view.program_uses_it =
-            status->config_path == config_path || is_same_file(status->config_path, config_path);
     view.unknown_hosts = unknown_among(hosts_of(setup_of(view).policy));
     return view;
 }

@@ -50,8 +50,7 @@ findings check_program(const check_view& view) {
                  .advice = std::string(presence_advice(presence))}};
     if (!view.program_uses_it)
         return {{.id = "other-configuration",
-                 .sentence = "The running program uses another configuration file: " +
-                             view.program.status->config_path + '.',
+                 .sentence = other_configuration_sentence(*view.program.status),
                  .advice = "Check again with --config and that file."}};
     return {};
 }

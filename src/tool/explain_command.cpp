@@ -2,6 +2,7 @@
 
 #include "os/clock.hpp"
 #include "tool/alert_log_file.hpp"
+#include "tool/ask_program.hpp"
 #include "tool/explain_rules.hpp"
 #include "tool/local_time.hpp"
 #include "tool/saved_files.hpp"
@@ -13,7 +14,7 @@ namespace {
 
 // What the program works with: its own account if it runs, else what is saved.
 void add_present(explain_view& view, const std::string& config_path) {
-    const program_reply program = ask_program();
+    const program_reply program = ask_program(config_path).reply;
     view.presence = program.presence;
     if (const auto& status = program.status) {
         view.enabled = status->registry.enabled;

@@ -114,6 +114,10 @@ std::string_view presence_sentence(program_presence presence) {
     return "";
 }
 
+std::string other_configuration_sentence(const program_status& status) {
+    return "The running program uses another configuration file: " + status.config_path + '.';
+}
+
 std::string_view presence_advice(program_presence presence) {
     switch (presence) {
     case program_presence::running:

@@ -1,4 +1,4 @@
-// What the running program says of itself, and how it is asked.
+// What the running program says of itself. Pure.
 #pragma once
 
 #include "protection/protection_status.hpp"
@@ -27,7 +27,7 @@ struct program_status {
     std::string config_path;
 };
 
-// Absent if the text is no status of the program. What is missing in it has its default. Pure.
+// Absent if the text is no status of the program. What is missing in it has its default.
 std::optional<program_status> read_status(std::string_view text);
 
 enum class program_presence { running, not_running, not_answering, another_program };
@@ -37,11 +37,11 @@ struct program_reply {
     std::optional<program_status> status; // of a running program
 };
 
-// Asks for the status, on the loopback interface. At most 5 s, unless nobody is there.
-program_reply ask_program();
-
 // What is said of a program that gives no status, and what to do.
 std::string_view presence_sentence(program_presence presence);
 std::string_view presence_advice(program_presence presence);
+
+// Of a program that runs for another folder.
+std::string other_configuration_sentence(const program_status& status);
 
 } // namespace elvantris::operator_control
