@@ -3,6 +3,7 @@
 #include "json/well_formed.hpp"
 #include "tool/answer.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <map>
 
@@ -92,6 +93,17 @@ std::vector<history_entry> read_history(const std::vector<alert_line>& lines) {
                            .message = line.message});
     }
     return history;
+}
+
+void mark_lasting(std::vector<history_entry>& history, const std::deque<alert_record>& alerts) {
+    for (const alert_record& alert : alerts) {
+        if (!alert.active) continue;
+        const auto entry = std::ranges::find_if(history, [&](const history_entry& each) {
+            return each.kind != history_kind::command && !each.ended &&
+                   each.begun == alert.started && each.message == alert.message;
+        });
+        if (entry != history.end()) entry->lasts = true;
+    }
 }
 
 } // namespace elvantris::operator_control

@@ -3,7 +3,10 @@
 // Pure; any bytes may come in.
 #pragma once
 
+#include "protection/alert_list.hpp"
+
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,16 +41,23 @@ enum class history_kind {
 struct history_entry {
     history_kind kind = history_kind::fault;
     std::int64_t begun = 0;
-    std::optional<std::int64_t> ended; // absent also where the log doesn't tell
+    std::optional<std::int64_t> ended; // absent where the log doesn't tell
     std::string key;                   // empty for a command
     std::string message;
+    bool lasts = false; // by the running program's own account
 
-    bool stood_at(std::int64_t time) const { return begun <= time && (!ended || *ended >= time); }
+    // Known to have lasted at that time. A program that stopped wrote no end: without `ended` and
+    // `lasts` nothing is known but the beginning.
+    bool lasted_at(std::int64_t time) const {
+        return begun <= time && (ended ? *ended >= time : lasts);
+    }
 };
 
-// In the order of the log. A program that was killed, and a changed pair, leave faults without an
-// end; the same fault again then makes a new entry. The end of a fault that is not in the lines
-// tells nothing.
+// In the order of the log. A program that stopped, and a changed pair, leave faults without an end;
+// the same fault again then makes a new entry. An end without its beginning is left out.
 std::vector<history_entry> read_history(const std::vector<alert_line>& lines);
+
+// The running program knows what lasts: the alerts that are active in its status.
+void mark_lasting(std::vector<history_entry>& history, const std::deque<alert_record>& alerts);
 
 } // namespace elvantris::operator_control

@@ -14,9 +14,11 @@ namespace {
 
 // What the program works with: its own account if it runs, else what is saved.
 void add_present(explain_view& view, const std::string& config_path) {
-    const program_reply program = ask_program(config_path).reply;
+    const auto [program, uses_it] = ask_program(config_path);
     view.presence = program.presence;
-    if (const auto& status = program.status) {
+    if (!uses_it) view.note = other_configuration_sentence(*program.status);
+    if (const auto& status = program.status; status && uses_it) {
+        mark_lasting(view.history, status->protection.alerts);
         view.enabled = status->registry.enabled;
         view.held_on_backup = status->protection.held_on_backup;
         view.policy = status->protection.policy;
@@ -42,7 +44,8 @@ tool_answer explain_moment(const std::string& at, const common_options& common) 
                       .presence = program_presence::running,
                       .enabled = true,
                       .held_on_backup = false,
-                      .policy = {}};
+                      .policy = {},
+                      .note = {}};
     add_present(view, common.config_path);
     return answer_explanation(explain(view), part.damaged);
 }

@@ -66,7 +66,7 @@ const history_entry* event_in_question(const explain_view& view) {
         if (is_transfer(entry) && !is_transfer(*last) && entry.begun >= last->begun &&
             entry.begun <= last->begun + same_event_ms)
             return &entry;
-    const bool lasts = !is_transfer(*last) && last->stood_at(view.at);
+    const bool lasts = !is_transfer(*last) && last->lasted_at(view.at);
     const bool recent = last->begun >= view.at - long_ago_ms;
     return view.about_now || lasts || recent ? last : nullptr;
 }
@@ -75,7 +75,7 @@ const history_entry* event_in_question(const explain_view& view) {
 class story_teller {
 public:
     story_teller(const explain_view& view, const history_entry& event)
-        : view_(view), event_(event) {}
+        : view_(view), event_(event), led_there_since_(beginning_of_trouble()) {}
 
     explanation tell() {
         tell_faults();
@@ -94,13 +94,44 @@ private:
         told_.story.push_back({.time = time, .text = std::move(text)});
     }
 
-    bool stood(const history_entry& entry) const { return entry.stood_at(event_.begun); }
+    // The newest of those that began by then; null if there is none.
+    template<typename condition>
+    const history_entry* newest(const condition& holds) const {
+        const history_entry* last = nullptr;
+        for (const history_entry& entry : view_.history)
+            if (entry.begun <= event_.begun && holds(entry)) last = &entry;
+        return last;
+    }
+
+    const history_entry* newest_unreadiness() const {
+        return newest([](const history_entry& entry) {
+            return entry.message == alert_texts::backup_not_ready;
+        });
+    }
+
+    // A block tells that something was wrong before. A transfer may be late for the same reason.
+    std::int64_t beginning_of_trouble() const {
+        std::int64_t begun = event_.begun;
+        if (const history_entry* block = block_before()) begun = block->begun;
+        const bool blocked = event_.kind == history_kind::blocked || begun != event_.begun;
+        if (const history_entry* unready = newest_unreadiness(); blocked && unready != nullptr)
+            begun = std::min(begun, unready->begun);
+        return begun - same_event_ms;
+    }
+
+    // What has no end in the log counts if it began with this trouble: what is older may be over
+    // since the program was last started.
+    bool counts(const history_entry& entry) const {
+        return entry.lasted_at(event_.begun) ||
+               (!entry.ended && entry.begun <= event_.begun && entry.begun >= led_there_since_);
+    }
 
     // What was wrong with the servers at that moment, and when it ended.
     void tell_faults() {
         for (const history_entry& entry : view_.history) {
             const bool readiness = entry.message == alert_texts::backup_not_ready;
-            if (!stood(entry) || !(is_of_main(entry) || is_of_backup(entry) || readiness)) continue;
+            if (!counts(entry) || !(is_of_main(entry) || is_of_backup(entry) || readiness))
+                continue;
             add(entry.begun, entry.message);
             if (entry.ended) add(*entry.ended, "Ended: " + entry.message);
         }
@@ -125,19 +156,25 @@ private:
 
     std::string after_alert(const std::string& reason) const {
         const std::string message = std::string(main_prefix) + reason;
-        for (const history_entry& entry : view_.history)
-            if (stood(entry) && entry.message == message)
-                return ", " + duration_text(event_.begun - entry.begun) + " after the alert.";
-        return ".";
+        const history_entry* const alert = newest(
+            [&](const history_entry& entry) { return counts(entry) && entry.message == message; });
+        if (alert == nullptr) return ".";
+        return ", " + duration_text(event_.begun - alert->begun) + " after the alert.";
     }
 
-    // A transfer may be late because something was in its way until then.
+    // What was in the way of this transfer until it could begin; null if nothing was.
+    const history_entry* block_before() const {
+        if (!is_transfer(event_)) return nullptr;
+        return newest([&](const history_entry& entry) {
+            return entry.kind == history_kind::blocked && entry.ended &&
+                   *entry.ended >= event_.begun - same_event_ms &&
+                   *entry.ended <= event_.begun + same_event_ms;
+        });
+    }
+
     void tell_earlier_block() {
-        for (const history_entry& entry : view_.history)
-            if (entry.kind == history_kind::blocked && entry.begun <= event_.begun && entry.ended &&
-                *entry.ended >= event_.begun - same_event_ms &&
-                *entry.ended <= event_.begun + same_event_ms)
-                add(entry.begun, "Blocked until then: " + entry.message);
+        if (const history_entry* block = block_before())
+            add(block->begun, "Blocked until then: " + block->message);
     }
 
     void tell_commands() {
@@ -186,14 +223,20 @@ private:
         }
     }
 
+    // With the date, unless it is the event's own.
+    std::string clock_of(std::int64_t time) const {
+        const std::string date = local_date(time);
+        return (date == local_date(event_.begun) ? "" : date + ' ') + local_clock(time);
+    }
+
     void tell_unready_backup() {
         told_.summary = "Operation did not move: Backup was not ready";
-        for (const history_entry& entry : view_.history)
-            if (stood(entry) && entry.message == alert_texts::backup_not_ready)
-                told_.summary += " from " + local_clock(entry.begun) + " on";
+        if (const history_entry* unready = newest_unreadiness();
+            unready != nullptr && counts(*unready))
+            told_.summary += " from " + clock_of(unready->begun) + " on";
         told_.summary += '.';
         for (const history_entry& entry : view_.history)
-            if (stood(entry) && is_of_backup(entry)) told_.reasons.push_back(entry.message);
+            if (counts(entry) && is_of_backup(entry)) told_.reasons.push_back(entry.message);
         if (told_.reasons.empty())
             told_.reasons.emplace_back(
                 "No fault of Backup is in the log: its engine may have been starting.");
@@ -217,13 +260,11 @@ private:
     }
 
     bool both_lost() const {
-        const auto lost = [&](std::string_view prefix) {
-            return std::ranges::any_of(view_.history, [&](const history_entry& entry) {
-                return stood(entry) &&
-                       entry.message == std::string(prefix) + "Server communication lost.";
-            });
-        };
-        return lost(main_prefix) && lost(backup_prefix);
+        constexpr std::string_view lost = "Server communication lost.";
+        return event_.message == std::string(main_prefix).append(lost) &&
+               std::ranges::any_of(view_.history, [&](const history_entry& entry) {
+                   return counts(entry) && entry.message == std::string(backup_prefix).append(lost);
+               });
     }
 
     void tell_stay() {
@@ -252,6 +293,7 @@ private:
 
     const explain_view& view_;
     const history_entry& event_;
+    std::int64_t led_there_since_;
     explanation told_;
 };
 
@@ -278,6 +320,7 @@ explanation explain(const explain_view& view) {
         told.reasons.emplace_back(presence_sentence(view.presence));
     if (view.about_now && view.held_on_backup)
         told.reasons.emplace_back("Operation is held on Backup now.");
+    if (!view.note.empty()) told.reasons.push_back(view.note);
     return told;
 }
 

@@ -5,6 +5,7 @@
 #include "tool/program_status.hpp"
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace elvantris::operator_control {
@@ -22,6 +23,7 @@ struct explain_view {
     bool enabled = true;
     bool held_on_backup = false;
     protection_policy policy;
+    std::string note; // a sentence on where this comes from; empty as a rule
 };
 
 } // namespace elvantris::operator_control

@@ -30,7 +30,8 @@ std::optional<std::int64_t> duration_of(const history_entry& entry) {
 std::string how_long(const history_entry& entry) {
     if (entry.kind == history_kind::command) return "";
     const std::optional<std::int64_t> duration = duration_of(entry);
-    return duration ? " (" + duration_text(*duration) + ')' : " (no end in the log)";
+    if (duration) return " (" + duration_text(*duration) + ')';
+    return entry.lasts ? " (still lasts)" : " (no end in the log)";
 }
 
 bool is_finding(const history_entry& entry) {
@@ -55,6 +56,7 @@ std::string lines_of(const timeline& shown) {
                 how_long(entry) + '\n';
     }
     if (shown.entries.empty()) text += "Nothing happened in this time.\n";
+    if (!shown.note.empty()) text += shown.note + '\n';
     if (shown.damaged > 0)
         text += "Damaged lines of the log, left out: " + std::to_string(shown.damaged) + '\n';
     return text;
@@ -67,6 +69,7 @@ json_tree tree_of(const history_entry& entry) {
                    {"ended", nullptr},
                    {"endedLocal", nullptr},
                    {"durationMs", nullptr},
+                   {"lasts", entry.lasts},
                    {"key", entry.key},
                    {"message", entry.message}};
     if (entry.ended) {
@@ -88,13 +91,15 @@ std::string quoted(const std::string& text) {
 
 } // namespace
 
-timeline timeline_between(const alert_log_part& log, std::int64_t since, std::int64_t until) {
+timeline timeline_between(const alert_log_part& log, std::int64_t since, std::int64_t until,
+                          const std::deque<alert_record>& alerts) {
     timeline shown{.entries = read_history(log.lines),
                    .damaged = log.damaged,
-                   .begins_later = log.begins_later};
+                   .begins_later = log.begins_later,
+                   .note = {}};
+    mark_lasting(shown.entries, alerts);
     std::erase_if(shown.entries, [&](const history_entry& entry) {
-        const bool over = entry.kind == history_kind::command || entry.ended;
-        return entry.begun > until || (over && entry.ended.value_or(entry.begun) < since);
+        return entry.begun > until || (entry.begun < since && !entry.lasted_at(since));
     });
     return shown;
 }
@@ -106,6 +111,7 @@ tool_answer answer_timeline(const timeline& shown) {
                        .tree = {{"timeline", json_tree::array()},
                                 {"damagedLines", shown.damaged},
                                 {"olderLeftOut", shown.begins_later}}};
+    if (!shown.note.empty()) answer.tree["note"] = shown.note;
     for (const history_entry& entry : shown.entries)
         answer.tree["timeline"].push_back(tree_of(entry));
     return answer;

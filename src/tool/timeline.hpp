@@ -6,7 +6,7 @@
 #include "tool/answer.hpp"
 
 #include <cstdint>
-#include <limits>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -16,10 +16,13 @@ struct timeline {
     std::vector<history_entry> entries; // in the order of the log
     std::uint64_t damaged = 0;
     bool begins_later = false;
+    std::string note; // a sentence on where this comes from; empty as a rule
 };
 
-// What began, stood or ended between the two moments.
-timeline timeline_between(const alert_log_part& log, std::int64_t since, std::int64_t until);
+// What began, lasted or ended between the two moments. `alerts` are those of the running program;
+// without them nothing is known to last that has no end in the log.
+timeline timeline_between(const alert_log_part& log, std::int64_t since, std::int64_t until,
+                          const std::deque<alert_record>& alerts = {});
 
 // A fault in it, or a line of the log that can't be read, is a finding.
 tool_answer answer_timeline(const timeline& shown);

@@ -2,6 +2,7 @@
 
 #include "os/clock.hpp"
 #include "tool/alert_log_file.hpp"
+#include "tool/ask_program.hpp"
 #include "tool/local_time.hpp"
 #include "tool/timeline.hpp"
 
@@ -27,8 +28,12 @@ tool_answer tell_timeline(const timeline_options& asked, const common_options& c
     if (!since || !until) return could_not_look(unknown_time(since ? asked.until : asked.since));
     const auto log = open_alert_log(common.config_path, until->last);
     if (const auto* sentence = std::get_if<std::string>(&log)) return could_not_look(*sentence);
-    const timeline shown =
-        timeline_between(std::get<alert_log_part>(log), since->first, until->last);
+    const auto [program, uses_it] = ask_program(common.config_path);
+    const bool own_program = program.status && uses_it;
+    timeline shown = timeline_between(std::get<alert_log_part>(log), since->first, until->last,
+                                      own_program ? program.status->protection.alerts
+                                                  : std::deque<alert_record>{});
+    if (!uses_it) shown.note = other_configuration_sentence(*program.status);
     tool_answer answer = answer_timeline(shown);
     if (asked.as_csv) answer.text = timeline_csv(shown);
     return answer;
@@ -47,7 +52,8 @@ command_run prepare_timeline(CLI::App& parser) {
 sub_command timeline_command() {
     return {.name = "timeline",
             .summary = "What happened: faults, transfers and commands, with durations",
-            .details = "Reads the alert log; the program need not run. Times are this computer's "
+            .details = "Reads the alert log, and asks the program what still lasts; it need not "
+                       "run. Times are this computer's "
                        "own.\nTIME is 20:14, 20:14:03, 2026-03-01 or \"2026-03-01 20:14\".\n"
                        "A fault, and a damaged line of the log, is a finding.",
             .prepare = prepare_timeline};

@@ -109,6 +109,23 @@ TEST(read_history, tells_a_failed_command_once) {
     EXPECT_EQ(history[2].message, "sent");
 }
 
+TEST(mark_lasting, believes_the_program_alone) {
+    auto history = read_history({fault(1, "A:engine", "m"), fault(5, "A:engine", "m"),
+                                 fault(6, "A:clock", "n"), recovered(7, "A:clock"),
+                                 fault(8, "transfer", "t")});
+    EXPECT_FALSE(history[1].lasted_at(6)) << "nobody knows";
+    const auto alert = [](std::int64_t started, const std::string& message, bool active) {
+        return alert_record{.key = {}, .message = message, .started = started, .active = active};
+    };
+    mark_lasting(history, {alert(5, "m", true), alert(6, "n", true), alert(8, "t", false)});
+    EXPECT_FALSE(history[0].lasts);
+    EXPECT_TRUE(history[1].lasts);
+    EXPECT_FALSE(history[2].lasts) << "its end is in the log";
+    EXPECT_FALSE(history[3].lasts);
+    EXPECT_TRUE(history[1].lasted_at(5));
+    EXPECT_FALSE(history[1].lasted_at(4));
+}
+
 TEST(read_history, leaves_a_fault_without_end_where_the_same_one_begins_again) {
     const auto history = read_history(
         {fault(1, "A:engine", "m"), fault(5, "A:engine", "m"), recovered(9, "A:engine")});

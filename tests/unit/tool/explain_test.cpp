@@ -124,6 +124,51 @@ TEST(explain, tells_why_backup_was_not_ready) {
               lines{"No fault of Backup is in the log: its engine may have been starting."});
 }
 
+// The servers were switched off in the evening, and then the program: nothing of it has an end.
+std::vector<history_entry> evening_before() {
+    constexpr std::int64_t half_a_day = -12 * 60 * minute;
+    return {
+        entry(history_kind::fault, half_a_day, "A:server", "Main: Server communication lost."),
+        entry(history_kind::fault, half_a_day, "B:server", "Backup: Server communication lost."),
+        entry(history_kind::fault, half_a_day, "backup-readiness",
+              "Backup is not ready; automatic protection is degraded.")};
+}
+
+TEST(explain, keeps_what_an_evening_left_open_out_of_the_next_day) {
+    std::vector<history_entry> history = evening_before();
+    history.push_back(main_fault());
+    const explanation stayed = explain(view_of(history));
+    EXPECT_EQ(stayed.reasons,
+              lines{"It may have been disarmed, or the pair disabled: the log does not tell."});
+    EXPECT_EQ(story_of(stayed), lines{"20:14:03 Main: Engine stopped or exited."});
+
+    history.insert(history.end() - 1,
+                   entry(history_kind::fault, -53'000, "backup-readiness",
+                         "Backup is not ready; automatic protection is degraded."));
+    history.push_back(entry(history_kind::blocked, 0, "failover-blocked", not_ready));
+    const explanation blocked = explain(view_of(history));
+    EXPECT_EQ(blocked.summary, "Operation did not move: Backup was not ready from 20:13:10 on.");
+    EXPECT_EQ(blocked.reasons,
+              lines{"No fault of Backup is in the log: its engine may have been starting."});
+}
+
+TEST(explain, adds_the_date_to_what_began_on_another_day) {
+    std::vector<history_entry> history = evening_before();
+    for (history_entry& each : history)
+        each.begun -= 12 * 60 * minute;
+    history.push_back(entry(history_kind::blocked, 0, "failover-blocked", not_ready));
+    const explanation told = explain(view_of(history));
+    EXPECT_EQ(told.summary,
+              "Operation did not move: Backup was not ready from 2026-03-09 20:14:03 on.");
+    EXPECT_EQ(told.reasons, lines{"Backup: Server communication lost."});
+}
+
+TEST(explain, says_that_the_program_uses_another_folder) {
+    explain_view view = view_of({});
+    view.note = "The running program uses another configuration file: x.";
+    EXPECT_EQ(explain(view).reasons.back(), view.note);
+}
+
 TEST(explain, tells_the_other_two_blocks) {
     EXPECT_EQ(explain(view_of({main_fault(),
                                entry(history_kind::blocked, 0, "failover-blocked",

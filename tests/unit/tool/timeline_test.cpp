@@ -64,11 +64,44 @@ TEST(timeline, writes_a_table) {
 
 TEST(timeline, keeps_what_stood_in_the_time_that_was_asked_for) {
     EXPECT_EQ(count_between(0, end_of_time), 3U);
-    EXPECT_EQ(count_between(noon + 1011, end_of_time), 2U) << "the command is over";
-    EXPECT_EQ(count_between(noon + 127'000, end_of_time), 2U);
-    EXPECT_EQ(count_between(noon + 127'001, end_of_time), 1U) << "the transfer stands";
+    EXPECT_EQ(count_between(noon + 1011, end_of_time), 1U) << "the command is over";
+    EXPECT_EQ(count_between(noon + 127'000, end_of_time), 1U);
+    EXPECT_EQ(count_between(noon + 127'001, end_of_time), 0U);
     EXPECT_EQ(count_between(0, noon + 4), 1U);
     EXPECT_EQ(count_between(0, noon - 1), 0U);
+}
+
+// The servers were switched off first, and then the program: nothing of this has an end.
+TEST(timeline, leaves_out_what_an_evening_left_without_an_end) {
+    const alert_log_part evening{
+        .lines = {fault(noon, "A:server", "Main: Server communication lost."),
+                  fault(noon, "B:server", "Backup: Server communication lost.")},
+        .damaged = 0,
+        .begins_later = false};
+    EXPECT_EQ(timeline_between(evening, noon, end_of_time).entries.size(), 2U);
+    const timeline next_day = timeline_between(evening, noon + 1, end_of_time);
+    EXPECT_EQ(answer_timeline(next_day).exit, tool_exit::all_well);
+    EXPECT_EQ(answer_timeline(next_day).text, "Nothing happened in this time.\n");
+}
+
+TEST(timeline, keeps_what_the_program_says_lasts) {
+    const alert_record standing{.key = {},
+                                .message = "Engine stopped or exited.; operating on Backup.",
+                                .started = noon + 5,
+                                .active = true};
+    const timeline shown = timeline_between(failover(), noon + 200'000, end_of_time, {standing});
+    ASSERT_EQ(shown.entries.size(), 1U);
+    const tool_answer answer = answer_timeline(shown);
+    EXPECT_EQ(answer.text, "2026-03-10\n12:00:00  moved    Engine stopped or exited.; operating on "
+                           "Backup. (still lasts)\n");
+    EXPECT_EQ(answer.tree["timeline"][0]["lasts"], true);
+}
+
+TEST(timeline, says_that_the_program_uses_another_folder) {
+    timeline shown;
+    shown.note = "The running program uses another configuration file: x.";
+    EXPECT_EQ(answer_timeline(shown).text, "Nothing happened in this time.\n" + shown.note + '\n');
+    EXPECT_EQ(answer_timeline(shown).tree["note"], shown.note);
 }
 
 TEST(timeline, says_that_nothing_happened) {
@@ -84,7 +117,8 @@ TEST(timeline, takes_faults_and_blocks_for_findings_and_commands_for_none) {
                    {.entries =
                         {{.kind = kind, .begun = noon, .ended = {}, .key = {}, .message = {}}},
                     .damaged = 0,
-                    .begins_later = false})
+                    .begins_later = false,
+                    .note = {}})
             .exit;
     };
     EXPECT_EQ(exit_with(history_kind::fault), tool_exit::findings);
@@ -94,7 +128,8 @@ TEST(timeline, takes_faults_and_blocks_for_findings_and_commands_for_none) {
 }
 
 TEST(timeline, tells_of_damaged_and_left_out_lines) {
-    const tool_answer answer = answer_timeline({.entries = {}, .damaged = 2, .begins_later = true});
+    const tool_answer answer =
+        answer_timeline({.entries = {}, .damaged = 2, .begins_later = true, .note = {}});
     EXPECT_EQ(answer.text, "The log is long: older events are left out.\n"
                            "Nothing happened in this time.\n"
                            "Damaged lines of the log, left out: 2\n");
