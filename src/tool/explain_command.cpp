@@ -39,8 +39,8 @@ tool_answer explain_moment(const std::string& at, const common_options& common) 
     if (const auto* sentence = std::get_if<std::string>(&log)) return could_not_look(*sentence);
     const auto& part = std::get<alert_log_part>(log);
     explain_view view{.history = read_history(part.lines),
-                      .at = at.empty() ? end_of_time : asked->last,
                       .about_now = at.empty(),
+                      .asked = *asked,
                       .presence = program_presence::running,
                       .enabled = true,
                       .held_on_backup = false,

@@ -1,74 +1,17 @@
 #include "tool/explain_rules.hpp"
 
 #include "protection/evaluation.hpp"
-#include "tool/alert_texts.hpp"
+#include "tool/explain_choice.hpp"
 #include "tool/local_time.hpp"
+#include "tool/log_events.hpp"
 
 #include <algorithm>
 
 namespace elvantris::operator_control {
 namespace {
 
-constexpr std::int64_t same_event_ms = 2000; // alert and transfer are of one cycle
-constexpr std::int64_t long_ago_ms = 600'000;
-
-constexpr std::string_view main_prefix = "Main: ";
-constexpr std::string_view backup_prefix = "Backup: ";
-constexpr std::string_view operator_request = "Operator requested transfer";
-constexpr std::string_view moved_words = "; operating on ";
-
-bool is_of_main(const history_entry& entry) {
-    return entry.kind == history_kind::fault && entry.message.starts_with(main_prefix);
-}
-
-bool is_of_backup(const history_entry& entry) {
-    return entry.kind == history_kind::fault && (entry.message.starts_with(backup_prefix) ||
-                                                 entry.message == alert_texts::not_synchronized);
-}
-
-bool is_transfer(const history_entry& entry) {
-    return entry.kind == history_kind::transfer;
-}
-
-std::string reason_of(const history_entry& transfer) {
-    return transfer.message.substr(0, transfer.message.rfind(moved_words));
-}
-
-bool goes_to_backup(const history_entry& transfer) {
-    return transfer.message.find(std::string(moved_words) + "Backup") != std::string::npos;
-}
-
 const char* target_of(const history_entry& transfer) {
     return goes_to_backup(transfer) ? "Backup" : "Main";
-}
-
-// The last transfer, block or fault of Main up to the moment. To a question about now, what befalls
-// Main while operation is held on Backup is no answer: the transfer is.
-const history_entry* last_event(const explain_view& view) {
-    const history_entry* last = nullptr;
-    bool held = false;
-    for (const history_entry& entry : view.history) {
-        if (entry.begun > view.at) continue;
-        if (is_transfer(entry)) held = goes_to_backup(entry);
-        if (is_transfer(entry) || entry.kind == history_kind::blocked ||
-            (is_of_main(entry) && !(held && view.about_now)))
-            last = &entry;
-    }
-    return last;
-}
-
-// What the question is about; null if nothing was wrong around that moment.
-const history_entry* event_in_question(const explain_view& view) {
-    const history_entry* const last = last_event(view);
-    if (last == nullptr) return nullptr;
-    // Alert and transfer may lie on two sides of the moment.
-    for (const history_entry& entry : view.history)
-        if (is_transfer(entry) && !is_transfer(*last) && entry.begun >= last->begun &&
-            entry.begun <= last->begun + same_event_ms)
-            return &entry;
-    const bool lasts = !is_transfer(*last) && last->lasted_at(view.at);
-    const bool recent = last->begun >= view.at - long_ago_ms;
-    return view.about_now || lasts || recent ? last : nullptr;
 }
 
 // Tells one event.
@@ -81,8 +24,8 @@ public:
         tell_faults();
         if (is_transfer(event_))
             tell_transfer();
-        else if (const history_entry* block = block_in_question())
-            tell_block(*block);
+        else if (event_.kind == history_kind::blocked)
+            tell_block(event_);
         else
             tell_stay();
         std::ranges::stable_sort(told_.story, {}, &story_line::time);
@@ -103,11 +46,7 @@ private:
         return last;
     }
 
-    const history_entry* newest_unreadiness() const {
-        return newest([](const history_entry& entry) {
-            return entry.message == alert_texts::backup_not_ready;
-        });
-    }
+    const history_entry* newest_unreadiness() const { return newest(is_unreadiness); }
 
     // A block tells that something was wrong before. A transfer may be late for the same reason.
     std::int64_t beginning_of_trouble() const {
@@ -129,8 +68,8 @@ private:
     // What was wrong with the servers at that moment, and when it ended.
     void tell_faults() {
         for (const history_entry& entry : view_.history) {
-            const bool readiness = entry.message == alert_texts::backup_not_ready;
-            if (!counts(entry) || !(is_of_main(entry) || is_of_backup(entry) || readiness))
+            if (!counts(entry) ||
+                !(is_of_main(entry) || is_of_backup(entry) || is_unreadiness(entry)))
                 continue;
             add(entry.begun, entry.message);
             if (entry.ended) add(*entry.ended, "Ended: " + entry.message);
@@ -140,10 +79,11 @@ private:
     void tell_transfer() {
         told_.outcome = operation_outcome::moved;
         const std::string reason = reason_of(event_);
-        if (reason == operator_request) {
+        if (is_on_request(event_)) {
             told_.summary =
                 std::string("The operator moved operation to ") + target_of(event_) + '.';
             add(event_.begun, told_.summary);
+            tell_earlier_failover();
         } else {
             told_.summary = std::string("Operation moved to ") + target_of(event_) +
                             " because of Main: " + reason;
@@ -154,8 +94,20 @@ private:
         tell_commands();
     }
 
+    // Who returns to Main wants to know later why operation wasn't there.
+    void tell_earlier_failover() {
+        if (goes_to_backup(event_)) return;
+        const history_entry* const before = newest(
+            [&](const history_entry& entry) { return is_transfer(entry) && &entry < &event_; });
+        if (before == nullptr || !goes_to_backup(*before) || is_on_request(*before)) return;
+        told_.reasons.push_back(
+            "Before that, at " + clock_of(before->begun) +
+            ", operation had moved to Backup because of Main: " + reason_of(*before));
+        add(before->begun, "Moved to Backup because of Main: " + reason_of(*before));
+    }
+
     std::string after_alert(const std::string& reason) const {
-        const std::string message = std::string(main_prefix) + reason;
+        const std::string message = fault_of_main(reason);
         const history_entry* const alert = newest(
             [&](const history_entry& entry) { return counts(entry) && entry.message == message; });
         if (alert == nullptr) return ".";
@@ -198,20 +150,11 @@ private:
         if (sent > 1) add(last_sent, std::to_string(sent) + " commands sent.");
     }
 
-    // The block itself may be in question, or stand beside the fault that is.
-    const history_entry* block_in_question() const {
-        if (event_.kind == history_kind::blocked) return &event_;
-        for (const history_entry& entry : view_.history)
-            if (entry.kind == history_kind::blocked && entry.begun >= event_.begun &&
-                entry.begun <= event_.begun + same_event_ms)
-                return &entry;
-        return nullptr;
-    }
-
     void tell_block(const history_entry& block) {
         told_.outcome = operation_outcome::blocked;
         add(block.begun, block.message);
         if (block.ended) add(*block.ended, "No longer blocked.");
+        tell_later_move(block);
         if (block.key == "transfer-storage") {
             told_.summary = "Operation did not move: the disk refused to keep the hold.";
             told_.reasons.emplace_back("Free the disk, and check the rights of the folder.");
@@ -221,6 +164,18 @@ private:
         } else {
             tell_unready_backup();
         }
+    }
+
+    void tell_later_move(const history_entry& block) {
+        if (!block.ended) return;
+        for (const history_entry& entry : view_.history)
+            if (is_transfer(entry) && goes_to_backup(entry) && entry.begun >= block.begun &&
+                entry.begun <= *block.ended + same_event_ms &&
+                entry.begun >= *block.ended - same_event_ms) {
+                told_.reasons.push_back("Operation moved to Backup at " + clock_of(entry.begun) +
+                                        '.');
+                add(entry.begun, "Moved to Backup.");
+            }
     }
 
     // With the date, unless it is the event's own.
@@ -242,28 +197,18 @@ private:
                 "No fault of Backup is in the log: its engine may have been starting.");
     }
 
-    // As the policy is now.
-    fault_mode mode_of_fault() const {
-        const std::string message = event_.message.substr(main_prefix.size());
-        for (const fault_condition& each : server_conditions(view_.policy, {}, {}))
-            if (each.message.written() == message) return each.mode;
-        for (const output_rule& rule : view_.policy.outputRules)
-            if (message.ends_with(": " + rule.mainId)) return rule.mode;
-        return mode_failover;
-    }
-
     bool was_held() const {
-        const history_entry* last = nullptr;
-        for (const history_entry& entry : view_.history)
-            if (is_transfer(entry) && entry.begun <= event_.begun) last = &entry;
+        // A changed pair ends a hold without a line in the log.
+        if (view_.about_now) return view_.held_on_backup;
+        const history_entry* const last = newest(is_transfer);
         return last != nullptr && goes_to_backup(*last);
     }
 
     bool both_lost() const {
-        constexpr std::string_view lost = "Server communication lost.";
-        return event_.message == std::string(main_prefix).append(lost) &&
+        const std::string lost = "Server communication lost.";
+        return event_.message == fault_of_main(lost) &&
                std::ranges::any_of(view_.history, [&](const history_entry& entry) {
-                   return counts(entry) && entry.message == std::string(backup_prefix).append(lost);
+                   return counts(entry) && entry.message == fault_of_backup(lost);
                });
     }
 
@@ -273,7 +218,7 @@ private:
         if (was_held())
             told_.reasons.emplace_back("It was held on Backup already: nothing moves by itself "
                                        "until the operator returns to Main.");
-        else if (mode_of_fault() != mode_failover)
+        else if (mode_of_fault(event_, view_.policy) != mode_failover)
             told_.reasons.emplace_back("This condition only alerts; it starts no failover.");
         else if (both_lost())
             told_.reasons.emplace_back("Both servers were lost together: then the workstation may "

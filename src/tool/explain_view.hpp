@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tool/alert_history.hpp"
+#include "tool/local_time.hpp"
 #include "tool/program_status.hpp"
 
 #include <cstdint>
@@ -16,8 +17,8 @@ inline constexpr std::int64_t aftermath_ms = 900'000;
 struct explain_view {
     // Also what came a little later than the moment: the commands follow a transfer.
     std::vector<history_entry> history;
-    std::int64_t at = 0;   // the moment in question
     bool about_now = true; // then the last event counts, however old it is
+    time_span asked;       // otherwise the time in question
     program_presence presence = program_presence::running;
     // As they are now; the log doesn't tell how they were then.
     bool enabled = true;

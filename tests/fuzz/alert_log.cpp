@@ -32,12 +32,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     }
     require(kept <= bounds.kept_bytes);
 
-    // Whatever was read can be explained at each of its moments.
+    // Whatever was read can be explained, now and at each of its moments.
     explain_view view;
     view.history = read_history(read.lines);
+    require(!answer_explanation(explain(view), 0).text.empty());
     view.about_now = false;
     for (const alert_line& line : read.lines) {
-        view.at = line.time;
+        view.asked = {.first = line.time, .last = line.time};
         require(!answer_explanation(explain(view), 0).text.empty());
     }
 

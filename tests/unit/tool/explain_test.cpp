@@ -42,8 +42,12 @@ constexpr const char* not_ready =
 explain_view view_of(std::vector<history_entry> history) {
     explain_view view;
     view.history = std::move(history);
-    view.at = fault_time + 60 * minute;
     return view;
+}
+
+void ask_at(explain_view& view, std::int64_t after_fault, std::int64_t length = 0) {
+    view.about_now = false;
+    view.asked = {.first = fault_time + after_fault, .last = fault_time + after_fault + length};
 }
 
 lines story_of(const explanation& told) {
@@ -83,8 +87,7 @@ TEST(explain, tells_which_command_failed_and_leaves_out_those_of_others) {
                  moved(5000, "Operator requested transfer; operating on Main."),
                  entry(history_kind::command, 6000, "",
                        "Transfer to Backup / C: sent; device execution unconfirmed.")});
-    view.about_now = false;
-    view.at = fault_time + 999;
+    ask_at(view, 999);
     EXPECT_EQ(story_of(explain(view)),
               (lines{"20:14:03 Main: Engine stopped or exited.",
                      "20:14:03 Moved to Backup, 0 ms after the alert.", "20:14:04 1 command sent.",
@@ -198,9 +201,8 @@ TEST(explain, tells_why_a_fault_moved_nothing) {
         EXPECT_EQ(told.summary.substr(0, 27), "Operation did not move for ");
         return told.reasons;
     };
-    explain_view held = view_of({moved(-minute, failed_over), main_fault()});
-    held.about_now = false;
-    held.at = fault_time;
+    explain_view held = view_of({moved(-11 * minute, failed_over), main_fault()});
+    ask_at(held, 0);
     EXPECT_EQ(reason_with(held),
               lines{"It was held on Backup already: nothing moves by itself until the operator "
                     "returns to Main."});
@@ -233,9 +235,8 @@ TEST(explain, tells_why_a_fault_moved_nothing) {
 
 TEST(explain, takes_the_event_of_the_moment_in_question) {
     explain_view view = view_of({main_fault(minute), moved(5, failed_over)});
-    view.about_now = false;
     const auto outcome_at = [&](std::int64_t after_fault) {
-        view.at = fault_time + after_fault;
+        ask_at(view, after_fault);
         return explain(view).outcome;
     };
     EXPECT_EQ(outcome_at(-1), operation_outcome::no_fault);
@@ -243,14 +244,16 @@ TEST(explain, takes_the_event_of_the_moment_in_question) {
     EXPECT_EQ(outcome_at(10 * minute + 5), operation_outcome::moved);
     EXPECT_EQ(outcome_at(10 * minute + 6), operation_outcome::no_fault);
     view.about_now = true;
-    EXPECT_EQ(outcome_at(10 * minute + 6), operation_outcome::moved) << "the last event counts";
+    EXPECT_EQ(explain(view).outcome, operation_outcome::moved) << "the last event counts";
 }
 
-TEST(explain, tells_the_transfer_whatever_befalls_main_during_the_hold) {
+TEST(explain, tells_the_transfer_whatever_happens_to_main_during_the_hold) {
     const history_entry later =
         entry(history_kind::fault, minute, "A:server", "Main: Server communication lost.");
     std::vector<history_entry> history{main_fault(), moved(5, failed_over), later};
-    EXPECT_EQ(explain(view_of(history)).outcome, operation_outcome::moved);
+    explain_view held = view_of(history);
+    held.held_on_backup = true;
+    EXPECT_EQ(explain(held).outcome, operation_outcome::moved);
     history.push_back(moved(2 * minute, "Operator requested transfer; operating on Main."));
     EXPECT_EQ(explain(view_of(history)).summary, "The operator moved operation to Main.");
     history.push_back(later);
@@ -258,12 +261,43 @@ TEST(explain, tells_the_transfer_whatever_befalls_main_during_the_hold) {
     EXPECT_EQ(explain(view_of(history)).outcome, operation_outcome::stayed);
 }
 
+TEST(explain, names_the_failover_that_a_return_to_main_followed) {
+    std::vector<history_entry> history{
+        main_fault(minute), moved(0, failed_over),
+        moved(5 * minute, "Operator requested transfer; operating on Main.")};
+    const explanation told = explain(view_of(history));
+    EXPECT_EQ(told.summary, "The operator moved operation to Main.");
+    EXPECT_EQ(told.reasons, lines{"Before that, at 20:14:03, operation had moved to Backup because "
+                                  "of Main: Engine stopped or exited."});
+    EXPECT_EQ(story_of(told)[0],
+              "20:14:03 Moved to Backup because of Main: Engine stopped or exited.");
+    history[1].message = "Operator requested transfer; operating on Backup.";
+    EXPECT_TRUE(explain(view_of(history)).reasons.empty());
+}
+
+TEST(explain, believes_the_program_about_the_hold_of_now) {
+    std::vector<history_entry> history{moved(-11 * minute, failed_over), main_fault()};
+    EXPECT_EQ(explain(view_of(history)).reasons,
+              lines{"It may have been disarmed, or the pair disabled: the log does not tell."})
+        << "the pair was changed since";
+}
+
+TEST(explain, says_that_a_block_ended_in_a_transfer) {
+    explain_view view = view_of(
+        {main_fault(), entry(history_kind::blocked, 0, "failover-blocked", not_ready, 30 * minute),
+         moved(30 * minute, failed_over)});
+    ask_at(view, 0, minute);
+    const explanation told = explain(view);
+    EXPECT_EQ(told.outcome, operation_outcome::blocked);
+    EXPECT_EQ(told.reasons.back(), "Operation moved to Backup at 20:44:03.");
+    EXPECT_EQ(story_of(told).back(), "20:44:03 Moved to Backup.");
+}
+
 TEST(explain, finds_a_fault_that_lasts_however_long) {
     explain_view view = view_of({main_fault(60 * minute)});
-    view.about_now = false;
-    view.at = fault_time + 60 * minute;
+    ask_at(view, 60 * minute);
     EXPECT_EQ(explain(view).outcome, operation_outcome::stayed);
-    ++view.at;
+    ask_at(view, 60 * minute + 1);
     EXPECT_EQ(explain(view).outcome, operation_outcome::no_fault);
 }
 
