@@ -8,23 +8,6 @@
 namespace elvantris::operator_control {
 namespace {
 
-// The length of the UTF-8 character at the front; 0 if there is none. Overlong forms, surrogates
-// and numbers beyond Unicode don't count.
-std::size_t utf8_length(std::string_view text) {
-    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-    const unsigned char lead = byte(0);
-    if (lead < 0x80) return 1;
-    if (lead < 0xC2 || lead > 0xF4) return 0;
-    const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    if (text.size() < length) return 0;
-    for (std::size_t at = 1; at < length; ++at)
-        if (!continues_utf8(text[at])) return 0;
-    const bool overlong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xF0 && byte(1) < 0x90);
-    const bool surrogate = lead == 0xED && byte(1) > 0x9F;
-    const bool beyond = lead == 0xF4 && byte(1) > 0x8F;
-    return overlong || surrogate || beyond ? 0 : length;
-}
-
 // Walks over a text; each `take_...` moves behind what it finds at the front, or returns false.
 class json_walker {
 public:
@@ -147,6 +130,21 @@ private:
 };
 
 } // namespace
+
+std::size_t utf8_length(std::string_view text) {
+    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    const unsigned char lead = byte(0);
+    if (lead < 0x80) return 1;
+    if (lead < 0xC2 || lead > 0xF4) return 0;
+    const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    if (text.size() < length) return 0;
+    for (std::size_t at = 1; at < length; ++at)
+        if (!continues_utf8(text[at])) return 0;
+    const bool overlong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xF0 && byte(1) < 0x90);
+    const bool surrogate = lead == 0xED && byte(1) > 0x9F;
+    const bool beyond = lead == 0xF4 && byte(1) > 0x8F;
+    return overlong || surrogate || beyond ? 0 : length;
+}
 
 bool json_is_value(std::string_view text) {
     return json_walker(text).take_whole_text();

@@ -15,4 +15,8 @@ inline constexpr std::size_t deepest_json_nesting = 1024;
 // False also for a value that nests deeper than 1,024 arrays and objects.
 bool json_is_value(std::string_view text);
 
+// The length of the UTF-8 character at the front of a text that is not empty; 0 if there is none.
+// Overlong forms, surrogates and numbers beyond Unicode don't count.
+std::size_t utf8_length(std::string_view text);
+
 } // namespace elvantris::operator_control

@@ -1,7 +1,6 @@
 #include "tool/alert_history.hpp"
 
-#include "json/well_formed.hpp"
-#include "tool/answer.hpp"
+#include "tool/json_tree.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -48,8 +47,7 @@ bool repeats(const std::vector<history_entry>& history, const alert_line& action
 } // namespace
 
 std::optional<alert_line> read_alert_line(std::string_view line) {
-    if (!json_is_value(line)) return std::nullopt;
-    const json_tree read = json_tree::parse(line, nullptr, false);
+    const json_tree read = read_json_tree(line);
     if (!read.is_object()) return std::nullopt;
     const auto time = read_time(read);
     const auto event = event_from_word(text_of(read, "event").value_or(""));

@@ -1,15 +1,12 @@
 // What a sub-command answers: the same for a person and for a program.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include "tool/json_tree.hpp"
 
 #include <string>
 #include <string_view>
 
 namespace elvantris::operator_control {
-
-// Keys keep the order in which they were put in.
-using json_tree = nlohmann::ordered_json;
 
 enum class tool_exit { all_well = 0, findings = 1, could_not_look = 2 };
 

@@ -27,10 +27,9 @@ program_reply ask_for_status() {
                                 ? program_presence::not_answering
                                 : program_presence::not_running,
                 .status = {}};
-    program_reply reply{.presence = program_presence::another_program, .status = {}};
-    if (response.status == 200) reply.status = read_status(response.body);
-    if (reply.status) reply.presence = program_presence::running;
-    return reply;
+    if (response.status != 200)
+        return {.presence = program_presence::another_program, .status = {}};
+    return judge_answer(response.body);
 }
 
 } // namespace

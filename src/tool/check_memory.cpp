@@ -1,6 +1,5 @@
 #include "tool/check_memory.hpp"
 
-#include "json/well_formed.hpp"
 #include "os/file_paths.hpp"
 #include "os/files.hpp"
 #include "tool/json_fields.hpp"
@@ -25,8 +24,7 @@ std::string write_check_memory(const std::vector<seen_deck>& decks) {
 
 std::vector<seen_deck> read_check_memory(std::string_view text) {
     std::vector<seen_deck> decks;
-    if (!json_is_value(text)) return decks;
-    const json_tree tree = json_tree::parse(text, nullptr, false);
+    const json_tree tree = read_json_tree(text);
     if (!tree.is_object()) return decks;
     for (const json_tree& deck : array_field(tree, "decks"))
         if (deck.is_object())

@@ -2,7 +2,7 @@
 // default. Nothing is thrown.
 #pragma once
 
-#include "tool/answer.hpp"
+#include "tool/json_tree.hpp"
 
 #include <cstdint>
 #include <string>

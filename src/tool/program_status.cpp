@@ -1,6 +1,6 @@
 #include "tool/program_status.hpp"
 
-#include "json/well_formed.hpp"
+#include "json/field_scanner.hpp"
 #include "tool/json_fields.hpp"
 
 #include <utility>
@@ -83,9 +83,7 @@ protection_snapshot read_protection(const json_tree& tree) {
 } // namespace
 
 std::optional<program_status> read_status(std::string_view text) {
-    // It also bounds the nesting of what becomes a tree.
-    if (!json_is_value(text)) return std::nullopt;
-    const json_tree tree = json_tree::parse(text, nullptr, false);
+    const json_tree tree = read_json_tree(text);
     if (!tree.is_object() || object_field(object_field(tree, "protection"), "policy").empty())
         return std::nullopt;
     program_status status{.registry = read_registry(tree),
@@ -100,6 +98,16 @@ std::optional<program_status> read_status(std::string_view text) {
     return status;
 }
 
+program_reply judge_answer(std::string_view body) {
+    if (std::optional<program_status> status = read_status(body))
+        return {.presence = program_presence::running, .status = std::move(status)};
+    const bool own = json_find_value(body, "configPath") != npos &&
+                     json_find_value(body, "heldOnBackup") != npos;
+    return {.presence =
+                own ? program_presence::unreadable_status : program_presence::another_program,
+            .status = {}};
+}
+
 std::string_view presence_sentence(program_presence presence) {
     switch (presence) {
     case program_presence::running:
@@ -108,6 +116,8 @@ std::string_view presence_sentence(program_presence presence) {
         return "The program is not running.";
     case program_presence::not_answering:
         return "Something holds port 5251 and gives no answer.";
+    case program_presence::unreadable_status:
+        return "The program is running, and its status can't be read.";
     case program_presence::another_program:
         return "Another program answers on port 5251.";
     }
@@ -127,6 +137,8 @@ std::string_view presence_advice(program_presence presence) {
     case program_presence::not_answering:
         return "The program may be saving a configuration: wait half a minute. If that does not "
                "help, end it and start it again.";
+    case program_presence::unreadable_status:
+        return "Look at the pair on its page. This tool may be older or newer than the program.";
     case program_presence::another_program:
         return "End that program, then start Redundancy Control.";
     }

@@ -30,12 +30,21 @@ struct program_status {
 // Absent if the text is no status of the program. What is missing in it has its default.
 std::optional<program_status> read_status(std::string_view text);
 
-enum class program_presence { running, not_running, not_answering, another_program };
+enum class program_presence {
+    running,
+    not_running,
+    not_answering,
+    unreadable_status, // it is ours
+    another_program,
+};
 
 struct program_reply {
     program_presence presence = program_presence::not_running;
     std::optional<program_status> status; // of a running program
 };
+
+// Who gave this body as the status.
+program_reply judge_answer(std::string_view body);
 
 // What is said of a program that gives no status, and what to do.
 std::string_view presence_sentence(program_presence presence);

@@ -69,6 +69,8 @@ TEST(check, says_who_is_at_the_programs_port) {
     EXPECT_EQ(presence(program_presence::not_running), lines{"The program is not running."});
     EXPECT_EQ(presence(program_presence::not_answering),
               lines{"Something holds port 5251 and gives no answer."});
+    EXPECT_EQ(presence(program_presence::unreadable_status),
+              lines{"The program is running, and its status can't be read."});
     EXPECT_EQ(presence(program_presence::another_program),
               lines{"Another program answers on port 5251."});
 }

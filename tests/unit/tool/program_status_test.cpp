@@ -72,3 +72,25 @@ TEST(read_status, has_defaults_for_values_of_another_type) {
     EXPECT_EQ(status->config_path, "");
     EXPECT_TRUE(status->protection.servers.empty());
 }
+
+TEST(read_status, reads_what_servers_and_operators_can_write) {
+    const auto status = read_status(
+        R"({"configPath":"x","protection":{"policy":{"armed":true},"heldOnBackup":false,)"
+        R"("systems":[{"serial":"S)"
+        "\xff"
+        R"(","outputs":[{"id":"\ud800","available":true,"known":true,"rate":1e999}]}]}})");
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->protection.servers.at(0).serial, "S\xEF\xBF\xBD");
+    EXPECT_EQ(status->protection.servers.at(0).outputs,
+              "[{\"id\":\"\xEF\xBF\xBD\",\"available\":true,\"known\":true,\"rate\":null}]");
+}
+
+TEST(judge_answer, knows_the_program_by_a_status_that_it_cannot_read) {
+    EXPECT_EQ(judge_answer(whole_status).presence, program_presence::running);
+    EXPECT_EQ(judge_answer(R"({"configPath":"x","protection":{"actions":[{"event":"a"b"}],)"
+                           R"("heldOnBackup":true}})")
+                  .presence,
+              program_presence::unreadable_status);
+    for (const char* other : {"", "<!doctype html>", R"({"status":"ok"})", R"({"configPath":"x"})"})
+        EXPECT_EQ(judge_answer(other).presence, program_presence::another_program) << other;
+}
