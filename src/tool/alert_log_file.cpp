@@ -18,9 +18,4 @@ std::variant<alert_log_part, std::string> open_alert_log(const std::string& conf
            ". Give the one that the program uses with --config.";
 }
 
-std::string unknown_time(std::string_view text) {
-    return std::string("\"").append(text) +
-           "\" is no time. Write 20:14, 20:14:03, 2026-03-01 or \"2026-03-01 20:14\".";
-}
-
 } // namespace elvantris::operator_control

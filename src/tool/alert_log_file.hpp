@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <variant>
 
 namespace elvantris::operator_control {
@@ -14,8 +13,5 @@ namespace elvantris::operator_control {
 // Without a configuration file this is the wrong folder.
 std::variant<alert_log_part, std::string> open_alert_log(const std::string& config_path,
                                                          std::int64_t until);
-
-// What is said of a time that can't be read.
-std::string unknown_time(std::string_view text);
 
 } // namespace elvantris::operator_control

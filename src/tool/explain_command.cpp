@@ -3,8 +3,8 @@
 #include "os/clock.hpp"
 #include "tool/alert_log_file.hpp"
 #include "tool/ask_program.hpp"
+#include "tool/asked_times.hpp"
 #include "tool/explain_rules.hpp"
-#include "tool/local_time.hpp"
 #include "tool/saved_files.hpp"
 
 #include <memory>

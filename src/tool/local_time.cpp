@@ -83,16 +83,38 @@ std::optional<time_span> span_of(std::tm calendar, std::int64_t length) {
     return time_span{.first = *first, .last = *next - 1};
 }
 
+// A clock time on the day of `time`, or so many days later.
+std::optional<time_span> clock_on_day(std::tm clock, std::int64_t length, std::int64_t time,
+                                      int days_later) {
+    const std::optional<std::tm> day = calendar_of(time);
+    if (!day) return std::nullopt;
+    clock.tm_year = day->tm_year;
+    clock.tm_mon = day->tm_mon;
+    clock.tm_mday = day->tm_mday + days_later;
+    return span_of(clock, length);
+}
+
 std::optional<time_span> last_such_clock(std::tm clock, std::int64_t length, std::int64_t now) {
-    std::optional<std::tm> calendar = calendar_of(now);
-    if (!calendar) return std::nullopt;
-    calendar->tm_hour = clock.tm_hour;
-    calendar->tm_min = clock.tm_min;
-    calendar->tm_sec = clock.tm_sec;
-    const std::optional<time_span> today = span_of(*calendar, length);
-    if (!today || today->first <= now) return today;
-    --calendar->tm_mday;
-    return span_of(*calendar, length);
+    const std::optional<time_span> today = clock_on_day(clock, length, now, 0);
+    return !today || today->first <= now ? today : clock_on_day(clock, length, now, -1);
+}
+
+std::optional<time_span> first_such_clock(std::tm clock, std::int64_t length, std::int64_t since) {
+    const std::optional<time_span> today = clock_on_day(clock, length, since, 0);
+    return !today || today->last >= since ? today : clock_on_day(clock, length, since, 1);
+}
+
+using clock_reader = std::optional<time_span> (*)(std::tm clock, std::int64_t length,
+                                                  std::int64_t bound);
+
+std::optional<time_span> read_with(clock_reader read_clock, std::string_view text,
+                                   std::int64_t bound) {
+    for (const time_format& form : formats) {
+        const std::optional<std::tm> read = read_as(form, std::string(text));
+        if (!read) continue;
+        return form.has_date ? span_of(*read, form.length) : read_clock(*read, form.length, bound);
+    }
+    return std::nullopt;
 }
 
 std::string two_units(std::int64_t length_ms, std::int64_t large, const char* large_name,
@@ -120,13 +142,11 @@ std::string local_moment(std::int64_t time) {
 }
 
 std::optional<time_span> read_local_time(std::string_view text, std::int64_t now) {
-    for (const time_format& form : formats) {
-        const std::optional<std::tm> read = read_as(form, std::string(text));
-        if (!read) continue;
-        return form.has_date ? span_of(*read, form.length)
-                             : last_such_clock(*read, form.length, now);
-    }
-    return std::nullopt;
+    return read_with(last_such_clock, text, now);
+}
+
+std::optional<time_span> read_local_time_after(std::string_view text, std::int64_t since) {
+    return read_with(first_such_clock, text, since);
 }
 
 std::string duration_text(std::int64_t length_ms) {

@@ -21,6 +21,8 @@ struct time_span {
     std::int64_t last = 0;
 };
 std::optional<time_span> read_local_time(std::string_view text, std::int64_t now);
+// The same, but a clock time alone is the first one that is not over at `since`.
+std::optional<time_span> read_local_time_after(std::string_view text, std::int64_t since);
 
 // "129 ms", "7 s", "2 min 7 s", "1 h 3 min", "2 d 3 h".
 std::string duration_text(std::int64_t length_ms);

@@ -3,10 +3,9 @@
 #include "os/clock.hpp"
 #include "tool/alert_log_file.hpp"
 #include "tool/ask_program.hpp"
-#include "tool/local_time.hpp"
+#include "tool/asked_times.hpp"
 #include "tool/timeline.hpp"
 
-#include <limits>
 #include <memory>
 
 namespace elvantris::operator_control {
@@ -19,18 +18,14 @@ struct timeline_options {
 };
 
 tool_answer tell_timeline(const timeline_options& asked, const common_options& common) {
-    const std::int64_t now = wall_clock_ms();
-    const auto since = asked.since.empty()
-                           ? time_span{.first = std::numeric_limits<std::int64_t>::min()}
-                           : read_local_time(asked.since, now);
-    const auto until = asked.until.empty() ? time_span{.first = 0, .last = end_of_time}
-                                           : read_local_time(asked.until, now);
-    if (!since || !until) return could_not_look(unknown_time(since ? asked.until : asked.since));
-    const auto log = open_alert_log(common.config_path, until->last);
+    const auto times = read_asked_times(asked.since, asked.until, wall_clock_ms());
+    if (const auto* sentence = std::get_if<std::string>(&times)) return could_not_look(*sentence);
+    const auto [since, until] = std::get<time_span>(times);
+    const auto log = open_alert_log(common.config_path, until);
     if (const auto* sentence = std::get_if<std::string>(&log)) return could_not_look(*sentence);
     const auto [program, uses_it] = ask_program(common.config_path);
     const bool own_program = program.status && uses_it;
-    timeline shown = timeline_between(std::get<alert_log_part>(log), since->first, until->last,
+    timeline shown = timeline_between(std::get<alert_log_part>(log), since, until,
                                       own_program ? program.status->protection.alerts
                                                   : std::deque<alert_record>{});
     if (!uses_it) shown.note = other_configuration_sentence(*program.status);
@@ -55,6 +50,8 @@ sub_command timeline_command() {
             .details = "Reads the alert log, and asks the program what still lasts; it need not "
                        "run. Times are this computer's "
                        "own.\nTIME is 20:14, 20:14:03, 2026-03-01 or \"2026-03-01 20:14\".\n"
+                       "A clock time alone is the last one, and of --until the first after "
+                       "--since.\n"
                        "A fault, and a damaged line of the log, is a finding.",
             .prepare = prepare_timeline};
 }
