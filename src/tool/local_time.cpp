@@ -1,7 +1,9 @@
 #include "tool/local_time.hpp"
 
+#include <algorithm>
 #include <array>
-#include <cstdio>
+#include <chrono>
+#include <cstdlib>
 #include <ctime>
 #include <iomanip>
 #include <sstream>
@@ -33,10 +35,57 @@ std::string written(std::int64_t time, const char* format) {
 }
 
 std::optional<std::int64_t> time_of(std::tm calendar) {
-    calendar.tm_isdst = -1; // the system knows
     const std::time_t seconds = std::mktime(&calendar);
     if (seconds == static_cast<std::time_t>(-1)) return std::nullopt;
     return static_cast<std::int64_t>(seconds) * second_ms;
+}
+
+bool is_same_day(const std::tm& one, const std::tm& other) {
+    return one.tm_year == other.tm_year && one.tm_mon == other.tm_mon &&
+           one.tm_mday == other.tm_mday;
+}
+
+bool is_same_clock(const std::tm& one, const std::tm& other) {
+    return one.tm_hour == other.tm_hour && one.tm_min == other.tm_min && one.tm_sec == other.tm_sec;
+}
+
+// The first and the last moment that this computer's clock shows so. They differ in the hour that
+// comes twice when summer time ends. In the hour that is left out in spring no clock shows it: the
+// system then chooses one.
+std::optional<time_span> moments_of(const std::tm& calendar) {
+    std::optional<time_span> found;
+    for (const int summer_time : {1, 0}) {
+        std::tm asked = calendar;
+        asked.tm_isdst = summer_time;
+        const std::optional<std::int64_t> time = time_of(asked);
+        const std::optional<std::tm> shown = time ? calendar_of(*time) : std::nullopt;
+        if (!shown || !is_same_day(*shown, calendar) || !is_same_clock(*shown, calendar)) continue;
+        if (!found) found = time_span{.first = *time, .last = *time};
+        found->first = std::min(found->first, *time);
+        found->last = std::max(found->last, *time);
+    }
+    if (found) return found;
+    std::tm asked = calendar;
+    asked.tm_isdst = -1;
+    const std::optional<std::int64_t> time = time_of(asked);
+    const std::optional<std::tm> shown = time ? calendar_of(*time) : std::nullopt;
+    // The 30th of February is no day.
+    if (!shown || !is_same_day(*shown, calendar)) return std::nullopt;
+    return time_span{.first = *time, .last = *time};
+}
+
+// The same time of day on another day. Midday is safe from all changes of the clock.
+std::tm later_day(std::tm calendar, int days) {
+    constexpr int midday = 12;
+    std::tm moved = calendar;
+    moved.tm_mday += days;
+    moved.tm_hour = midday;
+    moved.tm_isdst = -1;
+    std::mktime(&moved);
+    calendar.tm_year = moved.tm_year;
+    calendar.tm_mon = moved.tm_mon;
+    calendar.tm_mday = moved.tm_mday;
+    return calendar;
 }
 
 // What a text may look like, and for how long it holds.
@@ -72,15 +121,17 @@ std::optional<std::tm> read_as(const time_format& form, const std::string& text)
     return read;
 }
 
-std::optional<time_span> span_of(std::tm calendar, std::int64_t length) {
-    const std::optional<std::int64_t> first = time_of(calendar);
-    if (!first) return std::nullopt;
-    if (length < day_ms) return time_span{.first = *first, .last = *first + length - 1};
+std::optional<time_span> span_of(const std::tm& calendar, std::int64_t length) {
+    std::optional<time_span> span = moments_of(calendar);
+    if (!span) return std::nullopt;
+    if (length < day_ms) {
+        span->last += length - 1;
+        return span;
+    }
     // A day may have 23 or 25 hours.
-    ++calendar.tm_mday;
-    const std::optional<std::int64_t> next = time_of(calendar);
+    const std::optional<time_span> next = moments_of(later_day(calendar, 1));
     if (!next) return std::nullopt;
-    return time_span{.first = *first, .last = *next - 1};
+    return time_span{.first = span->first, .last = next->first - 1};
 }
 
 // A clock time on the day of `time`, or so many days later.
@@ -90,8 +141,8 @@ std::optional<time_span> clock_on_day(std::tm clock, std::int64_t length, std::i
     if (!day) return std::nullopt;
     clock.tm_year = day->tm_year;
     clock.tm_mon = day->tm_mon;
-    clock.tm_mday = day->tm_mday + days_later;
-    return span_of(clock, length);
+    clock.tm_mday = day->tm_mday;
+    return span_of(later_day(clock, days_later), length);
 }
 
 std::optional<time_span> last_such_clock(std::tm clock, std::int64_t length, std::int64_t now) {
@@ -117,6 +168,23 @@ std::optional<time_span> read_with(clock_reader read_clock, std::string_view tex
     return std::nullopt;
 }
 
+// "+01:00": how far this computer's clock is ahead of UTC then.
+std::string offset_at(std::int64_t time) {
+    const std::optional<std::tm> calendar = calendar_of(time);
+    if (!calendar) return "";
+    using namespace std::chrono;
+    const sys_days day{year(calendar->tm_year + 1900) /
+                       month(static_cast<unsigned>(calendar->tm_mon + 1)) /
+                       std::chrono::day(static_cast<unsigned>(calendar->tm_mday))};
+    const auto shown = day.time_since_epoch() + hours(calendar->tm_hour) +
+                       minutes(calendar->tm_min) + seconds(calendar->tm_sec);
+    const auto ahead = duration_cast<minutes>(shown - seconds(seconds_of(time))).count();
+    const auto two_digits = [](std::int64_t number) {
+        return std::to_string(100 + std::abs(number)).substr(1);
+    };
+    return (ahead < 0 ? '-' : '+') + two_digits(ahead / 60) + ':' + two_digits(ahead % 60);
+}
+
 std::string two_units(std::int64_t length_ms, std::int64_t large, const char* large_name,
                       std::int64_t small, const char* small_name) {
     const std::int64_t rest = length_ms % large / small;
@@ -138,7 +206,7 @@ std::string local_clock(std::int64_t time) {
 std::string local_moment(std::int64_t time) {
     const std::int64_t rest = time - seconds_of(time) * second_ms;
     const std::string digits = std::to_string(second_ms + rest).substr(1);
-    return written(time, "%Y-%m-%d %H:%M:%S") + '.' + digits;
+    return written(time, "%Y-%m-%d %H:%M:%S") + '.' + digits + offset_at(time);
 }
 
 std::optional<time_span> read_local_time(std::string_view text, std::int64_t now) {

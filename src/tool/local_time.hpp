@@ -12,10 +12,12 @@ namespace elvantris::operator_control {
 
 std::string local_date(std::int64_t time);   // 2026-03-01
 std::string local_clock(std::int64_t time);  // 20:14:03
-std::string local_moment(std::int64_t time); // 2026-03-01 20:14:03.129
+std::string local_moment(std::int64_t time); // 2026-03-01 20:14:03.129+01:00
 
 // Reads "20:14", "20:14:03", "2026-03-01", "2026-03-01 20:14", the same with seconds, and with a T
-// in place of the blank. A clock time alone is the last one that is not in the future of `now`.
+// in place of the blank. An hour that comes twice, when summer time ends, counts both times; a day
+// that doesn't exist is no time. A clock time alone is the last one that is not in the future of
+// `now`.
 struct time_span {
     std::int64_t first = 0; // the text's own precision decides
     std::int64_t last = 0;

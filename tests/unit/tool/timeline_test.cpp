@@ -48,18 +48,21 @@ TEST(timeline, has_local_times_and_durations) {
     const json_tree& first = answer.tree["timeline"][0];
     EXPECT_EQ(first["kind"], "fault");
     EXPECT_EQ(first["durationMs"], 127'000);
-    EXPECT_EQ(first["begunLocal"], "2026-03-10 12:00:00.000");
+    EXPECT_EQ(first["begunLocal"], local_moment(noon));
     EXPECT_TRUE(answer.tree["timeline"][1]["ended"].is_null());
 }
 
 TEST(timeline, writes_a_table) {
     EXPECT_EQ(timeline_csv(timeline_between(failover(), 0, end_of_time)),
-              "begun,ended,duration_ms,kind,message\n"
-              "2026-03-10 12:00:00.000,2026-03-10 12:02:07.000,127000,fault,"
-              "\"Main: Engine stopped or exited.\"\n"
-              "2026-03-10 12:00:00.005,,,moved,"
-              "\"Engine stopped or exited.; operating on Backup.\"\n"
-              "2026-03-10 12:00:01.010,,,command,\"Transfer to Backup / \"\"R\"\": sent\"\n");
+              "begun,ended,duration_ms,kind,message\n" + local_moment(noon) + ',' +
+                  local_moment(noon + 127'000) +
+                  ",127000,fault,"
+                  "\"Main: Engine stopped or exited.\"\n" +
+                  local_moment(noon + 5) +
+                  ",,,moved,"
+                  "\"Engine stopped or exited.; operating on Backup.\"\n" +
+                  local_moment(noon + 1010) +
+                  ",,,command,\"Transfer to Backup / \"\"R\"\": sent\"\n");
 }
 
 TEST(timeline, keeps_what_stood_in_the_time_that_was_asked_for) {
