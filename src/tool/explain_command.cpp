@@ -4,7 +4,7 @@
 #include "tool/alert_log_file.hpp"
 #include "tool/ask_program.hpp"
 #include "tool/asked_times.hpp"
-#include "tool/explain_rules.hpp"
+#include "tool/explain_report.hpp"
 #include "tool/saved_files.hpp"
 
 #include <memory>
@@ -41,11 +41,14 @@ tool_answer explain_moment(const std::string& at, const common_options& common) 
     explain_view view{.history = read_history(part.lines),
                       .about_now = at.empty(),
                       .asked = *asked,
+                      .log_begins = {},
+                      .older_left_out = part.begins_later,
                       .presence = program_presence::running,
                       .enabled = true,
                       .held_on_backup = false,
                       .policy = {},
                       .note = {}};
+    if (!part.lines.empty()) view.log_begins = part.lines.front().time;
     add_present(view, common.config_path);
     return answer_explanation(explain(view), part.damaged);
 }

@@ -1,4 +1,5 @@
-#include "tool/explain_rules.hpp"
+#include "tool/explain_report.hpp"
+
 #include "tool/local_time.hpp"
 
 namespace elvantris::operator_control {
@@ -14,6 +15,8 @@ const char* outcome_word(operation_outcome outcome) {
         return "blocked";
     case operation_outcome::stayed:
         return "stayed";
+    case operation_outcome::unknown:
+        return "unknown";
     }
     return "";
 }
@@ -33,17 +36,22 @@ std::string lines_of(const explanation& told) {
     return text;
 }
 
+tool_exit exit_for(operation_outcome outcome) {
+    if (outcome == operation_outcome::unknown) return tool_exit::could_not_look;
+    return outcome == operation_outcome::no_fault ? tool_exit::all_well : tool_exit::findings;
+}
+
 } // namespace
 
 tool_answer answer_explanation(const explanation& told, std::uint64_t damaged_lines) {
-    const bool found = told.outcome != operation_outcome::no_fault;
-    tool_answer answer{.exit = found ? tool_exit::findings : tool_exit::all_well,
+    tool_answer answer{.exit = exit_for(told.outcome),
                        .text = lines_of(told),
                        .tree = {{"outcome", outcome_word(told.outcome)},
                                 {"summary", told.summary},
                                 {"reasons", told.reasons},
                                 {"story", json_tree::array()},
-                                {"damagedLines", damaged_lines}}};
+                                {"damagedLines", damaged_lines},
+                                {"olderLeftOut", told.older_left_out}}};
     for (const story_line& line : told.story)
         answer.tree["story"].push_back(
             {{"time", line.time}, {"timeLocal", local_moment(line.time)}, {"text", line.text}});

@@ -242,10 +242,28 @@ private:
     explanation told_;
 };
 
-explanation tell_of_no_fault(const explain_view& view) {
+// Nothing can be told of a time whose lines were not read.
+bool log_is_too_short(const explain_view& view) {
+    return view.older_left_out &&
+           (view.about_now || !view.log_begins || view.asked.first < *view.log_begins);
+}
+
+explanation tell_no_fault(const explain_view& view) {
     explanation told;
+    const std::string beginning = view.log_begins
+                                      ? "The alert log begins at " + local_date(*view.log_begins) +
+                                            ' ' + local_clock(*view.log_begins)
+                                      : "The older part of the alert log is left out";
+    if (log_is_too_short(view)) {
+        told.outcome = operation_outcome::unknown;
+        told.summary = beginning + "; it does not tell.";
+        return told;
+    }
     told.summary = "The program saw no fault of Main";
     told.summary += view.about_now ? "." : " at that time.";
+    // Somebody may have put the older one away.
+    if (!view.about_now && view.log_begins && view.asked.last < *view.log_begins)
+        told.reasons.push_back(beginning + '.');
     std::string ignored;
     for (const fault_condition& each : server_conditions(view.policy, {}, {}))
         if (each.mode == mode_ignore) ignored += ' ' + each.message.written();
@@ -259,12 +277,12 @@ explanation tell_of_no_fault(const explain_view& view) {
 
 explanation explain(const explain_view& view) {
     const history_entry* const event = event_in_question(view);
-    explanation told =
-        event == nullptr ? tell_of_no_fault(view) : story_teller(view, *event).tell();
+    explanation told = event == nullptr ? tell_no_fault(view) : story_teller(view, *event).tell();
     if (view.presence != program_presence::running)
         told.reasons.emplace_back(presence_sentence(view.presence));
     if (view.about_now && view.held_on_backup)
         told.reasons.emplace_back("Operation is held on Backup now.");
+    told.older_left_out = view.older_left_out;
     if (!view.note.empty()) told.reasons.push_back(view.note);
     return told;
 }

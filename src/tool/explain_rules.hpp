@@ -1,7 +1,6 @@
-// Why operation moved, or didn't. Pure: what was read in, a story out.
+// Why operation moved, or didn't. What was read in, a story out. Pure, but for the calendar.
 #pragma once
 
-#include "tool/answer.hpp"
 #include "tool/explain_view.hpp"
 
 #include <cstdint>
@@ -15,6 +14,7 @@ enum class operation_outcome {
     moved,
     blocked, // it should have moved, and could not
     stayed,  // a fault of Main that was no reason, or not enough
+    unknown, // the log doesn't reach back so far
 };
 
 struct story_line {
@@ -27,11 +27,9 @@ struct explanation {
     std::string summary;              // one sentence
     std::vector<std::string> reasons; // what is known, or may be, besides
     std::vector<story_line> story;    // by time
+    bool older_left_out = false;      // of the log
 };
 
 explanation explain(const explain_view& view);
-
-// Anything but a moment without a fault is a finding.
-tool_answer answer_explanation(const explanation& told, std::uint64_t damaged_lines);
 
 } // namespace elvantris::operator_control

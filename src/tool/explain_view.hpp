@@ -6,6 +6,7 @@
 #include "tool/program_status.hpp"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,8 +18,10 @@ inline constexpr std::int64_t aftermath_ms = 900'000;
 struct explain_view {
     // Also what came a little later than the moment: the commands follow a transfer.
     std::vector<history_entry> history;
-    bool about_now = true; // then the last event counts, however old it is
-    time_span asked;       // otherwise the time in question
+    bool about_now = true;                  // then the last event counts, however old it is
+    time_span asked;                        // otherwise the time in question
+    std::optional<std::int64_t> log_begins; // its oldest line that was read
+    bool older_left_out = false;
     program_presence presence = program_presence::running;
     // As they are now; the log doesn't tell how they were then.
     bool enabled = true;

@@ -1,6 +1,6 @@
 #include "fuzz_input.hpp"
 #include "tool/alert_log_reader.hpp"
-#include "tool/explain_rules.hpp"
+#include "tool/explain_report.hpp"
 #include "tool/timeline.hpp"
 
 #include <algorithm>

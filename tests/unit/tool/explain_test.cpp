@@ -1,4 +1,4 @@
-#include "tool/explain_rules.hpp"
+#include "tool/explain_report.hpp"
 
 #include "tool/local_time.hpp"
 
@@ -310,6 +310,34 @@ TEST(explain, says_what_the_program_does_not_see) {
               "Conditions that are ignored now: Engine stopped or exited.");
     view.about_now = false;
     EXPECT_EQ(explain(view).summary, "The program saw no fault of Main at that time.");
+}
+
+TEST(explain, gives_no_all_clear_for_a_time_that_it_has_not_read) {
+    explain_view view = view_of({});
+    ask_at(view, 0, minute);
+    view.log_begins = fault_time;
+    view.older_left_out = true;
+    EXPECT_EQ(explain(view).outcome, operation_outcome::no_fault) << "the log reaches back so far";
+    view.log_begins = fault_time + 1;
+    const explanation told = explain(view);
+    EXPECT_EQ(told.outcome, operation_outcome::unknown);
+    EXPECT_EQ(told.summary, "The alert log begins at 2026-03-10 20:14:03; it does not tell.");
+    const tool_answer answer = answer_explanation(told, 0);
+    EXPECT_EQ(answer.exit, tool_exit::could_not_look);
+    EXPECT_EQ(answer.tree["outcome"], "unknown");
+    EXPECT_EQ(answer.tree["olderLeftOut"], true);
+    view.about_now = true;
+    EXPECT_EQ(explain(view).outcome, operation_outcome::unknown);
+}
+
+TEST(explain, says_where_a_log_begins_that_is_younger_than_the_question) {
+    explain_view view = view_of({});
+    ask_at(view, -minute);
+    view.log_begins = fault_time;
+    EXPECT_EQ(explain(view).outcome, operation_outcome::no_fault);
+    EXPECT_EQ(explain(view).reasons[0], "The alert log begins at 2026-03-10 20:14:03.");
+    ask_at(view, 0);
+    EXPECT_EQ(explain(view).reasons.size(), 1U);
 }
 
 TEST(explain, adds_what_is_so_now) {
