@@ -110,7 +110,8 @@ private:
         const std::string message = fault_of_main(reason);
         const history_entry* const alert = newest(
             [&](const history_entry& entry) { return counts(entry) && entry.message == message; });
-        if (alert == nullptr) return ".";
+        // As a rule both are of one cycle.
+        if (alert == nullptr || event_.begun - alert->begun <= same_event_ms) return ".";
         return ", " + duration_text(event_.begun - alert->begun) + " after the alert.";
     }
 
@@ -139,7 +140,7 @@ private:
             if (entry.begun < event_.begun || entry.begun > event_.begun + aftermath_ms ||
                 !entry.message.starts_with(sequence))
                 continue;
-            if (entry.message.ends_with(": sent; device execution unconfirmed.")) {
+            if (was_sent(entry)) {
                 ++sent;
                 last_sent = entry.begun;
             } else {

@@ -42,6 +42,10 @@ std::string reason_of(const history_entry& transfer) {
     return transfer.message.substr(0, transfer.message.rfind(moved_words));
 }
 
+bool was_sent(const history_entry& command) {
+    return command.message.ends_with(": sent; device execution unconfirmed.");
+}
+
 fault_mode mode_of_fault(const history_entry& fault, const protection_policy& policy) {
     const std::string message = condition_of_main(fault);
     for (const fault_condition& each : server_conditions(policy, {}, {}))

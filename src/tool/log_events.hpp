@@ -23,6 +23,9 @@ bool goes_to_backup(const history_entry& transfer);
 bool is_on_request(const history_entry& transfer);
 std::string reason_of(const history_entry& transfer);
 
+// Of a command.
+bool was_sent(const history_entry& command);
+
 // Of a fault of Main: what it does under this policy.
 fault_mode mode_of_fault(const history_entry& fault, const protection_policy& policy);
 

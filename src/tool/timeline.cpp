@@ -1,6 +1,7 @@
 #include "tool/timeline.hpp"
 
 #include "tool/local_time.hpp"
+#include "tool/log_events.hpp"
 
 #include <algorithm>
 
@@ -21,20 +22,22 @@ const char* kind_word(history_kind kind) {
     return "";
 }
 
-// A clock that was set back makes no negative duration.
+// A clock that was set back tells no duration.
 std::optional<std::int64_t> duration_of(const history_entry& entry) {
-    if (!entry.ended) return std::nullopt;
-    return std::max<std::int64_t>(0, *entry.ended - entry.begun);
+    if (!entry.ended || *entry.ended < entry.begun) return std::nullopt;
+    return *entry.ended - entry.begun;
 }
 
 std::string how_long(const history_entry& entry) {
     if (entry.kind == history_kind::command) return "";
     const std::optional<std::int64_t> duration = duration_of(entry);
     if (duration) return " (" + duration_text(*duration) + ')';
+    if (entry.ended) return " (the clock was set back)";
     return entry.lasts ? " (still lasts)" : " (no end in the log)";
 }
 
 bool is_finding(const history_entry& entry) {
+    if (entry.kind == history_kind::command) return !was_sent(entry);
     return entry.kind == history_kind::fault || entry.kind == history_kind::blocked;
 }
 
@@ -75,7 +78,7 @@ json_tree tree_of(const history_entry& entry) {
     if (entry.ended) {
         tree["ended"] = *entry.ended;
         tree["endedLocal"] = local_moment(*entry.ended);
-        tree["durationMs"] = *duration_of(entry);
+        if (const auto duration = duration_of(entry)) tree["durationMs"] = *duration;
     }
     return tree;
 }

@@ -14,6 +14,8 @@ alert_line fault(std::int64_t time, const std::string& key, const std::string& m
     return {.time = time, .event = alert_event::fault, .key = key, .message = message};
 }
 
+const std::string sent = "Transfer to Backup / R: sent; device execution unconfirmed.";
+
 // A failover with one command, and the end of Main's fault.
 alert_log_part failover() {
     return {
@@ -114,11 +116,11 @@ TEST(timeline, says_that_nothing_happened) {
     EXPECT_TRUE(answer.tree["timeline"].empty());
 }
 
-TEST(timeline, takes_faults_and_blocks_for_findings_and_commands_for_none) {
-    const auto exit_with = [](history_kind kind) {
+TEST(timeline, finds_faults_and_blocks_and_commands_that_failed) {
+    const auto exit_with = [](history_kind kind, const std::string& message = sent) {
         return answer_timeline(
                    {.entries =
-                        {{.kind = kind, .begun = noon, .ended = {}, .key = {}, .message = {}}},
+                        {{.kind = kind, .begun = noon, .ended = {}, .key = {}, .message = message}},
                     .damaged = 0,
                     .begins_later = false,
                     .note = {}})
@@ -128,6 +130,9 @@ TEST(timeline, takes_faults_and_blocks_for_findings_and_commands_for_none) {
     EXPECT_EQ(exit_with(history_kind::blocked), tool_exit::findings);
     EXPECT_EQ(exit_with(history_kind::transfer), tool_exit::all_well);
     EXPECT_EQ(exit_with(history_kind::command), tool_exit::all_well);
+    EXPECT_EQ(exit_with(history_kind::command, "Transfer to Backup / R: No connection."),
+              tool_exit::findings)
+        << "a command that fails again has no new alert";
 }
 
 TEST(timeline, tells_of_damaged_and_left_out_lines) {
@@ -141,9 +146,12 @@ TEST(timeline, tells_of_damaged_and_left_out_lines) {
     EXPECT_EQ(answer.tree["olderLeftOut"], true);
 }
 
-TEST(timeline, has_no_negative_duration_after_the_clock_was_set_back) {
+TEST(timeline, has_no_duration_after_the_clock_was_set_back) {
     alert_log_part log = failover();
     log.lines.back().time = noon - 1000;
     const tool_answer answer = answer_timeline(timeline_between(log, 0, end_of_time));
-    EXPECT_EQ(answer.tree["timeline"][0]["durationMs"], 0);
+    EXPECT_TRUE(answer.tree["timeline"][0]["durationMs"].is_null());
+    EXPECT_NE(answer.text.find("exited. (the clock was set back)\n"), std::string::npos);
+    EXPECT_NE(timeline_csv(timeline_between(log, 0, end_of_time)).find(",,fault,"),
+              std::string::npos);
 }
