@@ -23,6 +23,10 @@ std::string in_quotes(const std::string& text) {
 }
 
 finding bad_file(file_condition condition, const std::string& what, const std::string& id) {
+    if (condition == file_condition::too_large)
+        return {.id = id,
+                .sentence = "The " + what + " is too large: the program writes no such file.",
+                .advice = "Put a copy of it back while the program is not running."};
     if (condition == file_condition::damaged)
         return {.id = id,
                 .sentence = "The " + what + " is damaged.",
@@ -33,7 +37,7 @@ finding bad_file(file_condition condition, const std::string& what, const std::s
 }
 
 bool is_bad(file_condition condition) {
-    return condition == file_condition::damaged || condition == file_condition::unreadable;
+    return condition != file_condition::whole && condition != file_condition::missing;
 }
 
 const char* sequence_name(std::string_view event) {
@@ -156,8 +160,13 @@ findings check_decks(const check_view& view) {
     const std::vector<seen_deck>& decks = view.program.status->decks;
     if (decks.size() >= view.remembered_decks.size()) return {};
     findings found;
+    // Some decks share a serial number.
+    std::vector<std::string> there;
+    std::ranges::transform(decks, std::back_inserter(there), &seen_deck::serial);
     for (const seen_deck& deck : view.remembered_decks)
-        if (std::ranges::find(decks, deck.serial, &seen_deck::serial) == decks.end())
+        if (const auto same = std::ranges::find(there, deck.serial); same != there.end())
+            there.erase(same);
+        else
             found.push_back({.id = "deck",
                              .sentence = deck.name + " (" + deck.serial +
                                          ") is missing; it was there at the last good check.",
@@ -185,8 +194,9 @@ findings check_alerts(const check_view& view, const findings& known) {
         });
         if (alert.active && alert.severity != alert_severity::notice && !explained)
             found.push_back({.id = "alert",
-                             .sentence = "An alert stands since " + local_clock(alert.started) +
-                                         ": " + alert.message,
+                             .sentence = "An alert has been active since " +
+                                         local_date(alert.started) + ' ' +
+                                         local_clock(alert.started) + ": " + alert.message,
                              .advice = "The guide \"Why did it not fail over?\" has each alert and "
                                        "what to do next."});
     }

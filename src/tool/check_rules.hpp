@@ -29,8 +29,8 @@ findings check_disk(const check_view& view);
 // The alerts that stand and that none of these findings explains.
 findings check_alerts(const check_view& view, const findings& known);
 
-// How long the commands of an event ("backup" or "main") can take if no device answers. As long as
-// they run, nothing else moves.
+// How long the commands of an event ("backup" or "main") can take: each attempt may wait for the
+// whole of its timeout. As long as they run, nothing else moves.
 std::chrono::milliseconds longest_sequence(const protection_policy& policy, std::string_view event);
 
 } // namespace elvantris::operator_control

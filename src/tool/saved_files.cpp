@@ -15,13 +15,22 @@ struct settings_text {
     std::string text; // of a whole file
 };
 
+file_condition condition_after(read_failure failure) {
+    switch (failure) {
+    case read_failure::missing:
+        return file_condition::missing;
+    case read_failure::too_large:
+        return file_condition::too_large;
+    case read_failure::unreadable:
+        break;
+    }
+    return file_condition::unreadable;
+}
+
 settings_text read_settings(const std::string& path) {
     read_failure failure{};
     std::optional<std::string> text = read_whole_file(path, largest_settings_file, &failure);
-    if (!text)
-        return {.condition = failure == read_failure::missing ? file_condition::missing
-                                                              : file_condition::unreadable,
-                .text = {}};
+    if (!text) return {.condition = condition_after(failure), .text = {}};
     if (!json_is_whole_object(*text)) return {.condition = file_condition::damaged, .text = {}};
     return {.condition = file_condition::whole, .text = std::move(*text)};
 }

@@ -8,7 +8,7 @@
 
 namespace elvantris::operator_control {
 
-enum class file_condition { whole, missing, unreadable, damaged };
+enum class file_condition { whole, missing, unreadable, too_large, damaged };
 
 struct saved_files {
     file_condition configuration = file_condition::missing;

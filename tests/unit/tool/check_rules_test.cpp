@@ -99,6 +99,8 @@ TEST(check, finds_files_that_cannot_be_read) {
               lines{"The configuration file is damaged."});
     EXPECT_EQ(bad_files(file_condition::unreadable, whole),
               lines{"The configuration file can't be read."});
+    EXPECT_EQ(bad_files(file_condition::too_large, whole),
+              lines{"The configuration file is too large: the program writes no such file."});
     EXPECT_EQ(bad_files(whole, file_condition::missing), lines{}) << "nothing was ever changed";
     EXPECT_EQ(bad_files(whole, file_condition::damaged), lines{"The protection file is damaged."});
     EXPECT_EQ(bad_files(whole, file_condition::unreadable),
@@ -210,6 +212,13 @@ TEST(longest_sequence, adds_delay_and_every_try_of_the_enabled_commands_of_one_e
     EXPECT_EQ(longest_sequence(policy, "backup"), 13'500ms);
     EXPECT_EQ(longest_sequence(policy, "main"), 1000ms);
     EXPECT_EQ(longest_sequence({}, "main"), 0ms);
+}
+
+TEST(check, misses_one_of_two_decks_with_the_same_serial) {
+    EXPECT_EQ(found_after([](auto& view) {
+                  view.remembered_decks = {{"XL-1", "Stream Deck XL"}, {"XL-1", "Stream Deck +"}};
+              }),
+              lines{"Stream Deck + (XL-1) is missing; it was there at the last good check."});
 }
 
 TEST(check, misses_a_deck_of_the_last_good_check) {
