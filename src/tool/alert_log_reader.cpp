@@ -40,10 +40,10 @@ void alert_lines::end_line() {
     // Left by an editor that ends its lines in the other way.
     if (line.ends_with('\r')) line.pop_back();
     if (line.empty() || time_of_alert_line(line).value_or(until_) > until_) return;
-    kept_bytes_ += line.size();
+    kept_bytes_ += line.size() + line_cost;
     kept_.push_back(std::move(line));
     while (kept_bytes_ > bounds_.kept_bytes) {
-        kept_bytes_ -= kept_.front().size();
+        kept_bytes_ -= kept_.front().size() + line_cost;
         kept_.pop_front();
         part_.begins_later = true;
     }

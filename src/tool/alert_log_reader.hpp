@@ -17,8 +17,11 @@ namespace elvantris::operator_control {
 
 inline constexpr std::int64_t end_of_time = std::numeric_limits<std::int64_t>::max();
 
+// What a line in memory costs besides its text, about.
+inline constexpr std::size_t line_cost = 64;
+
 struct alert_log_bounds {
-    std::size_t kept_bytes = 16'777'216; // of the newest lines
+    std::size_t kept_bytes = 16'777'216; // of the newest lines, with what each costs besides
     std::size_t line_bytes = 262'144;    // a longer line is a damaged one
 };
 

@@ -29,7 +29,8 @@ server_health health_of(const shown_server& shown, bool clock_fault) {
     health.telemetryAvailable = shown.telemetry_available;
     health.frameStalled = shown.frame_stalled;
     health.clockFault = clock_fault;
-    health.lastSeen = moment_of_status - std::min(milliseconds(shown.age_ms), oldest_age);
+    health.lastSeen =
+        moment_of_status - std::clamp(milliseconds(shown.age_ms), milliseconds{}, oldest_age);
     health.outputs = shown.outputs;
     health.available_outputs = read_output_states(shown.outputs);
     return health;

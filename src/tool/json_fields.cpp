@@ -23,7 +23,10 @@ bool flag_field(const json_tree& object, const char* key) {
 
 std::int64_t number_field(const json_tree& object, const char* key, std::int64_t fallback) {
     const json_tree& value = field(object, key);
-    return value.is_number_integer() ? value.get<std::int64_t>() : fallback;
+    if (!value.is_number_integer()) return fallback;
+    constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
+    if (value.is_number_unsigned() && value.get<std::uint64_t>() > std::uint64_t{most}) return most;
+    return value.get<std::int64_t>();
 }
 
 const json_tree& array_field(const json_tree& object, const char* key) {

@@ -4,14 +4,23 @@
 
 #include "tool/json_tree.hpp"
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <string>
 
 namespace elvantris::operator_control {
 
 std::string text_field(const json_tree& object, const char* key);
 bool flag_field(const json_tree& object, const char* key);
+// A number that is too large for the type is the nearest that it holds.
 std::int64_t number_field(const json_tree& object, const char* key, std::int64_t fallback = 0);
+template<typename integer>
+integer small_number_field(const json_tree& object, const char* key) {
+    using limits = std::numeric_limits<integer>;
+    return static_cast<integer>(
+        std::clamp<std::int64_t>(number_field(object, key), limits::min(), limits::max()));
+}
 // An empty array, or an empty object.
 const json_tree& array_field(const json_tree& object, const char* key);
 const json_tree& object_field(const json_tree& object, const char* key);

@@ -12,7 +12,7 @@ system_record read_system(const json_tree& tree) {
     return {.serial = text_field(tree, "serial"),
             .workstation = text_field(tree, "workstation"),
             .address = text_field(tree, "address"),
-            .webPort = static_cast<std::uint16_t>(number_field(tree, "webPort")),
+            .webPort = small_number_field<std::uint16_t>(tree, "webPort"),
             .role = role_from_word(text_field(tree, "role")),
             .backupForSerial = text_field(tree, "backupForSerial"),
             .online = flag_field(tree, "online"),
@@ -23,7 +23,7 @@ system_record read_system(const json_tree& tree) {
             .replicationRevision = number_field(tree, "replicationRevision"),
             .replicationAppliedRevision = number_field(tree, "replicationAppliedRevision"),
             .replicationPendingMedia =
-                static_cast<std::int32_t>(number_field(tree, "replicationPendingMedia")),
+                small_number_field<std::int32_t>(tree, "replicationPendingMedia"),
             .replicationEventTitle = text_field(tree, "replicationEventTitle"),
             .replicationLastError = text_field(tree, "replicationLastError")};
 }

@@ -53,11 +53,22 @@ TEST(alert_lines, end_with_the_moment_that_was_asked_for) {
 }
 
 TEST(alert_lines, keep_the_newest_of_too_many) {
-    alert_lines lines(end_of_time, {.kept_bytes = 2 * line_at(1).size(), .line_bytes = 1000});
+    alert_lines lines(end_of_time,
+                      {.kept_bytes = 2 * (line_at(1).size() + line_cost), .line_bytes = 1000});
     for (const std::int64_t time : {1, 2, 3, 4})
         lines.take(line_at(time) + '\n');
     const alert_log_part part = lines.finish();
     EXPECT_EQ(times_of(part), (times{3, 4}));
+    EXPECT_TRUE(part.begins_later);
+}
+
+// A file of nothing but short lines would otherwise cost many times its size.
+TEST(alert_lines, keep_no_more_short_lines_than_memory_is_meant_for) {
+    alert_lines lines(end_of_time, {.kept_bytes = 10 * (1 + line_cost), .line_bytes = 1000});
+    for (int count = 0; count < 100; ++count)
+        lines.take("x\n");
+    const alert_log_part part = lines.finish();
+    EXPECT_EQ(part.damaged, 10U);
     EXPECT_TRUE(part.begins_later);
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 using namespace elvantris::operator_control;
 
 namespace {
@@ -93,4 +95,17 @@ TEST(judge_answer, knows_the_program_by_a_status_that_it_cannot_read) {
               program_presence::unreadable_status);
     for (const char* other : {"", "<!doctype html>", R"({"status":"ok"})", R"({"configPath":"x"})"})
         EXPECT_EQ(judge_answer(other).presence, program_presence::another_program) << other;
+}
+
+TEST(read_status, takes_a_number_that_is_too_large_for_the_largest) {
+    const auto status = read_status(
+        R"({"systems":[{"webPort":65536,"replicationPendingMedia":4294967296,)"
+        R"("replicationRevision":18446744073709551615}],)"
+        R"("protection":{"policy":{"armed":true},"systems":[{"ageMs":-9223372036854775808}]}})");
+    ASSERT_TRUE(status);
+    const system_record& system = status->registry.systems.at(0);
+    EXPECT_EQ(system.webPort, 65'535);
+    EXPECT_EQ(system.replicationPendingMedia, 2'147'483'647);
+    EXPECT_EQ(system.replicationRevision, 9'223'372'036'854'775'807);
+    EXPECT_EQ(status->protection.servers.at(0).age_ms, std::numeric_limits<std::int64_t>::min());
 }
