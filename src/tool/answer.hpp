@@ -14,6 +14,7 @@ struct tool_answer {
     tool_exit exit = tool_exit::all_well;
     std::string text; // whole lines
     json_tree tree;
+    std::string remarks = {}; // beside a table, which has no place for them
 };
 
 // One plain sentence instead of an answer.

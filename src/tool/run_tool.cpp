@@ -2,9 +2,12 @@
 
 #include "systems/settings_place.hpp"
 #include "tool/sub_commands.hpp"
+#include "tool/write_answer.hpp"
 
 #include <exception>
 #include <iostream>
+#include <new>
+#include <system_error>
 
 namespace elvantris::operator_control {
 namespace {
@@ -24,18 +27,10 @@ void add_sub_command(CLI::App& parser, const sub_command& command, asked_questio
     own.add_option("--config", asked.options.config_path,
                    "The program's configuration file; the others are beside it")
         ->type_name("PATH");
-    own.add_flag("--json", asked.as_json, "Answer in JSON");
+    CLI::Option* const json = own.add_flag("--json", asked.as_json, "Answer in JSON");
+    if (CLI::Option* const csv = own.get_option_no_throw("--csv")) json->excludes(csv);
     own.footer(command.details + "\n" + exit_codes);
     own.callback([run, &asked] { asked.run = run; });
-}
-
-int print(const tool_answer& answer, bool as_json) {
-    if (as_json)
-        std::cout << answer.tree.dump(2, ' ', false, json_tree::error_handler_t::replace) << '\n';
-    else
-        (answer.exit == tool_exit::could_not_look ? std::cerr : std::cout) << answer.text;
-    std::cout.flush();
-    return static_cast<int>(answer.exit);
 }
 
 int answer_question(const std::vector<std::string>& arguments) {
@@ -58,7 +53,8 @@ int answer_question(const std::vector<std::string>& arguments) {
         const bool served = parser.exit(end) == 0;
         return static_cast<int>(served ? tool_exit::all_well : tool_exit::could_not_look);
     }
-    return print(asked.run(asked.options), asked.as_json);
+    return static_cast<int>(
+        write_answer(asked.run(asked.options), asked.as_json, std::cout, std::cerr));
 }
 
 } // namespace
@@ -67,8 +63,12 @@ int run_tool(const std::vector<std::string>& arguments) noexcept {
     try {
         if (!arguments.empty()) return answer_question(arguments);
         std::cerr << "The command line could not be read.\n";
-    } catch (const std::exception&) {
-        std::cerr << "The computer has no memory or no thread left for this.\n";
+    } catch (const std::bad_alloc&) {
+        std::cerr << "The computer has no memory left for this.\n";
+    } catch (const std::system_error&) {
+        std::cerr << "The computer has no thread left for this.\n";
+    } catch (const std::exception& error) {
+        std::cerr << "The tool has failed: " << error.what() << '\n';
     }
     return static_cast<int>(tool_exit::could_not_look);
 }

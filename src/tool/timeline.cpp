@@ -48,7 +48,6 @@ std::string padded(std::string text, std::size_t width) {
 
 std::string lines_of(const timeline& shown) {
     std::string text;
-    if (shown.begins_later) text += "The log is long: older events are left out.\n";
     std::string day;
     for (const history_entry& entry : shown.entries) {
         if (const std::string date = local_date(entry.begun); date != day) {
@@ -59,10 +58,7 @@ std::string lines_of(const timeline& shown) {
                 how_long(entry) + '\n';
     }
     if (shown.entries.empty()) text += "Nothing happened in this time.\n";
-    if (!shown.note.empty()) text += shown.note + '\n';
-    if (shown.damaged > 0)
-        text += "Damaged lines of the log, left out: " + std::to_string(shown.damaged) + '\n';
-    return text;
+    return text + what_the_log_lacks(shown);
 }
 
 json_tree tree_of(const history_entry& entry) {
@@ -105,6 +101,15 @@ timeline timeline_between(const alert_log_part& log, std::int64_t since, std::in
         return entry.begun > until || (entry.begun < since && !entry.lasted_at(since));
     });
     return shown;
+}
+
+std::string what_the_log_lacks(const timeline& shown) {
+    std::string text;
+    if (shown.begins_later) text += "The log is long: older events are left out.\n";
+    if (!shown.note.empty()) text += shown.note + '\n';
+    if (shown.damaged > 0)
+        text += "Damaged lines of the log, left out: " + std::to_string(shown.damaged) + '\n';
+    return text;
 }
 
 tool_answer answer_timeline(const timeline& shown) {

@@ -27,7 +27,8 @@ timeline timeline_between(const alert_log_part& log, std::int64_t since, std::in
 // A fault in it, or a line of the log that can't be read, is a finding.
 tool_answer answer_timeline(const timeline& shown);
 
-// The same as comma separated values, for a table.
+// The same as comma separated values, for a table. It has no place for what the log lacks.
 std::string timeline_csv(const timeline& shown);
+std::string what_the_log_lacks(const timeline& shown); // whole lines
 
 } // namespace elvantris::operator_control

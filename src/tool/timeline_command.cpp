@@ -30,7 +30,10 @@ tool_answer tell_timeline(const timeline_options& asked, const common_options& c
                                                   : std::deque<alert_record>{});
     if (!uses_it) shown.note = other_configuration_sentence(*program.status);
     tool_answer answer = answer_timeline(shown);
-    if (asked.as_csv) answer.text = timeline_csv(shown);
+    if (asked.as_csv) {
+        answer.text = timeline_csv(shown);
+        answer.remarks = what_the_log_lacks(shown);
+    }
     return answer;
 }
 

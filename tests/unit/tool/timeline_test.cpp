@@ -138,8 +138,8 @@ TEST(timeline, finds_faults_and_blocks_and_commands_that_failed) {
 TEST(timeline, tells_of_damaged_and_left_out_lines) {
     const tool_answer answer =
         answer_timeline({.entries = {}, .damaged = 2, .begins_later = true, .note = {}});
-    EXPECT_EQ(answer.text, "The log is long: older events are left out.\n"
-                           "Nothing happened in this time.\n"
+    EXPECT_EQ(answer.text, "Nothing happened in this time.\n"
+                           "The log is long: older events are left out.\n"
                            "Damaged lines of the log, left out: 2\n");
     EXPECT_EQ(answer.exit, tool_exit::findings);
     EXPECT_EQ(answer.tree["damagedLines"], 2);
