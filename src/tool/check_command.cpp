@@ -30,10 +30,10 @@ check_view look(const std::string& config_path) {
                     .program = asked.reply,
                     .program_uses_it = asked.uses_it,
                     .files = read_saved_files(config_path),
-                    .unknown_hosts = {},
+                    .hosts = {},
                     .free_bytes = free_bytes(folder_of(config_path)),
                     .remembered_decks = load_check_memory(config_path)};
-    view.unknown_hosts = unknown_among(hosts_of(setup_of(view).policy));
+    view.hosts = missing_among(hosts_of(setup_of(view).policy));
     return view;
 }
 
@@ -46,6 +46,13 @@ bool remember_decks(check_view& view) {
     return true;
 }
 
+finding unwritten_decks(const std::string& config_path) {
+    return {.id = "memory",
+            .sentence =
+                "The decks could not be written down in " + check_memory_path(config_path) + '.',
+            .advice = "Check who may write in that folder."};
+}
+
 tool_answer check(bool accept_decks, const common_options& common) {
     check_view view = look(common.config_path);
     const bool running = view.program.presence == program_presence::running;
@@ -53,15 +60,15 @@ tool_answer check(bool accept_decks, const common_options& common) {
         return could_not_look(check_program(view).front().sentence + ' ' +
                               check_files(view).front().sentence + ' ' +
                               check_files(view).front().advice);
-    bool remembered = !accept_decks || !running || remember_decks(view);
+    // Beside another configuration file nobody would look for them.
+    const bool accepted =
+        !accept_decks || !running || !view.program_uses_it || remember_decks(view);
     findings found = check_before_show(view);
-    if (found.empty()) remembered = remember_decks(view);
-    if (!remembered)
-        found.push_back({.id = "memory",
-                         .sentence = "The decks could not be written down in " +
-                                     check_memory_path(view.config_path) + '.',
-                         .advice = "Check who may write in that folder."});
-    return answer_check(found, setup_of(view).policy);
+    if (!accepted) found.push_back(unwritten_decks(view.config_path));
+    findings notes;
+    // The pair is no worse for it.
+    if (found.empty() && !remember_decks(view)) notes.push_back(unwritten_decks(view.config_path));
+    return answer_check(found, setup_of(view).policy, notes);
 }
 
 command_run prepare_check(CLI::App& parser) {

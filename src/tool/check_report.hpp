@@ -5,7 +5,8 @@
 
 namespace elvantris::operator_control {
 
-// "READY" alone, or each finding with what to do. Pure.
-tool_answer answer_check(const findings& found, const protection_policy& policy);
+// "READY", or each finding with what to do. Notes keep no pair from being ready. Pure.
+tool_answer answer_check(const findings& found, const protection_policy& policy,
+                         const findings& notes = {});
 
 } // namespace elvantris::operator_control

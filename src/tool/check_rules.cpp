@@ -136,13 +136,21 @@ milliseconds longest_sequence(const protection_policy& policy, std::string_view 
 findings check_commands(const check_view& view) {
     const protection_policy& policy = setup_of(view).policy;
     findings found;
-    for (const outbound_action& action : policy.actions)
-        if (action.enabled && view.unknown_hosts.contains(action.host))
+    for (const outbound_action& action : policy.actions) {
+        if (!action.enabled) continue;
+        if (view.hosts.untold.contains(action.host))
+            found.push_back({.id = "command-address",
+                             .sentence = "The name server does not say where the command " +
+                                         in_quotes(action.name) + " goes: " + action.host + '.',
+                             .advice = "Look at the name server, or enter the address in "
+                                       "numbers."});
+        if (view.hosts.unknown.contains(action.host))
             found.push_back({.id = "command-address",
                              .sentence = "The address of the command " + in_quotes(action.name) +
                                          " can't be found: " + action.host + '.',
                              .advice = "Check the name and the name server, or enter the address "
                                        "in numbers."});
+    }
     for (const char* event : {"backup", "main"}) {
         const milliseconds longest = longest_sequence(policy, event);
         if (longest > longest_wise_sequence)

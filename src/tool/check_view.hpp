@@ -1,12 +1,12 @@
 // All that a check looks at, read before it is judged.
 #pragma once
 
+#include "tool/known_hosts.hpp"
 #include "tool/program_status.hpp"
 #include "tool/saved_files.hpp"
 
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -17,7 +17,7 @@ struct check_view {
     program_reply program;
     bool program_uses_it = true; // the running program, this configuration file
     saved_files files;
-    std::set<std::string> unknown_hosts;     // of enabled commands, not found by the name server
+    missing_hosts hosts;                     // of enabled commands
     std::optional<std::uint64_t> free_bytes; // on the disk of the files
     std::vector<seen_deck> remembered_decks; // of the last good check
 };

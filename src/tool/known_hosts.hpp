@@ -1,3 +1,8 @@
+// Asking the name server for the hosts of commands.
+//
+// Threads: any. Several hosts are looked up at the same time; a lookup that is still running at the
+// end of its second is left behind.
+// Failure: a value.
 #pragma once
 
 #include <set>
@@ -5,8 +10,12 @@
 
 namespace elvantris::operator_control {
 
-// Which of these hosts the name server doesn't know, or doesn't tell within a second. Numbers need
-// none. Several are looked up at the same time.
-std::set<std::string> unknown_among(const std::set<std::string>& hosts);
+struct missing_hosts {
+    std::set<std::string> unknown; // the name server knows no address
+    std::set<std::string> untold;  // it didn't answer within a second, or couldn't be asked
+};
+
+// Which of these hosts have no address. Numbers need no name server.
+missing_hosts missing_among(const std::set<std::string>& hosts);
 
 } // namespace elvantris::operator_control

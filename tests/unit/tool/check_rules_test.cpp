@@ -168,7 +168,7 @@ TEST(check, warns_of_times_that_are_legal_and_unwise) {
 TEST(check, wants_the_address_of_every_enabled_command) {
     const view_change unknown = [](check_view& view) {
         policy_of(view).actions = {command("backup")};
-        view.unknown_hosts = {"router"};
+        view.hosts.unknown = {"router"};
     };
     EXPECT_EQ(found_after(unknown),
               lines{"The address of the command \"Router\" can't be found: router."});
@@ -179,7 +179,7 @@ TEST(check, wants_the_address_of_every_enabled_command) {
               lines{});
     EXPECT_EQ(found_after([&](auto& view) {
                   unknown(view);
-                  view.unknown_hosts = {"other"};
+                  view.hosts.unknown = {"other"};
               }),
               lines{});
 }
@@ -212,6 +212,14 @@ TEST(longest_sequence, adds_delay_and_every_try_of_the_enabled_commands_of_one_e
     EXPECT_EQ(longest_sequence(policy, "backup"), 13'500ms);
     EXPECT_EQ(longest_sequence(policy, "main"), 1000ms);
     EXPECT_EQ(longest_sequence({}, "main"), 0ms);
+}
+
+TEST(check, does_not_call_a_host_unknown_before_the_name_server_says_so) {
+    EXPECT_EQ(found_after([](auto& view) {
+                  view.hosts.untold = {"router"};
+                  policy_of(view).actions = {command("backup")};
+              }),
+              lines{"The name server does not say where the command \"Router\" goes: router."});
 }
 
 TEST(check, misses_one_of_two_decks_with_the_same_serial) {
