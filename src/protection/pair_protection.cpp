@@ -1,5 +1,7 @@
 #include "protection/pair_protection.hpp"
 
+#include "protection/alert_texts.hpp"
+
 #include <chrono>
 #include <exception>
 #include <utility>
@@ -80,9 +82,8 @@ void pair_protection::watch_pair(const server_pair& pair, bool cut_off, const mo
     watch_sync(pair, in_grace, now);
 
     const bool backup_ready = ready(backup, main, now.steady);
-    set_alert("backup-readiness", !backup_ready && !in_grace,
-              "Backup is not ready; automatic protection is degraded.", alert_severity::critical,
-              now);
+    set_alert("backup-readiness", !backup_ready && !in_grace, alert_texts::backup_not_ready,
+              alert_severity::critical, now);
 
     const bool enabled = registry_.enabled();
     pin_active(pair, enabled);
@@ -154,9 +155,11 @@ bool pair_protection::watch_condition(const std::string& serial, pair_side side,
         return false;
     }
     if_possible([&] {
-        raise_alert(key,
-                    (side == pair_side::main ? "Main: " : "Backup: ") + condition.message.written(),
-                    severity_of(condition.mode), now);
+        raise_alert(
+            key,
+            std::string(side == pair_side::main ? alert_texts::of_main : alert_texts::of_backup) +
+                condition.message.written(),
+            severity_of(condition.mode), now);
     });
     return true;
 }
@@ -165,8 +168,7 @@ void pair_protection::watch_sync(const server_pair& pair, bool in_grace, const m
     const bool fired =
         !in_grace && saved_.policy.sync != mode_ignore &&
         timers_.confirm("show-sync", out_of_sync(pair.main, pair.backup), sync_delay, now.steady);
-    set_alert("show-sync", fired, "Backup show state or media is not synchronized.",
-              alert_severity::warning, now);
+    set_alert("show-sync", fired, alert_texts::not_synchronized, alert_severity::warning, now);
 }
 
 void pair_protection::run_failover_decision(const system_record& backup, const failover_view& view,
@@ -176,10 +178,10 @@ void pair_protection::run_failover_decision(const system_record& backup, const f
     };
     switch (decide_failover(view)) {
     case failover_action::blocked_by_readiness:
-        block("Main fault detected; failover blocked because Backup is not ready.");
+        block(alert_texts::blocked_by_readiness);
         return;
     case failover_action::blocked_by_sequence:
-        block("Main fault detected; waiting for the current outbound sequence.");
+        block(alert_texts::blocked_by_sequence);
         return;
     case failover_action::move_to_backup: {
         // A transfer that can't be saved is tried again in the next cycle; its alert tells.
@@ -203,9 +205,9 @@ pair_protection::prepared_transfer pair_protection::prepare_transfer(const syste
         if (action.enabled && action.event == (to_backup ? "backup" : "main"))
             steps.push_back(action);
     if (!steps.empty())
-        prepared.job =
-            outbound_queue::prepared({.steps = std::move(steps),
-                                      .name = to_backup ? "Transfer to Backup" : "Return to Main"});
+        prepared.job = outbound_queue::prepared(
+            {.steps = std::move(steps),
+             .name = std::string(to_backup ? alert_texts::to_backup : alert_texts::to_main)});
     return prepared;
 }
 
@@ -215,10 +217,9 @@ bool pair_protection::transfer_to(const system_record& target, pair_side side,
     const bool held_before = std::exchange(saved_.heldOnBackup, side == pair_side::backup);
     if (!save()) {
         saved_.heldOnBackup = held_before;
-        constexpr std::string_view blocked =
-            "Could not persist active server; transfer was blocked.";
-        raise_alert("transfer-storage", blocked, alert_severity::critical, now);
-        error = blocked;
+        raise_alert("transfer-storage", alert_texts::transfer_not_saved, alert_severity::critical,
+                    now);
+        error = alert_texts::transfer_not_saved;
         return false;
     }
     active_serial_.swap(prepared.active_serial);
@@ -229,7 +230,7 @@ bool pair_protection::transfer_to(const system_record& target, pair_side side,
     clear_alert("transfer", now); // so that this transfer gets a notice of its own
     if_possible([&] {
         raise_alert("transfer",
-                    reason.written() + "; operating on " +
+                    reason.written() + std::string(alert_texts::operating_on) +
                         (side == pair_side::backup ? "Backup. Return to Main manually when ready."
                                                    : "Main."),
                     alert_severity::notice, now);
@@ -278,7 +279,7 @@ bool pair_protection::transfer_on_request(pair_side side, const moment& now, std
         return false;
     }
     if (active_serial_ == target->serial) return true;
-    return transfer_to(*target, side, {"Operator requested transfer"}, now, error);
+    return transfer_to(*target, side, {alert_texts::operator_request}, now, error);
 }
 
 bool pair_protection::replace_policy(protection_policy policy, std::string& error) {
@@ -316,7 +317,7 @@ void pair_protection::record_step(const outbound_sequence& sequence, const outbo
                                   const moment& now) noexcept {
     if_possible([&] {
         last_action_ = sequence.name + " / " + step.name + ": " +
-                       (sent ? "sent; device execution unconfirmed." : failure);
+                       (sent ? std::string(alert_texts::step_sent) : failure);
         set_alert("action:" + step.name + ':' + step.event, !sent, last_action_,
                   alert_severity::critical, now);
         log_.action(now.wall_ms, last_action_);

@@ -1,5 +1,6 @@
 #include "tool/check_rules.hpp"
 
+#include "protection/alert_texts.hpp"
 #include "systems/server_choice.hpp"
 #include "tool/local_time.hpp"
 
@@ -40,8 +41,8 @@ bool is_bad(file_condition condition) {
     return condition != file_condition::whole && condition != file_condition::missing;
 }
 
-const char* sequence_name(std::string_view event) {
-    return event == "backup" ? "Transfer to Backup" : "Return to Main";
+std::string_view sequence_name(std::string_view event) {
+    return event == "backup" ? alert_texts::to_backup : alert_texts::to_main;
 }
 
 } // namespace
@@ -154,11 +155,12 @@ findings check_commands(const check_view& view) {
     for (const char* event : {"backup", "main"}) {
         const milliseconds longest = longest_sequence(policy, event);
         if (longest > longest_wise_sequence)
-            found.push_back({.id = "command-time",
-                             .sentence = std::string("The commands of ") + sequence_name(event) +
-                                         " can take " + duration_text(longest.count()) +
-                                         "; until then nothing else can move.",
-                             .advice = "Shorten delays, timeouts and retries."});
+            found.push_back(
+                {.id = "command-time",
+                 .sentence = std::string("The commands of ").append(sequence_name(event)) +
+                             " can take " + duration_text(longest.count()) +
+                             "; until then nothing else can move.",
+                 .advice = "Shorten delays, timeouts and retries."});
     }
     return found;
 }

@@ -1,6 +1,6 @@
+#include "protection/alert_texts.hpp"
 #include "protection/evaluation.hpp"
 #include "systems/server_choice.hpp"
-#include "tool/alert_texts.hpp"
 #include "tool/check_rules.hpp"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 #include "tool/explain_rules.hpp"
 
+#include "protection/alert_texts.hpp"
 #include "protection/evaluation.hpp"
 #include "tool/explain_choice.hpp"
 #include "tool/local_time.hpp"
@@ -134,7 +135,8 @@ private:
         std::size_t sent = 0;
         std::int64_t last_sent = 0;
         const std::string sequence =
-            goes_to_backup(event_) ? "Transfer to Backup / " : "Return to Main / ";
+            std::string(goes_to_backup(event_) ? alert_texts::to_backup : alert_texts::to_main) +
+            " / ";
         for (const history_entry& entry : view_.history) {
             if (is_transfer(entry) && entry.begun > event_.begun) break;
             if (entry.begun < event_.begun || entry.begun > event_.begun + aftermath_ms ||
@@ -159,7 +161,7 @@ private:
         if (block.key == "transfer-storage") {
             told_.summary = "Operation did not move: the disk refused to keep the hold.";
             told_.reasons.emplace_back("Free the disk, and check the rights of the folder.");
-        } else if (block.message.find("outbound sequence") != std::string::npos) {
+        } else if (block.message == alert_texts::blocked_by_sequence) {
             told_.summary = "Operation did not move: commands were still being sent.";
             told_.reasons.emplace_back("Shorten delays, timeouts and retries of the commands.");
         } else {

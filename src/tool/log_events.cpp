@@ -1,25 +1,17 @@
 #include "tool/log_events.hpp"
 
+#include "protection/alert_texts.hpp"
 #include "protection/evaluation.hpp"
-#include "tool/alert_texts.hpp"
 
 namespace elvantris::operator_control {
-namespace {
-
-constexpr std::string_view main_prefix = "Main: ";
-constexpr std::string_view backup_prefix = "Backup: ";
-constexpr std::string_view operator_request = "Operator requested transfer";
-constexpr std::string_view moved_words = "; operating on ";
-
-} // namespace
-
 bool is_of_main(const history_entry& entry) {
-    return entry.kind == history_kind::fault && entry.message.starts_with(main_prefix);
+    return entry.kind == history_kind::fault && entry.message.starts_with(alert_texts::of_main);
 }
 
 bool is_of_backup(const history_entry& entry) {
-    return entry.kind == history_kind::fault && (entry.message.starts_with(backup_prefix) ||
-                                                 entry.message == alert_texts::not_synchronized);
+    return entry.kind == history_kind::fault &&
+           (entry.message.starts_with(alert_texts::of_backup) ||
+            entry.message == alert_texts::not_synchronized);
 }
 
 bool is_unreadiness(const history_entry& entry) {
@@ -31,19 +23,20 @@ bool is_transfer(const history_entry& entry) {
 }
 
 bool goes_to_backup(const history_entry& transfer) {
-    return transfer.message.find(std::string(moved_words) + "Backup") != std::string::npos;
+    return transfer.message.find(std::string(alert_texts::operating_on) + "Backup") !=
+           std::string::npos;
 }
 
 bool is_on_request(const history_entry& transfer) {
-    return reason_of(transfer) == operator_request;
+    return reason_of(transfer) == alert_texts::operator_request;
 }
 
 std::string reason_of(const history_entry& transfer) {
-    return transfer.message.substr(0, transfer.message.rfind(moved_words));
+    return transfer.message.substr(0, transfer.message.rfind(alert_texts::operating_on));
 }
 
 bool was_sent(const history_entry& command) {
-    return command.message.ends_with(": sent; device execution unconfirmed.");
+    return command.message.ends_with(": " + std::string(alert_texts::step_sent));
 }
 
 fault_mode mode_of_fault(const history_entry& fault, const protection_policy& policy) {
@@ -56,15 +49,15 @@ fault_mode mode_of_fault(const history_entry& fault, const protection_policy& po
 }
 
 std::string condition_of_main(const history_entry& fault) {
-    return fault.message.substr(main_prefix.size());
+    return fault.message.substr(alert_texts::of_main.size());
 }
 
 std::string fault_of_main(const std::string& condition) {
-    return std::string(main_prefix) + condition;
+    return std::string(alert_texts::of_main) + condition;
 }
 
 std::string fault_of_backup(const std::string& condition) {
-    return std::string(backup_prefix) + condition;
+    return std::string(alert_texts::of_backup) + condition;
 }
 
 } // namespace elvantris::operator_control

@@ -37,6 +37,7 @@ function is_made_of(sentence, texts) {
 
 const guides = {
   'docs/guide/no-failover.md': [
+    'src/protection/alert_texts.hpp',
     'src/protection/command_escapes.cpp',
     'src/protection/evaluation.cpp',
     'src/protection/outbound_sending.cpp',
