@@ -1,6 +1,6 @@
 #include "tool/alert_history.hpp"
 
-#include "tool/json_tree.hpp"
+#include "tool/json_fields.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -9,7 +9,7 @@
 namespace elvantris::operator_control {
 namespace {
 
-// The end of the year 9999: what is later is no time, and could not be reckoned with.
+// The end of the year 9999: what is later is no time.
 constexpr std::int64_t latest_time = 253'402'300'799'999;
 
 std::optional<alert_event> event_from_word(std::string_view word) {
@@ -17,19 +17,6 @@ std::optional<alert_event> event_from_word(std::string_view word) {
     if (word == "recovered") return alert_event::recovered;
     if (word == "action") return alert_event::action;
     return std::nullopt;
-}
-
-std::optional<std::int64_t> read_time(const json_tree& line) {
-    const auto found = line.find("time");
-    if (found == line.end() || !found->is_number_integer()) return std::nullopt;
-    const auto time = found->get<std::int64_t>();
-    return time < 0 || time > latest_time ? std::nullopt : std::optional(time);
-}
-
-std::optional<std::string> text_of(const json_tree& line, const char* key) {
-    const auto found = line.find(key);
-    if (found == line.end() || !found->is_string()) return std::nullopt;
-    return found->get<std::string>();
 }
 
 history_kind kind_of(std::string_view key) {
@@ -49,15 +36,15 @@ bool repeats(const std::vector<history_entry>& history, const alert_line& action
 std::optional<alert_line> read_alert_line(std::string_view line) {
     const json_tree read = read_json_tree(line);
     if (!read.is_object()) return std::nullopt;
-    const auto time = read_time(read);
-    const auto event = event_from_word(text_of(read, "event").value_or(""));
-    const auto key = text_of(read, "key");
-    const auto message = text_of(read, "message");
-    if (!time || !event || (*event != alert_event::action && !key) ||
+    const std::int64_t time = number_field(read, "time", -1);
+    const auto event = event_from_word(text_field(read, "event"));
+    const auto key = find_text(read, "key");
+    const auto message = find_text(read, "message");
+    if (time < 0 || time > latest_time || !event || (*event != alert_event::action && !key) ||
         (*event != alert_event::recovered && !message))
         return std::nullopt;
     return alert_line{
-        .time = *time, .event = *event, .key = key.value_or(""), .message = message.value_or("")};
+        .time = time, .event = *event, .key = key.value_or(""), .message = message.value_or("")};
 }
 
 std::optional<std::int64_t> time_of_alert_line(std::string_view line) {

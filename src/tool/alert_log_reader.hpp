@@ -26,7 +26,7 @@ struct alert_log_bounds {
 };
 
 struct alert_log_part {
-    std::vector<alert_line> lines; // as they stand in the log
+    std::vector<alert_line> lines; // in the order of the log
     std::uint64_t damaged = 0;     // so many lines could not be read
     bool begins_later = false;     // older lines have been left out
 };

@@ -26,7 +26,7 @@ findings check_commands(const check_view& view);
 // The workstation: decks, disk.
 findings check_decks(const check_view& view);
 findings check_disk(const check_view& view);
-// The alerts that stand and that none of these findings explains.
+// The active alerts that none of these findings explains.
 findings check_alerts(const check_view& view, const findings& known);
 
 // How long the commands of an event ("backup" or "main") can take: each attempt may wait for the

@@ -12,7 +12,7 @@ namespace {
 constexpr steady_time moment_of_status{std::chrono::hours(1'000'000)};
 constexpr milliseconds oldest_age{std::chrono::hours(500'000)};
 
-bool stands(const protection_snapshot& protection, std::string_view message) {
+bool is_active(const protection_snapshot& protection, std::string_view message) {
     return std::ranges::any_of(protection.alerts, [&](const alert_record& alert) {
         return alert.active && alert.message == message;
     });
@@ -69,6 +69,12 @@ std::string message_of(std::string_view condition) {
     return "";
 }
 
+// What the program says of an output that this rule names and the server doesn't have.
+std::string message_of_output(pair_side side, const output_rule& rule) {
+    const auto condition = output_condition(side, rule, {}, {}, moment_of_status);
+    return condition ? condition->message.written() : "";
+}
+
 struct gate_words {
     std::string reason;
     std::string advice;
@@ -113,6 +119,7 @@ gate_words words_of(readiness_gate gate, const system_record& system, const std:
 
 // One server of the pair, with all that its judgement takes.
 struct judged_server {
+    pair_side side;
     const char* name; // "Main" or "Backup"
     const system_record& system;
     const system_record& main;
@@ -123,11 +130,15 @@ struct judged_server {
     std::string alert(const std::string& message) const {
         return std::string(name) + ": " + message;
     }
+    const std::string& id_in(const output_rule& rule) const {
+        return side == pair_side::main ? rule.mainId : rule.backupId;
+    }
 };
 
-judged_server judge(const char* name, const system_record& system, const system_record& main,
+judged_server judge(pair_side side, const system_record& system, const system_record& main,
                     const protection_snapshot& protection) {
-    judged_server server{.name = name,
+    judged_server server{.side = side,
+                         .name = side == pair_side::main ? "Main" : "Backup",
                          .system = system,
                          .main = main,
                          .protection = protection,
@@ -135,7 +146,7 @@ judged_server judge(const char* name, const system_record& system, const system_
                          .gate = readiness_gate::none};
     const auto shown = std::ranges::find(protection.servers, system.serial, &shown_server::serial);
     if (shown != protection.servers.end())
-        server.health = health_of(*shown, stands(protection, server.alert(message_of("clock"))));
+        server.health = health_of(*shown, is_active(protection, server.alert(message_of("clock"))));
     server.gate = closed_gate(protection.policy, system, server.health ? &*server.health : nullptr,
                               main, moment_of_status);
     return server;
@@ -147,13 +158,17 @@ finding gate_finding(const judged_server& server, const std::string& lack) {
             ? missing_output(server.protection.policy, server.system, *server.health)
             : nullptr;
     const gate_words words = words_of(server.gate, server.system, output ? *output : "");
-    finding found{.id = server.gate == readiness_gate::out_of_sync ? "sync" : "server",
+    finding found{.id = server.gate == readiness_gate::out_of_sync ? "sync"
+                        : server.side == pair_side::main           ? "main"
+                                                                   : "backup",
                   .sentence = server.name + lack + words.reason + '.',
                   .advice = words.advice};
     if (const std::string_view condition = condition_of(server.gate); !condition.empty())
         found.alerts.push_back(server.alert(message_of(condition)));
     if (output != nullptr)
-        found.alerts.push_back(server.alert("Protected output unavailable: " + *output));
+        for (const output_rule& rule : server.protection.policy.outputRules)
+            if (server.id_in(rule) == *output)
+                found.alerts.push_back(server.alert(message_of_output(server.side, rule)));
     return found;
 }
 
@@ -170,8 +185,8 @@ findings check_backup(const judged_server& backup) {
             found.alerts.emplace_back(alert_texts::not_synchronized);
         return {found};
     }
-    if (!stands(backup.protection, alert_texts::backup_not_ready)) return {};
-    return {{.id = "server",
+    if (!is_active(backup.protection, alert_texts::backup_not_ready)) return {};
+    return {{.id = "backup",
              .sentence = "Backup is not ready to take over, for a reason that the program does not "
                          "show: its engine may still be starting, or its clock may be unlocked.",
              .advice = "Look at that server, wait, and check again.",
@@ -196,7 +211,7 @@ findings check_sync(const judged_server& backup) {
 
 // A rule for an output that the server doesn't even list is a slip of the keyboard more often than
 // a pulled cable.
-findings check_rules_of(const judged_server& server, std::string output_rule::*side) {
+findings check_rules_of(const judged_server& server) {
     // Without fresh and full answers nobody knows what there is.
     if (!server.health || !server.health->supported ||
         !heard_lately(server.protection.policy, *server.health, moment_of_status))
@@ -205,7 +220,7 @@ findings check_rules_of(const judged_server& server, std::string output_rule::*s
         missing_output(server.protection.policy, server.system, *server.health);
     findings found;
     for (const output_rule& rule : server.protection.policy.outputRules) {
-        const std::string& id = rule.*side;
+        const std::string& id = server.id_in(rule);
         if (rule.mode == mode_ignore || id.empty() || server.health->available_outputs.contains(id))
             continue;
         if (server.gate == readiness_gate::output_missing && id == *told) continue;
@@ -213,7 +228,7 @@ findings check_rules_of(const judged_server& server, std::string output_rule::*s
                          .sentence = std::string(server.name) + " has no output " + id +
                                      ", which a rule under Protected Outputs names.",
                          .advice = "Check the cable, or correct the rule.",
-                         .alerts = {server.alert("Protected output unavailable: " + id)}});
+                         .alerts = {server.alert(message_of_output(server.side, rule))}});
     }
     return found;
 }
@@ -226,12 +241,11 @@ findings check_servers(const check_view& view) {
     const system_record* const backup_record = backup_of_pair(registry.systems);
     if (backup_record == nullptr) return {};
     const system_record& main_record = *first_main(registry.systems);
-    const judged_server main = judge("Main", main_record, main_record, protection);
-    const judged_server backup = judge("Backup", *backup_record, main_record, protection);
+    const judged_server main = judge(pair_side::main, main_record, main_record, protection);
+    const judged_server backup = judge(pair_side::backup, *backup_record, main_record, protection);
     findings found;
     for (findings more : {check_main(main), check_backup(backup), check_sync(backup),
-                          check_rules_of(main, &output_rule::mainId),
-                          check_rules_of(backup, &output_rule::backupId)})
+                          check_rules_of(main), check_rules_of(backup)})
         std::ranges::move(more, std::back_inserter(found));
     return found;
 }

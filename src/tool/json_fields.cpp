@@ -11,9 +11,13 @@ const json_tree& field(const json_tree& object, const char* key) {
 
 } // namespace
 
-std::string text_field(const json_tree& object, const char* key) {
+std::optional<std::string> find_text(const json_tree& object, const char* key) {
     const json_tree& value = field(object, key);
-    return value.is_string() ? value.get<std::string>() : "";
+    return value.is_string() ? std::optional(value.get<std::string>()) : std::nullopt;
+}
+
+std::string text_field(const json_tree& object, const char* key) {
+    return find_text(object, key).value_or("");
 }
 
 bool flag_field(const json_tree& object, const char* key) {

@@ -7,10 +7,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 
 namespace elvantris::operator_control {
 
+// Absent unless it is a text.
+std::optional<std::string> find_text(const json_tree& object, const char* key);
 std::string text_field(const json_tree& object, const char* key);
 bool flag_field(const json_tree& object, const char* key);
 // A number that is too large for the type is the nearest that it holds.

@@ -250,15 +250,15 @@ TEST(check, wants_room_for_a_month_of_logs) {
     EXPECT_EQ(found_after([](auto& view) { view.free_bytes.reset(); }), lines{});
 }
 
-TEST(check, repeats_every_standing_alert_that_nothing_else_explains) {
+TEST(check, repeats_every_active_alert_that_nothing_else_explains) {
     const auto with_alert = [](const alert_record& alert) {
         return found_after([&](auto& view) { view.program.status->protection.alerts = {alert}; });
     };
-    const lines found = with_alert(standing_alert("Main: Sustained resource pressure"));
+    const lines found = with_alert(active_alert("Main: Sustained resource pressure"));
     ASSERT_EQ(found.size(), 1U);
     EXPECT_TRUE(found[0].ends_with(": Main: Sustained resource pressure")) << found[0];
-    EXPECT_EQ(with_alert(standing_alert("moved", alert_severity::notice)), lines{});
-    alert_record over = standing_alert("Main: Engine stopped or exited.");
+    EXPECT_EQ(with_alert(active_alert("moved", alert_severity::notice)), lines{});
+    alert_record over = active_alert("Main: Engine stopped or exited.");
     over.active = false;
     EXPECT_EQ(with_alert(over), lines{});
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 
 using namespace elvantris::operator_control;
 
@@ -14,7 +15,7 @@ using status_change = std::function<void(program_status&)>;
 using server_change = std::function<void(shown_server&)>;
 using lines = std::vector<std::string>;
 
-// Alerts that stand are among them, unless another finding says the same.
+// Active alerts are among them, unless another finding says the same.
 lines found_after(const status_change& change) {
     check_view view = healthy_view();
     change(*view.program.status);
@@ -37,7 +38,7 @@ system_record& backup_record(program_status& status) {
 }
 
 void add_alert(program_status& status, const std::string& message) {
-    status.protection.alerts.push_back(standing_alert(message));
+    status.protection.alerts.push_back(active_alert(message));
 }
 
 } // namespace
@@ -84,10 +85,10 @@ TEST(check_servers, names_what_is_wrong_once_with_its_alerts) {
 TEST(check_servers, take_an_age_of_exactly_the_loss_time_for_fresh) {
     EXPECT_EQ(found_after([](auto& status) { backup_of(status).age_ms = 1000; }), lines{});
     // A number that no clock holds does no harm.
-    EXPECT_EQ(found_after([](auto& status) {
-                  backup_of(status).age_ms = std::numeric_limits<std::int64_t>::max();
-              }),
-              lines{"Backup is not ready to take over: it does not answer."});
+    using limits = std::numeric_limits<std::int64_t>;
+    for (const std::int64_t age_ms : {limits::min(), limits::max()})
+        EXPECT_EQ(found_after([&](auto& status) { backup_of(status).age_ms = age_ms; }),
+                  lines{"Backup is not ready to take over: it does not answer."});
 }
 
 TEST(check_servers, miss_a_server_that_was_never_polled) {

@@ -185,7 +185,7 @@ TEST(explain, tells_the_other_two_blocks) {
               "Operation did not move: the disk refused to keep the hold.");
 }
 
-TEST(explain, tells_of_a_block_that_ended_with_the_transfer) {
+TEST(explain, names_a_block_that_ended_with_the_transfer) {
     const explanation told = explain(
         view_of({main_fault(), entry(history_kind::blocked, 0, "failover-blocked", not_ready, 5000),
                  moved(5000, failed_over)}));

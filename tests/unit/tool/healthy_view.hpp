@@ -18,8 +18,8 @@ inline shown_server healthy_server(const std::string& serial) {
                        R"("available":false,"known":true}])"};
 }
 
-inline alert_record standing_alert(const std::string& message,
-                                   alert_severity severity = alert_severity::critical) {
+inline alert_record active_alert(const std::string& message,
+                                 alert_severity severity = alert_severity::critical) {
     return {.id = 1,
             .key = {},
             .message = message,

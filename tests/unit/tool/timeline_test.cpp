@@ -67,7 +67,7 @@ TEST(timeline, writes_a_table) {
                   ",,,command,\"Transfer to Backup / \"\"R\"\": sent\"\n");
 }
 
-TEST(timeline, keeps_what_stood_in_the_time_that_was_asked_for) {
+TEST(timeline, keeps_what_lasted_in_the_time_that_was_asked_for) {
     EXPECT_EQ(count_between(0, end_of_time), 3U);
     EXPECT_EQ(count_between(noon + 1011, end_of_time), 1U) << "the command is over";
     EXPECT_EQ(count_between(noon + 127'000, end_of_time), 1U);
@@ -90,11 +90,11 @@ TEST(timeline, leaves_out_what_an_evening_left_without_an_end) {
 }
 
 TEST(timeline, keeps_what_the_program_says_lasts) {
-    const alert_record standing{.key = {},
-                                .message = "Engine stopped or exited.; operating on Backup.",
-                                .started = noon + 5,
-                                .active = true};
-    const timeline shown = timeline_between(failover(), noon + 200'000, end_of_time, {standing});
+    const alert_record active{.key = {},
+                              .message = "Engine stopped or exited.; operating on Backup.",
+                              .started = noon + 5,
+                              .active = true};
+    const timeline shown = timeline_between(failover(), noon + 200'000, end_of_time, {active});
     ASSERT_EQ(shown.entries.size(), 1U);
     const tool_answer answer = answer_timeline(shown);
     EXPECT_EQ(answer.text, "2026-03-10\n12:00:00  moved    Engine stopped or exited.; operating on "
@@ -135,7 +135,7 @@ TEST(timeline, finds_faults_and_blocks_and_commands_that_failed) {
         << "a command that fails again has no new alert";
 }
 
-TEST(timeline, tells_of_damaged_and_left_out_lines) {
+TEST(timeline, counts_damaged_and_left_out_lines) {
     const tool_answer answer =
         answer_timeline({.entries = {}, .damaged = 2, .begins_later = true, .note = {}});
     EXPECT_EQ(answer.text, "Nothing happened in this time.\n"
