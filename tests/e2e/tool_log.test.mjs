@@ -101,6 +101,24 @@ test('a_quiet_time_has_nothing_to_tell', async () => {
   assert.equal((await ask('timeline', '--since', '2001-01-01')).code, 1);
 });
 
+test('a_time_that_was_asked_for_has_its_events', async () => {
+  await fail_over();
+  const { timeline } = await ask_json('timeline');
+  const [fault, moved] = timeline.map(({ begunLocal }) => begunLocal.slice(0, 19));
+  for (const at of [fault, fault.slice(11), fault.slice(0, 10)]) {
+    const told = await ask_json('explain', '--at', at);
+    assert.deepEqual([told.code, told.outcome, told.olderLeftOut], [1, 'moved', false], at);
+  }
+  const since_then = await ask_json('timeline', '--since', fault.slice(11), '--until', moved);
+  assert.deepEqual(
+    since_then.timeline.slice(0, 2).map(({ kind }) => kind),
+    ['fault', 'moved'],
+  );
+  const refused = await ask('timeline', '--since', fault, '--until', '2001-01-01');
+  assert.deepEqual([refused.code, refused.output], [2, '']);
+  assert.match(refused.errors, /^--until 2001-01-01 is before --since /);
+});
+
 test('damaged_lines_are_counted_and_the_others_told', async () => {
   await fail_over();
   const whole = fs.readFileSync(pair.workstation.alert_log, 'utf8');

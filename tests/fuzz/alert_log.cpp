@@ -1,6 +1,7 @@
 #include "fuzz_input.hpp"
 #include "tool/alert_log_reader.hpp"
 #include "tool/explain_report.hpp"
+#include "tool/local_time.hpp"
 #include "tool/timeline.hpp"
 
 #include <algorithm>
@@ -32,6 +33,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     }
     // A byte that is not UTF-8 becomes a character of three.
     require(kept <= 3 * bounds.kept_bytes);
+
+    // A time on the command line is a span, or none.
+    const std::string_view time = text.substr(0, 32);
+    for (const auto& span :
+         {read_local_time(time, 1'790'000'000'000), read_local_time_after(time, 1'790'000'000'000)})
+        require(!span || span->first <= span->last);
 
     // Whatever was read can be explained, now and at each of its moments.
     explain_view view;

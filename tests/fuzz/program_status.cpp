@@ -11,6 +11,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const std::vector<seen_deck> remembered = read_check_memory(text);
     require(read_check_memory(write_check_memory(remembered)) == remembered);
 
+    // Whatever a server says of itself, the program's own status is never taken for another's.
+    protection_snapshot snapshot;
+    snapshot.last_action = text;
+    snapshot.servers = {{.serial = std::string(text), .outputs = std::string(text)}};
+    const std::string own = R"({"configPath":"x","protection":)" + write_status(snapshot) + '}';
+    require(judge_answer(own).presence != program_presence::another_program);
+
     check_view view;
     view.config_path = "x.json";
     view.remembered_decks = remembered;

@@ -1,5 +1,7 @@
 #include "tool/program_status.hpp"
 
+#include "unit/tool/healthy_view.hpp"
+
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -108,4 +110,19 @@ TEST(read_status, takes_a_number_that_is_too_large_for_the_largest) {
     EXPECT_EQ(system.replicationPendingMedia, 2'147'483'647);
     EXPECT_EQ(system.replicationRevision, 9'223'372'036'854'775'807);
     EXPECT_EQ(status->protection.servers.at(0).age_ms, std::numeric_limits<std::int64_t>::min());
+}
+
+TEST(judge_answer, never_takes_the_program_for_another_whatever_a_server_says) {
+    const std::string deep(1024, '[');
+    for (const std::string& said :
+         {std::string("\xff\x00\"", 3), std::string(R"(["\ud800",1e999])"), std::string("\"}]}"),
+          deep + std::string(1024, ']')}) {
+        protection_snapshot snapshot;
+        snapshot.last_action = said;
+        snapshot.servers = {healthy_server(said)};
+        snapshot.servers[0].outputs = said;
+        const std::string status =
+            R"({"configPath":"x","protection":)" + write_status(snapshot) + '}';
+        EXPECT_NE(judge_answer(status).presence, program_presence::another_program) << said;
+    }
 }
