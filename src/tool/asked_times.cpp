@@ -6,7 +6,7 @@
 namespace elvantris::operator_control {
 namespace {
 
-using limits = std::numeric_limits<std::int64_t>;
+using all_times = std::numeric_limits<std::int64_t>;
 
 } // namespace
 
@@ -17,7 +17,7 @@ std::string unknown_time(std::string_view text) {
 
 std::variant<time_span, std::string> read_asked_times(const std::string& since,
                                                       const std::string& until, std::int64_t now) {
-    time_span asked{.first = limits::min(), .last = limits::max()};
+    time_span asked{.first = all_times::min(), .last = all_times::max()};
     if (!since.empty()) {
         const std::optional<time_span> read = read_local_time(since, now);
         if (!read) return unknown_time(since);
