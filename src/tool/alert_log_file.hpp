@@ -1,4 +1,6 @@
 // The alert log of this workstation, or the sentence that tells why there is none to read.
+//
+// Threads: any. Failure: the sentence.
 #pragma once
 
 #include "tool/alert_log_reader.hpp"

@@ -1,11 +1,10 @@
-#include "tool/check_command.hpp"
-
 #include "os/file_paths.hpp"
 #include "tool/ask_program.hpp"
 #include "tool/check_memory.hpp"
 #include "tool/check_report.hpp"
 #include "tool/check_rules.hpp"
 #include "tool/known_hosts.hpp"
+#include "tool/sub_commands.hpp"
 
 #include <memory>
 

@@ -1,11 +1,10 @@
-#include "tool/explain_command.hpp"
-
 #include "os/clock.hpp"
 #include "tool/alert_log_file.hpp"
 #include "tool/ask_program.hpp"
 #include "tool/asked_times.hpp"
 #include "tool/explain_report.hpp"
 #include "tool/saved_files.hpp"
+#include "tool/sub_commands.hpp"
 
 #include <memory>
 

@@ -1,9 +1,5 @@
 #include "tool/sub_commands.hpp"
 
-#include "tool/check_command.hpp"
-#include "tool/explain_command.hpp"
-#include "tool/timeline_command.hpp"
-
 #include <array>
 
 namespace elvantris::operator_control {

@@ -1,4 +1,4 @@
-// What the tool can be asked. A new question is one file of its own and one row in the table.
+// What the tool can be asked. A new question is one file of its own, and here one line and one row.
 #pragma once
 
 #include "tool/answer.hpp"
@@ -27,6 +27,11 @@ struct sub_command {
     command_run (*prepare)(CLI::App& parser);
 };
 
+sub_command check_command();
+sub_command timeline_command();
+sub_command explain_command();
+
+// All of them, in the order of the help.
 std::span<const sub_command> sub_commands();
 
 } // namespace elvantris::operator_control

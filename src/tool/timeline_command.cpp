@@ -1,9 +1,8 @@
-#include "tool/timeline_command.hpp"
-
 #include "os/clock.hpp"
 #include "tool/alert_log_file.hpp"
 #include "tool/ask_program.hpp"
 #include "tool/asked_times.hpp"
+#include "tool/sub_commands.hpp"
 #include "tool/timeline.hpp"
 
 #include <memory>

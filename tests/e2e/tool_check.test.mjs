@@ -44,7 +44,10 @@ test('a_healthy_pair_is_ready_and_nothing_else_is_said', async () => {
   assert.deepEqual(await check(), ready);
   const { code, ...answer } = await ask_tool_json(pair.workstation, 'check');
   const longestSequenceMs = { backup: 0, main: 0 };
-  assert.deepEqual([code, answer], [0, { ready: true, findings: [], notes: [], longestSequenceMs }]);
+  assert.deepEqual(
+    [code, answer],
+    [0, { ready: true, findings: [], notes: [], longestSequenceMs }],
+  );
 });
 
 test('a_check_changes_nothing_but_its_own_memory', async () => {

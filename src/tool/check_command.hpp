@@ -1,9 +1,0 @@
-#pragma once
-
-#include "tool/sub_commands.hpp"
-
-namespace elvantris::operator_control {
-
-sub_command check_command();
-
-} // namespace elvantris::operator_control
