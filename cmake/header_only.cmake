@@ -1,12 +1,12 @@
-# tool_headers: the two libraries of headers alone that the console tool uses, arguments (CLI11) and
-# JSON trees (nlohmann). They are the same on both systems, so both builds take Debian's. A folder
-# of links shows them to the compiler: the machine's own include folder must not be on the path of
-# the cross compiler.
+# tool_headers: the libraries of headers alone that the console tool and the simulator use, arguments
+# (CLI11), JSON trees (nlohmann) and pictures (stb). They are the same on both systems, so both
+# builds take Debian's. A folder of links shows them to the compiler: the machine's own include
+# folder must not be on the path of the cross compiler.
 include_guard(GLOBAL)
 
 set(header_links ${CMAKE_BINARY_DIR}/header_only)
 file(MAKE_DIRECTORY ${header_links})
-foreach(header CLI/CLI.hpp nlohmann/json.hpp)
+foreach(header CLI/CLI.hpp nlohmann/json.hpp stb/stb_image_write.h)
     string(MAKE_C_IDENTIFIER ${header} found)
     find_path(${found} ${header} PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH)
     if(NOT ${found})

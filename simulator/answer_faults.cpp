@@ -2,8 +2,6 @@
 
 #include "sockets.hpp"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <string_view>
 
@@ -18,20 +16,19 @@ constexpr std::chrono::minutes longest_hang{1};
 constexpr milliseconds pause_before_reset{30};
 
 // Answers nothing until the client gives up, or for so long that every client has.
-void hang(int descriptor, const stop_signal& stop) {
+void hang(native_socket socket, const stop_signal& stop) {
     std::string ignored;
     const auto end = std::chrono::steady_clock::now() + longest_hang;
-    while (std::chrono::steady_clock::now() < end &&
-           read_more(descriptor, ignored, longest_hang, stop))
+    while (std::chrono::steady_clock::now() < end && read_more(socket, ignored, longest_hang, stop))
         ignored.clear();
 }
 
 // False: the peer left, or the stop came.
-bool trickle(int descriptor, std::string_view bytes, const answer_fault& fault,
+bool trickle(native_socket socket, std::string_view bytes, const answer_fault& fault,
              const stop_signal& stop) {
     const auto piece = static_cast<std::size_t>(fault.trickle_bytes);
     while (!bytes.empty()) {
-        if (!send_all(descriptor, bytes.substr(0, piece), stop)) return false;
+        if (!send_all(socket, bytes.substr(0, piece), stop)) return false;
         bytes.remove_prefix(std::min(piece, bytes.size()));
         if (!bytes.empty() && !pause_for(milliseconds(fault.trickle_every_ms), stop)) return false;
     }
@@ -67,16 +64,16 @@ std::string padded_header(std::size_t bytes) {
     return header + "\r\n";
 }
 
-bool send_answer(int descriptor, std::string_view answer, const answer_fault& fault,
+bool send_answer(native_socket socket, std::string_view answer, const answer_fault& fault,
                  const stop_signal& stop) {
-    if (fault.trickle_bytes == 0) return send_all(descriptor, answer, stop);
+    if (fault.trickle_bytes == 0) return send_all(socket, answer, stop);
     std::size_t whole = 0;
     if (fault.trickle_body_only) {
         const std::size_t head_end = answer.find("\r\n\r\n");
         if (head_end != std::string_view::npos) whole = head_end + 4;
     }
-    return send_all(descriptor, answer.substr(0, whole), stop) &&
-           trickle(descriptor, answer.substr(whole), fault, stop);
+    return send_all(socket, answer.substr(0, whole), stop) &&
+           trickle(socket, answer.substr(whole), fault, stop);
 }
 
 } // namespace
@@ -110,20 +107,19 @@ std::string spoilt_answer(const answer_fault& fault, const http_reply& good) {
     return head + body;
 }
 
-void misbehave(int descriptor, const answer_fault& fault, const stop_signal& stop,
+void misbehave(native_socket socket, const answer_fault& fault, const stop_signal& stop,
                const std::function<http_reply()>& ask) {
     if (fault.hang) {
-        hang(descriptor, stop);
+        hang(socket, stop);
         return;
     }
     if (!pause_for(milliseconds(fault.delay_ms), stop)) return;
     const http_reply good = reaches_application(fault) ? ask() : http_reply();
-    if (fault.reset) reset_when_closed(descriptor);
+    if (fault.reset) reset_when_closed(socket);
     // Without a place to cut, the reset takes the whole answer with it.
     if (fault.reset && !fault.cut_after_bytes) return;
     const std::string answer = spoilt_answer(fault, good);
-    if (send_answer(descriptor, answer, fault, stop) && fault.stall_after_bytes)
-        hang(descriptor, stop);
+    if (send_answer(socket, answer, fault, stop) && fault.stall_after_bytes) hang(socket, stop);
     if (fault.reset) pause_for(pause_before_reset, stop);
 }
 

@@ -19,7 +19,7 @@ std::string spoilt_answer(const answer_fault& fault, const http_reply& good);
 
 // Serves one connection as the fault tells. `ask` gives the good reply, and is called only if
 // the web application is to see the request. Ends early when the stop comes.
-void misbehave(int descriptor, const answer_fault& fault, const stop_signal& stop,
+void misbehave(native_socket socket, const answer_fault& fault, const stop_signal& stop,
                const std::function<http_reply()>& ask);
 
 } // namespace elvantris::simulator

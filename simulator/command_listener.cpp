@@ -1,7 +1,5 @@
 #include "command_listener.hpp"
 
-#include <poll.h>
-
 #include <utility>
 
 namespace elvantris::simulator {
@@ -18,7 +16,7 @@ command_listener::~command_listener() {
 }
 
 void command_listener::run() {
-    while (wait_for(socket_.get(), POLLIN, stop_) == wait_result::ready) {
+    while (wait_for(socket_.get(), socket_event::readable, stop_) == wait_result::ready) {
         std::optional<datagram> received = receive_datagram(socket_.get());
         if (!received) continue;
         state_.record_command({.from = address_text(received->from),

@@ -23,7 +23,7 @@ private:
 
     server_state& state_;
     stop_signal& stop_;
-    file_descriptor socket_;
+    socket_handle socket_;
     std::thread thread_;
 };
 

@@ -1,8 +1,5 @@
 #include "connection_server.hpp"
 
-#include <poll.h>
-#include <sys/socket.h>
-
 #include <utility>
 
 namespace elvantris::simulator {
@@ -39,15 +36,13 @@ void connection_server::close() {
     if (!listener_.is_open()) return;
     closing_->raise();
     acceptor_.join();
-    listener_ = file_descriptor();
+    listener_ = socket_handle();
 }
 
-void connection_server::accept_connections(int listener, const stop_signal& closing) {
-    while (wait_for(listener, POLLIN, closing) == wait_result::ready) {
-        sockaddr_in peer{};
-        socklen_t size = sizeof peer;
-        file_descriptor accepted(::accept4(listener, reinterpret_cast<sockaddr*>(&peer), &size,
-                                           SOCK_CLOEXEC | SOCK_NONBLOCK));
+void connection_server::accept_connections(native_socket listener, const stop_signal& closing) {
+    while (wait_for(listener, socket_event::readable, closing) == wait_result::ready) {
+        endpoint peer;
+        socket_handle accepted = accept_connection(listener, peer);
         join_ended_connections();
         if (!accepted.is_open())
             pause_for(pause_after_failed_accept, closing);
@@ -56,11 +51,11 @@ void connection_server::accept_connections(int listener, const stop_signal& clos
     }
 }
 
-void connection_server::start_connection(file_descriptor descriptor, const sockaddr_in& peer) {
+void connection_server::start_connection(socket_handle socket, const endpoint& peer) {
     connection& added = connections_.emplace_back();
-    added.thread = std::thread([this, &added, peer, owned = std::move(descriptor)]() mutable {
+    added.thread = std::thread([this, &added, peer, owned = std::move(socket)]() mutable {
         serve_connection_(owned.get(), peer);
-        owned = file_descriptor();
+        owned = socket_handle();
         added.ended = true;
     });
 }

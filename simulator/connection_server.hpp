@@ -2,7 +2,7 @@
 //
 // Threads: open, close and stop belong to one thread at a time; the handler runs on the
 //   connections' own threads.
-// Ownership: the connection's descriptor is closed when the handler returns.
+// Ownership: the connection's socket is closed when the handler returns.
 // Limits: 200 connections at once; a further one is closed as soon as it is accepted.
 #pragma once
 
@@ -20,7 +20,7 @@ namespace elvantris::simulator {
 
 class connection_server {
 public:
-    using handler = std::function<void(int descriptor, const sockaddr_in& peer)>;
+    using handler = std::function<void(native_socket socket, const endpoint& peer)>;
 
     // Opens nothing yet. The signal ends the waits of the handler, and must outlive the server.
     connection_server(std::string address, std::uint16_t port, stop_signal& stop,
@@ -42,15 +42,15 @@ private:
         std::atomic<bool> ended = false;
     };
 
-    void accept_connections(int listener, const stop_signal& closing);
-    void start_connection(file_descriptor descriptor, const sockaddr_in& peer);
+    void accept_connections(native_socket listener, const stop_signal& closing);
+    void start_connection(socket_handle socket, const endpoint& peer);
     void join_ended_connections();
 
     const std::string address_;
     const std::uint16_t port_;
     stop_signal& stop_;
     const handler serve_connection_;
-    file_descriptor listener_;
+    socket_handle listener_;
     std::unique_ptr<stop_signal> closing_;
     std::thread acceptor_;
     std::list<connection> connections_; // the acceptor's; others touch it only after its end

@@ -1,8 +1,6 @@
 #include "control_server.hpp"
 
-#include "sockets.hpp"
-
-#include <sys/socket.h>
+#include "socket_calls.hpp"
 
 #include <chrono>
 
@@ -11,13 +9,12 @@ namespace elvantris::simulator {
 namespace {
 
 // The library would also share the port with a second program.
-void reuse_address_only(socket_t descriptor) {
-    const int on = 1;
-    ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+void claim_port_only(socket_t socket) {
+    claim_port(static_cast<native_socket>(socket));
 }
 
 std::uint16_t bind_port(httplib::Server& server, const std::string& address, std::uint16_t port) {
-    server.set_socket_options(reuse_address_only);
+    server.set_socket_options(claim_port_only);
     if (port == 0) {
         const int chosen = server.bind_to_any_port(address);
         if (chosen > 0) return static_cast<std::uint16_t>(chosen);

@@ -1,7 +1,5 @@
 #include "device_ports.hpp"
 
-#include <poll.h>
-
 #include <utility>
 
 namespace elvantris::simulator {
@@ -18,7 +16,7 @@ device_ports::device_ports(received_messages& messages, stop_signal& stop,
       stop_(stop),
       connections_(
           address, port, stop,
-          [this](int descriptor, const sockaddr_in& peer) { take_connection(descriptor, peer); }),
+          [this](native_socket socket, const endpoint& peer) { take_connection(socket, peer); }),
       datagrams_(bind_udp(address, port)) {
     connections_.open();
     datagram_thread_ = std::thread([this] { take_datagrams(); });
@@ -38,13 +36,13 @@ void device_ports::set_mode(device_mode mode) {
         connections_.open();
 }
 
-void device_ports::take_connection(int descriptor, const sockaddr_in& peer) {
+void device_ports::take_connection(native_socket socket, const endpoint& peer) {
     if (mode_ == device_mode::never_read) {
-        wait_for(descriptor, POLLRDHUP, stop_);
+        wait_for(socket, socket_event::ended, stop_);
         return;
     }
     std::string bytes;
-    bool more = read_more(descriptor, bytes, longest_silence, stop_);
+    bool more = read_more(socket, bytes, longest_silence, stop_);
     // The time of a message is that of its first bytes.
     const auto number =
         messages_.add(transport::tcp, {.from = address_text(peer),
@@ -52,14 +50,14 @@ void device_ports::take_connection(int descriptor, const sockaddr_in& peer) {
                                        .bytes = bytes});
     while (more) {
         bytes.clear();
-        more = read_more(descriptor, bytes, longest_silence, stop_);
+        more = read_more(socket, bytes, longest_silence, stop_);
         messages_.append(number, bytes);
     }
     messages_.mark_ended(number);
 }
 
 void device_ports::take_datagrams() {
-    while (wait_for(datagrams_.get(), POLLIN, stop_) == wait_result::ready) {
+    while (wait_for(datagrams_.get(), socket_event::readable, stop_) == wait_result::ready) {
         std::optional<datagram> received = receive_datagram(datagrams_.get());
         if (!received) continue;
         messages_.add(transport::udp, {.from = address_text(received->from),

@@ -28,7 +28,7 @@ public:
     void set_mode(device_mode mode);
 
 private:
-    void take_connection(int descriptor, const sockaddr_in& peer);
+    void take_connection(native_socket socket, const endpoint& peer);
     void take_datagrams();
 
     received_messages& messages_;
@@ -36,7 +36,7 @@ private:
     std::atomic<device_mode> mode_ = device_mode::accept;
     std::mutex changing_; // one change of the mode at a time, from the word to the port
     connection_server connections_;
-    file_descriptor datagrams_;
+    socket_handle datagrams_;
     std::thread datagram_thread_;
 };
 

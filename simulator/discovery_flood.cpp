@@ -1,11 +1,6 @@
 #include "discovery_flood.hpp"
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <string>
 
 namespace elvantris::simulator {
@@ -18,36 +13,29 @@ constexpr std::uint32_t first_address = 0x0A4D0064; // 10.77.0.100
 // A sender that was held up does not make up for more than this.
 constexpr std::int64_t largest_burst = 2'000;
 
-// One datagram from an address of this host that the system would not have chosen by itself.
-void send_from(int socket, std::uint32_t source, const sockaddr_in& to, const std::string& text) {
-    iovec content{.iov_base = const_cast<char*>(text.data()), .iov_len = text.size()};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(in_pktinfo))> control{};
-    sockaddr_in target = to;
-    msghdr message{};
-    message.msg_name = &target;
-    message.msg_namelen = sizeof target;
-    message.msg_iov = &content;
-    message.msg_iovlen = 1;
-    if (source != 0) {
-        message.msg_control = control.data();
-        message.msg_controllen = control.size();
-        cmsghdr* header = CMSG_FIRSTHDR(&message);
-        header->cmsg_level = IPPROTO_IP;
-        header->cmsg_type = IP_PKTINFO;
-        header->cmsg_len = CMSG_LEN(sizeof(in_pktinfo));
-        in_pktinfo info{};
-        info.ipi_spec_dst.s_addr = htonl(source);
-        std::memcpy(CMSG_DATA(header), &info, sizeof info);
-    }
-    ::sendmsg(socket, &message, MSG_NOSIGNAL);
+// An address that this host lacks has no socket.
+socket_handle bind_source(std::uint32_t address) try {
+    return bind_udp(address_text(address), 0);
+} catch (const port_error&) {
+    return {};
+}
+
+// The system would choose only one of the host's addresses by itself.
+std::vector<socket_handle> bind_sources(const std::optional<flood_switches>& flood) {
+    std::vector<socket_handle> result;
+    const std::int64_t count = flood && flood->addresses > 1 ? flood->addresses : 0;
+    for (std::int64_t i = 0; i < count; ++i)
+        result.push_back(bind_source(first_address + static_cast<std::uint32_t>(i)));
+    return result;
 }
 
 } // namespace
 
-void discovery_flood::aim(const std::optional<flood_switches>& wanted, const sockaddr_in& asker,
+void discovery_flood::aim(const std::optional<flood_switches>& wanted, const endpoint& asker,
                           time_point now) {
     asker_ = asker;
     if (wanted == flood_) return;
+    sources_ = bind_sources(wanted);
     flood_ = wanted;
     begin_ = now;
     sent_ = 0;
@@ -57,7 +45,7 @@ bool discovery_flood::is_running(time_point now) const {
     return flood_ && now < begin_ + milliseconds(flood_->for_ms);
 }
 
-void discovery_flood::send_due(int socket, std::uint16_t web_port, time_point now) {
+void discovery_flood::send_due(native_socket socket, std::uint16_t web_port, time_point now) {
     if (!is_running(now)) return;
     const std::chrono::duration<double> elapsed = now - begin_;
     const auto due =
@@ -69,11 +57,9 @@ void discovery_flood::send_due(int socket, std::uint16_t web_port, time_point no
     const std::string head =
         "elvantris-server!," + std::to_string(web_port) + "," + name + ",FLOOD-";
     for (sent_ = std::max(sent_, due - largest_burst); sent_ < due; ++sent_) {
-        const auto source =
-            flood_->addresses > 1
-                ? first_address + static_cast<std::uint32_t>(sent_ % flood_->addresses)
-                : 0;
-        send_from(socket, source, asker_, head + std::to_string(sent_ % flood_->serials + 1));
+        const auto number = static_cast<std::size_t>(sent_);
+        send_datagram(sources_.empty() ? socket : sources_[number % sources_.size()].get(), asker_,
+                      head + std::to_string(sent_ % flood_->serials + 1));
     }
 }
 

@@ -1,8 +1,5 @@
 #include "discovery_responder.hpp"
 
-#include <poll.h>
-#include <sys/socket.h>
-
 #include <string_view>
 
 namespace elvantris::simulator {
@@ -30,7 +27,7 @@ void discovery_responder::run() {
     for (;;) {
         const bool flooding = flood_.is_running(steady_clock::now());
         const auto limit = flooding ? std::optional(flood_pause) : std::nullopt;
-        const wait_result waited = wait_for(socket_.get(), POLLIN, stop_, limit);
+        const wait_result waited = wait_for(socket_.get(), socket_event::readable, stop_, limit);
         if (waited == wait_result::stopped) return;
         if (waited == wait_result::ready) take_question();
         flood_.send_due(socket_.get(), state_.options().http_port, steady_clock::now());
@@ -47,7 +44,7 @@ void discovery_responder::take_question() {
     flood_.aim(broken.flood, received->from, std::chrono::steady_clock::now());
 }
 
-void discovery_responder::answer(const sockaddr_in& asker, const switches& broken) {
+void discovery_responder::answer(const endpoint& asker, const switches& broken) {
     if (broken.discovery_silent) return;
     const server_options& options = state_.options();
     const std::vector<std::string> replies = broken.discovery_replies.value_or(
@@ -55,8 +52,7 @@ void discovery_responder::answer(const sockaddr_in& asker, const switches& broke
                     options.workstation + "," + options.serial});
     for (std::int64_t copy = 0; copy < broken.discovery_copies; ++copy) {
         for (const std::string& reply : replies)
-            ::sendto(socket_.get(), reply.data(), reply.size(), MSG_NOSIGNAL,
-                     reinterpret_cast<const sockaddr*>(&asker), sizeof asker);
+            send_datagram(socket_.get(), asker, reply);
     }
 }
 

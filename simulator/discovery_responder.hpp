@@ -22,11 +22,11 @@ public:
 private:
     void run();
     void take_question();
-    void answer(const sockaddr_in& asker, const switches& broken);
+    void answer(const endpoint& asker, const switches& broken);
 
     server_state& state_;
     stop_signal& stop_;
-    file_descriptor socket_;
+    socket_handle socket_;
     discovery_flood flood_; // the thread's
     std::thread thread_;
 };

@@ -15,11 +15,12 @@ constexpr std::size_t largest_body = 268'435'456;
 constexpr const char* bad_request =
     "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
 
-bool read_head(int descriptor, std::string& text, std::size_t& head_size, const stop_signal& stop) {
+bool read_head(native_socket socket, std::string& text, std::size_t& head_size,
+               const stop_signal& stop) {
     std::size_t end = std::string::npos;
     while ((end = text.find("\r\n\r\n")) == std::string::npos) {
         if (text.size() > largest_head) return false;
-        if (!read_more(descriptor, text, request_time_out, stop)) return false;
+        if (!read_more(socket, text, request_time_out, stop)) return false;
     }
     head_size = end + 4;
     return true;
@@ -33,17 +34,17 @@ std::string with_length(const http_request& request) {
 
 enum class request_state { complete, bad, abandoned };
 
-request_state read_request(int descriptor, http_request& request, const stop_signal& stop) {
+request_state read_request(native_socket socket, http_request& request, const stop_signal& stop) {
     std::string text;
     std::size_t head_size = 0;
-    if (!read_head(descriptor, text, head_size, stop))
+    if (!read_head(socket, text, head_size, stop))
         return text.size() > largest_head ? request_state::bad : request_state::abandoned;
     request.head = text.substr(0, head_size);
     request.path = request_path(request.head);
     const std::optional<std::size_t> body_size = announced_body_bytes(request.head);
     if (request.path.empty() || !body_size || *body_size > largest_body) return request_state::bad;
     while (text.size() < head_size + *body_size) {
-        if (!read_more(descriptor, text, request_time_out, stop)) return request_state::abandoned;
+        if (!read_more(socket, text, request_time_out, stop)) return request_state::abandoned;
     }
     request.body = text.substr(head_size, *body_size);
     return request_state::complete;
@@ -56,7 +57,7 @@ http_front::http_front(server_state& state, stop_signal& stop, std::uint16_t app
       stop_(stop),
       application_port_(application_port),
       connections_(state.options().bind_address, state.options().http_port, stop,
-                   [this](int descriptor, const sockaddr_in&) { serve(descriptor); }) {
+                   [this](native_socket socket, const endpoint&) { serve(socket); }) {
     connections_.open();
 }
 
@@ -67,13 +68,13 @@ void http_front::set_open(bool open) {
         connections_.close();
 }
 
-void http_front::serve(int descriptor) {
+void http_front::serve(native_socket socket) {
     http_request request;
-    switch (read_request(descriptor, request, stop_)) {
+    switch (read_request(socket, request, stop_)) {
     case request_state::abandoned:
         return;
     case request_state::bad:
-        send_all(descriptor, bad_request, stop_);
+        send_all(socket, bad_request, stop_);
         return;
     case request_state::complete:
         break;
@@ -81,13 +82,13 @@ void http_front::serve(int descriptor) {
     state_.record_call(request.path, request.head, request.body);
     const std::optional<answer_fault> fault = state_.next_fault(request.path);
     if (fault)
-        misbehave(descriptor, *fault, stop_, [&] { return parse_reply(ask_application(request)); });
+        misbehave(socket, *fault, stop_, [&] { return parse_reply(ask_application(request)); });
     else
-        send_all(descriptor, ask_application(request), stop_);
+        send_all(socket, ask_application(request), stop_);
 }
 
 std::string http_front::ask_application(const http_request& request) const {
-    const file_descriptor application =
+    const socket_handle application =
         connect_tcp("127.0.0.1", application_port_, application_time_out, stop_);
     std::string reply;
     if (!application.is_open() || !send_all(application.get(), with_length(request), stop_) ||

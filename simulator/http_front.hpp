@@ -19,7 +19,7 @@ public:
     void set_open(bool open);
 
 private:
-    void serve(int descriptor);
+    void serve(native_socket socket);
     std::string ask_application(const http_request& request) const;
 
     server_state& state_;

@@ -2,7 +2,7 @@
 
 #include "key_font.hpp"
 #include "pictures/bmp.hpp"
-#include "pictures/jpeg.hpp"
+#include "pictures/jpeg_writer.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -7,10 +7,14 @@ namespace elvantris::simulator {
 
 // The whole life of a program, on its first thread. Its exit code: 0, 2 for arguments that it
 // doesn't understand, 1 for anything else that `run` throws; what is wrong is told on standard
-// error. A peer that leaves does not end it, and the signals that end it wait to be asked for.
+// error. A peer that leaves does not end it.
 int run_program(const char* name, const std::function<void()>& run);
 
-// Returns when SIGINT or SIGTERM has come.
+// Of the system, before any other thread is started: the signals that end the program wait to be
+// asked for, and sockets can be opened.
+void prepare_process();
+
+// Returns when the program is to end: Ctrl-C, a closed window, or another program's polite wish.
 void wait_for_end_signal();
 
 } // namespace elvantris::simulator

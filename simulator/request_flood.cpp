@@ -1,14 +1,7 @@
 // Sends malformed requests to two ports of this host, at a rate and for a time.
 #include "arguments.hpp"
 #include "program_end.hpp"
-#include "sockets.hpp"
-
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <arpa/inet.h>
+#include "socket_calls.hpp"
 
 #include <array>
 #include <cstdio>
@@ -57,7 +50,7 @@ constexpr milliseconds longest_open{400};
 constexpr std::size_t most_open = 900;
 
 struct open_request {
-    file_descriptor socket;
+    socket_handle socket;
     std::string_view text;
     clock::time_point begin;
     bool sent = false;
@@ -70,16 +63,17 @@ struct counts {
     std::int64_t left_out = 0;
 };
 
-file_descriptor begin_connection(std::uint16_t port) {
+socket_handle begin_connection(std::uint16_t port) {
     sockaddr_in to{};
     to.sin_family = AF_INET;
     to.sin_port = htons(port);
     to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    file_descriptor result(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    socket_handle result(open_socket(SOCK_STREAM));
     // So many connections would use up the ports of this host if each were kept after its end.
     reset_when_closed(result.get());
     // A refusal shows at the first write.
-    static_cast<void>(::connect(result.get(), reinterpret_cast<const sockaddr*>(&to), sizeof to));
+    static_cast<void>(
+        ::connect(of_system(result.get()), reinterpret_cast<const sockaddr*>(&to), sizeof to));
     return result;
 }
 
@@ -88,25 +82,25 @@ bool go_on(open_request& request, short events, counts& total) {
     if (!request.sent) {
         if ((events & (POLLERR | POLLHUP)) != 0) return false;
         if ((events & POLLOUT) == 0) return true;
-        ::send(request.socket.get(), request.text.data(), request.text.size(), MSG_NOSIGNAL);
-        ::shutdown(request.socket.get(), SHUT_WR);
+        send_now(request.socket.get(), request.text);
+        ::shutdown(of_system(request.socket.get()), SHUT_WR);
         request.sent = true;
         ++total.sent;
         return true;
     }
     if ((events & (POLLIN | POLLERR | POLLHUP)) == 0) return true;
     std::array<char, 4096> ignored{};
-    const ssize_t received = ::recv(request.socket.get(), ignored.data(), ignored.size(), 0);
+    const auto received =
+        ::recv(of_system(request.socket.get()), ignored.data(), ignored.size(), 0);
     return received > 0;
 }
 
 void serve_open(std::list<open_request>& open, counts& total) {
     std::vector<pollfd> watched;
     for (const open_request& each : open)
-        watched.push_back({.fd = each.socket.get(),
-                           .events = static_cast<short>(each.sent ? POLLIN : POLLOUT),
-                           .revents = 0});
-    ::poll(watched.data(), watched.size(), 1);
+        watched.push_back(
+            watch(each.socket.get(), each.sent ? socket_event::readable : socket_event::writable));
+    poll_all(watched, 1);
     const auto now = clock::now();
     auto event = watched.begin();
     for (auto each = open.begin(); each != open.end(); ++event) {

@@ -3,8 +3,6 @@
 
 #include "stop_signal.hpp"
 
-#include <netinet/in.h>
-
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -14,22 +12,10 @@
 
 namespace elvantris::simulator {
 
-// Owns one descriptor.
-class file_descriptor {
-public:
-    file_descriptor() = default;
-    explicit file_descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~file_descriptor();
-    file_descriptor(file_descriptor&& other) noexcept;
-    file_descriptor& operator=(file_descriptor&& other) noexcept;
-    file_descriptor(const file_descriptor&) = delete;
-    file_descriptor& operator=(const file_descriptor&) = delete;
-
-    int get() const noexcept { return descriptor_; }
-    bool is_open() const noexcept { return descriptor_ >= 0; }
-
-private:
-    int descriptor_ = -1;
+// A host and a port of it.
+struct endpoint {
+    std::uint32_t address = 0; // host byte order
+    std::uint16_t port = 0;
 };
 
 // A port could not be opened; the text is one line for the person who started the program.
@@ -37,33 +23,40 @@ struct port_error : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Both give non-blocking sockets and throw port_error, also when the port is taken.
-file_descriptor listen_tcp(const std::string& address, std::uint16_t port);
-file_descriptor bind_udp(const std::string& address, std::uint16_t port);
+// Both give non-blocking sockets and throw port_error, also when the port is taken. Port 0 takes
+// any free one.
+socket_handle listen_tcp(const std::string& address, std::uint16_t port);
+socket_handle bind_udp(const std::string& address, std::uint16_t port);
 
-// Blocks for at most `limit`; an empty descriptor means that the peer could not be reached.
-file_descriptor connect_tcp(const std::string& address, std::uint16_t port,
-                            std::chrono::milliseconds limit, const stop_signal& stop);
+// The connection that waits at the listener; an empty handle if there is none.
+socket_handle accept_connection(native_socket listener, endpoint& peer);
 
-// "10.77.0.10:40312"
-std::string address_text(const sockaddr_in& address);
+// Blocks for at most `limit`; an empty handle means that the peer could not be reached.
+socket_handle connect_tcp(const std::string& address, std::uint16_t port,
+                          std::chrono::milliseconds limit, const stop_signal& stop);
+
+// "10.77.0.10" and "10.77.0.10:40312"
+std::string address_text(std::uint32_t address);
+std::string address_text(const endpoint& place);
 
 // False: the peer left, took nothing for ten seconds, or the stop came.
-bool send_all(int descriptor, std::string_view bytes, const stop_signal& stop);
+bool send_all(native_socket socket, std::string_view bytes, const stop_signal& stop);
 
 // Appends what has arrived, up to 64 KiB. False: the peer has closed, the limit has passed with
 // nothing read, or the stop came.
-bool read_more(int descriptor, std::string& text, std::chrono::milliseconds limit,
+bool read_more(native_socket socket, std::string& text, std::chrono::milliseconds limit,
                const stop_signal& stop);
 
 // One waiting datagram; nothing if none was there after all.
 struct datagram {
-    sockaddr_in from{};
+    endpoint from;
     std::string bytes;
 };
-std::optional<datagram> receive_datagram(int descriptor);
+std::optional<datagram> receive_datagram(native_socket socket);
+// What the system refuses is lost.
+void send_datagram(native_socket socket, const endpoint& to, std::string_view bytes);
 
-// The peer is to see a reset in place of an orderly end when the descriptor is closed.
-void reset_when_closed(int descriptor);
+// The peer is to see a reset in place of an orderly end when the socket is closed.
+void reset_when_closed(native_socket socket);
 
 } // namespace elvantris::simulator

@@ -3,6 +3,8 @@
 // Threads: any. Once raised it stays raised.
 #pragma once
 
+#include "socket_handle.hpp"
+
 #include <chrono>
 #include <optional>
 
@@ -10,25 +12,27 @@ namespace elvantris::simulator {
 
 class stop_signal {
 public:
+    // Throws port_error if the system has no socket left.
     stop_signal();
-    ~stop_signal();
-    stop_signal(const stop_signal&) = delete;
-    stop_signal& operator=(const stop_signal&) = delete;
-    stop_signal(stop_signal&&) = delete;
-    stop_signal& operator=(stop_signal&&) = delete;
 
     void raise() noexcept;
-    int descriptor() const noexcept { return descriptor_; }
+    // Readable once it is raised.
+    native_socket socket() const noexcept { return socket_.get(); }
 
 private:
-    int descriptor_;
+    socket_handle socket_; // sends to itself
 };
 
+enum class socket_event {
+    readable,
+    writable,
+    ended, // by the peer, whatever it has sent before
+};
 enum class wait_result { ready, timed_out, stopped };
 
-// Waits until one of the `events` of poll(2) has come for the descriptor; an error or a hang-up
-// counts as ready, and the next read or write then tells. No limit: waits for ever.
-wait_result wait_for(int descriptor, short events, const stop_signal& stop,
+// Waits until the event has come; an error counts as ready, and the next read or write then
+// tells. No limit: waits for ever.
+wait_result wait_for(native_socket socket, socket_event event, const stop_signal& stop,
                      std::optional<std::chrono::milliseconds> limit = std::nullopt);
 
 // False: the stop came first.

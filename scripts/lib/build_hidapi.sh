@@ -2,9 +2,6 @@
 # Builds hidapi out of Debian's source package of the version given: a static library for Windows
 # into build/hidapi-windows, and a shared one for Linux into build/lib, which is to a build folder's
 # program what /usr/lib is to the installed one. scripts/setup calls it.
-#
-# The machine's apt configuration stays as it is: its Debian entries are read again as source
-# entries, into package lists kept beside the build, with the same keys checking the same archive.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
@@ -14,44 +11,12 @@ library=libhidapi-hidraw.so.0
 mkdir -p build
 work=$(mktemp -d "$PWD/build/hidapi.XXXXXX")
 trap 'rm -rf "$work"' EXIT
-mkdir -p "$work"/{sources,lists/partial,cache/archives/partial,source}
 windows=$work/windows
 linux=$work/linux/elvantris-redundancy-control
 mkdir -p "$windows"/{include,lib} "$linux"
 
-# apt names each entry as its file and the number of the line, or of the stanza in a .sources file.
-write_source_entries() {
-    local entry file number
-    while IFS= read -r entry; do
-        file=${entry%:*}
-        number=${entry##*:}
-        if [[ $file == *.sources ]]; then
-            grep -v '^#' "$file" | awk -v wanted="$number" '
-                BEGIN { RS = "" }
-                NR == wanted {
-                    sub(/(^|\n)[Tt][Yy][Pp][Ee][Ss]:[^\n]*/, "\nTypes: deb-src")
-                    print $0 "\n"
-                }' >>"$work/sources/debian.sources"
-        else
-            sed -n "${number}s/^[[:space:]]*deb[[:space:]]/deb-src /p" "$file" \
-                >>"$work/sources/debian.list"
-        fi
-    done < <(apt-get indextargets --format '$(ORIGIN)|$(SOURCESENTRY)' 'Created-By: Packages' |
-        sed -n 's/^Debian|//p' | sort -u)
-    if [[ -z $(ls "$work/sources") ]]; then
-        echo "no Debian entry in the machine's package sources" >&2
-        exit 1
-    fi
-}
-
-source_apt() {
-    apt-get -q -o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts="$work/sources" \
-        -o Dir::State::lists="$work/lists" -o Dir::Cache="$work/cache" "$@"
-}
-
-write_source_entries
-source_apt update
-(cd "$work/source" && source_apt source --only-source "hidapi=$version")
+source scripts/lib/debian_source.sh
+unpack_debian_source "$work" hidapi "$version"
 
 hidapi=$(echo "$work"/source/hidapi-*/)
 # Windows: it must start under Wine too; a deck that another application holds must not open; a

@@ -1,7 +1,7 @@
 #include "key_display.hpp"
 
 #include "pictures/bmp.hpp"
-#include "pictures/jpeg.hpp"
+#include "pictures/jpeg_reader.hpp"
 
 namespace elvantris::simulator {
 

@@ -1,8 +1,7 @@
-#include "jpeg.hpp"
+#include "jpeg_reader.hpp"
 
 #include <csetjmp>
 #include <cstdio>
-#include <cstdlib>
 
 // Needs <cstdio> ahead of it.
 #include <jpeglib.h>
@@ -58,34 +57,6 @@ bool read_rows(jpeg_decompress_struct& reader, failure_exit& failure, colour* pi
 }
 
 } // namespace
-
-std::string to_jpeg(const picture& source, int quality) {
-    jpeg_compress_struct writer{};
-    jpeg_error_mgr errors{};
-    writer.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&writer);
-    unsigned char* bytes = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&writer, &bytes, &size);
-    writer.image_width = static_cast<JDIMENSION>(source.width());
-    writer.image_height = static_cast<JDIMENSION>(source.height());
-    writer.input_components = 3;
-    writer.in_color_space = JCS_RGB;
-    jpeg_set_defaults(&writer);
-    jpeg_set_quality(&writer, quality, TRUE);
-    jpeg_start_compress(&writer, TRUE);
-    static_assert(sizeof(colour) == 3, "a row of pixels is a row of the library");
-    for (int y = 0; y < source.height(); ++y) {
-        auto* row =
-            const_cast<unsigned char*>(reinterpret_cast<const unsigned char*>(&source.at(0, y)));
-        jpeg_write_scanlines(&writer, &row, 1);
-    }
-    jpeg_finish_compress(&writer);
-    std::string result(reinterpret_cast<const char*>(bytes), size);
-    jpeg_destroy_compress(&writer);
-    std::free(bytes);
-    return result;
-}
 
 picture from_jpeg(std::string_view bytes) {
     jpeg_decompress_struct reader{};
