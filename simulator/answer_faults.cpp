@@ -15,14 +15,6 @@ constexpr std::chrono::minutes longest_hang{1};
 // A reset makes some systems drop what has come before it and was not read yet.
 constexpr milliseconds pause_before_reset{30};
 
-// Answers nothing until the client gives up, or for so long that every client has.
-void hang(native_socket socket, const stop_signal& stop) {
-    std::string ignored;
-    const auto end = std::chrono::steady_clock::now() + longest_hang;
-    while (std::chrono::steady_clock::now() < end && read_more(socket, ignored, longest_hang, stop))
-        ignored.clear();
-}
-
 // False: the peer left, or the stop came.
 bool trickle(native_socket socket, std::string_view bytes, const answer_fault& fault,
              const stop_signal& stop) {
@@ -77,6 +69,13 @@ bool send_answer(native_socket socket, std::string_view answer, const answer_fau
 }
 
 } // namespace
+
+void hang(native_socket socket, const stop_signal& stop) {
+    std::string ignored;
+    const auto end = std::chrono::steady_clock::now() + longest_hang;
+    while (std::chrono::steady_clock::now() < end && read_more(socket, ignored, longest_hang, stop))
+        ignored.clear();
+}
 
 bool reaches_application(const answer_fault& fault) {
     return !fault.hang && !fault.raw && !fault.status && !fault.body;

@@ -4,10 +4,11 @@
 
 namespace elvantris::simulator {
 
-command_listener::command_listener(server_state& state, stop_signal& stop)
-    : state_(state),
+command_listener::command_listener(std::vector<server_state*> servers, stop_signal& stop,
+                                   const std::string& address, std::uint16_t port)
+    : servers_(std::move(servers)),
       stop_(stop),
-      socket_(bind_udp(state.options().bind_address, state.options().control_port)),
+      socket_(bind_udp(address, port)),
       thread_([this] { run(); }) {}
 
 command_listener::~command_listener() {
@@ -17,11 +18,12 @@ command_listener::~command_listener() {
 
 void command_listener::run() {
     while (wait_for(socket_.get(), socket_event::readable, stop_) == wait_result::ready) {
-        std::optional<datagram> received = receive_datagram(socket_.get());
+        const std::optional<datagram> received = receive_datagram(socket_.get());
         if (!received) continue;
-        state_.record_command({.from = address_text(received->from),
-                               .time_microseconds = wall_clock_microseconds(),
-                               .bytes = std::move(received->bytes)});
+        for (server_state* server : servers_)
+            server->record_command({.from = address_text(received->from),
+                                    .time_microseconds = wall_clock_microseconds(),
+                                    .bytes = received->bytes});
     }
 }
 

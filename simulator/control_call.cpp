@@ -13,17 +13,16 @@ void refuse(httplib::Response& response, int status, const std::string& error) {
 
 } // namespace
 
-control_call::control_call(server_state& state, http_front& front)
-    : state_(state),
-      front_(front),
-      server_(state.options().bind_address, state.options().simulator_port,
+control_call::control_call(simulated_server& served)
+    : served_(served),
+      server_(served.state().options().bind_address, served.state().options().simulator_port,
               [this](httplib::Server& server) {
                   // The console page comes from elsewhere.
                   server.set_default_headers({{"Access-Control-Allow-Origin", "*"}});
-                  server.Get("/simulator",
-                             [this](const httplib::Request&, httplib::Response& response) {
-                                 response.set_content(json_text(state_.report()), json_type);
-                             });
+                  server.Get(
+                      "/simulator", [this](const httplib::Request&, httplib::Response& response) {
+                          response.set_content(json_text(served_.state().report()), json_type);
+                      });
                   server.Post(
                       "/simulator",
                       [this](const httplib::Request&, httplib::Response& response,
@@ -32,10 +31,8 @@ control_call::control_call(server_state& state, http_front& front)
 
 void control_call::change(const httplib::ContentReader& reader, httplib::Response& response) {
     const auto request = nlohmann::ordered_json::parse(read_body(reader), nullptr, false);
-    const std::lock_guard lock(changing_);
     try {
-        state_.control(request);
-        front_.set_open(state_.broken().http_port_open);
+        served_.control(request);
     } catch (const switch_error& error) {
         refuse(response, 400, error.what());
         return;
@@ -43,7 +40,7 @@ void control_call::change(const httplib::ContentReader& reader, httplib::Respons
         refuse(response, 500, error.what());
         return;
     }
-    response.set_content(json_text(state_.report()), json_type);
+    response.set_content(json_text(served_.state().report()), json_type);
 }
 
 } // namespace elvantris::simulator

@@ -2,24 +2,19 @@
 #pragma once
 
 #include "control_server.hpp"
-#include "http_front.hpp"
-#include "server_state.hpp"
-
-#include <mutex>
+#include "simulated_server.hpp"
 
 namespace elvantris::simulator {
 
 class control_call {
 public:
     // Opens the port. Throws port_error.
-    control_call(server_state& state, http_front& front);
+    explicit control_call(simulated_server& served);
 
 private:
     void change(const httplib::ContentReader& reader, httplib::Response& response);
 
-    server_state& state_;
-    http_front& front_;
-    std::mutex changing_; // the front: one change at a time, from the switch to the port
+    simulated_server& served_;
     control_server server_;
 };
 

@@ -57,7 +57,7 @@ http_front::http_front(server_state& state, stop_signal& stop, std::uint16_t app
       stop_(stop),
       application_port_(application_port),
       connections_(state.options().bind_address, state.options().http_port, stop,
-                   [this](native_socket socket, const endpoint&) { serve(socket); }) {
+                   [this](native_socket socket, const endpoint& peer) { serve(socket, peer); }) {
     connections_.open();
 }
 
@@ -68,7 +68,12 @@ void http_front::set_open(bool open) {
         connections_.close();
 }
 
-void http_front::serve(native_socket socket) {
+void http_front::serve(native_socket socket, const endpoint& peer) {
+    if (!may_ask(state_.options(), peer)) return;
+    if (!state_.broken().cable_plugged) {
+        hang(socket, stop_);
+        return;
+    }
     http_request request;
     switch (read_request(socket, request, stop_)) {
     case request_state::abandoned:

@@ -1,6 +1,7 @@
 // The public web port: notes every request, and either hands it to the web application behind it
 // or answers as badly as the switches ask for.
 //
+// With the cable pulled it hears and says nothing: whoever asks waits in vain.
 // One request for each connection; the connection ends with the answer.
 #pragma once
 
@@ -19,7 +20,7 @@ public:
     void set_open(bool open);
 
 private:
-    void serve(native_socket socket);
+    void serve(native_socket socket, const endpoint& peer);
     std::string ask_application(const http_request& request) const;
 
     server_state& state_;

@@ -1,5 +1,7 @@
-// The command line of simulated_server.
+// What a simulated server is called, and where it can be reached.
 #pragma once
+
+#include "sockets.hpp"
 
 #include <cstdint>
 #include <string>
@@ -17,9 +19,14 @@ struct server_options {
     std::uint16_t control_port = 1256;
     // Where a Main finds the web application of its Backup: at its own port, unless named.
     std::uint16_t peer_http_port = 5000;
+    // Programs on other computers get no answer, as if it weren't there.
+    bool own_computer_only = false;
 };
 
-// Throws argument_error.
+// Whether a question from there gets an answer.
+bool may_ask(const server_options& options, const endpoint& asker);
+
+// The command line of the program. Throws argument_error.
 server_options read_server_options(int count, char** values);
 
 } // namespace elvantris::simulator

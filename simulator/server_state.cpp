@@ -71,6 +71,7 @@ std::optional<answer_fault> server_state::next_fault(const std::string& path) {
 
 void server_state::record_command(received_message message) {
     const std::lock_guard lock(mutex_);
+    if (!broken_.cable_plugged) return;
     ++command_count_;
     commands_.push_back(std::move(message));
     if (commands_.size() > most_commands) commands_.pop_front();
@@ -148,6 +149,7 @@ void server_state::end_replication() {
 
 replication_work server_state::replication_to_do() const {
     const std::lock_guard lock(mutex_);
+    if (!broken_.cable_plugged) return {};
     replication_work work{
         .content = {.event_model = event_model_, .revision = revision_, .written_at = written_at_},
         .addresses = to_release_};

@@ -40,6 +40,7 @@ const ordered_json& default_switches() {
         "configurationSystems": 0,
         "healthVersion": 1,
         "healthCall": true,
+        "cable": "plugged",
         "httpPort": "open",
         "discovery": {"silent": false, "copies": 1, "replies": null, "flood": null},
         "decks": {"useSplash": false, "pages": 3, "emptyKeys": [], "brokenKeys": []},
@@ -293,6 +294,7 @@ switches read_switches(const ordered_json& document) {
     read_part("spelling", read_spelling);
     result.configuration_systems =
         reader.number("configurationSystems", 0, most_configuration_systems);
+    result.cable_plugged = reader.one_of<bool>("cable", {{"plugged", true}, {"pulled", false}});
     result.http_port_open = reader.one_of<bool>("httpPort", {{"open", true}, {"closed", false}});
     const ordered_json* faults = reader.find("faults");
     if (faults == nullptr || !faults->is_object()) throw switch_error("faults must be an object");

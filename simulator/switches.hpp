@@ -87,6 +87,7 @@ struct switches {
     std::int64_t configuration_systems = 0;           // 0: those of the pairing
     std::int64_t health_version = 1;
     bool health_call = true;
+    bool cable_plugged = true;
     bool http_port_open = true;
     bool discovery_silent = false;
     std::int64_t discovery_copies = 1;

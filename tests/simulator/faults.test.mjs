@@ -138,6 +138,17 @@ test('a_fault_of_so_many_requests_is_gone_behind_the_last', async () => {
   assert.equal((await network.get('main', path)).status, 200, 'it stays gone');
 });
 
+test('with_its_cable_pulled_a_server_takes_requests_and_answers_none', async () => {
+  await network.switch('main', { cable: 'pulled' });
+  const answer = await network.get('main', path, 300);
+  assert.deepEqual([answer.ended, answer.text], ['timeout', '']);
+  const replies = await network.datagram('main', 1255, 'elvantris-server?', 1, 300);
+  assert.deepEqual(replies, []);
+  const { calls, discoveryRequests } = await network.switch('main', { cable: 'plugged' });
+  assert.deepEqual([calls, discoveryRequests], [{}, 0]);
+  assert.equal((await network.get('main', path)).body, good_body);
+});
+
 test('the_closed_web_port_refuses_and_opens_again', async () => {
   const closed = await network.switch('main', { httpPort: 'closed' });
   assert.equal(closed.switches.httpPort, 'closed');
