@@ -4,9 +4,9 @@
 
 namespace elvantris::simulator {
 
-command_listener::command_listener(std::vector<server_state*> servers, stop_signal& stop,
-                                   const std::string& address, std::uint16_t port)
-    : servers_(std::move(servers)),
+command_listener::command_listener(const std::string& address, std::uint16_t port,
+                                   stop_signal& stop, take_command take)
+    : take_(std::move(take)),
       stop_(stop),
       socket_(bind_udp(address, port)),
       thread_([this] { run(); }) {}
@@ -18,12 +18,11 @@ command_listener::~command_listener() {
 
 void command_listener::run() {
     while (wait_for(socket_.get(), socket_event::readable, stop_) == wait_result::ready) {
-        const std::optional<datagram> received = receive_datagram(socket_.get());
+        std::optional<datagram> received = receive_datagram(socket_.get());
         if (!received) continue;
-        for (server_state* server : servers_)
-            server->record_command({.from = address_text(received->from),
-                                    .time_microseconds = wall_clock_microseconds(),
-                                    .bytes = received->bytes});
+        take_({.from = address_text(received->from),
+               .time_microseconds = wall_clock_microseconds(),
+               .bytes = std::move(received->bytes)});
     }
 }
 

@@ -1,21 +1,24 @@
-// Takes the commands that workstations route to this host's servers. A command doesn't say which of
-// them is meant: each keeps it.
+// Takes the commands that workstations route to this host. They don't say which server is meant.
 #pragma once
 
-#include "server_state.hpp"
+#include "received_bytes.hpp"
 #include "sockets.hpp"
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace elvantris::simulator {
 
 class command_listener {
 public:
+    // Runs on the listener's own thread.
+    using take_command = std::function<void(received_message)>;
+
     // Opens the port. Throws port_error. Runs until the signal is raised.
-    command_listener(std::vector<server_state*> servers, stop_signal& stop,
-                     const std::string& address, std::uint16_t port);
+    command_listener(const std::string& address, std::uint16_t port, stop_signal& stop,
+                     take_command take);
     ~command_listener();
     command_listener(const command_listener&) = delete;
     command_listener& operator=(const command_listener&) = delete;
@@ -25,7 +28,7 @@ public:
 private:
     void run();
 
-    const std::vector<server_state*> servers_;
+    const take_command take_;
     stop_signal& stop_;
     socket_handle socket_;
     std::thread thread_;

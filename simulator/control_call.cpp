@@ -15,7 +15,7 @@ void refuse(httplib::Response& response, int status, const std::string& error) {
 
 control_call::control_call(simulated_server& served)
     : served_(served),
-      server_(served.state().options().bind_address, served.state().options().simulator_port,
+      server_(served.options().bind_address, served.options().simulator_port,
               [this](httplib::Server& server) {
                   // The console page comes from elsewhere.
                   server.set_default_headers({{"Access-Control-Allow-Origin", "*"}});

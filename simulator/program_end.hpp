@@ -14,6 +14,10 @@ int run_program(const char* name, const std::function<void()>& run);
 // asked for, and sockets can be opened.
 void prepare_process();
 
+// Of the system: for an act that starts another program, which is to find the signals as any
+// program does.
+void with_free_signals(const std::function<void()>& act);
+
 // Returns when the program is to end: Ctrl-C, a closed window, or another program's polite wish.
 void wait_for_end_signal();
 

@@ -18,8 +18,9 @@ void run(const server_options& options) {
     const control_call control(server);
     const discovery_responder discovery({&server.state()}, stop, options.bind_address,
                                         options.discovery_port);
-    const command_listener commands({&server.state()}, stop, options.bind_address,
-                                    options.control_port);
+    const command_listener commands(
+        options.bind_address, options.control_port, stop,
+        [&server](received_message message) { server.state().record_command(std::move(message)); });
     std::cout << "ready" << std::endl;
     wait_for_end_signal();
     stop.raise();

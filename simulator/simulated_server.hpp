@@ -20,6 +20,7 @@ public:
     simulated_server(const server_options& options, stop_signal& stop);
 
     server_state& state() noexcept { return state_; }
+    const server_options& options() const noexcept { return state_.options(); }
 
     // One control call's body: all of it takes effect, or nothing and switch_error is thrown. When
     // it returns the web port is as wanted; port_error if that cannot be opened again.

@@ -22,6 +22,13 @@ void prepare_process() {
     std::signal(SIGPIPE, SIG_IGN);
 }
 
+void with_free_signals(const std::function<void()>& act) {
+    const sigset_t set = end_signals();
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    act();
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
 void wait_for_end_signal() {
     const sigset_t set = end_signals();
     int received = 0;

@@ -30,6 +30,10 @@ void prepare_process() {
     ::SetConsoleCtrlHandler(ask_for_end, TRUE);
 }
 
+void with_free_signals(const std::function<void()>& act) {
+    act();
+}
+
 void wait_for_end_signal() {
     ::WaitForSingleObject(end_event(), INFINITE);
 }

@@ -1,0 +1,44 @@
+// Watches the program, and plays the scenario that was chosen.
+//
+// Threads: one of its own, which asks the program ten times a second; the operations from any.
+#pragma once
+
+#include "scenario.hpp"
+#include "stage.hpp"
+
+#include <random>
+#include <thread>
+
+namespace elvantris::rehearsal {
+
+class director {
+public:
+    director(stage& where, simulator::stop_signal& stop);
+    ~director();
+    director(const director&) = delete;
+    director& operator=(const director&) = delete;
+    director(director&&) = delete;
+    director& operator=(director&&) = delete;
+
+    // Ends the one that is being played. Why it can't begin, in a sentence; empty if it has begun.
+    std::string begin(std::size_t scenario);
+    void end();
+
+    program_view view() const;
+    // {"scenario","tookMs":[],"over","reactionMs"}, or null if none was begun.
+    nlohmann::ordered_json report_run() const;
+
+private:
+    void run();
+    void look(std::optional<program_view> view);
+
+    stage& stage_;
+    simulator::stop_signal& stop_;
+    mutable std::mutex mutex_; // guards everything below
+    program_view view_;
+    std::optional<scenario_run> run_;
+    std::mt19937 chance_{std::random_device{}()};
+    std::thread thread_;
+};
+
+} // namespace elvantris::rehearsal

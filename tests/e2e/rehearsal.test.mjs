@@ -1,0 +1,231 @@
+// The rehearsal, with the real program in front of it: begun, played in a browser, and refused
+// where a server answers.
+import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
+import path from 'node:path';
+import { after, afterEach, before, test } from 'node:test';
+
+import { start_browser } from './support/browser.mjs';
+import { Child } from './support/children.mjs';
+import { addresses, network, patience_ms, program, root, until } from './support/environment.mjs';
+import { windows } from './support/environment.mjs';
+import { call_json } from './support/http.mjs';
+import { Server } from './support/network.mjs';
+import { get_status, operate, until_status } from './support/operator.mjs';
+import { page_address, watch_complaints } from './support/page_view.mjs';
+import { Workstation } from './support/workstation.mjs';
+
+const binary = path.join(path.dirname(program), `elvantris-rehearsal${windows ? '.exe' : ''}`);
+const serials = { main: 'REHEARSAL-A', backup: 'REHEARSAL-B' };
+const begun = 'The rehearsal runs. Its page is http://127.0.0.1:5290/';
+
+let workstation;
+let rehearsal;
+let browser;
+let page;
+let complaints;
+
+function launch(...words) {
+  const command = [...(windows ? ['wine'] : []), binary, ...words];
+  return new Child(command, { cwd: workstation.folder, env: workstation.environment });
+}
+
+const state = () => call_json('127.0.0.1', 5290, 'GET', '/state');
+const act = (request) => call_json('127.0.0.1', 5290, 'POST', '/act', request);
+const started = (child) =>
+  until('the rehearsal runs', () => {
+    if (child.ended) throw new Error(`ended: ${child.text.errors}`);
+    return child.text.output.includes(begun);
+  });
+
+before(() => {
+  workstation = new Workstation();
+});
+afterEach(() => assert.deepEqual(complaints ?? [], []));
+after(async () => {
+  await browser?.close();
+  if (workstation?.program && !workstation.program.ended) await workstation.stop();
+  if (rehearsal && !rehearsal.ended) await rehearsal.signal('SIGKILL');
+  await workstation?.remove();
+});
+
+// Each test goes on from where the one before it ended.
+test('where_a_server_answers_it_refuses_to_start_and_says_so', async () => {
+  const server = await Server.start('main', 'SER-A');
+  const refused = launch();
+  const { code } = await until('it ends', () => refused.ended && refused.exited);
+  await server.stop();
+  assert.equal(code, 1);
+  await until('it has said why', () => refused.text.errors.includes('start again.'));
+  assert.equal(
+    refused.text.errors.trim(),
+    'elvantris-rehearsal: A media server answers on this network: The main (SER-A) at 10.77.0.11. ' +
+      'A rehearsal would mix with it. Take this computer off that network, and start again.',
+  );
+  assert.deepEqual(workstation.opened(), []);
+});
+
+test('it_opens_its_page_by_itself', async () => {
+  rehearsal = launch();
+  await started(rehearsal);
+  assert.deepEqual(await workstation.until_opened(1), ['http://127.0.0.1:5290/']);
+  browser = await start_browser();
+  page = await browser.newPage();
+  page.setDefaultTimeout(patience_ms);
+  complaints = watch_complaints(page);
+  await page.goto('http://127.0.0.1:5290/');
+  await page.getByText("Redundancy Control doesn't run on this computer. Start it.").waitFor();
+});
+
+test('a_second_rehearsal_says_that_one_is_running', async () => {
+  const second = launch('--background');
+  const { code } = await until('it ends', () => second.ended && second.exited);
+  assert.equal(code, 1);
+  await until('it has said why', () => second.text.errors.includes('running on this computer'));
+});
+
+test('before_there_is_a_pair_the_other_cards_say_what_is_missing', async () => {
+  await card('Main dies').getByRole('button', { name: 'Begin' }).click();
+  await page.getByText('Start it first.').waitFor();
+});
+
+test('the_first_card_is_played_with_the_real_program', async () => {
+  await card('First').getByRole('button', { name: 'Begin' }).click();
+  await workstation.start();
+  await until_status('both are found', ({ systems }) => {
+    return systems.filter(({ online }) => online).length === 2;
+  });
+  const { ok } = await call_json('127.0.0.1', 5251, 'POST', '/api/configure', {
+    enabled: true,
+    mainSerial: serials.main,
+    backupSerial: serials.backup,
+    sharedFunctionIds: [3],
+  });
+  assert.equal(ok, true);
+  await card('First').getByText(/^Done\. You took/).waitFor();
+  const { systems } = await get_status();
+  const places = systems.map(({ serial, address, webPort }) => [serial, address, webPort]);
+  assert.deepEqual(places.sort(), [
+    [serials.main, addresses.workstation, 5000],
+    [serials.backup, addresses.workstation, 5001],
+  ]);
+});
+
+test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async () => {
+  const { protection } = await get_status();
+  const to_device = { host: '127.0.0.1', port: 7000, timeoutMs: 500, enabled: true };
+  await call_json('127.0.0.1', 5251, 'POST', '/api/protection', {
+    ...protection.policy,
+    startupMs: 1000,
+    actions: [{ ...to_device, name: 'Switcher', event: 'backup', transport: 'TCP', payload: 'TAKE B' }],
+  });
+  await until_begun('Main dies');
+  await page.getByText('On its outputs: Black. The engine plays nothing.').waitFor();
+  await page.locator(`#${serials.backup} .air`, { hasText: 'ON AIR' }).waitFor();
+  await page.locator('#device li', { hasText: 'TCP TAKE B' }).waitFor();
+  await card('Main dies').locator('li.next', { hasText: 'Press Return to Main.' }).waitFor();
+
+  const operator = await browser.newPage({ viewport: { width: 1600, height: 900 } });
+  operator.setDefaultTimeout(patience_ms);
+  await operator.goto(page_address);
+  await operator.getByRole('button', { name: 'Health & Alerts' }).click();
+  await until_active_by(operator, 'Return to Main', serials.main);
+  await operator.close();
+
+  await card('Main dies').getByText(/^Done\. You took [\d.]+ s\.$/).waitFor();
+  const { run } = await state();
+  assert.equal(run.tookMs.length, 5);
+  assert.equal(run.reactionMs, run.tookMs[4]);
+});
+
+test('a_switch_of_the_page_breaks_a_server_and_heals_it', async () => {
+  const button = page
+    .locator(`#${serials.main}`)
+    .getByRole('button', { name: 'An output is unplugged' });
+  await button.click();
+  await page.locator('#audienceSees', { hasText: 'The left projector is dark.' }).waitFor();
+  await until_status('the program sees it', ({ protection }) => {
+    const main = protection.systems.find(({ serial }) => serial === serials.main);
+    return main?.outputs.some(({ available }) => !available);
+  });
+  await button.click();
+  await page.locator('#audienceSees', { hasText: /^The show\.$/ }).waitFor();
+});
+
+test('a_pulled_cable_moves_operation_to_backup', async () => {
+  await until_begun('Somebody pulls');
+  await card('Somebody pulls').locator('li.next', { hasText: 'Press Return to Main.' }).waitFor();
+  await until('the operator may return', async () => (await operate('main')).ok);
+  await card('Somebody pulls').getByText(/^Done\./).waitFor();
+});
+
+test('commands_to_the_servers_are_listed', async () => {
+  const reply = await call_json('127.0.0.1', 5251, 'POST', '/api/route', {
+    functionId: 3,
+    payload: 'GO',
+  });
+  assert.equal(reply.deliveries.length, 2);
+  await until('both are in the list', async () => (await state()).commands.length === 2);
+  await page.getByRole('button', { name: 'Clear both lists' }).click();
+  await until('the lists are empty', async () => {
+    const { commands, device } = await state();
+    return commands.length === 0 && device.length === 0;
+  });
+});
+
+test('a_request_that_makes_no_sense_changes_nothing', async () => {
+  const heard = (await state()).servers;
+  for (const request of [
+    {},
+    { act: 'trouble', serial: 'SER-X', trouble: 'engine', on: true },
+    { act: 'trouble', serial: serials.main, trouble: 'rain', on: true },
+    { act: 'trouble', serial: serials.main, trouble: 'engine' },
+        'nonsense',
+  ]) {
+    assert.ok((await act(request)).error, JSON.stringify(request));
+  }
+  assert.deepEqual((await state()).servers, heard);
+});
+
+// What another computer would hear of it.
+const question_from_outside = `
+  const { createSocket } = require('node:dgram');
+  const { connect } = require('node:net');
+  const socket = createSocket('udp4');
+  let heard = '';
+  socket.on('message', (message) => (heard += message));
+  socket.send('elvantris-server?', 1255, '${addresses.workstation}');
+  const web = connect(5000, '${addresses.workstation}');
+  web.on('error', () => {});
+  web.on('data', (bytes) => (heard += bytes));
+  web.on('close', () => setTimeout(() => { console.log('heard:' + heard); process.exit(); }, 300));
+  web.write('GET / HTTP/1.1\\r\\n\\r\\n');
+`;
+test('no_other_computer_gets_an_answer', () => {
+  const script = path.join(root, 'scripts', 'lib', 'namespaces.sh');
+  const words = ['run', network, 'main', process.execPath, '-e', question_from_outside];
+  assert.equal(execFileSync(script, words, { encoding: 'utf8' }), 'heard:\n');
+});
+
+test('it_ends_when_it_is_asked_to', { skip: windows }, async () => {
+  assert.deepEqual(await rehearsal.signal('SIGTERM'), { code: 0, signal: null });
+  assert.equal(rehearsal.text.errors, '');
+});
+
+const card = (title) => page.locator('.card', { hasText: title });
+
+// A card can begin when the program has nothing to say any more.
+async function until_begun(title) {
+  const index = (await state()).scenarios.findIndex((one) => one.title.startsWith(title));
+  await until(`"${title}" begins`, async () => {
+    const answer = await act({ act: 'begin', scenario: index });
+    return !answer.refused;
+  });
+}
+
+async function until_active_by(operator, button, serial) {
+  await until(`${button} is obeyed`, async () => {
+    await operator.getByRole('button', { name: button, exact: true }).click();
+    return (await get_status()).activeSerial === serial;
+  });
+}
