@@ -1,4 +1,4 @@
-#include "director.hpp"
+#include "rehearsal/director.hpp"
 
 namespace elvantris::rehearsal {
 

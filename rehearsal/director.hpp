@@ -3,8 +3,8 @@
 // Threads: one of its own, which asks the program ten times a second; the operations from any.
 #pragma once
 
-#include "scenario.hpp"
-#include "stage.hpp"
+#include "rehearsal/scenario.hpp"
+#include "rehearsal/stage.hpp"
 
 #include <random>
 #include <thread>

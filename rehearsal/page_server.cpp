@@ -1,6 +1,6 @@
-#include "page_server.hpp"
+#include "rehearsal/page_server.hpp"
 
-#include "page_text.hpp"
+#include "rehearsal/page_text.hpp"
 
 namespace elvantris::rehearsal {
 

@@ -8,7 +8,7 @@
 //                begin now, in a sentence. 400 and {"error"} for anything else.
 #pragma once
 
-#include "director.hpp"
+#include "rehearsal/director.hpp"
 
 namespace elvantris::rehearsal {
 

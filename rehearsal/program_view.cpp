@@ -1,4 +1,4 @@
-#include "program_view.hpp"
+#include "rehearsal/program_view.hpp"
 
 #include <nlohmann/json.hpp>
 

@@ -11,7 +11,7 @@ namespace elvantris::rehearsal {
 struct seen_server {
     std::string serial;
     std::string role;
-    std::string address;
+    std::string address{};
     bool online = false;
     bool ready = false;   // its web application is the one that is expected
     bool healthy = false; // polled a moment ago, and its engine runs and answers

@@ -1,6 +1,6 @@
 // elvantris-rehearsal: Redundancy Control on two simulated servers, for practice.
-#include "page_server.hpp"
-#include "surroundings.hpp"
+#include "rehearsal/page_server.hpp"
+#include "rehearsal/surroundings.hpp"
 
 #include "arguments.hpp"
 #include "program_end.hpp"

@@ -1,4 +1,4 @@
-#include "scenario.hpp"
+#include "rehearsal/scenario.hpp"
 
 #include <algorithm>
 #include <array>

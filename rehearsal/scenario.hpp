@@ -4,8 +4,8 @@
 // Pure: time and what is to be seen come in, deeds come out.
 #pragma once
 
-#include "program_view.hpp"
-#include "troubles.hpp"
+#include "rehearsal/program_view.hpp"
+#include "rehearsal/troubles.hpp"
 
 #include <chrono>
 #include <optional>

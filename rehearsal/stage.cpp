@@ -1,4 +1,6 @@
-#include "stage.hpp"
+#include "rehearsal/stage.hpp"
+
+#include "rehearsal/surroundings.hpp"
 
 namespace elvantris::rehearsal {
 
@@ -12,12 +14,13 @@ constexpr const char* any_address = "0.0.0.0";
 
 // Both are at the same address: only the web port tells them apart, and each is the other's peer.
 server_options options_of(std::string_view letter, std::uint16_t port, std::uint16_t other_port) {
-    return {.serial = std::string(serial_beginning) + std::string(letter),
-            .workstation = "Rehearsal server " + std::string(letter),
-            .bind_address = any_address,
-            .http_port = port,
-            .peer_http_port = other_port,
-            .own_computer_only = true};
+    return {
+        .serial = std::string(serial_beginning) + std::string(letter),
+        .workstation = "Rehearsal server " + std::string(letter),
+        .bind_address = any_address,
+        .http_port = port,
+        .peer_http_port = other_port,
+        .answers = [](const simulator::endpoint& asker) { return is_own_address(asker.address); }};
 }
 
 // The last ones of a list, the latest first.

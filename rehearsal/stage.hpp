@@ -5,7 +5,7 @@
 // Threads: any.
 #pragma once
 
-#include "troubles.hpp"
+#include "rehearsal/troubles.hpp"
 
 #include "command_listener.hpp"
 #include "device_ports.hpp"

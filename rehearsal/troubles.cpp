@@ -1,4 +1,4 @@
-#include "troubles.hpp"
+#include "rehearsal/troubles.hpp"
 
 #include <nlohmann/json.hpp>
 

@@ -53,7 +53,7 @@ void discovery_responder::take_question() {
 
 void discovery_responder::answer(answering_server& server, const endpoint& asker) {
     const server_options& options = server.state.options();
-    if (!may_ask(options, asker)) return;
+    if (!options.answers(asker)) return;
     // Read first: who sees the request counted may change the switches for the next one.
     const switches broken = server.state.broken();
     if (!broken.cable_plugged) return;

@@ -69,7 +69,7 @@ void http_front::set_open(bool open) {
 }
 
 void http_front::serve(native_socket socket, const endpoint& peer) {
-    if (!may_ask(state_.options(), peer)) return;
+    if (!state_.options().answers(peer)) return;
     if (!state_.broken().cable_plugged) {
         hang(socket, stop_);
         return;

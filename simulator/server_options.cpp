@@ -4,10 +4,6 @@
 
 namespace elvantris::simulator {
 
-bool may_ask(const server_options& options, const endpoint& asker) {
-    return !options.own_computer_only || is_own_address(asker.address);
-}
-
 server_options read_server_options(int count, char** values) {
     argument_list arguments(count, values);
     server_options options;

@@ -4,6 +4,7 @@
 #include "sockets.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace elvantris::simulator {
@@ -19,12 +20,9 @@ struct server_options {
     std::uint16_t control_port = 1256;
     // Where a Main finds the web application of its Backup: at its own port, unless named.
     std::uint16_t peer_http_port = 5000;
-    // Programs on other computers get no answer, as if it weren't there.
-    bool own_computer_only = false;
+    // Whom it answers: for anybody else it isn't there. Called from any thread.
+    std::function<bool(const endpoint&)> answers = [](const endpoint&) { return true; };
 };
-
-// Whether a question from there gets an answer.
-bool may_ask(const server_options& options, const endpoint& asker);
 
 // The command line of the program. Throws argument_error.
 server_options read_server_options(int count, char** values);

@@ -100,12 +100,6 @@ socket_handle bind_udp(const std::string& address, std::uint16_t port) {
     return result;
 }
 
-// The system lets nobody use an address that it doesn't have.
-bool is_own_address(std::uint32_t address) {
-    const socket_handle socket(open_socket(SOCK_DGRAM));
-    return bind_to(socket.get(), native_address({.address = address, .port = 0}));
-}
-
 socket_handle accept_connection(native_socket listener, endpoint& peer) {
     sockaddr_in address{};
     socket_handle result(accept_waiting(listener, address));

@@ -28,9 +28,6 @@ struct port_error : std::runtime_error {
 socket_handle listen_tcp(const std::string& address, std::uint16_t port);
 socket_handle bind_udp(const std::string& address, std::uint16_t port);
 
-// Whether it is an address of this computer just now.
-bool is_own_address(std::uint32_t address);
-
 // The connection that waits at the listener; an empty handle if there is none.
 socket_handle accept_connection(native_socket listener, endpoint& peer);
 

@@ -15,9 +15,8 @@ function show_text(node, text) {
 async function act(request) {
   const reply = await fetch('/act', { method: 'POST', body: JSON.stringify(request) });
   const answer = await reply.json();
-  by_id('refused').hidden = !answer.refused;
-  show_text(by_id('refused'), answer.refused);
   show(answer);
+  return answer.refused;
 }
 
 const seconds = (ms) => `${(ms / 1000).toFixed(1)} s`;
@@ -92,17 +91,19 @@ function make_card({ title, about, steps }, scenario) {
   const part = {
     items: steps.map(() => element('li')),
     result: element('p', { className: 'result' }),
+    refused: element('p', { className: 'refused', role: 'alert' }),
     button: element('button', { type: 'button', className: 'primary' }),
   };
-  part.button.addEventListener('click', () => {
-    act(part.plays ? { act: 'end' } : { act: 'begin', scenario });
+  part.button.addEventListener('click', async () => {
+    const request = part.plays ? { act: 'end' } : { act: 'begin', scenario };
+    show_text(part.refused, await act(request));
   });
   const list = element('ol', {}, ...part.items);
   const heading = element('h3', { textContent: title });
   const text = element('p', { className: 'dim', textContent: about });
   const live = element('div', { ariaLive: 'polite' }, list, part.result);
   by_id('cards').append(
-    element('div', { className: 'card' }, heading, text, live, part.button),
+    element('div', { className: 'card' }, heading, text, live, part.refused, part.button),
   );
   return part;
 }

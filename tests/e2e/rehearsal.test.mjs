@@ -212,7 +212,8 @@ test('it_ends_when_it_is_asked_to', { skip: windows }, async () => {
   assert.equal(rehearsal.text.errors, '');
 });
 
-const card = (title) => page.locator('.card', { hasText: title });
+const card = (title) =>
+  page.locator('.card', { has: page.getByRole('heading', { name: title }) });
 
 // A card can begin when the program has nothing to say any more.
 async function until_begun(title) {
