@@ -69,6 +69,14 @@ export default [
     },
   },
   {
+    files: ['rehearsal/page/*.js'],
+    languageOptions: {
+      sourceType: 'script',
+      globals: as_globals([...everywhere, ...in_browser], 'readonly'),
+    },
+    rules,
+  },
+  {
     files: ['src/local/page/**/*.js'],
     languageOptions: {
       sourceType: 'script',

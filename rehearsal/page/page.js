@@ -84,7 +84,10 @@ function show_program({ program }) {
   link.href = `http://127.0.0.1:${program.pagePort}/`;
   const strangers = program.strangers.join(', ');
   by_id('warning').hidden = !strangers;
-  show_text(by_id('warning'), `This is no rehearsal: another server answers, ${strangers}. End it.`);
+  show_text(
+    by_id('warning'),
+    `This is no rehearsal: another server answers, ${strangers}. End it.`,
+  );
 }
 
 function make_card({ title, about, steps }, scenario) {

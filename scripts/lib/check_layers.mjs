@@ -1,5 +1,6 @@
 // The layers of src/ as they are meant: no library includes a header of one that it doesn't link,
-// though all share one include path, and none but two knows of an operating system.
+// though all share one include path, and none but two knows of an operating system. The simulator
+// and the rehearsal keep that in two folders as well.
 import fs from 'node:fs';
 import path from 'node:path';
 
@@ -49,6 +50,18 @@ for (const library of libraries) {
       }
     }
     const [found] = knows_systems.has(library) ? [] : (text.match(of_a_system) ?? []);
+    if (found) tell(`${file} knows the operating system: ${found}`);
+  }
+}
+
+// Around the program as well, so that both systems' builds have the same source. What stands in
+// the program's own process knows Linux.
+const of_linux = /^(?:linux|windows|virtual_decks)\/|^(?:scarce_threads|slow_disk)\.cpp$/;
+for (const folder of ['simulator', 'rehearsal']) {
+  for (const name of fs.readdirSync(folder, { recursive: true })) {
+    if (!/\.[ch]pp$/.test(name) || of_linux.test(name)) continue;
+    const file = path.join(folder, name);
+    const [found] = fs.readFileSync(file, 'utf8').match(of_a_system) ?? [];
     if (found) tell(`${file} knows the operating system: ${found}`);
   }
 }

@@ -78,7 +78,7 @@ close_stages() {
 our_sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
 
 check_format() {
-    our_sources 'src/*.[ch]pp' 'tests/*.[ch]pp' 'simulator/*.[ch]pp' 'bench/*.[ch]pp' |
+    our_sources '*.[ch]pp' |
         xargs clang-format --dry-run --Werror
     tests/e2e/node_modules/.bin/prettier --check --log-level warn '**/*.{js,mjs}'
 }
@@ -94,7 +94,7 @@ check_shell() {
 # library are read as one, which takes a tenth of the time; that much alone is why they are included.
 check_lint() {
     cmake --preset lint
-    find build/lint/src build/lint/simulator -name 'unity_*.cxx' -print0 |
+    find build/lint/src build/lint/simulator build/lint/rehearsal -name 'unity_*.cxx' -print0 |
         xargs -0 -P2 -n1 clang-tidy --quiet -p build/lint --checks=-bugprone-suspicious-include \
             --extra-arg=-Wno-shadow --extra-arg=-Wthread-safety
 }

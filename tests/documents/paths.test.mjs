@@ -9,7 +9,7 @@ const is_there = (name) =>
   [name, `src/${name}`].flatMap((one) => [one, `${one}.hpp`, `${one}.cpp`]).some(exists);
 
 const folders = [
-  ...['src', 'tests', 'simulator', 'packaging', 'assets', 'docs'],
+  ...['src', 'tests', 'simulator', 'rehearsal', 'packaging', 'assets', 'docs'],
   ...[
     'app',
     'local',

@@ -7,8 +7,15 @@ import { after, afterEach, before, test } from 'node:test';
 
 import { start_browser } from './support/browser.mjs';
 import { Child } from './support/children.mjs';
-import { addresses, network, patience_ms, program, root, until } from './support/environment.mjs';
-import { windows } from './support/environment.mjs';
+import {
+  addresses,
+  network,
+  patience_ms,
+  program,
+  root,
+  until,
+  windows,
+} from './support/environment.mjs';
 import { call_json } from './support/http.mjs';
 import { Server } from './support/network.mjs';
 import { get_status, operate, until_status } from './support/operator.mjs';
@@ -102,7 +109,9 @@ test('the_first_card_is_played_with_the_real_program', async () => {
     sharedFunctionIds: [3],
   });
   assert.equal(ok, true);
-  await card('First').getByText(/^Done\. You took/).waitFor();
+  await card('First')
+    .getByText(/^Done\. You took/)
+    .waitFor();
   const { systems } = await get_status();
   const places = systems.map(({ serial, address, webPort }) => [serial, address, webPort]);
   assert.deepEqual(places.sort(), [
@@ -117,7 +126,9 @@ test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async 
   await call_json('127.0.0.1', 5251, 'POST', '/api/protection', {
     ...protection.policy,
     startupMs: 1000,
-    actions: [{ ...to_device, name: 'Switcher', event: 'backup', transport: 'TCP', payload: 'TAKE B' }],
+    actions: [
+      { ...to_device, name: 'Switcher', event: 'backup', transport: 'TCP', payload: 'TAKE B' },
+    ],
   });
   await until_begun('Main dies');
   await page.getByText('On its outputs: Black. The engine plays nothing.').waitFor();
@@ -132,7 +143,9 @@ test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async 
   await until_active_by(operator, 'Return to Main', serials.main);
   await operator.close();
 
-  await card('Main dies').getByText(/^Done\. You took [\d.]+ s\.$/).waitFor();
+  await card('Main dies')
+    .getByText(/^Done\. You took [\d.]+ s\.$/)
+    .waitFor();
   const { run } = await state();
   assert.equal(run.tookMs.length, 5);
   assert.equal(run.reactionMs, run.tookMs[4]);
@@ -156,7 +169,9 @@ test('a_pulled_cable_moves_operation_to_backup', async () => {
   await until_begun('Somebody pulls');
   await card('Somebody pulls').locator('li.next', { hasText: 'Press Return to Main.' }).waitFor();
   await until('the operator may return', async () => (await operate('main')).ok);
-  await card('Somebody pulls').getByText(/^Done\./).waitFor();
+  await card('Somebody pulls')
+    .getByText(/^Done\./)
+    .waitFor();
 });
 
 test('commands_to_the_servers_are_listed', async () => {
@@ -180,7 +195,7 @@ test('a_request_that_makes_no_sense_changes_nothing', async () => {
     { act: 'trouble', serial: 'SER-X', trouble: 'engine', on: true },
     { act: 'trouble', serial: serials.main, trouble: 'rain', on: true },
     { act: 'trouble', serial: serials.main, trouble: 'engine' },
-        'nonsense',
+    'nonsense',
   ]) {
     assert.ok((await act(request)).error, JSON.stringify(request));
   }
@@ -212,8 +227,7 @@ test('it_ends_when_it_is_asked_to', { skip: windows }, async () => {
   assert.equal(rehearsal.text.errors, '');
 });
 
-const card = (title) =>
-  page.locator('.card', { has: page.getByRole('heading', { name: title }) });
+const card = (title) => page.locator('.card', { has: page.getByRole('heading', { name: title }) });
 
 // A card can begin when the program has nothing to say any more.
 async function until_begun(title) {
