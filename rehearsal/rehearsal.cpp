@@ -47,7 +47,9 @@ void run(start how) {
 } // namespace elvantris::rehearsal
 
 int main(int count, char** values) {
-    using namespace elvantris::rehearsal;
-    return elvantris::simulator::run_program("elvantris-rehearsal",
-                                             [&] { run(read_arguments(count, values)); });
+    using namespace elvantris;
+    const int code = simulator::run_program(
+        "elvantris-rehearsal", [&] { rehearsal::run(rehearsal::read_arguments(count, values)); });
+    if (code != 0) simulator::let_the_text_be_read();
+    return code;
 }

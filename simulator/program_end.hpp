@@ -18,6 +18,10 @@ void prepare_process();
 // program does.
 void with_free_signals(const std::function<void()>& act);
 
+// Of the system: where a window closes with the program, it stays open until its text has been
+// read.
+void let_the_text_be_read();
+
 // Returns when the program is to end: Ctrl-C, a closed window, or another program's polite wish.
 void wait_for_end_signal();
 

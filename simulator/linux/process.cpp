@@ -29,6 +29,9 @@ void with_free_signals(const std::function<void()>& act) {
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }
 
+// A terminal stays.
+void let_the_text_be_read() {}
+
 void wait_for_end_signal() {
     const sigset_t set = end_signals();
     int received = 0;

@@ -4,6 +4,9 @@
 
 #include <windows.h>
 
+#include <array>
+#include <iostream>
+
 namespace elvantris::simulator {
 
 namespace {
@@ -32,6 +35,14 @@ void prepare_process() {
 
 void with_free_signals(const std::function<void()>& act) {
     act();
+}
+
+// A program that was started by a double click is alone in a console of its own.
+void let_the_text_be_read() {
+    std::array<DWORD, 2> processes{};
+    if (::GetConsoleProcessList(processes.data(), 2) != 1) return;
+    std::cout << "Press Enter to close this window." << std::endl;
+    std::cin.get();
 }
 
 void wait_for_end_signal() {

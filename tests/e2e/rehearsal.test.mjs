@@ -7,6 +7,7 @@ import { after, afterEach, before, test } from 'node:test';
 
 import { start_browser } from './support/browser.mjs';
 import { Child } from './support/children.mjs';
+import { decks, lit_keys, plug_into, xl } from './support/decks.mjs';
 import {
   addresses,
   network,
@@ -16,7 +17,7 @@ import {
   until,
   windows,
 } from './support/environment.mjs';
-import { call_json } from './support/http.mjs';
+import { call_json, occupy } from './support/http.mjs';
 import { Server } from './support/network.mjs';
 import { get_status, operate, until_status } from './support/operator.mjs';
 import { page_address, watch_complaints } from './support/page_view.mjs';
@@ -47,6 +48,7 @@ const started = (child) =>
 
 before(() => {
   workstation = new Workstation();
+  if (!windows) plug_into(workstation, [xl]);
 });
 afterEach(() => assert.deepEqual(complaints ?? [], []));
 after(async () => {
@@ -70,6 +72,22 @@ test('where_a_server_answers_it_refuses_to_start_and_says_so', async () => {
       'A rehearsal would mix with it. Take this computer off that network, and start again.',
   );
   assert.deepEqual(workstation.opened(), []);
+});
+
+test('where_a_port_is_taken_it_says_which', async () => {
+  const taken = await occupy(5290);
+  const refused = launch();
+  const { code } = await until('it ends', () => refused.ended && refused.exited);
+  await taken.release();
+  assert.equal(code, 1);
+  await until('it has said why', () => refused.text.errors.includes('TCP port 5290'));
+});
+
+test('an_option_that_it_does_not_know_is_refused', async () => {
+  const refused = launch('--foreground');
+  const { code } = await until('it ends', () => refused.ended && refused.exited);
+  assert.equal(code, 2);
+  await until('it has said why', () => refused.text.errors.includes('--background'));
 });
 
 test('it_opens_its_page_by_itself', async () => {
@@ -120,6 +138,12 @@ test('the_first_card_is_played_with_the_real_program', async () => {
   ]);
 });
 
+// The picture of one key; both servers draw it in a colour of their own.
+async function key_image() {
+  const reply = await fetch(`${decks.url}/image?path=${encodeURIComponent(xl.path)}&key=9`);
+  return Buffer.from(await reply.arrayBuffer()).toString('base64');
+}
+
 test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async () => {
   const { protection } = await get_status();
   const to_device = { host: '127.0.0.1', port: 7000, timeoutMs: 500, enabled: true };
@@ -130,11 +154,17 @@ test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async 
       { ...to_device, name: 'Switcher', event: 'backup', transport: 'TCP', payload: 'TAKE B' },
     ],
   });
+  let on_main;
+  if (!windows) {
+    await until('Main draws every key', async () => (await lit_keys(xl.path)).length === 32);
+    on_main = await key_image();
+  }
   await until_begun('Main dies');
   await page.getByText('On its outputs: Black. The engine plays nothing.').waitFor();
   await page.locator(`#${serials.backup} .air`, { hasText: 'ON AIR' }).waitFor();
   await page.locator('#device li', { hasText: 'TCP TAKE B' }).waitFor();
   await card('Main dies').locator('li.next', { hasText: 'Press Return to Main.' }).waitFor();
+  if (!windows) await until('Backup draws the keys', async () => (await key_image()) !== on_main);
 
   const operator = await browser.newPage({ viewport: { width: 1600, height: 900 } });
   operator.setDefaultTimeout(patience_ms);
@@ -146,6 +176,7 @@ test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async 
   await card('Main dies')
     .getByText(/^Done\. You took [\d.]+ s\.$/)
     .waitFor();
+  if (!windows) await until('Main draws again', async () => (await key_image()) === on_main);
   const { run } = await state();
   assert.equal(run.tookMs.length, 5);
   assert.equal(run.reactionMs, run.tookMs[4]);
@@ -220,6 +251,12 @@ test('no_other_computer_gets_an_answer', () => {
   const script = path.join(root, 'scripts', 'lib', 'namespaces.sh');
   const words = ['run', network, 'main', process.execPath, '-e', question_from_outside];
   assert.equal(execFileSync(script, words, { encoding: 'utf8' }), 'heard:\n');
+});
+
+test('a_server_that_appears_during_a_rehearsal_is_pointed_out', async () => {
+  const server = await Server.start('main', 'SER-A');
+  await page.getByText('another server answers, SER-A at 10.77.0.11.').waitFor();
+  await server.stop();
 });
 
 test('it_ends_when_it_is_asked_to', { skip: windows }, async () => {
