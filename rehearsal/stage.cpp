@@ -1,7 +1,5 @@
 #include "rehearsal/stage.hpp"
 
-#include "rehearsal/surroundings.hpp"
-
 namespace elvantris::rehearsal {
 
 namespace {
@@ -13,14 +11,16 @@ constexpr std::size_t most_shown = 50;
 constexpr const char* any_address = "0.0.0.0";
 
 // Both are at the same address: only the web port tells them apart, and each is the other's peer.
-server_options options_of(std::string_view letter, std::uint16_t port, std::uint16_t other_port) {
-    return {
-        .serial = std::string(serial_beginning) + std::string(letter),
-        .workstation = "Rehearsal server " + std::string(letter),
-        .bind_address = any_address,
-        .http_port = port,
-        .peer_http_port = other_port,
-        .answers = [](const simulator::endpoint& asker) { return is_own_address(asker.address); }};
+server_options options_of(std::string_view letter, std::uint16_t port, std::uint16_t other_port,
+                          own_addresses& own) {
+    return {.serial = std::string(serial_beginning) + std::string(letter),
+            .workstation = "Rehearsal server " + std::string(letter),
+            .bind_address = any_address,
+            .http_port = port,
+            .peer_http_port = other_port,
+            .answers = [&own](const simulator::endpoint& asker) {
+                return own.contains(asker.address);
+            }};
 }
 
 // The last ones of a list, the latest first.
@@ -34,8 +34,8 @@ ordered_json latest_of(const ordered_json& list) {
 } // namespace
 
 stage::stage(simulator::stop_signal& stop)
-    : servers_{server(options_of("A", 5000, 5001), stop),
-               server(options_of("B", 5001, 5000), stop)},
+    : servers_{server(options_of("A", 5000, 5001, own_), stop),
+               server(options_of("B", 5001, 5000, own_), stop)},
       discovery_({&servers_[0].simulated.state(), &servers_[1].simulated.state()}, stop,
                  any_address, server_options().discovery_port),
       commands_(any_address, server_options().control_port, stop,

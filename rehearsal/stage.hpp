@@ -5,6 +5,7 @@
 // Threads: any.
 #pragma once
 
+#include "rehearsal/own_addresses.hpp"
 #include "rehearsal/troubles.hpp"
 
 #include "command_listener.hpp"
@@ -49,6 +50,7 @@ private:
 
     void apply(server& changed);
 
+    own_addresses own_;
     mutable std::mutex mutex_; // guards the troubles
     std::array<server, 2> servers_;
     simulator::received_messages routed_;

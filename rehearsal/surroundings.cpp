@@ -16,21 +16,15 @@ using operator_control::interface_address;
 // As long as the program listens in each of its rounds.
 constexpr std::chrono::milliseconds silence{500};
 
-bool any_interface(const auto& is_wanted) {
-    const auto all = operator_control::list_interface_addresses();
-    return all && std::ranges::any_of(*all, is_wanted);
-}
-
 // The program takes no answer from a loopback address.
 bool has_address() {
-    return any_interface([](const interface_address& each) { return each.up && !each.loopback; });
+    const auto all = operator_control::list_interface_addresses();
+    return all && std::ranges::any_of(*all, [](const interface_address& each) {
+               return each.up && !each.loopback;
+           });
 }
 
 } // namespace
-
-bool is_own_address(std::uint32_t address) {
-    return any_interface([&](const interface_address& each) { return each.address == address; });
-}
 
 std::string why_not_here() {
     if (!has_address())
