@@ -1,5 +1,7 @@
 #include "rehearsal/director.hpp"
 
+#include <httplib.h>
+
 namespace elvantris::rehearsal {
 
 namespace {

@@ -6,6 +6,8 @@
 #include "rehearsal/scenario.hpp"
 #include "rehearsal/stage.hpp"
 
+#include "stop_signal.hpp"
+
 #include <random>
 #include <thread>
 

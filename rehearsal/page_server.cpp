@@ -2,6 +2,8 @@
 
 #include "rehearsal/page_text.hpp"
 
+#include "received_bytes.hpp"
+
 namespace elvantris::rehearsal {
 
 namespace {
@@ -48,10 +50,10 @@ ordered_json report_scenarios() {
     return result;
 }
 
-ordered_json report_program(const program_view& view) {
+ordered_json report_program(const program_view& view, const stage& where) {
     ordered_json strangers = ordered_json::array();
     for (const seen_server& each : view.servers)
-        if (each.online && !each.serial.starts_with(serial_beginning))
+        if (each.online && !where.has_server(each.serial))
             strangers.push_back(each.serial + " at " + each.address);
     return {{"answers", view.answers},          {"pagePort", view.page_port},
             {"enabled", view.enabled},          {"armed", view.armed},
@@ -83,13 +85,12 @@ ordered_json page_server::state() const {
         const seen_server* seen = view.find(each.at("serial").get<std::string>());
         each["role"] = seen == nullptr || seen->role == "Independent" ? "" : seen->role;
     }
-    return {{"program", report_program(view)},
-            {"servers", std::move(servers)},
-            {"devicePort", device_port},
-            {"device", stage_.report_device()},
-            {"commands", stage_.report_commands()},
-            {"scenarios", report_scenarios()},
-            {"run", director_.report_run()}};
+    ordered_json result{{"program", report_program(view, stage_)},
+                        {"servers", std::move(servers)},
+                        {"scenarios", report_scenarios()},
+                        {"run", director_.report_run()}};
+    result.update(stage_.report_received());
+    return result;
 }
 
 void page_server::act(const std::string& body, Response& response) {
@@ -113,7 +114,7 @@ std::string page_server::perform(const nlohmann::json& request) {
     else if (act == "end")
         director_.end();
     else if (act == "forget")
-        stage_.forget_commands();
+        stage_.forget_received();
     else
         throw bad_request("there is no such act");
     return "";

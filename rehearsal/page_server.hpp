@@ -10,6 +10,8 @@
 
 #include "rehearsal/director.hpp"
 
+#include "control_server.hpp"
+
 namespace elvantris::rehearsal {
 
 inline constexpr std::uint16_t page_port = 5290;

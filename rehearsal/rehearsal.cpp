@@ -1,4 +1,6 @@
 // elvantris-rehearsal: Redundancy Control on two simulated servers, for practice.
+#include "rehearsal/far_servers.hpp"
+#include "rehearsal/own_servers.hpp"
 #include "rehearsal/page_server.hpp"
 #include "rehearsal/surroundings.hpp"
 
@@ -8,6 +10,7 @@
 #include "platform/open_external.hpp"
 
 #include <iostream>
+#include <sstream>
 #include <string_view>
 
 namespace elvantris::rehearsal {
@@ -18,28 +21,62 @@ struct refusal : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-enum class start { with_page, in_background };
+struct start_options {
+    bool opens_page = true;
+    // Of a stage that others have built; empty: it builds its own.
+    std::vector<std::string> servers;
+    std::string device;
+};
 
-start read_arguments(int count, char** values) {
-    if (count == 1) return start::with_page;
-    if (count == 2 && std::string_view(values[1]) == "--background") return start::in_background;
-    throw simulator::argument_error("the only option is --background: open no page");
+std::vector<std::string> parts_of(const std::string& list) {
+    std::istringstream text(list);
+    std::vector<std::string> result;
+    for (std::string part; std::getline(text, part, ',');)
+        result.push_back(part);
+    return result;
 }
 
-void run(start how) {
-    const std::string reason = why_not_here();
-    if (!reason.empty()) throw refusal(reason);
-    simulator::stop_signal stop;
-    stage servers(stop);
+start_options read_options(int count, char** values) {
+    start_options options;
+    if (count > 1 && std::string_view(values[1]) == "--background") {
+        options.opens_page = false;
+        ++values;
+        --count;
+    }
+    simulator::argument_list arguments(count, values);
+    std::string servers;
+    arguments.take("servers", servers);
+    arguments.take("device", options.device);
+    arguments.finish();
+    options.servers = parts_of(servers);
+    if (options.servers.empty() != options.device.empty())
+        throw simulator::argument_error("--servers and --device belong together");
+    return options;
+}
+
+// Returns when the program is to end.
+void perform(const stage_setup& setup, simulator::stop_signal& stop, bool opens_page) {
+    stage servers(setup);
     director leader(servers, stop);
     const page_server page(servers, leader);
     const std::string address = "http://127.0.0.1:" + std::to_string(page_port) + "/";
     std::cout << "The rehearsal runs. Its page is " << address << "\n"
               << "Ctrl-C ends it." << std::endl;
-    if (how == start::with_page)
-        simulator::with_free_signals([&] { operator_control::open_external(address); });
+    if (opens_page) simulator::with_free_signals([&] { operator_control::open_external(address); });
     simulator::wait_for_end_signal();
     stop.raise();
+}
+
+void run(const start_options& options) {
+    simulator::stop_signal stop;
+    if (!options.servers.empty()) {
+        perform(reach_servers(options.servers, options.device), stop, options.opens_page);
+        return;
+    }
+    const std::string reason = why_not_here();
+    if (!reason.empty()) throw refusal(reason);
+    own_servers servers(stop);
+    perform(servers.setup(), stop, options.opens_page);
 }
 
 } // namespace
@@ -49,7 +86,7 @@ void run(start how) {
 int main(int count, char** values) {
     using namespace elvantris;
     const int code = simulator::run_program(
-        "elvantris-rehearsal", [&] { rehearsal::run(rehearsal::read_arguments(count, values)); });
+        "elvantris-rehearsal", [&] { rehearsal::run(rehearsal::read_options(count, values)); });
     if (code != 0) simulator::let_the_text_be_read();
     return code;
 }

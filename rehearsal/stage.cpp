@@ -1,27 +1,15 @@
 #include "rehearsal/stage.hpp"
 
+#include <algorithm>
+#include <utility>
+
 namespace elvantris::rehearsal {
 
 namespace {
 
 using nlohmann::ordered_json;
-using simulator::server_options;
 
 constexpr std::size_t most_shown = 50;
-constexpr const char* any_address = "0.0.0.0";
-
-// Both are at the same address: only the web port tells them apart, and each is the other's peer.
-server_options options_of(std::string_view letter, std::uint16_t port, std::uint16_t other_port,
-                          own_addresses& own) {
-    return {.serial = std::string(serial_beginning) + std::string(letter),
-            .workstation = "Rehearsal server " + std::string(letter),
-            .bind_address = any_address,
-            .http_port = port,
-            .peer_http_port = other_port,
-            .answers = [&own](const simulator::endpoint& asker) {
-                return own.contains(asker.address);
-            }};
-}
 
 // The last ones of a list, the latest first.
 ordered_json latest_of(const ordered_json& list) {
@@ -31,25 +19,24 @@ ordered_json latest_of(const ordered_json& list) {
     return result;
 }
 
+ordered_json switches_of(const trouble_set& set) {
+    ordered_json result = ordered_json::array();
+    for (const trouble& each : all_troubles())
+        result.push_back(
+            {{"name", each.name}, {"words", each.words}, {"on", set.contains(each.name)}});
+    return result;
+}
+
 } // namespace
 
-stage::stage(simulator::stop_signal& stop)
-    : servers_{server(options_of("A", 5000, 5001, own_), stop),
-               server(options_of("B", 5001, 5000, own_), stop)},
-      discovery_({&servers_[0].simulated.state(), &servers_[1].simulated.state()}, stop,
-                 any_address, server_options().discovery_port),
-      commands_(any_address, server_options().control_port, stop,
-                [this](simulator::received_message message) {
-                    routed_.add(simulator::transport::udp, std::move(message));
-                }),
-      device_(received_, stop, "127.0.0.1", device_port) {}
+stage::stage(stage_setup setup) : setup_(std::move(setup)), troubles_(setup_.servers.size()) {}
 
 bool stage::change(std::string_view serial, std::string_view trouble, bool on) {
     const std::lock_guard lock(mutex_);
-    for (server& each : servers_) {
-        if (each.simulated.options().serial != serial) continue;
-        if (!change_troubles(each.troubles, trouble, on)) return false;
-        apply(each);
+    for (std::size_t i = 0; i < setup_.servers.size(); ++i) {
+        if (setup_.servers[i].serial != serial) continue;
+        if (!change_troubles(troubles_[i], trouble, on)) return false;
+        setup_.servers[i].control(switches_for(troubles_[i]));
         return true;
     }
     return false;
@@ -57,45 +44,32 @@ bool stage::change(std::string_view serial, std::string_view trouble, bool on) {
 
 void stage::heal_all() {
     const std::lock_guard lock(mutex_);
-    for (server& each : servers_) {
-        each.troubles.clear();
-        apply(each);
+    for (std::size_t i = 0; i < setup_.servers.size(); ++i) {
+        troubles_[i].clear();
+        setup_.servers[i].control(switches_for(troubles_[i]));
     }
 }
 
-void stage::apply(server& changed) {
-    changed.simulated.control(switches_for(changed.troubles));
+bool stage::has_server(std::string_view serial) const {
+    return std::ranges::find(setup_.servers, serial, &stage_server::serial) != setup_.servers.end();
 }
 
 ordered_json stage::report_servers() const {
     const std::lock_guard lock(mutex_);
     ordered_json result = ordered_json::array();
-    for (const server& each : servers_) {
-        const server_options& options = each.simulated.options();
-        ordered_json troubles = ordered_json::array();
-        for (const trouble& one : all_troubles())
-            troubles.push_back({{"name", one.name},
-                                {"words", one.words},
-                                {"on", each.troubles.contains(one.name)}});
-        result.push_back({{"serial", options.serial},
-                          {"name", options.workstation},
-                          {"outputs", outputs_under(each.troubles)},
-                          {"troubles", std::move(troubles)}});
-    }
+    for (std::size_t i = 0; i < setup_.servers.size(); ++i)
+        result.push_back({{"serial", setup_.servers[i].serial},
+                          {"name", setup_.servers[i].name},
+                          {"outputs", outputs_under(troubles_[i])},
+                          {"troubles", switches_of(troubles_[i])}});
     return result;
 }
 
-ordered_json stage::report_device() const {
-    return latest_of(received_.report());
-}
-
-ordered_json stage::report_commands() const {
-    return latest_of(routed_.report());
-}
-
-void stage::forget_commands() {
-    received_.clear();
-    routed_.clear();
+ordered_json stage::report_received() const {
+    return {{"devicePlace", setup_.device_place},
+            {"device", latest_of(setup_.device())},
+            {"commandsNote", setup_.commands_note},
+            {"commands", latest_of(setup_.commands())}};
 }
 
 } // namespace elvantris::rehearsal

@@ -1,63 +1,63 @@
-// What a rehearsal puts around the program: two simulated servers on this computer, and a device
-// that takes its outbound commands.
+// What a rehearsal puts around the program: servers with their troubles, and what has been
+// received.
 //
-// Programs on other computers get no answer from the servers, and the device is on loopback.
 // Threads: any.
 #pragma once
 
-#include "rehearsal/own_addresses.hpp"
 #include "rehearsal/troubles.hpp"
 
-#include "command_listener.hpp"
-#include "device_ports.hpp"
-#include "discovery_responder.hpp"
-#include "simulated_server.hpp"
+#include <nlohmann/json.hpp>
 
-#include <array>
+#include <cstdint>
+#include <functional>
 #include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace elvantris::rehearsal {
 
-// The serials of servers that a rehearsal makes begin so.
-inline constexpr std::string_view serial_beginning = "REHEARSAL-";
+// Where the device takes commands, over TCP and UDP.
 inline constexpr std::uint16_t device_port = 7000;
+
+// A simulated server, wherever it runs.
+struct stage_server {
+    std::string serial;
+    std::string name;
+    // Takes the body of a control call.
+    std::function<void(const nlohmann::ordered_json&)> control;
+};
+
+// What is on the stage. Each list of messages is in the order of their arrival.
+struct stage_setup {
+    std::vector<stage_server> servers;
+    std::string device_place;
+    std::string commands_note; // what to know of the servers' list; may be empty
+    std::function<nlohmann::ordered_json()> device;
+    std::function<nlohmann::ordered_json()> commands;
+    std::function<void()> forget;
+};
 
 class stage {
 public:
-    // Opens all ports. Throws port_error.
-    explicit stage(simulator::stop_signal& stop);
+    explicit stage(stage_setup setup);
 
     // False: there is no such server or trouble.
     bool change(std::string_view serial, std::string_view trouble, bool on);
     void heal_all();
 
-    // [{"serial","name","address","outputs","troubles":[{"name","words","on"}]}]
+    bool has_server(std::string_view serial) const;
+    // [{"serial","name","outputs","troubles":[{"name","words","on"}]}]
     nlohmann::ordered_json report_servers() const;
-    // What the device has received, and what has come to the one command port that both servers
-    // share; the latest first.
-    nlohmann::ordered_json report_device() const;
-    nlohmann::ordered_json report_commands() const;
-    void forget_commands();
+    // {"devicePlace","device","commandsNote","commands"}, both lists with the latest first
+    nlohmann::ordered_json report_received() const;
+    void forget_received() { setup_.forget(); }
 
 private:
-    struct server {
-        explicit server(const simulator::server_options& options, simulator::stop_signal& stop)
-            : simulated(options, stop) {}
-
-        simulator::simulated_server simulated;
-        trouble_set troubles;
-    };
-
-    void apply(server& changed);
-
-    own_addresses own_;
-    mutable std::mutex mutex_; // guards the troubles
-    std::array<server, 2> servers_;
-    simulator::received_messages routed_;
-    simulator::received_messages received_;
-    const simulator::discovery_responder discovery_;
-    const simulator::command_listener commands_;
-    const simulator::device_ports device_;
+    const stage_setup setup_;
+    mutable std::mutex
+        mutex_; // guards the troubles, one set for each server; held while they change
+    std::vector<trouble_set> troubles_;
 };
 
 } // namespace elvantris::rehearsal

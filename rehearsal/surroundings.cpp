@@ -1,6 +1,6 @@
 #include "rehearsal/surroundings.hpp"
 
-#include "rehearsal/stage.hpp"
+#include "rehearsal/own_servers.hpp"
 
 #include "systems/discovery.hpp"
 
@@ -34,7 +34,7 @@ std::string why_not_here() {
     const std::vector<discovered_server> servers = operator_control::discover_servers(silence);
     if (servers.empty()) return "";
     const discovered_server& first = servers.front();
-    if (first.serial.starts_with(serial_beginning))
+    if (first.serial.starts_with(own_serial_beginning))
         return "A rehearsal is running on this computer already.";
     return "A media server answers on this network: " + first.workstation + " (" + first.serial +
            ") at " + first.address +

@@ -148,7 +148,8 @@ function show(state) {
   show_audience(state);
   show_servers(state);
   show_scenarios(state);
-  show_text(by_id('deviceTitle'), `The device at 127.0.0.1, port ${state.devicePort}`);
+  show_text(by_id('deviceTitle'), `The device at ${state.devicePlace}`);
+  show_text(by_id('commandsNote'), state.commandsNote);
   show_received(by_id('device'), state.device);
   show_received(by_id('commands'), state.commands);
 }

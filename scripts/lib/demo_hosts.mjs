@@ -14,7 +14,7 @@ const script = 'scripts/lib/namespaces.sh';
 const patience_ms = 60_000;
 const pause_ms = 5;
 
-export class Interrupted extends Error {}
+class Interrupted extends Error {}
 
 // What may pass before a step's time is over; anything else ends the tour at once.
 class NoAnswer extends Error {}

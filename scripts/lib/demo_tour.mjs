@@ -1,16 +1,18 @@
 // The tour of scripts/demo: the program's main job, step by step, each with a deadline.
 //   node demo_tour.mjs PREFIX FOLDER [--stay]     inside PREFIX-workstation
+import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
 
 import { deck_environment, Decks, plugged } from './demo_decks.mjs';
-import { addresses, ask, Hosts, Interrupted } from './demo_hosts.mjs';
+import { addresses, ask, Hosts } from './demo_hosts.mjs';
 import { bold, Timeline } from './demo_timeline.mjs';
 
 const [prefix, folder, ...options] = process.argv.slice(2);
 const stay = options.includes('--stay');
 
 const api = 'http://127.0.0.1:5251/api';
+const pages = ['http://127.0.0.1:5290/', 'http://127.0.0.1:5270/'];
 const serials = { main: 'SIM-A', backup: 'SIM-B' };
 const names = { main: 'Stage left', backup: 'Stage right' };
 const grace_ms = 1000;
@@ -245,18 +247,43 @@ async function tour() {
   return `All went well: ${engine} to leave a stopped engine, ${cable} a pulled cable.`;
 }
 
-function how_to_reach() {
+async function start_rehearsal() {
+  const servers = `${addresses.main},${addresses.backup}`;
+  hosts.start('workstation', 'rehearsal', [
+    'build/linux/elvantris-rehearsal',
+    '--background',
+    ...['--servers', servers, '--device', addresses.device],
+  ]);
+  await hosts.until('the rehearsal answers', () => ask('GET', `${pages[0]}state`));
+}
+
+// The browser must not run as root where there is another user.
+function browser_command() {
   const { SUDO_USER: user } = process.env;
-  const sudo = user ? 'sudo ' : '';
+  const as_user = ['sudo', '--preserve-env=DISPLAY,WAYLAND_DISPLAY,XAUTHORITY', '-u', user];
+  const chromium = ['chromium', `--user-data-dir=${folder}/browser`];
+  return user ? [...as_user, ...chromium] : [...chromium, '--no-sandbox'];
+}
+
+// Where there is a screen and a browser; otherwise what is printed has to do.
+function open_pages() {
+  const { DISPLAY, WAYLAND_DISPLAY } = process.env;
+  if (!DISPLAY && !WAYLAND_DISPLAY) return;
+  const [name, ...words] = browser_command();
+  const browser = spawn(name, [...words, ...pages], { stdio: 'ignore', detached: true });
+  browser.on('error', () => {});
+}
+
+function how_to_reach() {
+  const sudo = process.env.SUDO_USER ? 'sudo ' : '';
   const inside = `${sudo}ip netns exec ${prefix}-workstation`;
-  const chromium = user ? `sudo -u ${user} chromium` : 'chromium --no-sandbox';
   return `
 Everything is left running, with the workstation in a network of its own.
-${bold("The operator's page, http://127.0.0.1:5270/")}
+${bold("The rehearsal with its switches and scenarios, and the operator's page")}
   ${inside} \\
-    ${chromium} --user-data-dir=${folder}/browser \\
-    http://127.0.0.1:5270/
-${bold('The decks with keys to click, and the servers with faults to choose')}
+    ${browser_command().join(' ')} \\
+    ${pages.join(' ')}
+${bold('The decks with keys to click')}
   the same browser, ${decks.page}
 ${bold('The status, and a fault of your own making')}
   ${inside} \\
@@ -272,12 +299,14 @@ Ctrl-C ends it.`;
 
 async function stay_until_interrupted() {
   step = 'stay';
+  await start_rehearsal();
   console.log(how_to_reach());
-  const pause = () => new Promise((resolve) => setTimeout(resolve, 100, false));
-  await hosts.until('Ctrl-C', Infinity, pause).catch((error) => {
-    if (!(error instanceof Interrupted)) throw error;
-    hosts.interrupted = false;
-  });
+  open_pages();
+  while (!hosts.interrupted) {
+    if (hosts.unexpected_end) throw new Error(hosts.unexpected_end);
+    await new Promise((resolve) => setTimeout(resolve, 100));
+  }
+  hosts.interrupted = false;
 }
 
 // What the program itself holds to be wrong, if it still answers.

@@ -18,7 +18,7 @@ import {
   windows,
 } from './support/environment.mjs';
 import { call_json, occupy } from './support/http.mjs';
-import { Server } from './support/network.mjs';
+import { Device, Server } from './support/network.mjs';
 import { get_status, operate, until_status } from './support/operator.mjs';
 import { page_address, watch_complaints } from './support/page_view.mjs';
 import { Workstation } from './support/workstation.mjs';
@@ -87,7 +87,41 @@ test('an_option_that_it_does_not_know_is_refused', async () => {
   const refused = launch('--foreground');
   const { code } = await until('it ends', () => refused.ended && refused.exited);
   assert.equal(code, 2);
-  await until('it has said why', () => refused.text.errors.includes('--background'));
+  await until('it has said why', () => refused.text.errors.includes('--foreground'));
+});
+
+const elsewhere = [
+  '--background',
+  ...['--servers', `${addresses.main},${addresses.backup}`, '--device', addresses.device],
+];
+test('servers_elsewhere_have_to_answer', async () => {
+  const refused = launch(...elsewhere);
+  const { code } = await until('it ends', () => refused.ended && refused.exited);
+  assert.equal(code, 1);
+  await until('it has said why', () => refused.text.errors.includes(`at ${addresses.main}`));
+});
+
+// Wine may keep the port of a killed program.
+test('its_page_can_be_put_before_servers_elsewhere', { skip: windows }, async () => {
+  const main = await Server.start('main', 'SER-A');
+  const backup = await Server.start('backup', 'SER-B');
+  const device = await Device.start();
+  const far = launch(...elsewhere);
+  await started(far);
+  const { servers } = await act({ act: 'trouble', serial: 'SER-B', trouble: 'engine', on: true });
+  assert.deepEqual(
+    servers.map(({ name, outputs }) => [name, outputs]),
+    [
+      ['The main', 'The show.'],
+      ['The backup', 'Black. The engine plays nothing.'],
+    ],
+  );
+  assert.equal((await backup.report()).switches.engine, 'stopped');
+  assert.equal((await main.report()).switches.engine, 'running');
+  await act({ act: 'end' });
+  assert.equal((await backup.report()).switches.engine, 'running');
+  assert.deepEqual(await far.signal('SIGTERM'), { code: 0, signal: null });
+  for (const one of [main, backup, device]) await one.stop();
 });
 
 test('it_opens_its_page_by_itself', async () => {
