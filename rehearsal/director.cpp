@@ -37,6 +37,7 @@ std::string director::begin(std::size_t scenario) {
     if (scenario >= all_scenarios().size()) return "There is no such scenario.";
     std::string reason = why_not_yet(all_scenarios()[scenario], view_);
     if (!reason.empty()) return reason;
+    if (run_ && !run_->is_over()) stage_.heal_all();
     const double chance = std::uniform_real_distribution<>(0, 1)(chance_);
     run_.emplace(scenario, chance, std::chrono::steady_clock::now());
     return reason;

@@ -36,7 +36,8 @@ private:
 
     stage& stage_;
     simulator::stop_signal& stop_;
-    mutable std::mutex mutex_; // guards everything below
+    // Guards everything below. Held while the stage does a deed, so that none comes after the end.
+    mutable std::mutex mutex_;
     program_view view_;
     std::optional<scenario_run> run_;
     std::mt19937 chance_{std::random_device{}()};

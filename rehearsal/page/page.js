@@ -119,7 +119,9 @@ function show_card(card, part, run) {
   card.steps.forEach(({ who, text }, index) => {
     const item = part.items[index];
     const done = index < took.length;
-    item.className = done ? 'done' : run && index === took.length ? 'next' : '';
+    const next = Boolean(run) && index === took.length;
+    item.className = done ? 'done' : next ? 'next' : '';
+    item.ariaCurrent = next ? 'step' : null;
     const time = done ? ` \u2713 ${seconds(took[index])}` : '';
     show_text(item, `${whose[who]}: ${text}${time}`);
   });

@@ -239,6 +239,18 @@ test('a_pulled_cable_moves_operation_to_backup', async () => {
     .waitFor();
 });
 
+test('a_scenario_that_is_stopped_leaves_both_servers_well', async () => {
+  await until_begun('Backup breaks');
+  const switches = page.locator(`#${serials.backup} [aria-pressed="true"]`);
+  await switches.first().waitFor();
+  await card('Backup breaks').getByRole('button', { name: 'Stop' }).click();
+  await switches.first().waitFor({ state: 'detached' });
+  assert.equal((await state()).run, null);
+  await until_status('no alert stands', ({ protection }) => {
+    return protection.alerts.every(({ active, severity }) => !active || severity === 'notice');
+  });
+});
+
 test('commands_to_the_servers_are_listed', async () => {
   const reply = await call_json('127.0.0.1', 5251, 'POST', '/api/route', {
     functionId: 3,
