@@ -12,7 +12,7 @@ constexpr milliseconds pause_between_looks{100};
 constexpr std::uint16_t program_port = 5251;
 constexpr std::chrono::seconds longest_answer{2};
 
-// Absent: it is busy. A save of the pair keeps it from answering for up to half a minute.
+// Absent if it is busy: while it saves the pair it may not answer for up to 30 s.
 std::optional<program_view> ask_program() {
     httplib::Client client("127.0.0.1", program_port);
     client.set_connection_timeout(std::chrono::seconds(1));

@@ -22,7 +22,7 @@ public:
     director(director&&) = delete;
     director& operator=(director&&) = delete;
 
-    // Ends the one that is being played. Why it can't begin, in a sentence; empty if it has begun.
+    // Ends a running scenario and begins this one. Returns why it can't begin; empty if it did.
     std::string begin(std::size_t scenario);
     void end();
 
@@ -36,7 +36,7 @@ private:
 
     stage& stage_;
     simulator::stop_signal& stop_;
-    // Guards everything below. Held while the stage does a deed, so that none comes after the end.
+    // Guards everything below. Held during a deed, so that none comes after `end`.
     mutable std::mutex mutex_;
     program_view view_;
     std::optional<scenario_run> run_;

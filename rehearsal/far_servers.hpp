@@ -5,8 +5,8 @@
 
 namespace elvantris::rehearsal {
 
-// By their addresses. Throws std::runtime_error if a server doesn't answer now. One that can't be
-// reached later stays as it is, and has received nothing.
+// Takes their addresses. Throws std::runtime_error if a server doesn't answer now. If one can't be
+// reached later, its troubles don't change, and its list of messages is empty.
 stage_setup reach_servers(const std::vector<std::string>& servers, const std::string& device);
 
 } // namespace elvantris::rehearsal

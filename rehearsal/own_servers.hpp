@@ -13,7 +13,7 @@
 
 namespace elvantris::rehearsal {
 
-// The serials of these servers begin so.
+// The beginning of these servers' serial numbers.
 inline constexpr std::string_view own_serial_beginning = "REHEARSAL-";
 
 class own_servers {
@@ -21,7 +21,7 @@ public:
     // Opens all ports. Throws port_error.
     explicit own_servers(simulator::stop_signal& stop);
 
-    // To be used as long as this object lives.
+    // Don't use it after this object is destroyed.
     stage_setup setup();
 
 private:

@@ -3,8 +3,8 @@
 //   GET /        the page
 //   GET /state   all that it shows, as one JSON object
 //   POST /act    {"act":"trouble","serial","trouble","on"}, {"act":"begin","scenario"},
-//   {"act":"end"}
-//                or {"act":"forget"}; answers like /state, with "refused": why a scenario can't
+//                {"act":"end"} or {"act":"forget"}; answers like /state,
+//                with "refused": why a scenario can't
 //                begin now, in a sentence. 400 and {"error"} for anything else.
 #pragma once
 
@@ -24,7 +24,7 @@ public:
 private:
     nlohmann::ordered_json state() const;
     void act(const std::string& body, httplib::Response& response);
-    // Why it can't be now; empty if it was done.
+    // Returns why it can't be done now; empty if it was done.
     std::string perform(const nlohmann::json& request);
     void change_trouble(const nlohmann::json& request);
 

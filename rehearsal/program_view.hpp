@@ -38,7 +38,7 @@ struct program_view {
     bool is_active(std::string_view role) const;
 };
 
-// Reads an answer of /api/status. A text that is none gives a view of a program that doesn't
+// Reads an answer of /api/status. Any other text gives the view of a program that doesn't
 // answer. Pure.
 program_view read_status(const std::string& text);
 

@@ -23,7 +23,7 @@ struct refusal : std::runtime_error {
 
 struct start_options {
     bool opens_page = true;
-    // Of a stage that others have built; empty: it builds its own.
+    // Servers that run elsewhere; if empty, the rehearsal runs its own.
     std::vector<std::string> servers;
     std::string device;
 };

@@ -1,7 +1,7 @@
-// The scenario cards: what a rehearsal does to the servers, what the program and the operator make
-// of it, and how long each took.
+// The scenario cards: what a rehearsal does to the servers, what the program and the operator do
+// then, and how long each step took.
 //
-// Pure: time and what is to be seen come in, deeds come out.
+// Pure: takes the time and the program's view, returns what to do.
 #pragma once
 
 #include "rehearsal/program_view.hpp"

@@ -1,5 +1,5 @@
-// What a rehearsal puts around the program: servers with their troubles, and what has been
-// received.
+// The simulated surroundings of the program: servers with their troubles, and the messages that
+// have arrived.
 //
 // Threads: any.
 #pragma once
@@ -55,8 +55,7 @@ public:
 
 private:
     const stage_setup setup_;
-    mutable std::mutex
-        mutex_; // guards the troubles, one set for each server; held while they change
+    mutable std::mutex mutex_; // guards `troubles_`; also held while a server is told of a change
     std::vector<trouble_set> troubles_;
 };
 

@@ -13,7 +13,7 @@ namespace {
 using operator_control::discovered_server;
 using operator_control::interface_address;
 
-// As long as the program listens in each of its rounds.
+// The time for which the program waits for answers in each round.
 constexpr std::chrono::milliseconds silence{500};
 
 // The program takes no answer from a loopback address.

@@ -5,8 +5,8 @@
 
 namespace elvantris::rehearsal {
 
-// Asks once for servers, as the program asks. Why there can be no rehearsal here, in a sentence;
-// empty if there can.
+// Asks once for servers, as the program asks. Returns why a rehearsal can't run here; empty if
+// it can.
 std::string why_not_here();
 
 } // namespace elvantris::rehearsal

@@ -17,17 +17,17 @@ struct trouble {
     std::string_view switches; // of the simulated server, as JSON
 };
 
-// The gravest for the audience first.
+// The worst for the audience first.
 std::span<const trouble> all_troubles();
 
 // The troubles of one server, by their names.
 using trouble_set = std::set<std::string, std::less<>>;
 
-// With one more, or one less. A stopped engine cannot be starting: the later one replaces the
-// earlier. False: there is no such trouble, and the set stays as it is.
+// Adds or removes a trouble. A stopped engine cannot be starting, so the later one replaces the
+// earlier. False if there is no such trouble; the set is then unchanged.
 bool change_troubles(trouble_set& set, std::string_view name, bool on);
 
-// The control call that makes a simulated server so.
+// The body of the control call that gives a simulated server these troubles.
 nlohmann::ordered_json switches_for(const trouble_set& set);
 
 // A sentence.

@@ -6,8 +6,8 @@
 namespace elvantris::operator_control {
 namespace {
 
-// A negative time-out is none. The last look comes after the end of the time: what is ready by then
-// still counts, though the program may have been paused.
+// A negative time-out means no limit. The last check comes after the time is over, so a socket that
+// became ready while the program was paused still counts.
 template<typename wait>
 bool wait_in_pieces(const wait& ready_within, milliseconds timeout, const call_limits& limits) {
     if (!limits.given_up && limits.deadline == steady_time::max()) return ready_within(timeout);

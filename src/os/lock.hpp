@@ -1,4 +1,4 @@
-// A mutex of which the compiler knows what it guards: clang checks that a member marked GUARDED_BY
+// A mutex for which the compiler knows what it guards: clang checks that a member marked GUARDED_BY
 // is touched, and a function marked REQUIRES called, only with the lock held. To other compilers
 // the marks are nothing.
 #pragma once
@@ -44,7 +44,7 @@ public:
     void unlock() RELEASES() { lock_.unlock(); }
     void lock() ACQUIRES() { lock_.lock(); }
 
-    // The lock is free during the wait. A waiter may wake without cause, so it looks and repeats.
+    // The lock is free during the wait. A wait may end without cause, so call it in a loop.
     void wait(std::condition_variable& wake_up) { wake_up.wait(lock_); }
     // False once the time has come.
     bool wait_until(std::condition_variable& wake_up, steady_time time) {

@@ -76,7 +76,7 @@ resolve_attempt try_to_resolve(const std::string& host, std::uint16_t port, addr
     if (auto numeric = look_up_address(host, port, family, kind, host_text::numeric);
         !numeric.addresses.empty())
         return numeric;
-    // One for the process: the bound on lookups is the process's too.
+    // One for the whole process, because the limit on lookups is for the whole process.
     static name_lookup names([](const host_query& query) {
         return look_up_address(query.host, query.port, query.family, query.kind, host_text::any);
     });

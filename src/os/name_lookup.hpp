@@ -1,6 +1,6 @@
 // Looking up a host for no longer than its caller can wait.
 //
-// A system's resolver answers when it likes, and nothing can interrupt it. So each name is looked
+// A system's resolver may take any time, and nothing can interrupt it. So each name is looked
 // up on a thread of its own, which nobody joins: a caller whose time is over returns without
 // an answer, and callers that want the same name meanwhile wait for the same lookup.
 //

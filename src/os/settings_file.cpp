@@ -72,7 +72,7 @@ bool settings_file::replace_by(const std::string& text) {
     if (const std::string folder = parent_folder(path_); !folder.empty()) create_folders(folder);
     const write_outcome outcome = write_whole_file(temporary_path_, text);
     if (outcome == write_outcome::not_opened) return false;
-    // The old file gets its other name last: a full disk then leaves everything where it was.
+    // The old file is renamed last, so a full disk changes nothing.
     if (outcome == write_outcome::written && put_aside() && replace_file(temporary_path_, path_))
         return true;
     if (rules_.after_failure == failed_save::removes_temporary_file) remove_file(temporary_path_);

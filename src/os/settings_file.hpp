@@ -39,8 +39,8 @@ public:
     const std::string& path() const { return path_; }
 
     // Gives the text to `take`; a damaged one too, for what can still be read in it. `take` isn't
-    // called for a missing file, nor for one that can't be read within the limits. They are asked
-    // between two tries. A call that is given up makes no further try and writes no line about it:
+    // called for a missing file, nor for one that can't be read within the limits. The limits are
+    // checked between two tries. A call that is given up makes no further try and no line about it:
     // the caller ends, and saves nothing.
     void load(const std::function<void(const std::string& text)>& take,
               const call_limits& limits) noexcept;

@@ -15,7 +15,7 @@
 
 namespace elvantris::operator_control {
 
-// Of the system:
+// Each system has its own:
 
 // Non-blocking, and not inherited by a child process.
 socket_handle open_socket(int family, int type, int protocol);
@@ -29,7 +29,7 @@ void ignore_refusals(const socket_handle& socket);
 // A negative result is a failure.
 int poll_all(std::span<pollfd> watched, milliseconds timeout);
 
-// Of both:
+// The same for both systems:
 
 sockaddr_in loopback_address(std::uint16_t port);
 bool switch_on(const socket_handle& socket, int option);

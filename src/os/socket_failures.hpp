@@ -11,8 +11,7 @@ namespace elvantris::operator_control {
 // Of a socket call that failed.
 network_failure failure_of(int system_error);
 
-// The same for a connection under way: that there is no way may also have been told by a router by
-// then.
+// The same for a connection that is being made: by then "no way" may also be a router's answer.
 network_failure late_failure_of(int system_error);
 receive_result result_of_failed_read(int system_error);
 

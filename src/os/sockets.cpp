@@ -123,7 +123,7 @@ network_failure result_of_connecting(const socket_handle& socket) {
 }
 
 bool has_way_to(const socket_address& address) {
-    socket_address probe = address; // to connect a datagram socket sends nothing, and wants a way
+    socket_address probe = address; // connecting a datagram socket sends nothing, but needs a way
     probe.type = SOCK_DGRAM;
     probe.protocol = IPPROTO_UDP;
     return begin_connecting(probe).failure != network_failure::no_network;

@@ -68,8 +68,8 @@ struct socket_address {
     alignas(8) std::array<std::byte, 128> bytes{};
 };
 
-// Why a call failed. Only `unanswered` says anything about the peer or the way to it. A later one
-// is graver.
+// Why a call failed. Only `unanswered` says anything about the peer or the way to it. Ordered by
+// severity: a later one is worse.
 enum class network_failure {
     none,
     no_network, // this computer has no way to the address: no route, no interface
@@ -77,8 +77,7 @@ enum class network_failure {
     no_resources, // this computer has no descriptor, buffer, thread or memory left
 };
 
-// The cause of all, where several addresses were tried. One that was asked in vain outweighs one to
-// which there is no way, and one that couldn't be asked outweighs both.
+// The cause to report when several addresses were tried: the worse one.
 constexpr network_failure graver_of(network_failure one, network_failure other) {
     return std::max(one, other);
 }
@@ -200,7 +199,7 @@ std::string dotted_text(std::uint32_t address);
 // Port 0 lets the system choose.
 socket_handle listen_on_loopback(std::uint16_t port, int backlog);
 
-// The port on which a listening socket stands; 0 if it is no such socket.
+// The port of a listening socket; 0 if it isn't one.
 std::uint16_t bound_port(const socket_handle& listener);
 
 // The connection that waits at a listener that is readable; an invalid handle if there is none.

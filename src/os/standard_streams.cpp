@@ -7,7 +7,7 @@
 namespace elvantris::operator_control {
 namespace {
 
-// One unformatted write: a chain of `<<` would touch the stream's shared format state.
+// One unformatted write: a chain of `<<` would use the stream's format state, which threads share.
 void write_line(std::ostream& stream, std::string_view line, std::string_view rest = {}) noexcept {
     try {
         const std::string text = std::string(line).append(rest) + '\n';

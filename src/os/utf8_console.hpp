@@ -2,13 +2,13 @@
 
 namespace elvantris::operator_control {
 
-// Lets the console take the UTF-8 that the program writes. Gives the system's number of how it read
-// its bytes before: 0 without a console, and on a system whose consoles take UTF-8 anyway.
+// Switches the console to UTF-8, which the program writes. Returns the console's previous code
+// page: 0 without a console, and on a system whose consoles use UTF-8 anyway.
 unsigned switch_console_to_utf8();
-// Takes such a number.
+// Restores the code page that `switch_console_to_utf8` returned.
 void switch_console_back(unsigned before);
 
-// Does both: the console belongs to other programs as well.
+// Switches, and switches back at the end: other programs use the console too.
 class utf8_console {
 public:
     utf8_console() : before_(switch_console_to_utf8()) {}

@@ -9,7 +9,7 @@
 
 namespace elvantris::operator_control {
 
-// True as soon as `ready` holds, which is asked under the lock; false if the limits are over first.
+// True as soon as `ready` returns true (called under the lock); false if the limits end first.
 // The lock is free during the wait, and while the caller is asked whether it gives up.
 template<typename condition>
 bool wait_under_lock(std::unique_lock<std::mutex>& lock, std::condition_variable& wake_up,

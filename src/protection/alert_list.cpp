@@ -12,7 +12,7 @@ constexpr std::size_t most_records = 200;
 alert_change alert_list::raise(std::string_view key, std::string_view message,
                                alert_severity severity, std::int64_t now_ms) {
     if (active_keys_.contains(key)) return alert_change::none;
-    // What may fail comes first, and then the list is as it was.
+    // What may throw comes first: if it throws, the list is unchanged.
     key_set added{std::string(key)};
     records_.push_back({.id = last_id_ + 1,
                         .key = std::string(key),

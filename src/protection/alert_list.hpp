@@ -29,13 +29,13 @@ enum class alert_change { none, raised, recovered };
 
 class alert_list {
 public:
-    // At most one active record stands for a key. Raising a key that is active changes nothing,
-    // not even its text; at 200 records the oldest recovered one makes room, else the oldest.
+    // A key has at most one active record. Raising an active key changes nothing, not even its
+    // text. Above 200 records the oldest recovered one is dropped; without one, the oldest.
     alert_change raise(std::string_view key, std::string_view message, alert_severity severity,
                        std::int64_t now_ms);
     alert_change clear(std::string_view key, std::int64_t now_ms);
 
-    // Ends every active alert without a trace in the log: the pair they spoke of is gone.
+    // Ends every active alert and logs nothing: their pair has been replaced.
     void recover_all(std::int64_t now_ms);
     void acknowledge_all();
 

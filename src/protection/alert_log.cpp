@@ -15,19 +15,19 @@ json_object_writer line(std::int64_t time_ms, std::string_view event) {
 
 } // namespace
 
-// The maker is a type of its own: a std::function may want memory before anything can be caught.
+// A template, because making a std::function may throw before the `try` is reached.
 template<typename line_maker>
 void alert_log::append(const line_maker& make_line) noexcept {
     try {
         gathered_ += make_line() + '\n';
     } catch (const std::exception&) {
-        // The act that the line was to record counts, not the line.
+        // What the line reports has happened all the same, so the failure is ignored.
     }
     if (!in_batch_) write_out();
 }
 
 line_writer append_to(const std::string& path) {
-    // It remembers from one write to the next whether a torn line was left.
+    // Kept between writes: it remembers whether the file ends with an incomplete line.
     const auto file = std::make_shared<append_file>();
     return [file, path](std::string_view lines) {
         if (file->open(path)) file->write(lines);
@@ -54,7 +54,7 @@ void alert_log::write_out() noexcept {
     try {
         write_(gathered_);
     } catch (const std::exception&) {
-        // Nor do many lines.
+        // The same for many lines: a failed write costs only history.
     }
     gathered_.clear();
 }

@@ -1,9 +1,9 @@
-// The lasting history of alerts and outbound steps: one JSON object a line, appended for ever.
+// The lasting history of alerts and outbound steps: one JSON object a line. The file only grows.
 //
 // Threads: the caller's lock keeps lines of different threads apart.
-// Failure: ignored. A full disk costs only history, and nobody waits for it. A line that can't be
-//   written whole, or not be made for want of memory, is left out; a batch is written whole or not
-//   at all.
+// Failure: ignored. A full disk costs only history, and nobody waits for it. A line is left
+//   out if it can't be written completely, or if there is no memory to build it. A batch is written
+//   completely or not at all.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ public:
     void action(std::int64_t time_ms, std::string_view message) noexcept;
 
     // While it lives, lines are gathered; then all of them go to the file at once, in their order.
-    // So a storm of alerts costs the disk one write for each cycle. One batch at a time.
+    // So even hundreds of alerts need only one write for each cycle. One batch at a time.
     class batch {
     public:
         explicit batch(alert_log& log) noexcept : log_(log) { log_.in_batch_ = true; }

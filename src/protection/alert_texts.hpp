@@ -1,11 +1,11 @@
-// The words of alerts and of the log that others know them by: the console tool reads them back.
+// Texts of alerts that the console tool looks for in the alert log.
 #pragma once
 
 #include <string_view>
 
 namespace elvantris::operator_control::alert_texts {
 
-// In front of a condition of that server.
+// The prefix of each alert about that server.
 inline constexpr std::string_view of_main = "Main: ";
 inline constexpr std::string_view of_backup = "Backup: ";
 
@@ -21,11 +21,11 @@ inline constexpr std::string_view blocked_by_sequence =
 inline constexpr std::string_view transfer_not_saved =
     "Could not persist active server; transfer was blocked.";
 
-// A transfer is its reason, these words and the server.
+// The alert of a transfer is REASON + `operating_on` + the server.
 inline constexpr std::string_view operator_request = "Operator requested transfer";
 inline constexpr std::string_view operating_on = "; operating on ";
 
-// A step is its sequence, a slash, its name, a colon and how it went.
+// The text of a step is "SEQUENCE / NAME: RESULT".
 inline constexpr std::string_view to_backup = "Transfer to Backup";
 inline constexpr std::string_view to_main = "Return to Main";
 inline constexpr std::string_view step_sent = "sent; device execution unconfirmed.";

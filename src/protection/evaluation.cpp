@@ -20,7 +20,7 @@ readiness_gate engine_gate(const server_health& health) {
     return health.engineStarting ? readiness_gate::engine_starting : readiness_gate::none;
 }
 
-// Unlike the alert, readiness takes an unknown revision for no proof.
+// Unlike the alert, readiness requires that Main's revision is known.
 bool proven_in_sync(const system_record& main, const system_record& backup) {
     return main.replicationRevision >= 1 && !out_of_sync(main, backup);
 }
@@ -37,7 +37,7 @@ server_conditions(const protection_policy& policy, const server_health& health, 
     const bool reports = heard && health.supported;
     const bool runs = heard && health.engineRunning;
     const milliseconds loss(policy.lossMs);
-    // Silence and stalling carry their delays in the ages that they compare.
+    // Silence and stalls need no delay of their own: they are already judged by their age.
     return {{
         {.name = {"server"},
          .present = !heard,
@@ -128,7 +128,7 @@ failover_action decide_failover(const failover_view& view) {
         return failover_action::none;
     if (!view.backup_ready) return failover_action::blocked_by_readiness;
     if (view.actions_busy) return failover_action::blocked_by_sequence;
-    // The workstation can't tell who is to blame, so operation stays; the next cycle looks again.
+    // The cause may be this workstation, so operation stays. The next cycle decides again.
     return view.cut_off ? failover_action::none : failover_action::move_to_backup;
 }
 

@@ -16,10 +16,10 @@
 
 namespace elvantris::operator_control {
 
-// A condition's name or message. It is valid only as long as the policy that was judged by is
-// neither changed nor destroyed; `written` gives a copy to keep.
+// A condition's name or message. It points into the policy and is valid only until that
+// policy is changed or destroyed; `written` returns a copy.
 struct fault_text {
-    std::string_view words;          // the program's own, which last
+    std::string_view words;          // a literal, always valid
     std::string_view output_id = {}; // of an output rule of that policy, behind the words
 
     std::string written() const { return std::string(words).append(output_id); }
@@ -52,7 +52,7 @@ std::optional<fault_condition> output_condition(pair_side side, const output_rul
 // Whether Backup is behind a revision that Main is known to have.
 bool out_of_sync(const system_record& main, const system_record& backup);
 
-// What keeps a server from carrying operation, in the order in which it is looked at.
+// Why operation can't be on a server, in the order of the checks.
 enum class readiness_gate {
     none, // it may carry operation
     not_polled,
@@ -69,8 +69,8 @@ enum class readiness_gate {
     out_of_sync,
 };
 
-// The first closed gate of this server. `health` is null for a server never polled; `main` is the
-// Main of the same moment. An age of exactly the loss time still passes here.
+// The first closed gate of this server. `health` is null for a server never polled; `main` is
+// Main's record of the same moment. An answer exactly as old as the loss time is still accepted.
 readiness_gate closed_gate(const protection_policy& policy, const system_record& system,
                            const server_health* health, const system_record& main, steady_time now);
 
@@ -85,9 +85,9 @@ inline bool server_ready(const protection_policy& policy, const system_record& s
 const std::string* missing_output(const protection_policy& policy, const system_record& system,
                                   const server_health& health);
 
-// Why this workstation, rather than a server, is to blame for missing answers.
+// Whether answers are missing because of this workstation and not because of a server.
 struct workstation_trouble {
-    bool holds_operation = false; // no answer is missing through a server's fault
+    bool holds_operation = false; // no missing answer is a server's fault
     bool lacks_resources = false;
 };
 
@@ -99,7 +99,7 @@ struct failover_view {
     bool main_fault = false; // a confirmed critical condition of Main
     bool backup_ready = false;
     bool actions_busy = false; // an outbound sequence is running or queued
-    bool cut_off = false;      // no answer is missing through a server's fault
+    bool cut_off = false;      // no missing answer is a server's fault
 };
 enum class failover_action { none, blocked_by_readiness, blocked_by_sequence, move_to_backup };
 failover_action decide_failover(const failover_view& view);

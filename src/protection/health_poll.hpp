@@ -26,7 +26,7 @@ struct health_answer {
 //
 // Threads: any; works on its own copy of the record and touches no shared state.
 // Units: 350 ms for each step, and `longest` for the whole poll, the lookup of a name included, so
-//   that neither a server that trickles its answer nor a slow resolver can hold the monitor.
+//   that neither a server that answers byte by byte nor a slow resolver can block the monitor.
 // Failure: the outcome. Only the allocator may throw.
 health_answer ask_health(const system_record& system, std::uint32_t stall_ms, milliseconds longest);
 

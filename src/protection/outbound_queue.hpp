@@ -7,7 +7,7 @@
 
 namespace elvantris::operator_control {
 
-// The sequences that wait for the outbound worker, and whether it has one in hand. Its callers
+// The sequences that wait for the outbound worker, and whether it is sending one. Its callers
 // check that there is at most one job.
 //
 // Not safe for several threads at once; its owner's lock guards it.
@@ -15,7 +15,7 @@ namespace elvantris::operator_control {
 class outbound_queue {
 public:
     using prepared_job = std::list<outbound_sequence>;
-    // The sequence has at least one step; where there is none the job stays empty.
+    // `sequence` must have at least one step. A transfer without steps adds an empty job.
     static prepared_job prepared(outbound_sequence sequence) {
         prepared_job job;
         job.push_back(std::move(sequence));

@@ -61,7 +61,7 @@ bool send_step(const outbound_action& step, const std::atomic<bool>& running,
                             milliseconds(step.timeoutMs), failure))
                 return true;
     } catch (const std::exception& exception) {
-        // As much as there is room for already: there may be no memory for more.
+        // Only as much as fits into the memory that is reserved: there may be no more.
         failure.assign(std::string_view(exception.what()).substr(0, failure.capacity()));
     }
     return false;

@@ -20,10 +20,10 @@ namespace elvantris::operator_control {
 bool send_action(const std::string& host, std::uint16_t port, transport kind,
                  std::string_view bytes, milliseconds timeout, std::string& error);
 
-// Resolves the step's escapes and sends it, with its retries, for as long as `running` holds.
+// Resolves the step's escapes and sends it, with its retries, as long as `running` is true.
 //
-// Threads: any. Failure: false, with the sentence for the operator in `failure`; it then holds the
-//   text of an exception that the sending ended by.
+// Threads: any. Failure: false, with the sentence for the operator in `failure`; or the
+//   text of the exception that ended the sending.
 bool send_step(const outbound_action& step, const std::atomic<bool>& running,
                std::string& failure) noexcept;
 

@@ -16,7 +16,7 @@ alert_severity severity_of(fault_mode mode) {
     return mode == mode_failover ? alert_severity::critical : alert_severity::warning;
 }
 
-// For what is less important than the act that it tells of.
+// For alerts and log lines: a failure here must not stop what they report.
 template<typename telling>
 void if_possible(const telling& tell) noexcept {
     try {
@@ -34,7 +34,7 @@ shown_server show(const std::string& serial, const server_health& health, steady
             .engine_responsive = health.engineResponsive,
             .telemetry_available = health.telemetryAvailable,
             .frame_stalled = health.frameStalled,
-            // Never heard, it has no text yet; the status stays JSON all the same.
+            // Empty before the first answer; `write_status` then writes [].
             .outputs = health.outputs};
 }
 
@@ -117,8 +117,8 @@ void pair_protection::adopt_pair(const server_pair& pair, const moment& now) {
 }
 
 void pair_protection::pin_active(const server_pair& pair, bool enabled) {
-    // The hold decides. While there was no pair, operation may have moved to a Main that is this
-    // pair's Backup.
+    // Only the hold decides, not the last active server: while there was no pair, the server that
+    // is Backup now may have been Main.
     active_serial_ = (saved_.heldOnBackup ? pair.backup : pair.main).serial;
     registry_.set_active_override(enabled, active_serial_);
 }
@@ -184,7 +184,7 @@ void pair_protection::run_failover_decision(const system_record& backup, const f
         block(alert_texts::blocked_by_sequence);
         return;
     case failover_action::move_to_backup: {
-        // A transfer that can't be saved is tried again in the next cycle; its alert tells.
+        // A transfer that can't be saved is tried again in the next cycle; an alert reports it.
         std::string error;
         transfer_to(backup, pair_side::backup, reason, now, error);
         break;
@@ -227,7 +227,7 @@ bool pair_protection::transfer_to(const system_record& target, pair_side side,
     queue_.add(std::move(prepared.job));
 
     clear_alert("transfer-storage", now);
-    clear_alert("transfer", now); // so that this transfer gets a notice of its own
+    clear_alert("transfer", now); // so that this transfer raises a new notice
     if_possible([&] {
         raise_alert("transfer",
                     reason.written() + std::string(alert_texts::operating_on) +
@@ -265,8 +265,8 @@ bool pair_protection::transfer_on_request(pair_side side, const moment& now, std
     }
     const std::optional<server_pair> pair = registry_.find_pair();
     if (pair) {
-        // The next cycle would do this, and undo or repeat what is asked for now: since the start
-        // or since the pair came back there may have been none.
+        // There may have been no cycle since the start or since the pair came back. The next one
+        // would do this, and would undo or repeat the transfer.
         if (!knows(*pair)) adopt_pair(*pair, now);
         pin_active(*pair, registry_.enabled());
     }

@@ -1,16 +1,16 @@
 // Everything that protection knows, and every act on it: policy, health, timers, alerts, the held
 // side, the queue of outbound sequences.
 //
-// There is no thread, no lock and no clock in here; `protection_service` brings them. So each rule
-// of time can be tested by handing in the time.
+// There is no thread, no lock and no clock in here; `protection_service` provides them. So
+// tests can pass in any time.
 //
 // Threads: one at a time; the service's lock is held around every call.
 // Failure: acts of the operator return false and fill `error` with the sentence to show. Every
 //   change that the operator relies on is saved before it takes effect; a failed save puts the
-//   old value back. Where memory runs out an act throws and has changed nothing: all that can fail
+//   old value back. If memory runs out, an act throws and has changed nothing: all that can fail
 //   comes before the save. An alert or a log line that can't be made is left out.
-//   A transfer that is asked for first takes up the pair as the next cycle would, and keeps that
-//   where it is refused.
+//   A transfer on request first adopts a changed pair, as the next cycle would. The pair stays
+//   adopted even if the transfer is refused.
 #pragma once
 
 #include "os/clock.hpp"
@@ -44,7 +44,7 @@ public:
 
     std::uint32_t stall_ms() const { return saved_.policy.stallMs; }
 
-    // An absent result is a failed poll: it leaves what was known, and time does the rest.
+    // An absent result is a failed poll: the last known health stays and gets older.
     void note_health(const std::string& serial, std::optional<server_health> health);
     // Operation stays where it is in a cycle whose polls failed through the workstation itself.
     void evaluate_cycle(const moment& now, const workstation_trouble& trouble = {});
@@ -65,7 +65,7 @@ public:
     protection_snapshot snapshot(steady_time now) const;
 
 private:
-    // What a transfer needs, made before the save: what follows the save can't fail.
+    // What a transfer needs, built before the save, so that nothing after the save can fail.
     struct prepared_transfer {
         std::string active_serial;
         std::string override_serial;
@@ -82,11 +82,11 @@ private:
     bool knows(const server_pair& pair) const;
     void adopt_pair(const server_pair& pair, const moment& now);
     void pin_active(const server_pair& pair, bool enabled);
-    // Keeps the server's alerts in step with its conditions. The message of the first critical
-    // one that is confirmed, if any is.
+    // Raises and clears the server's alerts. Returns the message of the first critical condition
+    // that is confirmed, if any is.
     std::optional<fault_text> watch_server(const system_record& system, pair_side side,
                                            bool in_grace, const moment& now);
-    // Whether the condition is confirmed. Its alert follows.
+    // Raises or clears the condition's alert. Returns whether the condition is confirmed.
     bool watch_condition(const std::string& serial, pair_side side,
                          const fault_condition& condition, bool in_grace, const moment& now);
     void watch_sync(const server_pair& pair, bool in_grace, const moment& now);

@@ -61,8 +61,8 @@ outbound_action parse_action(std::string_view text) {
             .enabled = json_read_bool(text, "enabled", defaults.enabled)};
 }
 
-// The elements of one list, and one more than it may hold: enough to refuse it, however many a text
-// brings.
+// Reads at most one element more than the list may hold: enough to refuse it, however long the
+// text is.
 template<typename element>
 std::vector<element> parse_list(std::string_view text, std::string_view key, std::size_t most,
                                 element (*parse)(std::string_view)) {
@@ -84,8 +84,8 @@ std::string write_rule(const output_rule& rule) {
         .written();
 }
 
-// The event goes out as it stands: an enabled action has one of two words, a disabled one keeps
-// what was posted.
+// The event is written without escapes: an enabled action has one of two words, a disabled one
+// keeps what was posted.
 std::string write_action(const outbound_action& action) {
     return json_object_writer()
         .text("name", action.name)

@@ -12,7 +12,7 @@
 
 namespace elvantris::operator_control {
 
-// How a condition is answered. A number rather than an enumeration, as any number can be posted
+// What a condition causes. A number rather than an enumeration, as any number can be posted
 // and is then judged by `validate_policy`.
 using fault_mode = std::uint32_t;
 inline constexpr fault_mode mode_ignore = 0;
@@ -51,9 +51,9 @@ struct protection_policy {
     fault_mode engine = mode_failover;
     fault_mode responsive = mode_failover;
     fault_mode frames = mode_failover;
-    fault_mode sync = mode_alert; // at 2 it is required of a Backup, and requests no failover
+    fault_mode sync = mode_alert; // at 2 Backup must be in sync; never a failover
     fault_mode clock = mode_alert;
-    fault_mode resources = mode_alert; // knows no failover
+    fault_mode resources = mode_alert; // failover is not allowed
     std::vector<output_rule> outputRules;
     std::vector<outbound_action> actions;
 };

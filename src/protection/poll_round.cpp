@@ -8,16 +8,15 @@ namespace {
 
 constexpr milliseconds poll_period{250};
 constexpr milliseconds look_period{50};
-// A look that comes so much later than it was due shows a pause of the program. A busy machine
-// stays below it.
+// If a look comes later than this, the program was paused. On a busy machine the delay is shorter.
 constexpr milliseconds pause_limit{100};
-// Pauses without end must not keep the monitor from judging.
+// After so many pauses in one cycle the monitor judges anyway.
 constexpr int most_pauses = 3;
 // How much later than the other a server may come back.
 constexpr milliseconds return_gap{300};
 constexpr milliseconds quick_repeat{50};
 constexpr int most_starved = 3;
-// Behind a pause the last answer may be as old as the loss time, and then one lost poll would count
+// After a pause the last answer may be as old as the loss time, and then one lost poll would count
 // as a lost server.
 constexpr int repeats_behind_a_pause = 1;
 
@@ -60,7 +59,7 @@ void poll_round::look(steady_time now) {
     due_ = now + look_period;
 }
 
-// Heard before a pause, or not at all.
+// This cycle has no finished poll, or only one that began before the last pause.
 bool poll_round::stale(const side_state& state) const {
     return !state.last || state.last->asked < undisturbed_since_;
 }
@@ -89,7 +88,7 @@ bool poll_round::settled(const side_state& state) const {
            (!stale(state) && !to_be_repeated(state) && !may_be_coming_back(state));
 }
 
-// It was asked late in the former cycle, and the other server hasn't answered in this one yet.
+// It was asked late in the previous cycle, and the other server hasn't answered in this one yet.
 bool poll_round::may_wait(const side_state& state) const {
     return state.ahead && state.asked >= undisturbed_since_ && !settled(other_than(state));
 }

@@ -3,9 +3,9 @@
 // A cycle asks both servers and waits for both. Four things make that safe:
 // - While one server is awaited the other is polled again every 250 ms, so that its answer doesn't
 //   get too old. The cycle doesn't wait for such a poll; if it is still under way when the next
-//   cycle begins, it is that cycle's poll. If it has ended by then, that server's next poll comes
-//   250 ms behind it, or once the slow one has answered: a fast server isn't asked twice as often
-//   because of a slow one.
+//   cycle begins, it is that cycle's poll. If it has ended by then, that server is polled next
+//   250 ms after it, or when the slow one has answered. So a slow server doesn't double the polls
+//   of a fast one.
 // - After a pause of the program (a stop, a sleep, a long wait for a lock) both servers are polled
 //   again: polls from before it aren't judged. One that fails then is repeated once: the last
 //   answer is so old that a single lost poll would count as a lost server.
@@ -37,7 +37,7 @@ public:
     };
 
     void begin(target main, target backup, steady_time now);
-    // Notes that the monitor is awake. To be called before every question below.
+    // Records that the monitor is running. Call it before each of the questions below.
     void look(steady_time now);
 
     bool wants_poll(pair_side side, steady_time now) const;
@@ -47,7 +47,7 @@ public:
     bool may_judge() const;
     void judged();
     // The monitor rests until the next cycle. A cycle that has lasted longer than its period is
-    // followed at once by the next one, and was no pause.
+    // followed at once by the next one, and doesn't count as a pause.
     void rest(steady_time until) { due_ = std::max(until, due_); }
     workstation_trouble trouble() const;
 
@@ -63,11 +63,11 @@ private:
         bool present = false;
         bool under_way = false;
         bool foreign = false; // the poll under way asks another server than this cycle does
-        bool ahead = false;   // the latest poll was asked in the midst of a cycle
+        bool ahead = false;   // the latest poll was asked during a cycle, not at its start
         steady_time asked;    // the latest poll's time
         std::optional<finished_poll> last;   // what this cycle has heard
         std::optional<steady_time> answered; // when the first good poll of this cycle was asked
-        int starved = 0;                     // polls of this cycle repeated for want of resources
+        int starved = 0;                     // repeated in this cycle: no resources
         int repeated = 0;                    // polls repeated since the latest pause
     };
 

@@ -12,8 +12,8 @@ namespace elvantris::operator_control {
 std::string state_path_for(const std::string& configuration_path);
 std::string alert_log_path_for(const std::string& configuration_path);
 
-// What protection asks of the disk. Its own files are behind these, and in a test whatever the test
-// wants the disk to do.
+// What protection needs from the disk. The program uses its files; a test can use functions of its
+// own.
 //
 // Threads: one at a time. Failure: as in `state_file` and `alert_log`; nothing is thrown.
 struct protection_disk {

@@ -44,7 +44,7 @@ void protection_service::start() {
 
 void protection_service::stop() {
     {
-        // Under the lock, so that no waiter can look just before and sleep just after.
+        // Under the lock: otherwise a waiter could check `running_`, miss the wake-up, and sleep.
         const held_lock lock(lock_);
         running_ = false;
     }
@@ -155,7 +155,7 @@ void protection_service::ask(pair_side side, steady_time now) {
 bool protection_service::judge() {
     const held_lock lock(lock_);
     const moment now = now_on_both_clocks();
-    // The lock may have been long in coming.
+    // Waiting for the lock may have taken long.
     round_.look(now.steady);
     if (!round_.may_judge()) return false;
     protection_.evaluate_cycle(now, round_.trouble());
@@ -193,7 +193,7 @@ void protection_service::run_sequence(const outbound_sequence& sequence) {
 
 bool protection_service::rest_until(steady_time time) {
     held_lock lock(lock_);
-    // Being woken for another reason doesn't shorten the rest.
+    // A wake-up for another reason doesn't end the wait.
     while (running_ && lock.wait_until(wake_up_, time)) {
     }
     return running_;

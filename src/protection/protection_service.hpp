@@ -1,8 +1,8 @@
 // Watches Main and Backup, and moves operation to Backup when Main fails.
 //
 // One monitor thread has both servers polled four times a second and decides; one worker thread
-// sends the outbound commands of a transfer. What they know is in `pair_protection`; `poll_round`
-// knows whom a cycle asks.
+// sends the outbound commands of a transfer. Their state is in `pair_protection`; `poll_round`
+// chooses which server to poll.
 //
 // Threads: `start` and `stop` belong to the main thread; all else may be called from any thread,
 //   and waits at most for one evaluation with its writes to disk.
@@ -10,7 +10,7 @@
 //   saving included, and never while polling or sending.
 // Failure: operator's acts return false with the sentence to show in `error`. A cycle that fails,
 //   most likely for want of memory, ends and is reported as the monitor's error. 250 ms later the
-//   next one judges again: a transfer is late by that then, and neither lost nor half done.
+//   next one judges again: the transfer comes 250 ms later, and is never lost or half done.
 #pragma once
 
 #include "os/lock.hpp"
@@ -43,7 +43,7 @@ public:
     protection_service(protection_service&&) = delete;
     protection_service& operator=(protection_service&&) = delete;
 
-    // Threads that can't be had are thrown as the system's error, and nothing is running then.
+    // Throws the system's error if a thread can't be started; nothing is running then.
     void start();
     // Ends delays at once; a step that is being sent runs to its own time limit. Safe to repeat.
     void stop();
@@ -62,7 +62,7 @@ private:
     void monitor_loop();
     void run_cycle();
     void begin_round(std::optional<system_record> main, std::optional<system_record> backup);
-    // Asks until what was heard may be judged.
+    // Polls until the answers may be judged.
     void hear_both();
     void ask(pair_side side, steady_time now);
     // False if the lock came too late to judge what was heard.
@@ -75,8 +75,8 @@ private:
     bool rest_until(steady_time time);
 
     controller_registry& registry_;
-    mutable checked_mutex lock_;      // disk writes of the acts on what it guards happen under it
-    std::condition_variable wake_up_; // a stop, or a sequence in the queue; each waiter looks
+    mutable checked_mutex lock_;      // also held while the state and the alert log are written
+    std::condition_variable wake_up_; // a stop, or a queued sequence; each waiter checks which
     std::atomic<bool> running_{false};
     pair_protection protection_ GUARDED_BY(lock_);
     std::thread monitor_;

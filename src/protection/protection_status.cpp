@@ -17,8 +17,8 @@ std::string write_server(const shown_server& server) {
         .flag("engineResponsive", server.engine_responsive)
         .flag("telemetryAvailable", server.telemetry_available)
         .flag("frameStalled", server.frame_stalled)
-        // A server that was never heard has no text yet, and one that talks nonsense has only
-        // balanced brackets: the status stays JSON all the same.
+        // Empty before the first answer, and not always JSON: of a server's text only the brackets
+        // are known to match. The status must be JSON in any case.
         .json("outputs", json_is_value(server.outputs) ? server.outputs : "[]")
         .written();
 }

@@ -27,9 +27,9 @@ struct server_health {
     bool engineStarting = false;
     bool frameStalled = false;
     bool clockFault = false;
-    bool resourcePressure = false; // at this moment; lasting is the fault timer's business
+    bool resourcePressure = false; // at this moment; the fault timer checks for how long
     steady_time lastSeen;
-    std::string outputs; // the reply's array as it stood
+    std::string outputs; // the reply's array, unchanged
     output_states available_outputs;
 };
 
@@ -42,7 +42,7 @@ std::optional<server_health> read_health_reply(std::string_view body, const std:
 std::optional<server_health> read_identity_reply(std::string_view body, const std::string& serial,
                                                  steady_time seen);
 
-// The first object of each id in an `outputs` array decides.
+// If several objects of an `outputs` array have one id, the first counts.
 output_states read_output_states(std::string_view array_text);
 
 // False for an output that the server doesn't list.

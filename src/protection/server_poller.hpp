@@ -1,8 +1,8 @@
-// Asks the two servers of a pair how they are, each on a thread of its own, so that neither waits
-// for the other.
+// Polls the two servers of a pair, each on a thread of its own, so that neither poll waits for the
+// other.
 //
 // Threads: `start`, `stop`, `ask` and `wait_until` belong to one thread. The two threads inside do
-//   nothing but ask: they know no lock but this object's.
+//   nothing but poll, and use no lock but this object's.
 // Failure: `start` throws if the threads can't be made, and then neither is running. A poll that
 //   runs out of memory ends as `poll_outcome::no_resources`.
 #pragma once
@@ -45,7 +45,7 @@ public:
     // Waits for the polls that are under way. Safe to repeat.
     void stop();
 
-    // Only for a side whose last poll has been taken by `take`.
+    // Call it only after `take` has returned the side's last poll.
     void ask(pair_side side, poll_order order);
     // Returns at that time, or as soon as there is something to take.
     void wait_until(steady_time time);

@@ -36,8 +36,8 @@ public:
     const std::string& path() const { return file_.path(); }
 
     // Without a file, or with one that can't be read, `saved` and `error` stay as they are. An
-    // invalid policy leaves `saved` too, and `error` says what is wrong. `given_up` ends the tries
-    // of a caller that is to end.
+    // invalid policy leaves `saved` too, and `error` says what is wrong. `given_up` stops the
+    // retries when the program is to end.
     void load(saved_protection& saved, std::string& error,
               const std::function<bool()>& given_up = {}) noexcept;
 

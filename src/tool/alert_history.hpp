@@ -1,4 +1,4 @@
-// What the alert log tells, as things that began and ended.
+// The alert log as a list of entries, each with its beginning and, if known, its end.
 //
 // Pure; any bytes may come in.
 #pragma once
@@ -24,11 +24,11 @@ struct alert_line {
     std::string message; // empty for a recovery
 };
 
-// Absent for a line that is damaged or none of the three kinds. Without its line end.
+// Reads one line, given without its line end. Absent if it is damaged or of no known kind.
 std::optional<alert_line> read_alert_line(std::string_view line);
 
-// The time alone, as the program writes it at the front of each line: cheap enough for millions of
-// lines that nobody asks for. Absent if something else is there.
+// The time alone, as the program writes it at the front of each line. Fast enough to skip
+// millions of lines. Absent if something else is there.
 std::optional<std::int64_t> time_of_alert_line(std::string_view line);
 
 enum class history_kind {
@@ -44,10 +44,10 @@ struct history_entry {
     std::optional<std::int64_t> ended; // absent where the log doesn't tell
     std::string key;                   // empty for a command
     std::string message;
-    bool lasts = false; // by the running program's own account
+    bool lasts = false; // the running program says so
 
-    // Known to have lasted at that time. A program that stopped wrote no end: without `ended` and
-    // `lasts` nothing is known but the beginning.
+    // Whether it is known to have been active at that time. If the program stopped first, the log
+    // has no end: without `ended` and `lasts` only the beginning is known.
     bool lasted_at(std::int64_t time) const {
         return begun <= time && (ended ? *ended >= time : lasts);
     }
@@ -57,7 +57,7 @@ struct history_entry {
 // the same fault again then makes a new entry. An end without its beginning is left out.
 std::vector<history_entry> read_history(const std::vector<alert_line>& lines);
 
-// The running program knows what lasts: the alerts that are active in its status.
+// Sets `lasts` for the alerts that are active in the running program's status.
 void mark_lasting(std::vector<history_entry>& history, const std::deque<alert_record>& alerts);
 
 } // namespace elvantris::operator_control

@@ -1,4 +1,4 @@
-// The alert log of this workstation, or the sentence that tells why there is none to read.
+// The alert log of this workstation, or the sentence that says why it can't be read.
 //
 // Threads: any. Failure: the sentence.
 #pragma once

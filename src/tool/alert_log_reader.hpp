@@ -17,7 +17,7 @@ namespace elvantris::operator_control {
 
 inline constexpr std::int64_t end_of_time = std::numeric_limits<std::int64_t>::max();
 
-// What a line in memory costs besides its text, about.
+// About how many bytes a line needs in memory besides its text.
 inline constexpr std::size_t line_cost = 64;
 
 struct alert_log_bounds {
@@ -39,7 +39,7 @@ public:
         : until_(until), bounds_(bounds) {}
 
     void take(std::string_view bytes);
-    // The first line may have been cut: nothing of it counts.
+    // The first line may be incomplete and is ignored.
     void begin_inside() { in_cut_line_ = true; }
     // Also reads a last line that has no end.
     alert_log_part finish();

@@ -11,10 +11,10 @@ namespace elvantris::operator_control {
 
 struct asked_program {
     program_reply reply;
-    bool uses_it = true; // this configuration file; false only of a running program
+    bool uses_it = true; // false: a running program uses another configuration file
 };
 
-// Asks on the loopback interface. At most 5 s, unless nobody is there.
+// Asks on the loopback interface. Takes at most 5 s; returns at once if nobody listens.
 asked_program ask_program(const std::string& config_path);
 
 } // namespace elvantris::operator_control

@@ -10,12 +10,12 @@
 
 namespace elvantris::operator_control {
 
-// What is said of a text that is no time.
+// The sentence for a text that is not a time.
 std::string unknown_time(std::string_view text);
 
 // From the beginning of `since` to the end of `until`; an empty text sets no bound. A clock time
-// alone is the last one, but behind a `since` the first one after that. Otherwise the sentence that
-// says what is wrong.
+// alone means the last time the clock showed it; as `until` with a `since`, the first time after
+// `since`. If a text is wrong, the sentence that says what is wrong.
 std::variant<time_span, std::string> read_asked_times(const std::string& since,
                                                       const std::string& until, std::int64_t now);
 

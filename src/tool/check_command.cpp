@@ -36,7 +36,7 @@ check_view look(const std::string& config_path) {
     return view;
 }
 
-// The decks of now are those of the next check, too. False if that can't be written.
+// Saves the present decks for the next check. False if they can't be written.
 bool remember_decks(check_view& view) {
     const std::vector<seen_deck>& decks = view.program.status->decks;
     if (decks == view.remembered_decks) return true;
@@ -59,13 +59,13 @@ tool_answer check(bool accept_decks, const common_options& common) {
         return could_not_look(check_program(view).front().sentence + ' ' +
                               check_files(view).front().sentence + ' ' +
                               check_files(view).front().advice);
-    // Beside another configuration file nobody would look for them.
+    // Not beside a configuration file that the running program doesn't use.
     const bool accepted =
         !accept_decks || !running || !view.program_uses_it || remember_decks(view);
     findings found = check_before_show(view);
     if (!accepted) found.push_back(unwritten_decks(view.config_path));
     findings notes;
-    // The pair is no worse for it.
+    // A failed write is only a note: the pair is ready all the same.
     if (found.empty() && !remember_decks(view)) notes.push_back(unwritten_decks(view.config_path));
     return answer_check(found, setup_of(view).policy, notes);
 }

@@ -12,7 +12,7 @@ namespace elvantris::operator_control {
 
 std::string check_memory_path(const std::string& config_path);
 
-// The file's text, and back. What can't be read is no deck. Pure.
+// Writes the decks as the file's text, and reads it; unreadable entries are left out. Pure.
 std::string write_check_memory(const std::vector<seen_deck>& decks);
 std::vector<seen_deck> read_check_memory(std::string_view text);
 

@@ -5,7 +5,7 @@
 
 namespace elvantris::operator_control {
 
-// "READY", or each finding with what to do. Notes keep no pair from being ready. Pure.
+// "READY", or each finding with what to do. With notes alone it is still "READY". Pure.
 tool_answer answer_check(const findings& found, const protection_policy& policy,
                          const findings& notes = {});
 

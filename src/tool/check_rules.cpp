@@ -61,7 +61,7 @@ findings check_program(const check_view& view) {
 }
 
 findings check_files(const check_view& view) {
-    // Then these are not the files of the program.
+    // The running program uses other files.
     if (!view.program_uses_it) return {};
     findings found;
     if (view.files.configuration == file_condition::missing)

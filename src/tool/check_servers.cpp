@@ -18,8 +18,8 @@ bool is_active(const protection_snapshot& protection, std::string_view message) 
     });
 }
 
-// As the judgements of protection take it. The status hides whether the engine is starting and how
-// the clock does; a lost clock shows in its alert.
+// In the form that protection's rules take. The status doesn't say whether the engine is starting
+// or the clock is locked; a lost clock is known from its alert.
 server_health health_of(const shown_server& shown, bool clock_fault) {
     server_health health;
     health.reachable = shown.age_ms >= 0;
@@ -117,7 +117,7 @@ gate_words words_of(readiness_gate gate, const system_record& system, const std:
     return {};
 }
 
-// One server of the pair, with all that its judgement takes.
+// One server of the pair, with all that is needed to judge it.
 struct judged_server {
     pair_side side;
     const char* name; // "Main" or "Backup"
@@ -209,10 +209,10 @@ findings check_sync(const judged_server& backup) {
              .alerts = {std::string(alert_texts::not_synchronized)}}};
 }
 
-// A rule for an output that the server doesn't even list is a slip of the keyboard more often than
-// a pulled cable.
+// A rule for an output that the server doesn't even list is more often a typing error than a pulled
+// cable.
 findings check_rules_of(const judged_server& server) {
-    // Without fresh and full answers nobody knows what there is.
+    // Without a recent and complete answer its outputs are unknown.
     if (!server.health || !server.health->supported ||
         !heard_lately(server.protection.policy, *server.health, moment_of_status))
         return {};

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::int64_t long_ago_ms = 600'000;
 
-// The first says the most.
+// Most important first.
 enum class weight { transfer, block, failover_fault, alert_only_fault };
 
 bool is_event(const history_entry& entry) {
@@ -44,7 +44,7 @@ const history_entry* choose(const explain_view& view, const time_span& asked) {
     std::optional<std::int64_t> last_fault;
     for (const history_entry& entry : view.history) {
         if (!is_event(entry)) continue;
-        // A fault may end the time that was asked for, and what it led to lie just behind it.
+        // A fault may end the asked time, and the transfer that it caused come just after.
         const bool follows = !is_of_main(entry) && last_fault && entry.begun >= *last_fault &&
                              entry.begun <= *last_fault + same_event_ms;
         if (!follows && !is_in_question(entry, asked)) continue;

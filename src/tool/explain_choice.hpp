@@ -5,15 +5,16 @@
 
 namespace elvantris::operator_control {
 
-// A transfer says more than a block, a block more than a fault that starts a failover, and that
-// more than one that only alerts. Of two that say as much the later counts. What happens after a
-// return to Main is a new story.
+// The most important event is chosen: a transfer, else a block, else a fault that starts a
+// failover, else a fault that only alerts. Of two equal ones the later is chosen. Events after a
+// return to Main are judged separately.
 //
-// To a question about a time, what began in it or in the 10 minutes before counts, and what lasted
-// then. To a question about now, the same around the last event; while operation is held on Backup
-// a new fault of Main is not that event, as it moves nothing.
+// For a question about a time, the candidates are the events that began in it or up to 10 minutes
+// before, and those that were active then. For a question about now, the time is that of the last
+// event. While operation is held on Backup, a new fault of Main moves nothing and doesn't count as
+// the last event.
 //
-// Null if nothing was wrong. The entry is one of the view's own.
+// Null if nothing was wrong. The entry points into the view.
 const history_entry* event_in_question(const explain_view& view);
 
 } // namespace elvantris::operator_control

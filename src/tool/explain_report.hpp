@@ -7,8 +7,8 @@
 
 namespace elvantris::operator_control {
 
-// Anything but a moment without a fault is a finding; a log that doesn't reach back to the question
-// is no answer. Pure, but for the system's calendar.
+// Everything but "no fault" is a finding. A log that begins after the asked time gives no answer.
+// Pure, but for the system's calendar.
 tool_answer answer_explanation(const explanation& told, std::uint64_t damaged_lines);
 
 } // namespace elvantris::operator_control

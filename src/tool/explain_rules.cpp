@@ -49,7 +49,7 @@ private:
 
     const history_entry* newest_unreadiness() const { return newest(is_unreadiness); }
 
-    // A block tells that something was wrong before. A transfer may be late for the same reason.
+    // A block means that something was wrong before. A transfer may be late for the same reason.
     std::int64_t beginning_of_trouble() const {
         std::int64_t begun = event_.begun;
         if (const history_entry* block = block_before()) begun = block->begun;
@@ -59,8 +59,8 @@ private:
         return begun - same_event_ms;
     }
 
-    // What has no end in the log counts if it began with this trouble: what is older may be over
-    // since the program was last started.
+    // An entry without an end in the log counts only if it began with this trouble: an older one
+    // may have ended while the program was not running.
     bool counts(const history_entry& entry) const {
         return entry.lasted_at(event_.begun) ||
                (!entry.ended && entry.begun <= event_.begun && entry.begun >= led_there_since_);
@@ -95,7 +95,7 @@ private:
         tell_commands();
     }
 
-    // Who returns to Main wants to know later why operation wasn't there.
+    // After a return to Main, also say why operation had moved to Backup.
     void tell_earlier_failover() {
         if (goes_to_backup(event_)) return;
         const history_entry* const before = newest(
@@ -111,7 +111,7 @@ private:
         const std::string message = fault_of_main(reason);
         const history_entry* const alert = newest(
             [&](const history_entry& entry) { return counts(entry) && entry.message == message; });
-        // As a rule both are of one cycle.
+        // Usually both are from one cycle.
         if (alert == nullptr || event_.begun - alert->begun <= same_event_ms) return ".";
         return ", " + duration_text(event_.begun - alert->begun) + " after the alert.";
     }
@@ -245,7 +245,7 @@ private:
     explanation told_;
 };
 
-// Nothing can be told of a time whose lines were not read.
+// Nothing is known about a time whose lines were not read.
 bool log_is_too_short(const explain_view& view) {
     return view.older_left_out &&
            (view.about_now || !view.log_begins || view.asked.first < *view.log_begins);
@@ -264,7 +264,7 @@ explanation tell_no_fault(const explain_view& view) {
     }
     told.summary = "The program saw no fault of Main";
     told.summary += view.about_now ? "." : " at that time.";
-    // Somebody may have put the older one away.
+    // Somebody may have moved an older log away.
     if (!view.about_now && view.log_begins && view.asked.last < *view.log_begins)
         told.reasons.push_back(beginning + '.');
     std::string ignored;

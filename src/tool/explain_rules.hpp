@@ -1,4 +1,4 @@
-// Why operation moved, or didn't. What was read in, a story out. Pure, but for the calendar.
+// Explains why operation moved, or didn't. Pure, but for the system's calendar.
 #pragma once
 
 #include "tool/explain_view.hpp"

@@ -1,4 +1,4 @@
-// What an explanation is made from, read before it is told.
+// All that an explanation needs, read beforehand.
 #pragma once
 
 #include "tool/alert_history.hpp"
@@ -16,7 +16,7 @@ namespace elvantris::operator_control {
 inline constexpr std::int64_t aftermath_ms = 900'000;
 
 struct explain_view {
-    // Also what came a little later than the moment: the commands follow a transfer.
+    // Includes entries a little after the asked time: commands follow a transfer.
     std::vector<history_entry> history;
     bool about_now = true;                  // then the last event counts, however old it is
     time_span asked;                        // otherwise the time in question

@@ -12,7 +12,7 @@ struct finding {
     std::string id; // one word for a program, such as "armed"
     std::string sentence;
     std::string advice;
-    std::vector<std::string> alerts = {}; // of the program, that say the same
+    std::vector<std::string> alerts = {}; // the program's alerts that this finding explains
 };
 
 using findings = std::vector<finding>;

@@ -19,7 +19,7 @@ host_answer look_up(const std::string& host) {
     const resolve_attempt attempt = try_to_resolve(host, 1, address_family::any, transport::tcp,
                                                    call_limits{}.within(lookup_limit));
     if (!attempt.addresses.empty()) return host_answer::known;
-    // Lookups that hang hold the few places there are.
+    // Hanging lookups occupy the few places, so this one may not have run.
     const bool asked = attempt.failure != network_failure::no_resources;
     return asked && steady_now() - begun < lookup_limit ? host_answer::unknown
                                                         : host_answer::untold;

@@ -1,7 +1,7 @@
 // Asking the name server for the hosts of commands.
 //
-// Threads: any. Several hosts are looked up at the same time; a lookup that is still running at the
-// end of its second is left behind.
+// Threads: any. Several hosts are looked up at the same time; a lookup that is still running
+// after a second is given up.
 // Failure: a value.
 #pragma once
 

@@ -49,9 +49,9 @@ bool is_same_clock(const std::tm& one, const std::tm& other) {
     return one.tm_hour == other.tm_hour && one.tm_min == other.tm_min && one.tm_sec == other.tm_sec;
 }
 
-// The first and the last moment that this computer's clock shows so. They differ in the hour that
-// comes twice when summer time ends. In the hour that is left out in spring no clock shows it: the
-// system then chooses one.
+// The first and the last moment at which this computer's clock shows this time. They differ in the
+// hour that comes twice when summer time ends. For a time in the hour that is left out in spring
+// the system chooses a moment.
 std::optional<time_span> moments_of(const std::tm& calendar) {
     std::optional<time_span> found;
     for (const int summer_time : {1, 0}) {
@@ -91,7 +91,7 @@ std::tm later_day(std::tm calendar, int days) {
 // What a text may look like, and for how long it holds.
 struct time_format {
     const char* format;
-    std::string_view separators; // which the library doesn't insist on
+    std::string_view separators; // the library accepts others, so they are checked
     std::int64_t length;
     bool has_date;
 };

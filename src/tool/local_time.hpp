@@ -19,7 +19,7 @@ std::string local_moment(std::int64_t time); // 2026-03-01 20:14:03.129+01:00
 // that doesn't exist is no time. A clock time alone is the last one that is not in the future of
 // `now`.
 struct time_span {
-    std::int64_t first = 0; // the text's own precision decides
+    std::int64_t first = 0; // a minute, a second or a day, as the text says
     std::int64_t last = 0;
 };
 std::optional<time_span> read_local_time(std::string_view text, std::int64_t now);

@@ -29,7 +29,7 @@ bool was_sent(const history_entry& command);
 // Of a fault of Main: what it does under this policy.
 fault_mode mode_of_fault(const history_entry& fault, const protection_policy& policy);
 
-// What the fault says behind the server's name.
+// The fault's message without the server's name.
 std::string condition_of_main(const history_entry& fault);
 // How the log writes a condition of that server.
 std::string fault_of_main(const std::string& condition);

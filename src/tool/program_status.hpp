@@ -43,7 +43,7 @@ struct program_reply {
     std::optional<program_status> status; // of a running program
 };
 
-// Who gave this body as the status.
+// Which program sent this body, and its status.
 program_reply judge_answer(std::string_view body);
 
 // What is said of a program that gives no status, and what to do.

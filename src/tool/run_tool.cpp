@@ -49,7 +49,7 @@ int answer_question(const std::vector<std::string>& arguments) {
         // The parser takes them from the back.
         parser.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend() - 1));
     } catch (const CLI::ParseError& end) {
-        // Also how a wish for help ends.
+        // `--help` arrives here as well.
         const bool served = parser.exit(end) == 0;
         return static_cast<int>(served ? tool_exit::all_well : tool_exit::could_not_look);
     }

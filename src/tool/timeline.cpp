@@ -22,7 +22,7 @@ const char* kind_word(history_kind kind) {
     return "";
 }
 
-// A clock that was set back tells no duration.
+// If the clock was set back in between, there is no duration.
 std::optional<std::int64_t> duration_of(const history_entry& entry) {
     if (!entry.ended || *entry.ended < entry.begun) return std::nullopt;
     return *entry.ended - entry.begun;

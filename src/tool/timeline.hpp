@@ -20,14 +20,14 @@ struct timeline {
 };
 
 // What began, lasted or ended between the two moments. `alerts` are those of the running program;
-// without them nothing is known to last that has no end in the log.
+// without them it is unknown whether an entry without an end is still active.
 timeline timeline_between(const alert_log_part& log, std::int64_t since, std::int64_t until,
                           const std::deque<alert_record>& alerts = {});
 
 // A fault in it, or a line of the log that can't be read, is a finding.
 tool_answer answer_timeline(const timeline& shown);
 
-// The same as comma separated values, for a table. It has no place for what the log lacks.
+// The same as comma separated values, for a table. What is missing from the log isn't in it.
 std::string timeline_csv(const timeline& shown);
 std::string what_the_log_lacks(const timeline& shown); // whole lines
 

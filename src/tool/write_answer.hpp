@@ -8,7 +8,7 @@
 
 namespace elvantris::operator_control {
 
-// Names and messages come from servers and devices: nothing in them may steer the terminal. Control
+// Names and messages come from servers and devices: they must not control the terminal. Control
 // characters other than line ends and tabs become a question mark.
 std::string for_terminal(std::string_view text);
 

@@ -62,7 +62,7 @@ network_failure failure_of(int system_error) {
     case WSAENOBUFS:
     case WSA_NOT_ENOUGH_MEMORY:
     case WSAEADDRINUSE:  // of a connection to another computer: no free port is left here
-    case WSAEWOULDBLOCK: // the wait said ready: it couldn't wait
+    case WSAEWOULDBLOCK: // the wait reported ready because it couldn't wait
         return network_failure::no_resources;
     default:
         return network_failure::unanswered;
