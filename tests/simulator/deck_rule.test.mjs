@@ -31,7 +31,11 @@ const models = [...read('src/decks/deck_models.cpp').matchAll(row)].map(
 
 test('every row is read by this test', () => {
   const written = read('src/decks/deck_models.cpp').match(/\{0x/g);
-  assert.equal(models.length, written.length);
+  assert.equal(
+    models.length,
+    written.length,
+    'write each row of deck_models.cpp on one line, hexadecimal digits in capitals',
+  );
   assert.ok(models.length >= 14);
 });
 
@@ -60,14 +64,16 @@ test('the raw devices and the USB devices are both covered', () => {
 });
 
 const simulated = read('simulator/virtual_decks/deck_models.cpp');
-const simulated_row = /deck_model\{0x([0-9A-F]{4}), "([^"]+)", (\w+), (\d+), (\d+), (\d+), \d+\}/g;
+const simulated_row =
+  /deck_model\{0x([0-9A-F]{4}), "([^"]+)", (\w+), (\d+), (\d+), (\d+), (\d+)\}/g;
 const virtual_decks = [...simulated.matchAll(simulated_row)].map(
-  ([, id, name, layout, columns, rows, side]) => ({
+  ([, id, name, layout, columns, rows, side, turned_back]) => ({
     id,
     name,
     layout,
     keys: Number(columns) * Number(rows),
     side: Number(side),
+    turned_back: Number(turned_back),
   }),
 );
 
@@ -78,8 +84,9 @@ for (const model of models) {
       found,
       `write a row for 0x${model.id} into simulator/virtual_decks/deck_models.cpp: docs/adding.md`,
     );
-    const { name, family: layout, keys, width: side } = model;
-    assert.deepEqual(found, { id: model.id, name, layout, keys, side });
+    const { id, name, family: layout, keys, width: side, rotation } = model;
+    const turned_back = (360 - rotation) % 360;
+    assert.deepEqual(found, { id, name, layout, keys, side, turned_back });
     assert.equal(model.height, model.width, 'virtual decks have square keys alone');
   });
 
