@@ -1,6 +1,7 @@
 #include "tool/alert_history.hpp"
 
 #include "tool/json_fields.hpp"
+#include "tool/log_events.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -80,8 +81,8 @@ std::vector<history_entry> read_history(const std::vector<alert_line>& lines) {
     return history;
 }
 
-void mark_lasting(std::vector<history_entry>& history, const std::deque<alert_record>& alerts) {
-    for (const alert_record& alert : alerts) {
+void mark_lasting(std::vector<history_entry>& history, const protection_snapshot& program) {
+    for (const alert_record& alert : program.alerts) {
         if (!alert.active) continue;
         const auto entry = std::ranges::find_if(history, [&](const history_entry& each) {
             return each.kind != history_kind::command && !each.ended &&
@@ -89,6 +90,10 @@ void mark_lasting(std::vector<history_entry>& history, const std::deque<alert_re
         });
         if (entry != history.end()) entry->lasts = true;
     }
+    const auto latest = std::ranges::find_if(history.rbegin(), history.rend(), is_transfer);
+    if (latest != history.rend() && !latest->ended &&
+        goes_to_backup(*latest) == program.held_on_backup)
+        latest->lasts = true;
 }
 
 } // namespace elvantris::operator_control

@@ -3,10 +3,9 @@
 // Pure; any bytes may come in.
 #pragma once
 
-#include "protection/alert_list.hpp"
+#include "protection/protection_status.hpp"
 
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -57,7 +56,8 @@ struct history_entry {
 // the same fault again then makes a new entry. An end without its beginning is left out.
 std::vector<history_entry> read_history(const std::vector<alert_line>& lines);
 
-// Sets `lasts` for the alerts that are active in the running program's status.
-void mark_lasting(std::vector<history_entry>& history, const std::deque<alert_record>& alerts);
+// Sets `lasts` for what the running program shows as active: its alerts, and the latest transfer if
+// operation is still on that side. A restart ends a transfer's alert, and no hold.
+void mark_lasting(std::vector<history_entry>& history, const protection_snapshot& program);
 
 } // namespace elvantris::operator_control

@@ -17,7 +17,7 @@ void add_present(explain_view& view, const std::string& config_path) {
     view.presence = program.presence;
     if (!uses_it) view.note = other_configuration_sentence(*program.status);
     if (const auto& status = program.status; status && uses_it) {
-        mark_lasting(view.history, status->protection.alerts);
+        mark_lasting(view.history, status->protection);
         view.enabled = status->registry.enabled;
         view.held_on_backup = status->protection.held_on_backup;
         view.policy = status->protection.policy;

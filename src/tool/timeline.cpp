@@ -91,12 +91,12 @@ std::string quoted(const std::string& text) {
 } // namespace
 
 timeline timeline_between(const alert_log_part& log, std::int64_t since, std::int64_t until,
-                          const std::deque<alert_record>& alerts) {
+                          const protection_snapshot* program) {
     timeline shown{.entries = read_history(log.lines),
                    .damaged = log.damaged,
                    .begins_later = log.begins_later,
                    .note = {}};
-    mark_lasting(shown.entries, alerts);
+    if (program != nullptr) mark_lasting(shown.entries, *program);
     std::erase_if(shown.entries, [&](const history_entry& entry) {
         return entry.begun > until || (entry.begun < since && !entry.lasted_at(since));
     });

@@ -6,7 +6,6 @@
 #include "tool/answer.hpp"
 
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <vector>
 
@@ -19,10 +18,10 @@ struct timeline {
     std::string note; // a sentence on where this comes from; empty as a rule
 };
 
-// What began, lasted or ended between the two moments. `alerts` are those of the running program;
-// without them it is unknown whether an entry without an end is still active.
+// What began, lasted or ended between the two moments. Without the running program it is unknown
+// whether an entry without an end is still active.
 timeline timeline_between(const alert_log_part& log, std::int64_t since, std::int64_t until,
-                          const std::deque<alert_record>& alerts = {});
+                          const protection_snapshot* program = nullptr);
 
 // A fault in it, or a line of the log that can't be read, is a finding.
 tool_answer answer_timeline(const timeline& shown);

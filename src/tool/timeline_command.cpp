@@ -25,8 +25,7 @@ tool_answer tell_timeline(const timeline_options& asked, const common_options& c
     const auto [program, uses_it] = ask_program(common.config_path);
     const bool own_program = program.status && uses_it;
     timeline shown = timeline_between(std::get<alert_log_part>(log), since, until,
-                                      own_program ? program.status->protection.alerts
-                                                  : std::deque<alert_record>{});
+                                      own_program ? &program.status->protection : nullptr);
     if (!uses_it) shown.note = other_configuration_sentence(*program.status);
     tool_answer answer = answer_timeline(shown);
     if (asked.as_csv) {

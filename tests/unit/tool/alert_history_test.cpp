@@ -116,13 +116,33 @@ TEST(mark_lasting, believes_the_program_alone) {
     const auto alert = [](std::int64_t started, const std::string& message, bool active) {
         return alert_record{.key = {}, .message = message, .started = started, .active = active};
     };
-    mark_lasting(history, {alert(5, "m", true), alert(6, "n", true), alert(8, "t", false)});
+    protection_snapshot program;
+    program.alerts = {alert(5, "m", true), alert(6, "n", true), alert(8, "t", false)};
+    program.held_on_backup = true; // the transfer went elsewhere
+    mark_lasting(history, program);
     EXPECT_FALSE(history[0].lasts);
     EXPECT_TRUE(history[1].lasts);
     EXPECT_FALSE(history[2].lasts) << "its end is in the log";
     EXPECT_FALSE(history[3].lasts);
     EXPECT_TRUE(history[1].lasted_at(5));
     EXPECT_FALSE(history[1].lasted_at(4));
+}
+
+TEST(mark_lasting, takes_the_latest_transfer_for_one_that_lasts_while_operation_is_there) {
+    const auto lasting = [](std::vector<alert_line> lines, bool held) {
+        auto history = read_history(lines);
+        protection_snapshot program;
+        program.held_on_backup = held;
+        mark_lasting(history, program);
+        return history.back().lasts;
+    };
+    const auto to_backup = fault(1, "transfer", "Engine stopped or exited.; operating on Backup.");
+    const auto to_main = fault(5, "transfer", "Operator requested transfer; operating on Main.");
+    EXPECT_TRUE(lasting({to_backup}, true)) << "the program was restarted";
+    EXPECT_FALSE(lasting({to_backup}, false)) << "a changed pair ended the hold";
+    EXPECT_TRUE(lasting({to_backup, to_main}, false));
+    EXPECT_FALSE(lasting({to_backup, recovered(9, "transfer")}, true)) << "its end is in the log";
+    EXPECT_FALSE(lasting({fault(1, "A:engine", "m")}, true));
 }
 
 TEST(read_history, leaves_a_fault_without_end_where_the_same_one_begins_again) {

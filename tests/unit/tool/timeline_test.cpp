@@ -94,7 +94,9 @@ TEST(timeline, keeps_what_the_program_says_lasts) {
                               .message = "Engine stopped or exited.; operating on Backup.",
                               .started = noon + 5,
                               .active = true};
-    const timeline shown = timeline_between(failover(), noon + 200'000, end_of_time, {active});
+    protection_snapshot program;
+    program.alerts = {active};
+    const timeline shown = timeline_between(failover(), noon + 200'000, end_of_time, &program);
     ASSERT_EQ(shown.entries.size(), 1U);
     const tool_answer answer = answer_timeline(shown);
     EXPECT_EQ(answer.text, "2026-03-10\n12:00:00  moved    Engine stopped or exited.; operating on "
