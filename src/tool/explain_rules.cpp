@@ -3,6 +3,7 @@
 #include "protection/alert_texts.hpp"
 #include "protection/evaluation.hpp"
 #include "tool/explain_choice.hpp"
+#include "tool/explain_others.hpp"
 #include "tool/local_time.hpp"
 #include "tool/log_events.hpp"
 
@@ -281,6 +282,7 @@ explanation tell_no_fault(const explain_view& view) {
 explanation explain(const explain_view& view) {
     const history_entry* const event = event_in_question(view);
     explanation told = event == nullptr ? tell_no_fault(view) : story_teller(view, *event).tell();
+    told.others = other_events(view, told.story);
     if (view.presence != program_presence::running)
         told.reasons.emplace_back(presence_sentence(view.presence));
     if (view.about_now && view.held_on_backup)

@@ -27,6 +27,7 @@ struct explanation {
     std::string summary;              // one sentence
     std::vector<std::string> reasons; // what is known, or may be, besides
     std::vector<story_line> story;    // by time
+    std::vector<story_line> others;   // what else happened in the asked time
     bool older_left_out = false;      // of the log
 };
 

@@ -367,3 +367,36 @@ TEST(explain, is_answered_as_text_and_as_a_tree) {
     EXPECT_EQ(answer.tree["damagedLines"], 2);
     EXPECT_EQ(answer_explanation(explain(view_of({})), 0).exit, tool_exit::all_well);
 }
+
+TEST(explain, names_what_else_happened_in_the_asked_time) {
+    explain_view view =
+        view_of({moved(-minute, "Operator requested transfer; operating on Main."),
+                 entry(history_kind::fault, 0, "B:engine", "Backup: Engine stopped or exited."),
+                 entry(history_kind::command, 0, "", "Test action / T: sent."), main_fault(),
+                 entry(history_kind::fault, 5001, "A:clock", "Main: The clock is gone.")});
+    ask_at(view, 0, 5000);
+    explanation told = explain(view);
+    EXPECT_EQ(told.story.front().time, fault_time);
+    EXPECT_TRUE(told.others.empty()) << "the story has them";
+    view.history.erase(view.history.begin() + 3);
+    told = explain(view);
+    EXPECT_EQ(told.summary, "The operator moved operation to Main.");
+    ASSERT_EQ(told.others.size(), 1U);
+    EXPECT_EQ(told.others[0].time, fault_time);
+    EXPECT_EQ(told.others[0].text, "Backup: Engine stopped or exited.");
+    const tool_answer answer = answer_explanation(told, 0);
+    EXPECT_NE(answer.text.find("Also in that time:\n2026-03-10\n20:14:03  Backup: Engine"),
+              std::string::npos);
+    EXPECT_EQ(answer.tree["others"][0]["time"], fault_time);
+    view.about_now = true;
+    EXPECT_TRUE(explain(view).others.empty());
+}
+
+TEST(explain, lists_ten_other_events_and_counts_the_rest) {
+    explanation told;
+    told.others.resize(10, {.time = fault_time, .text = "x"});
+    EXPECT_EQ(answer_explanation(told, 0).text.find(" more:"), std::string::npos);
+    told.others.resize(12, {.time = fault_time, .text = "x"});
+    EXPECT_NE(answer_explanation(told, 0).text.find("x\nand 2 more: timeline lists them all.\n"),
+              std::string::npos);
+}
