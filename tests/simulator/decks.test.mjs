@@ -1,8 +1,11 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, beforeEach, describe, test } from 'node:test';
 
+import { addresses, until } from '../e2e/support/environment.mjs';
+import { call } from '../e2e/support/http.mjs';
+import { Server } from '../e2e/support/network.mjs';
 import { difference, HidClient, make_bmp, read_bmp, reports_of } from './hid_client.mjs';
-import { Network, until } from './network.mjs';
+import { get, read } from './raw_calls.mjs';
 
 const deck = (productId, changes = {}) => ({ productId, ...changes });
 const letters = (text) => [...text].map((letter) => letter.codePointAt(0));
@@ -309,29 +312,21 @@ describe('virtual decks', () => {
 });
 
 describe('decks of a simulated server', () => {
-  const network = new Network('decks');
+  let main;
   before(async () => {
-    await network.up();
-    await network.start(
-      'main',
-      'simulated_server',
-      '--serial',
-      'SER-A',
-      '--workstation',
-      'Stage left',
-    );
+    main = await Server.start('main', 'SER-A');
   });
-  after(() => network.down());
+  after(() => main.stop());
   beforeEach(async () => {
     await post('Detach', { SessionId: 's' });
-    await network.switch('main', { reset: true, forget: true });
+    await main.set({ reset: true, forget: true });
   });
 
   const post = async (name, body) =>
-    (await network.http('main', 5000, 'POST', `/Home/OperatorDeck${name}`, JSON.stringify(body)))
+    (await call(addresses.main, 5000, 'POST', `/Home/OperatorDeck${name}`, JSON.stringify(body)))
       .status;
   const state = (since, session = 's') =>
-    network.read('main', `/Home/OperatorDeckState?sessionId=${session}&since=${since}`);
+    read('main', `/Home/OperatorDeckState?sessionId=${session}&since=${since}`);
   const offer = (serial, changes = {}) => ({
     Serial: serial,
     PID: '99',
@@ -391,7 +386,7 @@ describe('decks of a simulated server', () => {
   });
 
   test('the_last_key_turns_the_page_and_the_last_page_to_the_first', async () => {
-    await network.switch('main', { decks: { pages: 2 } });
+    await main.set({ decks: { pages: 2 } });
     await register(offer('F'));
     const page = async () => (await state(0)).decks[0].page;
     const before_press = (await state(0)).decks[0].keys[0].data;
@@ -411,7 +406,7 @@ describe('decks of a simulated server', () => {
     assert.deepEqual((await state(0)).decks, []);
     await register(offer('G'));
     assert.equal((await state(0)).decks[0].page, 3);
-    const { operatorDecks } = await network.report('main');
+    const { operatorDecks } = await main.report();
     assert.deepEqual(
       operatorDecks.pagesSet.map(({ serial, page }) => [serial, page]),
       [['G', 3]],
@@ -428,7 +423,7 @@ describe('decks of a simulated server', () => {
       [4, false],
     ])
       await press('D', key, down);
-    const { keyEvents } = (await network.report('main')).operatorDecks;
+    const { keyEvents } = (await main.report()).operatorDecks;
     assert.deepEqual(
       keyEvents.map(({ serial, index, isDown }) => [serial, index, isDown]),
       [
@@ -444,7 +439,7 @@ describe('decks of a simulated server', () => {
   const refused = [
     [
       'a_body_that_is_no_json',
-      () => network.http('main', 5000, 'POST', '/Home/OperatorDeckRegister', '{'),
+      () => call(addresses.main, 5000, 'POST', '/Home/OperatorDeckRegister', '{'),
       400,
     ],
     ['a_product_id_as_a_number', () => register(offer('D', { PID: 99 })), 400],
@@ -459,7 +454,7 @@ describe('decks of a simulated server', () => {
     ['the_detaching_of_an_unknown_session', () => post('Detach', { SessionId: 'x' }), 404],
     [
       'a_state_without_a_number',
-      () => network.get('main', '/Home/OperatorDeckState?sessionId=s&since='),
+      () => get('main', '/Home/OperatorDeckState?sessionId=s&since='),
       400,
     ],
   ];
@@ -473,7 +468,7 @@ describe('decks of a simulated server', () => {
   test('switches_show_the_splash_clear_keys_and_spoil_base64', async () => {
     await register(offer('D'));
     const { generation } = await state(0);
-    await network.switch('main', { decks: { useSplash: true, emptyKeys: [1], brokenKeys: [2] } });
+    await main.set({ decks: { useSplash: true, emptyKeys: [1], brokenKeys: [2] } });
     const { changed, decks } = await state(generation);
     assert.equal(changed, true);
     assert.equal(decks[0].useSplash, true);
@@ -484,7 +479,7 @@ describe('decks of a simulated server', () => {
 
   test('the_state_comes_in_either_spelling', async () => {
     await register(offer('D'));
-    await network.switch('main', { spelling: { '*': 'PascalCase' } });
+    await main.set({ spelling: { '*': 'PascalCase' } });
     const { Decks, Changed } = await state(0);
     assert.equal(Changed, true);
     assert.deepEqual(Object.keys(Decks[0]), ['Serial', 'Page', 'UseSplash', 'Keys', 'Scripts']);

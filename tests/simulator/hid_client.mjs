@@ -6,10 +6,8 @@ import net from 'node:net';
 import os from 'node:os';
 import path from 'node:path';
 import readline from 'node:readline';
-import { fileURLToPath } from 'node:url';
 
-const root = path.join(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
-const build = path.join(root, process.env.ELVANTRIS_BUILD ?? 'build/linux');
+import { build, simulator } from '../e2e/support/environment.mjs';
 
 export const library_folder = path.join(build, 'virtual_decks');
 
@@ -67,7 +65,7 @@ export class HidClient {
     client.control = new DeckControl(port);
     client.folder = fs.mkdtempSync(path.join(os.tmpdir(), 'elvantris-decks-'));
     client.journal = path.join(client.folder, 'journal.json');
-    client.process = spawn(path.join(build, 'simulator', 'hid_client'), {
+    client.process = spawn(path.join(simulator, 'hid_client'), {
       stdio: ['pipe', 'pipe', 'inherit'],
       env: {
         ...process.env,

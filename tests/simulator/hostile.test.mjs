@@ -2,7 +2,10 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { addresses, Network, system, until } from './network.mjs';
+import { addresses, until } from '../e2e/support/environment.mjs';
+import { crowd, Server } from '../e2e/support/network.mjs';
+import { system } from './programs.mjs';
+import { datagram, get, read } from './raw_calls.mjs';
 
 const identity = '/Home/GetOperatorControlIdentity';
 const configuration = '/Home/GetOperatorControlConfiguration';
@@ -11,20 +14,19 @@ const event = '/Home/GetEventModel';
 const good_body = '{"Serial":"SER-A","WorkstationName":"Stage"}';
 const question = 'elvantris-server?';
 
-const network = new Network('hostile');
+let main;
 before(async () => {
-  await network.up();
-  network.namespaces('crowd', network.prefix, 'main');
-  await network.start('main', 'simulated_server', '--serial', 'SER-A', '--workstation', 'Stage');
+  crowd('main');
+  main = await Server.start('main', 'SER-A', '--workstation', 'Stage');
 });
-after(() => network.down());
-beforeEach(() => network.switch('main', { reset: true, forget: true }));
+after(() => main.stop());
+beforeEach(() => main.set({ reset: true, forget: true }));
 
-const fault = (path, fields) => network.switch('main', { faults: { [path]: fields } });
+const fault = (path, fields) => main.set({ faults: { [path]: fields } });
 
 test('a_stalled_answer_announces_more_than_it_brings_and_stays_open', async () => {
   await fault(identity, { stallAfterBytes: 10 });
-  const answer = await network.get('main', identity, 400);
+  const answer = await get('main', identity, 400);
   assert.equal(answer.ended, 'timeout');
   assert.match(answer.head, /Content-Length: 44\r\n/);
   assert.equal(answer.body, good_body.slice(0, 10));
@@ -32,15 +34,15 @@ test('a_stalled_answer_announces_more_than_it_brings_and_stays_open', async () =
 
 test('a_trickled_body_has_its_head_in_one_piece', async () => {
   await fault(identity, { trickleBytes: 1, trickleEveryMs: 5, trickleBodyOnly: true });
-  const answer = await network.get('main', identity);
+  const answer = await get('main', identity);
   assert.equal(answer.body, good_body);
   assert.ok(answer.pieces.length >= 20, `${answer.pieces.length} pieces`);
-  assert.ok(answer.tookMs >= 5 * (good_body.length - 1));
+  assert.ok(answer.took_ms >= 5 * (good_body.length - 1));
 });
 
 test('padded_headers_look_like_lines_and_are_one', async () => {
   await fault(identity, { headerPadBytes: 10000 });
-  const answer = await network.get('main', identity);
+  const answer = await get('main', identity);
   const padding = answer.head.split('\r\n').find((line) => line.startsWith('X-Pad'));
   assert.ok(padding.length > 9900 && padding.length <= 10000, `${padding.length}`);
   assert.ok(
@@ -53,52 +55,52 @@ test('padded_headers_look_like_lines_and_are_one', async () => {
 });
 
 test('a_filled_show_has_its_size_and_is_the_show_beside_its_filler', async () => {
-  const show = JSON.parse((await network.get('main', event)).body);
+  const show = JSON.parse((await get('main', event)).body);
   await fault(event, { fillToBytes: 100001 });
-  const { head, body } = await network.get('main', event);
+  const { head, body } = await get('main', event);
   assert.match(head, /Content-Length: 100001\r\n/);
   assert.equal(Buffer.byteLength(body), 100001);
   const { Filler: filler, ...rest } = JSON.parse(body);
   assert.ok(filler.length > 50);
   assert.deepEqual(rest, show);
-  assert.deepEqual(JSON.parse((await network.get('main', event)).body).Filler, filler);
-  assert.equal(JSON.parse((await network.report('main')).eventModel).Filler, undefined);
+  assert.deepEqual(JSON.parse((await get('main', event)).body).Filler, filler);
+  assert.equal(JSON.parse((await main.report()).eventModel).Filler, undefined);
 });
 
 test('a_show_of_40_mebibytes_is_made_while_it_is_asked_for', async () => {
   const size = 40 * 1024 * 1024;
   await fault(event, { fillToBytes: size });
-  const { body } = await network.get('main', event, 8000);
+  const { body } = await get('main', event, 8000);
   assert.equal(Buffer.byteLength(body), size);
 });
 
 test('a_configuration_can_name_any_number_of_systems', async () => {
-  await network.write_pairing('main', [system('main', 'SER-A', 'Main')]);
-  await network.switch('main', { configurationSystems: 5000 });
-  const { Enabled: enabled, Systems: systems } = await network.read('main', configuration);
+  await main.hold_pairing([system('main', 'SER-A', 'Main')]);
+  await main.set({ configurationSystems: 5000 });
+  const { Enabled: enabled, Systems: systems } = await read('main', configuration);
   assert.equal(enabled, true);
   assert.equal(new Set(systems.map(({ Serial: serial }) => serial)).size, 5000);
-  await network.switch('main', { configurationSystems: null });
-  assert.equal((await network.read('main', configuration)).Systems.length, 1);
+  await main.set({ configurationSystems: null });
+  assert.equal((await read('main', configuration)).Systems.length, 1);
 });
 
 test('a_replicated_title_and_error_can_be_control_bytes_as_they_are', async () => {
-  await network.switch('main', { replication: { titleControlBytes: 300, errorControlBytes: 200 } });
-  const { body } = await network.get('main', replication);
+  await main.set({ replication: { titleControlBytes: 300, errorControlBytes: 200 } });
+  const { body } = await get('main', replication);
   assert.ok(body.includes(`"EventTitle":"${'\u0001'.repeat(300)}"`));
   assert.ok(body.includes(`"LastError":"${'\u0001'.repeat(200)}"`));
 });
 
 test('the_moments_of_the_last_calls_of_a_path_are_told', async () => {
   const begin = Date.now() * 1000;
-  for (let call = 0; call < 3; call += 1) await network.get('main', identity);
-  const { count, timesUs } = (await network.report('main')).calls[identity];
+  for (let call = 0; call < 3; call += 1) await get('main', identity);
+  const { count, timesUs } = (await main.report()).calls[identity];
   assert.deepEqual([count, timesUs.length], [3, 3]);
   assert.ok(timesUs.every((us, at) => us >= (timesUs[at - 1] ?? begin) && us <= Date.now() * 1000));
 });
 
-const set_flood = (flood) => network.switch('main', { discovery: { silent: true, flood } });
-const take = (count, limitMs) => network.datagram('main', 1255, question, count, limitMs);
+const set_flood = (flood) => main.set({ discovery: { silent: true, flood } });
+const take = (count, limit_ms) => datagram('main', 1255, question, count, limit_ms);
 const texts = (replies) => replies.map(({ text }) => text);
 
 test('a_flood_answers_one_question_with_distinct_serials_at_its_rate', async () => {

@@ -1,15 +1,18 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { Network, until } from './network.mjs';
+import { addresses, until } from '../e2e/support/environment.mjs';
+import { call_json } from '../e2e/support/http.mjs';
+import { Device } from '../e2e/support/network.mjs';
+import { end_of, run_to_its_end } from './programs.mjs';
+import { datagram, exchange, send } from './raw_calls.mjs';
 
-const network = new Network('device');
+let device;
 before(async () => {
-  await network.up();
-  await network.start('device', 'outside_device');
+  device = await Device.start();
 });
-after(() => network.down());
-const control = (method, target, body) => network.json('device', 7999, method, target, body);
+after(() => device.stop());
+const control = (...details) => call_json(addresses.device, 7999, ...details);
 beforeEach(async () => {
   await control('POST', '/mode', { mode: 'accept' });
   await control('DELETE', '/received');
@@ -23,7 +26,7 @@ const received = (count) =>
 
 test('a_connection_is_one_message_with_the_time_of_its_first_bytes', async () => {
   const before_sending = Date.now();
-  await network.send('device', 7000, Buffer.from([0x41, 0x00, 0xff]));
+  await send('device', 7000, Buffer.from([0x41, 0x00, 0xff]));
   const [message] = await received(1);
   assert.deepEqual(
     [message.transport, message.bytesBase64, message.size],
@@ -35,37 +38,37 @@ test('a_connection_is_one_message_with_the_time_of_its_first_bytes', async () =>
 });
 
 test('a_datagram_is_one_message', async () => {
-  await network.datagram('device', 7000, 'GO 12');
+  await datagram('device', 7000, 'GO 12');
   const [message] = await received(1);
   assert.deepEqual([message.transport, message.text], ['udp', 'GO 12']);
 });
 
 test('a_message_longer_than_one_read_is_kept_whole', async () => {
   const long = 'x'.repeat(200_000);
-  await network.send('device', 7000, long);
+  await send('device', 7000, long);
   const [message] = await received(1);
   assert.equal(message.size, long.length);
 });
 
 test('clearing_forgets_the_messages', async () => {
-  await network.datagram('device', 7000, 'one');
+  await datagram('device', 7000, 'one');
   await received(1);
   assert.deepEqual((await control('DELETE', '/received')).received, []);
 });
 
 test('a_refusing_device_has_no_listener_and_opens_again', async () => {
   assert.equal((await control('POST', '/mode', { mode: 'refuse' })).mode, 'refuse');
-  assert.equal((await network.exchange('device', 7000, 'x')).ended, 'ECONNREFUSED');
+  assert.equal((await exchange('device', 7000, 'x')).ended, 'ECONNREFUSED');
   await control('POST', '/mode', { mode: 'accept' });
-  await network.send('device', 7000, 'y');
+  await send('device', 7000, 'y');
   assert.equal((await received(1))[0].text, 'y');
 });
 
 test('a_device_that_never_reads_takes_the_connection_and_keeps_nothing', async () => {
   await control('POST', '/mode', { mode: 'neverRead' });
-  assert.equal((await network.exchange('device', 7000, 'x', 100)).ended, 'timeout');
+  assert.equal((await exchange('device', 7000, 'x', 100)).ended, 'timeout');
   await control('POST', '/mode', { mode: 'accept' });
-  await network.send('device', 7000, 'y');
+  await send('device', 7000, 'y');
   assert.deepEqual(
     (await received(1)).map((each) => each.text),
     ['y'],
@@ -79,10 +82,11 @@ test('an_unknown_mode_is_refused', async () => {
 });
 
 test('a_taken_port_is_one_clear_line_and_a_stop_is_clean', async () => {
-  const second = await network.launch('device', 'outside_device', '--control-port', '1').exited;
+  const second = await run_to_its_end('device', 'outside_device', '--control-port', '1');
   assert.equal(second.code, 1);
   assert.match(second.errors, /^outside_device: cannot open (TCP|UDP) port 7000 on [^\n]+\n$/);
-  const other = await network.start('spare', 'outside_device');
-  other.child.kill('SIGTERM');
-  assert.deepEqual(await other.exited, { code: 0, signal: null, output: 'ready\n', errors: '' });
+  const other = await Device.start('spare');
+  const end = end_of(other.child);
+  await other.stop();
+  assert.deepEqual(await end, { code: 0, signal: null, output: 'ready\n', errors: '' });
 });

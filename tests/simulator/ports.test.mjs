@@ -1,22 +1,28 @@
 import assert from 'node:assert/strict';
+import path from 'node:path';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { Network, addresses, until } from './network.mjs';
+import { addresses, simulator, until } from '../e2e/support/environment.mjs';
+import { launch_in, namespaces, Server } from '../e2e/support/network.mjs';
+import { end_of, run_to_its_end } from './programs.mjs';
+import { datagram, get } from './raw_calls.mjs';
 
 const question = 'elvantris-server?';
-const network = new Network('ports');
+let main;
+let backup;
 before(async () => {
-  await network.up();
-  await network.start('main', 'simulated_server', '--serial', 'SER-A', '--workstation', 'Stage');
-  await network.start('backup', 'simulated_server', '--serial', 'SER-B', '--workstation', 'Wing');
+  main = await Server.start('main', 'SER-A', '--workstation', 'Stage');
+  backup = await Server.start('backup', 'SER-B', '--workstation', 'Wing');
 });
-after(() => network.down());
-beforeEach(() => network.switch('main', { reset: true, forget: true }));
+after(async () => {
+  for (const server of [main, backup]) await server.stop();
+});
+beforeEach(() => main.set({ reset: true, forget: true }));
 
 const texts = (replies) => replies.map((reply) => reply.text).sort();
 
 test('a_broadcast_question_finds_every_server', async () => {
-  const replies = await network.datagram('10.77.0.255', 1255, question, 2);
+  const replies = await datagram('10.77.0.255', 1255, question, 2);
   assert.deepEqual(texts(replies), [
     'elvantris-server!,5000,Stage,SER-A',
     'elvantris-server!,5000,Wing,SER-B',
@@ -26,43 +32,43 @@ test('a_broadcast_question_finds_every_server', async () => {
 
 // The answer that does come shows that the earlier one was not merely late.
 test('a_silent_server_hears_the_question_but_does_not_answer', async () => {
-  await network.switch('main', { discovery: { silent: true } });
-  const replies = network.datagram('main', 1255, question, 1);
+  await main.set({ discovery: { silent: true } });
+  const replies = datagram('main', 1255, question, 1);
   await until('the question was heard', async () => {
-    return (await network.report('main')).discoveryRequests === 1;
+    return (await main.report()).discoveryRequests === 1;
   });
-  await network.switch('main', { discovery: { silent: false } });
-  assert.equal((await network.datagram('main', 1255, question, 1)).length, 1);
+  await main.set({ discovery: { silent: false } });
+  assert.equal((await datagram('main', 1255, question, 1)).length, 1);
   const outcome = await Promise.race([replies, Promise.resolve('none yet')]);
   assert.equal(outcome, 'none yet');
 });
 
 test('other_datagrams_on_the_discovery_port_are_passed_over', async () => {
   for (const other of ['', 'elvantris-server', 'elvantris-server?!', 'elvantris-server!,1']) {
-    await network.datagram('main', 1255, other);
+    await datagram('main', 1255, other);
   }
-  await network.datagram('main', 1255, question, 1);
-  assert.equal((await network.report('main')).discoveryRequests, 1);
+  await datagram('main', 1255, question, 1);
+  assert.equal((await main.report()).discoveryRequests, 1);
 });
 
 test('discovery_replies_are_whatever_text_was_set', async () => {
   const replies = ['elvantris-server!,x', '', 'elvantris-server!,5000,,ABC'];
-  await network.switch('main', { discovery: { replies } });
-  assert.deepEqual(texts(await network.datagram('main', 1255, question, 3)), [...replies].sort());
+  await main.set({ discovery: { replies } });
+  assert.deepEqual(texts(await datagram('main', 1255, question, 3)), [...replies].sort());
 });
 
 test('a_flood_sends_the_reply_as_often_as_was_set', async () => {
-  await network.switch('main', { discovery: { copies: 50 } });
-  assert.equal((await network.datagram('main', 1255, question, 50)).length, 50);
+  await main.set({ discovery: { copies: 50 } });
+  assert.equal((await datagram('main', 1255, question, 50)).length, 50);
 });
 
 test('commands_are_kept_with_their_bytes_sender_and_time', async () => {
   const bytes = Buffer.from([0x41, 0x00, 0xff, 0x0a]);
   const before_sending = Date.now();
-  await network.datagram('main', 1256, bytes);
-  await network.datagram('main', 1256, '');
+  await datagram('main', 1256, bytes);
+  await datagram('main', 1256, '');
   const { commands } = await until('both arrived', async () => {
-    const report = await network.report('main');
+    const report = await main.report();
     return report.commandCount === 2 && report;
   });
   assert.equal(commands[0].bytesBase64, bytes.toString('base64'));
@@ -78,8 +84,7 @@ for (const taken of ['http-port', 'simulator-port', 'discovery-port', 'control-p
     const own = { 'http-port': 1, 'simulator-port': 2, 'discovery-port': 3, 'control-port': 4 };
     delete own[taken];
     const options = Object.entries(own).flatMap(([name, port]) => [`--${name}`, `${port}`]);
-    const { code, output, errors } = await network.launch('main', 'simulated_server', ...options)
-      .exited;
+    const { code, output, errors } = await run_to_its_end('main', 'simulated_server', ...options);
     assert.deepEqual([code, output], [1, '']);
     assert.match(errors, /^simulated_server: cannot open (TCP|UDP) port \d+ on 0\.0\.0\.0: .+\n$/);
   });
@@ -87,7 +92,7 @@ for (const taken of ['http-port', 'simulator-port', 'discovery-port', 'control-p
 
 for (const options of [['--serial'], ['--colour', 'red'], ['--http-port', '70000'], ['serial']]) {
   test(`the_command_line_${options.join('_')}_is_refused_with_one_line`, async () => {
-    const { code, errors } = await network.launch('spare', 'simulated_server', ...options).exited;
+    const { code, errors } = await run_to_its_end('spare', 'simulated_server', ...options);
     assert.equal(code, 2);
     assert.match(errors, /^simulated_server: [^\n]+\n$/);
   });
@@ -95,13 +100,14 @@ for (const options of [['--serial'], ['--colour', 'red'], ['--http-port', '70000
 
 for (const signal of ['SIGTERM', 'SIGINT']) {
   test(`${signal}_ends_a_server_at_once_even_with_a_hanging_client`, async () => {
-    const server = await network.start('spare', 'simulated_server');
-    await network.switch('spare', { faults: { '*': { hang: true } } });
-    const hanging = network.get('spare', '/');
-    await until('the request hangs', async () => (await network.report('spare')).calls['/']);
+    const spare = await Server.start('spare', 'SER-C');
+    await spare.set({ faults: { '*': { hang: true } } });
+    const hanging = get('spare', '/');
+    await until('the request hangs', async () => (await spare.report()).calls['/']);
     const asked = performance.now();
-    server.child.kill(signal);
-    const { code, errors } = await server.exited;
+    const end = end_of(spare.child);
+    spare.child.signal(signal);
+    const { code, errors } = await end;
     assert.deepEqual([code, errors], [0, '']);
     // A client that hangs would be left alone after ten seconds.
     assert.ok(performance.now() - asked < 8000);
@@ -110,28 +116,36 @@ for (const signal of ['SIGTERM', 'SIGINT']) {
 }
 
 test('a_pulled_cable_loses_packets_in_silence_until_it_is_plugged_again', async () => {
-  network.unplug('main');
-  const at_most = { connectMs: 200 };
-  const lost = await network.get('main', '/', 200, at_most);
+  main.unplug();
+  const at_most = { connect_ms: 200 };
+  const lost = await get('main', '/', 200, at_most);
   assert.deepEqual([lost.ended, lost.text], ['timeout', '']);
-  network.plug('main');
+  main.plug();
   await until(
     'it answers again',
-    async () => (await network.get('main', '/', 200, at_most)).status === 200,
+    async () => (await get('main', '/', 200, at_most)).status === 200,
   );
 });
 
+const ask_who_is_there = `
+  fetch('http://${addresses.main}:5999/simulator')
+    .then((reply) => reply.json())
+    .then(({ serial }) => serial, ({ cause }) => cause.code)
+    .then((answer) => console.log(answer));
+`;
 test('two_networks_do_not_meet_and_a_second_up_starts_afresh', async () => {
-  const other = new Network('ports-other');
-  await other.up();
+  const other = `other-${process.pid}`;
+  const ask = () =>
+    namespaces('run', other, 'workstation', process.execPath, '-e', ask_who_is_there).trim();
+  namespaces('up', other);
   try {
-    await other.start('main', 'simulated_server', '--serial', 'SER-Z');
-    assert.equal((await other.report('main')).serial, 'SER-Z');
-    assert.equal((await network.report('main')).serial, 'SER-A');
-    await other.up();
-    assert.equal((await other.get('main', '/')).ended, 'ECONNREFUSED');
+    launch_in(other, 'main', path.join(simulator, 'simulated_server'), '--serial', 'SER-Z');
+    await until('the other network has its own', () => ask() === 'SER-Z');
+    assert.equal((await main.report()).serial, 'SER-A');
+    namespaces('up', other);
+    assert.equal(ask(), 'ECONNREFUSED');
   } finally {
-    other.down();
-    other.down();
+    namespaces('down', other);
+    namespaces('down', other);
   }
 });

@@ -2,7 +2,7 @@
 import http from 'node:http';
 import net from 'node:net';
 
-import { patience_ms } from '../../simulator/network.mjs';
+import { patience_ms } from './environment.mjs';
 
 export function call(host, port, method, path, body, limitMs = patience_ms) {
   return new Promise((resolve, reject) => {

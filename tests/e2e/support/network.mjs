@@ -9,8 +9,17 @@ import { call, call_json } from './http.mjs';
 
 const script = path.join(root, 'scripts', 'lib', 'namespaces.sh');
 
+export const namespaces = (...words) => execFileSync(script, words, { encoding: 'utf8' });
+
+export const run_on = (host, ...command) => namespaces('run', network, host, ...command);
+
+export const launch_in = (prefix, host, ...command) =>
+  new Child([script, 'run', prefix, host, ...command]);
+
+export const launch_on = (host, ...command) => launch_in(network, host, ...command);
+
 async function start_on(host, ...command) {
-  const child = new Child([script, 'run', network, host, ...command]);
+  const child = launch_on(host, ...command);
   await until(`${command[0]} on ${host} is ready`, () => {
     if (child.ended) throw new Error(child.text.errors);
     return child.text.output.startsWith('ready');
@@ -46,7 +55,7 @@ export async function start_silent_resolver() {
 }
 
 // Gives the host a hundred addresses more, for floods that come from many.
-export const crowd = (host) => execFileSync(script, ['crowd', network, host]);
+export const crowd = (host) => namespaces('crowd', network, host);
 
 // The moments at which the program asks who is there. Its host hears its own broadcasts.
 export async function hear_questions() {
@@ -106,7 +115,7 @@ export class Server {
       ReplicationRevision: model.OperatorControl?.ReplicationRevision ?? 0,
     };
     const form = new URLSearchParams({ room: 'prime', data: JSON.stringify(model) }).toString();
-    await call(this.address, 5000, 'POST', '/Home/UpdateEventModel', form);
+    return call(this.address, 5000, 'POST', '/Home/UpdateEventModel', form);
   }
 
   async heal() {
@@ -116,19 +125,18 @@ export class Server {
   }
 
   plug() {
-    execFileSync(script, ['plug', network, this.host]);
+    namespaces('plug', network, this.host);
   }
 
   unplug() {
-    execFileSync(script, ['unplug', network, this.host]);
+    namespaces('unplug', network, this.host);
   }
 
   // It need not look that address up any more.
   know_neighbour(address, mac) {
-    const run = (...words) =>
-      execFileSync(script, ['run', network, this.host, ...words], { encoding: 'utf8' });
-    const [, name] = run('ip', '-o', '-4', 'route', 'get', address).match(/ dev (\S+)/);
-    run('ip', 'neigh', 'replace', address, 'lladdr', mac, 'dev', name, 'nud', 'permanent');
+    const ip = (...words) => run_on(this.host, 'ip', ...words);
+    const [, name] = ip('-o', '-4', 'route', 'get', address).match(/ dev (\S+)/);
+    ip('neigh', 'replace', address, 'lladdr', mac, 'dev', name, 'nud', 'permanent');
   }
 
   stop() {
@@ -139,9 +147,9 @@ export class Server {
 
 // The outside device: what has reached it, in order.
 export class Device {
-  static async start() {
+  static async start(host = 'device') {
     const device = new Device();
-    device.child = await start_on('device', path.join(simulator, 'outside_device'));
+    device.child = await start_on(host, path.join(simulator, 'outside_device'));
     return device;
   }
 

@@ -1,0 +1,24 @@
+// The simulator's programs, where their command line and their end are looked at.
+import { once } from 'node:events';
+import path from 'node:path';
+
+import { addresses, simulator } from '../e2e/support/environment.mjs';
+import { launch_on } from '../e2e/support/network.mjs';
+
+// The end of a program that runs, with all that it has said by then.
+export async function end_of({ process, text }) {
+  const [code, signal] = await once(process, 'close');
+  return { code, signal, ...text };
+}
+
+export const run_to_its_end = (host, program, ...options) =>
+  end_of(launch_on(host, path.join(simulator, program), ...options));
+
+// One of a pairing's systems, as it is written into a show.
+export const system = (host, serial, role, main = '') => ({
+  Serial: serial,
+  WorkstationName: `The ${host}`,
+  Address: addresses[host],
+  Role: role,
+  BackupForSerial: main,
+});
