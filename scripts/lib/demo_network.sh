@@ -30,9 +30,10 @@ folder=$(mktemp -d "${TMPDIR:-/tmp}/elvantris-demo.XXXXXX")
 chmod 755 "$folder"
 install -d -o "${SUDO_UID:-0}" "$folder/browser"
 
-# In the background, so that a signal that reaches only this script is passed on at once.
-"$network" run "$prefix" workstation \
-    node scripts/lib/demo_tour.mjs "$prefix" "$folder" "$@" &
+export ELVANTRIS_SYSTEM=linux ELVANTRIS_NETWORK=$prefix
+# In the background, so that a signal that reaches only this script is passed on at once. In a
+# session of its own, so that Ctrl-C reaches none of the programs, which the tour ends in its order.
+setsid "$network" run "$prefix" workstation node scripts/lib/demo_tour.mjs "$folder" "$@" &
 tour=$!
 signalled=0
 trap 'signalled=1; kill -TERM "$tour" 2>/dev/null || true' INT TERM

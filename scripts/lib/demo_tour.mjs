@@ -1,42 +1,45 @@
 // The tour of scripts/demo: the program's main job, step by step, each with a deadline.
-//   node demo_tour.mjs PREFIX FOLDER [--stay]     inside PREFIX-workstation
+//   node demo_tour.mjs FOLDER [--stay]     inside the workstation of a network
 import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
 
+import { Child } from '../../tests/e2e/support/children.mjs';
+import { addresses, build, network, program } from '../../tests/e2e/support/environment.mjs';
+import { call } from '../../tests/e2e/support/http.mjs';
+import { Device, Server } from '../../tests/e2e/support/network.mjs';
+import { get_status, operate, post } from '../../tests/e2e/support/operator.mjs';
 import { deck_environment, Decks, plugged } from './demo_decks.mjs';
-import { addresses, ask, Hosts } from './demo_hosts.mjs';
 import { bold, Timeline } from './demo_timeline.mjs';
+import { Watch } from './demo_watch.mjs';
 
-const [prefix, folder, ...options] = process.argv.slice(2);
+const [folder, ...options] = process.argv.slice(2);
 const stay = options.includes('--stay');
 
-const api = 'http://127.0.0.1:5251/api';
 const pages = ['http://127.0.0.1:5290/', 'http://127.0.0.1:5270/'];
 const serials = { main: 'SIM-A', backup: 'SIM-B' };
 const names = { main: 'Stage left', backup: 'Stage right' };
 const grace_ms = 1000;
 const monitor_cycle_ms = 250;
-const device = { host: addresses.device, port: 7000, timeoutMs: 500, enabled: true };
+const to_device = { host: addresses.device, port: 7000, timeoutMs: 500, enabled: true };
 const commands = {
-  backup: { ...device, event: 'backup', name: 'Desk', transport: 'TCP', payload: 'GO BACKUP' },
-  main: { ...device, event: 'main', name: 'Desk', transport: 'UDP', payload: 'GO MAIN' },
+  backup: { ...to_device, event: 'backup', name: 'Desk', transport: 'TCP', payload: 'GO BACKUP' },
+  main: { ...to_device, event: 'main', name: 'Desk', transport: 'UDP', payload: 'GO MAIN' },
 };
 
-const hosts = new Hosts(prefix, folder);
+const watch = new Watch();
 const timeline = new Timeline();
-const decks = new Decks(hosts);
+const decks = new Decks(watch);
+const servers = {};
 const log = path.join(folder, 'operator-control.log');
-let program;
+let device;
+let running;
 let step = '';
 let commands_received = 0;
 
-const status = () => ask('GET', `${api}/status`);
-const operate = (operation) => ask('POST', `${api}/protection/operate`, { operation });
-const simulator = (side) => `http://${addresses[side]}:5999/simulator`;
 const faults = ({ protection }) =>
   protection.alerts.filter((alert) => alert.active && alert.severity !== 'notice');
-const active_on = async (side) => (await status()).activeSerial === serials[side];
+const active_on = async (side) => (await get_status()).activeSerial === serials[side];
 // The wall clock is for the device's own time of arrival.
 const now = () => ({ steady: performance.now(), wall: Date.now() });
 const since = (zero) => `${Math.round(performance.now() - zero.steady)} ms`;
@@ -44,29 +47,18 @@ const since = (zero) => `${Math.round(performance.now() - zero.steady)} ms`;
 async function start() {
   step = 'start';
   for (const side of ['main', 'backup']) {
-    const options = ['--serial', serials[side], '--workstation', names[side]];
-    await hosts.start_simulated(side, 'build/linux/simulator/simulated_server', ...options);
+    servers[side] = await Server.start(side, serials[side], '--workstation', names[side]);
+    watch.over(side, servers[side].child);
   }
-  await hosts.start_simulated('device', 'build/linux/simulator/outside_device');
+  device = await Device.start();
+  watch.over('device', device.child);
   timeline.event('network', 'two servers and an outside device, each a host of its own');
-  program = hosts.start(
-    'workstation',
-    'program',
-    [
-      'build/linux/elvantris-redundancy-control',
-      '--background',
-      '--config',
-      path.join(folder, 'operator-control.json'),
-    ],
-    // Neither meets an instance that runs on this machine, nor leaves anything in its folders.
-    {
-      XDG_RUNTIME_DIR: folder,
-      LOCALAPPDATA: folder,
-      XDG_CONFIG_HOME: folder,
-      ...deck_environment,
-    },
-  );
-  await hosts.until('the program answers', status);
+  const command = [program, '--background', '--config', path.join(folder, 'operator-control.json')];
+  // Neither meets an instance that runs on this machine, nor leaves anything in its folders.
+  const own = { XDG_RUNTIME_DIR: folder, LOCALAPPDATA: folder, XDG_CONFIG_HOME: folder };
+  const env = { ...process.env, ...own, ...deck_environment };
+  running = watch.over('the program', new Child(command, { env }));
+  await watch.until('the program answers', get_status);
   timeline.event('program', 'runs on the workstation and knows nothing yet');
 
   step = 'decks';
@@ -79,8 +71,8 @@ async function start() {
 
 async function find() {
   step = 'found';
-  await hosts.until('both servers are discovered', async () => {
-    const { systems } = await status();
+  await watch.until('both servers are discovered', async () => {
+    const { systems } = await get_status();
     return Object.values(serials).every((serial) =>
       systems.some((system) => system.serial === serial && system.online),
     );
@@ -91,11 +83,11 @@ async function find() {
 
 async function pair() {
   step = 'paired';
-  const { protection, sharedFunctionIds, uiPort } = await status();
+  const { protection, sharedFunctionIds, uiPort } = await get_status();
   const policy = { ...protection.policy, startupMs: grace_ms, actions: Object.values(commands) };
-  const saved = await ask('POST', `${api}/protection`, policy);
+  const saved = await post('/api/protection', policy);
   if (!saved.ok) throw new Error(`the protection settings were refused: ${saved.error}`);
-  const configured = await ask('POST', `${api}/configure`, {
+  const configured = await post('/api/configure', {
     enabled: true,
     mainSerial: serials.main,
     backupSerial: serials.backup,
@@ -108,36 +100,36 @@ async function pair() {
   timeline.event('paired', `${names.main} is Main, ${names.backup} its Backup`);
 
   step = 'written';
-  await hosts.until('Main holds the pairing, and Backup follows it', async () => {
+  await watch.until('Main holds the pairing, and Backup follows it', async () => {
     const roles = [];
-    for (const side of ['main', 'backup']) roles.push((await ask('GET', simulator(side))).role);
-    return roles.join() === 'Main,Backup' && (await status()).policySynchronized;
+    for (const server of Object.values(servers)) roles.push((await server.report()).role);
+    return roles.join() === 'Main,Backup' && (await get_status()).policySynchronized;
   });
   timeline.event('written', "the pairing is in Main's show, and Backup has it from there");
 
   step = 'ready';
-  await hosts.until('both servers are ready, and no alert stands', async () => {
+  await watch.until('both servers are ready, and no alert stands', async () => {
     // The grace begins with the first cycle that sees the pair, and shows no alert.
     if (performance.now() - paired < grace_ms + 2 * monitor_cycle_ms) return false;
-    const seen = await status();
+    const seen = await get_status();
     const ready = seen.systems.filter((system) => system.uiReady).length === 2;
     return ready && seen.activeSerial === serials.main && faults(seen).length === 0;
   });
   timeline.event('ready', 'both servers healthy, Main active, automatic failover armed');
 
   step = 'painted';
-  await decks.painted_by(addresses.main);
+  await decks.painted_by(servers.main);
   timeline.event('painted', `every key shows what ${names.main} draws for it`);
 }
 
 async function press() {
   step = 'key';
-  const took = await decks.tap([addresses.main, addresses.backup]);
+  const took = await decks.tap(Object.values(servers));
   timeline.event('key', `pressed on ${plugged[0].name}, at both servers after ${took} ms`);
 
   step = 'page';
-  const { name, page } = await decks.turn_page([addresses.main, addresses.backup]);
-  await decks.painted_by(addresses.main);
+  const { name, page } = await decks.turn_page(Object.values(servers));
+  await decks.painted_by(servers.main);
   timeline.event('page', `the last key of ${name} turned it to page ${page}`);
 }
 
@@ -145,9 +137,8 @@ async function press() {
 async function outbound_command(side, zero, what) {
   step = 'command';
   const { payload, transport } = commands[side];
-  const arrived = await hosts.until(`the device has received "${payload}"`, async () => {
-    const { received } = await ask('GET', `http://${addresses.device}:7999/received`);
-    const next = received[commands_received];
+  const arrived = await watch.until(`the device has received "${payload}"`, async () => {
+    const next = (await device.received())[commands_received];
     return next?.ended && next;
   });
   if (arrived.text !== payload || arrived.transport !== transport.toLowerCase()) {
@@ -166,13 +157,13 @@ async function fault(text, make) {
   const zero = now();
   await make();
   step = 'transfer';
-  await hosts.until('operation moves to Backup', () => active_on('backup'));
+  await watch.until('operation moves to Backup', () => active_on('backup'));
   const took = since(zero);
-  const reasons = faults(await status()).map((alert) => alert.message);
+  const reasons = faults(await get_status()).map((alert) => alert.message);
   timeline.event('transfer', `to Backup after ${took}: ${reasons[0] ?? ''}`, 'transfer');
   await outbound_command('backup', zero, 'the fault');
   step = 'repainted';
-  const last = await decks.painted_by(addresses.backup);
+  const last = await decks.painted_by(servers.backup);
   const painted = Math.max(0, Math.round(last - zero.wall));
   const text_of_keys = `all ${decks.key_count} keys from ${names.backup}, on the same pages`;
   timeline.event('repainted', `${text_of_keys}, ${painted} ms after the fault`, 'transfer');
@@ -181,11 +172,11 @@ async function fault(text, make) {
 
 async function hold() {
   step = 'held';
-  await ask('POST', simulator('main'), { engine: 'running' });
-  await hosts.until("Main's recovery is noticed", async () => !faults(await status()).length);
+  await servers.main.set({ engine: 'running' });
+  await watch.until("Main's recovery is noticed", async () => !faults(await get_status()).length);
   const recovered = performance.now();
-  await hosts.until('a second passes on Backup', async () => {
-    const { activeSerial, protection } = await status();
+  await watch.until('a second passes on Backup', async () => {
+    const { activeSerial, protection } = await get_status();
     if (activeSerial !== serials.backup || !protection.heldOnBackup) {
       throw new Error('operation left Backup by itself');
     }
@@ -197,35 +188,33 @@ async function hold() {
 async function return_to_main() {
   step = 'returned';
   let zero;
-  await hosts.until('the operator may return to Main', async () => {
-    if ((await status()).protection.actionsBusy) return false;
+  await watch.until('the operator may return to Main', async () => {
+    if ((await get_status()).protection.actionsBusy) return false;
     zero = now();
     return (await operate('main')).ok;
   });
-  await hosts.until('operation is on Main again', async () => {
-    const seen = await status();
+  await watch.until('operation is on Main again', async () => {
+    const seen = await get_status();
     return seen.activeSerial === serials.main && !seen.protection.heldOnBackup;
   });
   timeline.event('returned', 'the operator returned to Main');
   await outbound_command('main', zero, 'the click');
   step = 'repainted';
-  await decks.painted_by(addresses.main);
+  await decks.painted_by(servers.main);
 }
 
 async function plug_in() {
   step = 'plugged';
-  await hosts.cable('plug', 'main');
-  await hosts.until('Main is healthy again', async () => !faults(await status()).length);
+  servers.main.plug();
+  await watch.until('Main is healthy again', async () => !faults(await get_status()).length);
   timeline.event('plugged', "Main's cable is back, and Main is healthy again");
 }
 
 async function finish() {
   step = 'end';
-  program.stopping = true;
-  program.child.kill('SIGTERM');
-  let result;
-  program.ended.then((code) => (result = { code }));
-  const { code } = await hosts.until('the program ends', () => result);
+  watch.ending = true;
+  running.signal('SIGTERM');
+  const { code } = await watch.until('the program ends', () => running.ended && running.exited);
   if (code !== 0) throw new Error(`the program ended with ${code}`);
 }
 
@@ -236,25 +225,23 @@ async function tour() {
   await press();
   timeline.chapter();
   const engine = await fault("Main's engine stopped", () =>
-    ask('POST', simulator('main'), { engine: 'stopped' }),
+    servers.main.set({ engine: 'stopped' }),
   );
   await hold();
   await return_to_main();
   timeline.chapter();
-  const cable = await fault("Main's cable pulled", () => hosts.cable('unplug', 'main'));
+  const cable = await fault("Main's cable pulled", () => servers.main.unplug());
   await plug_in();
   await return_to_main();
   return `All went well: ${engine} to leave a stopped engine, ${cable} a pulled cable.`;
 }
 
 async function start_rehearsal() {
-  const servers = `${addresses.main},${addresses.backup}`;
-  hosts.start('workstation', 'rehearsal', [
-    'build/linux/elvantris-rehearsal',
-    '--background',
-    ...['--servers', servers, '--device', addresses.device],
-  ]);
-  await hosts.until('the rehearsal answers', () => ask('GET', `${pages[0]}state`));
+  const places = ['--servers', `${addresses.main},${addresses.backup}`];
+  places.push('--device', addresses.device);
+  const command = [path.join(build, 'elvantris-rehearsal'), '--background', ...places];
+  watch.over('the rehearsal', new Child(command));
+  await watch.until('the rehearsal answers', () => call('127.0.0.1', 5290, 'GET', '/state'));
 }
 
 // The browser must not run as root where there is another user.
@@ -276,7 +263,7 @@ function open_pages() {
 
 function how_to_reach() {
   const sudo = process.env.SUDO_USER ? 'sudo ' : '';
-  const inside = `${sudo}ip netns exec ${prefix}-workstation`;
+  const inside = `${sudo}ip netns exec ${network}-workstation`;
   return `
 Everything is left running, with the workstation in a network of its own.
 ${bold("The rehearsal with its switches and scenarios, and the operator's page")}
@@ -289,8 +276,8 @@ ${bold('The status, and a fault of your own making')}
   ${inside} \\
     curl -s http://127.0.0.1:5251/api/status
   ${inside} \\
-    curl -s ${simulator('main')} -d '{"engine":"stopped"}'
-  ${sudo}scripts/lib/namespaces.sh unplug ${prefix} main
+    curl -s http://${addresses.main}:5999/simulator -d '{"engine":"stopped"}'
+  ${sudo}scripts/lib/namespaces.sh unplug ${network} main
 ${bold('The log')}
   ${log}
 
@@ -302,17 +289,17 @@ async function stay_until_interrupted() {
   await start_rehearsal();
   console.log(how_to_reach());
   open_pages();
-  while (!hosts.interrupted) {
-    if (hosts.unexpected_end) throw new Error(hosts.unexpected_end);
+  while (!watch.interrupted) {
+    if (watch.unexpected_end) throw new Error(watch.unexpected_end);
     await new Promise((resolve) => setTimeout(resolve, 100));
   }
-  hosts.interrupted = false;
+  watch.interrupted = false;
 }
 
 // What the program itself holds to be wrong, if it still answers.
 async function standing_alerts() {
   try {
-    return faults(await status()).map((alert) => `  alert: ${alert.message}\n`);
+    return faults(await get_status()).map((alert) => `  alert: ${alert.message}\n`);
   } catch {
     return [];
   }
@@ -337,7 +324,7 @@ try {
   if (!stay) timeline.closing(closing);
   process.exit(0);
 } catch (error) {
-  if (hosts.interrupted) process.exit(130);
+  if (watch.interrupted) process.exit(130);
   await report(error);
   process.exit(1);
 }

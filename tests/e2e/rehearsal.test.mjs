@@ -1,24 +1,15 @@
 // The rehearsal, with the real program in front of it: begun, played in a browser, and refused
 // where a server answers.
 import assert from 'node:assert/strict';
-import { execFileSync } from 'node:child_process';
 import path from 'node:path';
 import { after, afterEach, before, test } from 'node:test';
 
 import { start_browser } from './support/browser.mjs';
 import { Child } from './support/children.mjs';
 import { decks, lit_keys, plug_into, xl } from './support/decks.mjs';
-import {
-  addresses,
-  network,
-  patience_ms,
-  program,
-  root,
-  until,
-  windows,
-} from './support/environment.mjs';
+import { addresses, patience_ms, program, until, windows } from './support/environment.mjs';
 import { call_json, occupy } from './support/http.mjs';
-import { Device, Server } from './support/network.mjs';
+import { Device, run_on, Server } from './support/network.mjs';
 import { get_status, operate, until_status } from './support/operator.mjs';
 import { page_address, watch_complaints } from './support/page_view.mjs';
 import { Workstation } from './support/workstation.mjs';
@@ -173,10 +164,7 @@ test('the_first_card_is_played_with_the_real_program', async () => {
 });
 
 // The picture of one key; both servers draw it in a colour of their own.
-async function key_image() {
-  const reply = await fetch(`${decks.url}/image?path=${encodeURIComponent(xl.path)}&key=9`);
-  return Buffer.from(await reply.arrayBuffer()).toString('base64');
-}
+const key_image = async () => (await decks.image(xl.path, 9)).toString('base64');
 
 test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async () => {
   const { protection } = await get_status();
@@ -294,9 +282,7 @@ const question_from_outside = `
   web.write('GET / HTTP/1.1\\r\\n\\r\\n');
 `;
 test('no_other_computer_gets_an_answer', () => {
-  const script = path.join(root, 'scripts', 'lib', 'namespaces.sh');
-  const words = ['run', network, 'main', process.execPath, '-e', question_from_outside];
-  assert.equal(execFileSync(script, words, { encoding: 'utf8' }), 'heard:\n');
+  assert.equal(run_on('main', process.execPath, '-e', question_from_outside), 'heard:\n');
 });
 
 test('a_server_that_appears_during_a_rehearsal_is_pointed_out', async () => {

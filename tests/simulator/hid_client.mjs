@@ -1,5 +1,4 @@
-// The virtual decks, used through the calls of the library by a small program, and by their
-// control over HTTP.
+// The virtual decks, used through the calls of the library by a small program.
 import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import net from 'node:net';
@@ -7,9 +6,8 @@ import os from 'node:os';
 import path from 'node:path';
 import readline from 'node:readline';
 
-import { build, simulator } from '../e2e/support/environment.mjs';
-
-export const library_folder = path.join(build, 'virtual_decks');
+import { deck_environment, DeckControl } from '../e2e/support/deck_control.mjs';
+import { simulator } from '../e2e/support/environment.mjs';
 
 // Below the ports that the system hands out, so that no other connection gets this one before the
 // control opens it.
@@ -25,39 +23,6 @@ function free_port() {
   });
 }
 
-// The control of decks at an address.
-export class DeckControl {
-  constructor(port) {
-    this.url = `http://127.0.0.1:${port}`;
-  }
-
-  async tell(act, request = {}) {
-    const reply = await fetch(`${this.url}/${act}`, {
-      method: 'POST',
-      body: JSON.stringify(request),
-    });
-    const answer = await reply.json();
-    if (reply.status !== 200) throw new Error(answer.error);
-    return answer;
-  }
-
-  async get(target) {
-    const reply = await fetch(`${this.url}/${target}`);
-    return reply.json();
-  }
-
-  async picture(deck, key) {
-    const which = key === undefined ? '' : `&key=${key}`;
-    const reply = await fetch(`${this.url}/picture?path=${encodeURIComponent(deck)}${which}`);
-    if (reply.status !== 200) throw new Error((await reply.json()).error);
-    return read_bmp(Buffer.from(await reply.arrayBuffer()));
-  }
-
-  deck(name, decode = '') {
-    return this.get(`state${decode}`).then(({ decks }) => decks.find((one) => one.path === name));
-  }
-}
-
 export class HidClient {
   static async start(decks, environment = {}) {
     const client = new HidClient();
@@ -69,9 +34,7 @@ export class HidClient {
       stdio: ['pipe', 'pipe', 'inherit'],
       env: {
         ...process.env,
-        LD_LIBRARY_PATH: library_folder,
-        ELVANTRIS_VIRTUAL_DECKS: JSON.stringify(decks),
-        ELVANTRIS_VIRTUAL_DECKS_PORT: String(port),
+        ...deck_environment(port, decks),
         ELVANTRIS_VIRTUAL_DECKS_JOURNAL: client.journal,
         ...environment,
       },
@@ -168,53 +131,3 @@ export const reports_of = {
     });
   },
 };
-
-// A picture as {width, height, at(x, y)}, the latter giving [red, green, blue].
-export function read_bmp(bytes) {
-  const offset = bytes.readUInt32LE(10);
-  const width = bytes.readInt32LE(18);
-  const height = bytes.readInt32LE(22);
-  const stride = Math.ceil((width * 3) / 4) * 4;
-  return {
-    width,
-    height,
-    at(x, y) {
-      const place = offset + (height - 1 - y) * stride + x * 3;
-      return [bytes[place + 2], bytes[place + 1], bytes[place]];
-    },
-  };
-}
-
-export function make_bmp(width, height, at) {
-  const stride = Math.ceil((width * 3) / 4) * 4;
-  const bytes = Buffer.alloc(54 + stride * height);
-  bytes.write('BM');
-  bytes.writeUInt32LE(bytes.length, 2);
-  bytes.writeUInt32LE(54, 10);
-  bytes.writeUInt32LE(40, 14);
-  bytes.writeInt32LE(width, 18);
-  bytes.writeInt32LE(height, 22);
-  bytes.writeUInt16LE(1, 26);
-  bytes.writeUInt16LE(24, 28);
-  bytes.writeUInt32LE(stride * height, 34);
-  for (let y = 0; y < height; y += 1) {
-    for (let x = 0; x < width; x += 1) {
-      const [red, green, blue] = at(x, y);
-      bytes.set([blue, green, red], 54 + (height - 1 - y) * stride + x * 3);
-    }
-  }
-  return bytes;
-}
-
-// The largest difference of two pictures in any channel.
-export function difference(one, other, step = 1) {
-  if (one.width !== other.width || one.height !== other.height) return Infinity;
-  let largest = 0;
-  for (let y = 0; y < one.height; y += step) {
-    for (let x = 0; x < one.width; x += step) {
-      const [a, b] = [one.at(x, y), other.at(x, y)];
-      a.forEach((value, i) => (largest = Math.max(largest, Math.abs(value - b[i]))));
-    }
-  }
-  return largest;
-}

@@ -2,9 +2,10 @@
 import fs from 'node:fs';
 import path from 'node:path';
 
-import { DeckControl, difference, library_folder, read_bmp } from '../../simulator/hid_client.mjs';
+import { difference, read_bmp } from './bmp.mjs';
+import { deck_environment, DeckControl } from './deck_control.mjs';
 import { until } from './environment.mjs';
-import { answers } from './http.mjs';
+import { answers, call_json } from './http.mjs';
 
 const port = 5998;
 
@@ -14,12 +15,12 @@ export const xl = { productId: 0x006c, serial: 'XL-1', path: '/dev/xl' };
 export const mini = { productId: 0x0063, serial: 'MINI-1', path: '/dev/mini' };
 export const original = { productId: 0x0060, serial: 'ORIG-1', path: '/dev/original' };
 
+export const environment_with = (plugged) => deck_environment(port, plugged);
+
 export function plug_into(workstation, plugged, environment = {}) {
   workstation.journal = path.join(workstation.folder, 'decks.json');
   Object.assign(workstation.environment, {
-    LD_LIBRARY_PATH: library_folder,
-    ELVANTRIS_VIRTUAL_DECKS: JSON.stringify(plugged),
-    ELVANTRIS_VIRTUAL_DECKS_PORT: String(port),
+    ...environment_with(plugged),
     ELVANTRIS_VIRTUAL_DECKS_JOURNAL: workstation.journal,
     ...environment,
   });
@@ -61,14 +62,12 @@ async function full_state(server) {
   const { sessions } = (await server.report()).operatorDecks;
   if (sessions.length === 0) return [];
   const { sessionId } = sessions[0];
-  const query = `sessionId=${encodeURIComponent(sessionId)}&since=0`;
-  const reply = await fetch(`http://${server.address}:5000/Home/OperatorDeckState?${query}`);
-  return (await reply.json()).decks;
+  const target = `/Home/OperatorDeckState?sessionId=${encodeURIComponent(sessionId)}&since=0`;
+  return (await call_json(server.address, 5000, 'GET', target)).decks;
 }
 
 async function shows(name, key, image) {
-  const reply = await fetch(`${decks.url}/image?path=${encodeURIComponent(name)}&key=${key}`);
-  const shown = Buffer.from(await reply.arrayBuffer());
+  const shown = await decks.image(name, key);
   if (name !== original.path) return shown.equals(image);
   return shown.length > 0 && difference(await decks.picture(name, key), read_bmp(image)) === 0;
 }

@@ -20,7 +20,7 @@ export async function until(what, ask, limit_ms = patience_ms, pause_ms = 5) {
   for (;;) {
     const answer = await ask();
     if (answer) return answer;
-    if (Date.now() > end) throw new Error(`did not happen: ${what}`);
+    if (Date.now() > end) throw new Error(`not within ${limit_ms / 1000} s: ${what}`);
     await new Promise((resolve) => setTimeout(resolve, pause_ms));
   }
 }

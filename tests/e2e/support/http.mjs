@@ -4,25 +4,29 @@ import net from 'node:net';
 
 import { patience_ms } from './environment.mjs';
 
-export function call(host, port, method, path, body, limitMs = patience_ms) {
+// Nobody is there, or nothing comes back.
+export class NoAnswer extends Error {}
+
+export function call_bytes(host, port, method, path, body, limit_ms = patience_ms) {
   return new Promise((resolve, reject) => {
+    const no_answer = ({ message }) => reject(new NoAnswer(message));
     const request = http.request(
       { host, port, method, path, agent: false, headers: { Connection: 'close' } },
       (response) => {
         const chunks = [];
         response.on('data', (chunk) => chunks.push(chunk));
-        response.on('error', reject);
+        response.on('error', no_answer);
         response.on('end', () =>
           resolve({
             status: response.statusCode,
             headers: response.headers,
-            body: Buffer.concat(chunks).toString(),
+            body: Buffer.concat(chunks),
           }),
         );
       },
     );
-    request.on('error', reject);
-    request.setTimeout(limitMs, () => request.destroy(new Error(`no answer: ${method} ${path}`)));
+    request.on('error', no_answer);
+    request.setTimeout(limit_ms, () => request.destroy(new Error(`no answer: ${method} ${path}`)));
     if (body === undefined) request.end();
     else {
       const text = typeof body === 'string' ? body : JSON.stringify(body);
@@ -30,6 +34,11 @@ export function call(host, port, method, path, body, limitMs = patience_ms) {
       request.end(text);
     }
   });
+}
+
+export async function call(...details) {
+  const reply = await call_bytes(...details);
+  return { ...reply, body: reply.body.toString() };
 }
 
 export async function call_json(...details) {
