@@ -1,11 +1,10 @@
 // Measures the running program as an operator meets it. Started by end_to_end.
 import { setTimeout as sleep } from 'node:timers/promises';
 
-import { addresses } from '../tests/e2e/support/environment.mjs';
 import { memory_mib } from '../tests/e2e/support/hostile.mjs';
 import { Device } from '../tests/e2e/support/network.mjs';
 import { get_status, health_of, operate } from '../tests/e2e/support/operator.mjs';
-import { Pair } from '../tests/e2e/support/pair.mjs';
+import { command, Pair } from '../tests/e2e/support/pair.mjs';
 import { ask_tool } from '../tests/e2e/support/tool.mjs';
 import { Workstation } from '../tests/e2e/support/workstation.mjs';
 import {
@@ -20,15 +19,6 @@ import {
 } from './support/figures.mjs';
 
 const runs = Number(process.argv[2]);
-const command = {
-  name: 'device',
-  event: 'backup',
-  host: addresses.device,
-  port: 7000,
-  transport: 'TCP',
-  payload: 'GO\\r',
-  enabled: true,
-};
 
 async function measure_start() {
   const workstation = new Workstation();
@@ -153,7 +143,7 @@ const device = await Device.start();
 const pair = await Pair.start();
 const { main } = pair;
 try {
-  await pair.settle({ lossMs: 500, actions: [command] });
+  await pair.settle({ lossMs: 500, actions: [command('GO\\r')] });
   await sleep(1500); // the grace
   await measure_check(pair.workstation);
   await measure_idle(pair.workstation, 30);

@@ -5,10 +5,14 @@ import fs from 'node:fs';
 import path from 'node:path';
 
 import { Child } from '../../tests/e2e/support/children.mjs';
-import { addresses, build, network, program } from '../../tests/e2e/support/environment.mjs';
-import { call } from '../../tests/e2e/support/http.mjs';
+import { addresses, network, program } from '../../tests/e2e/support/environment.mjs';
 import { Device, Server } from '../../tests/e2e/support/network.mjs';
 import { get_status, operate, post } from '../../tests/e2e/support/operator.mjs';
+import {
+  rehearsal_page,
+  rehearsal_program,
+  rehearsal_state,
+} from '../../tests/e2e/support/rehearsal.mjs';
 import { deck_environment, Decks, plugged } from './demo_decks.mjs';
 import { bold, Timeline } from './demo_timeline.mjs';
 import { Watch } from './demo_watch.mjs';
@@ -16,7 +20,7 @@ import { Watch } from './demo_watch.mjs';
 const [folder, ...options] = process.argv.slice(2);
 const stay = options.includes('--stay');
 
-const pages = ['http://127.0.0.1:5290/', 'http://127.0.0.1:5270/'];
+const pages = [rehearsal_page, 'http://127.0.0.1:5270/'];
 const serials = { main: 'SIM-A', backup: 'SIM-B' };
 const names = { main: 'Stage left', backup: 'Stage right' };
 const grace_ms = 1000;
@@ -239,9 +243,8 @@ async function tour() {
 async function start_rehearsal() {
   const places = ['--servers', `${addresses.main},${addresses.backup}`];
   places.push('--device', addresses.device);
-  const command = [path.join(build, 'elvantris-rehearsal'), '--background', ...places];
-  watch.over('the rehearsal', new Child(command));
-  await watch.until('the rehearsal answers', () => call('127.0.0.1', 5290, 'GET', '/state'));
+  watch.over('the rehearsal', new Child([rehearsal_program, '--background', ...places]));
+  await watch.until('the rehearsal answers', rehearsal_state);
 }
 
 // The browser must not run as root where there is another user.

@@ -3,7 +3,7 @@
 import path from 'node:path';
 
 import { start_browser } from '../../tests/e2e/support/browser.mjs';
-import { addresses, until } from '../../tests/e2e/support/environment.mjs';
+import { until } from '../../tests/e2e/support/environment.mjs';
 import { Server } from '../../tests/e2e/support/network.mjs';
 import {
   operate,
@@ -14,7 +14,7 @@ import {
   until_status,
 } from '../../tests/e2e/support/operator.mjs';
 import { page_address } from '../../tests/e2e/support/page_view.mjs';
-import { quick_policy } from '../../tests/e2e/support/pair.mjs';
+import { command, quick_policy } from '../../tests/e2e/support/pair.mjs';
 import { Workstation } from '../../tests/e2e/support/workstation.mjs';
 
 const folder = process.argv[2];
@@ -32,18 +32,9 @@ const actions = [
   ['Projector shutter', 'backup', 'TCP', 'SHUTTER 0\\r'],
   ['Lighting cue', 'backup', 'UDP', 'GO 12\\n'],
   ['Projector shutter back', 'main', 'TCP', 'SHUTTER 1\\r'],
-].map(([name, event, transport, payload]) => ({
-  name,
-  event,
-  transport,
-  payload,
-  host: addresses.device,
-  port: 7000,
-  delayMs: 0,
-  timeoutMs: 500,
-  retries: 0,
-  enabled: false,
-}));
+].map(([name, event, transport, payload]) =>
+  command(name, { event, transport, payload, timeoutMs: 500, enabled: false }),
+);
 
 const workstation = new Workstation();
 const servers = [];

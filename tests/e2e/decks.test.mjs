@@ -29,6 +29,8 @@ import { Pair } from './support/pair.mjs';
 import { end_for_want_of_ports } from './support/ordinary_end.mjs';
 import { machine_name, Workstation } from './support/workstation.mjs';
 
+const machine = await machine_name();
+
 // Under Wine no deck can be plugged in.
 const with_decks = windows ? () => {} : describe;
 
@@ -300,7 +302,7 @@ with_decks('decks of a pair', () => {
   });
 
   const lines = (beginning) => pair.workstation.log_lines(`[streamdeck] ${beginning}`);
-  const session = `operator-control-${machine_name()}`;
+  const session = `operator-control-${machine}`;
   const both = () => [pair.main, pair.backup];
 
   async function set_page(servers, serial, page) {
@@ -649,7 +651,6 @@ test('a_start_without_any_deck_tells_so_in_the_status', async () => {
 });
 
 test('without_a_deck_a_server_is_offered_an_empty_list_asked_for_its_state_and_left', async () => {
-  const machine = machine_name();
   const session = `operator-control-${machine}`;
   const server = await Server.start('spare', 'SER-I');
   const workstation = new Workstation();

@@ -15,7 +15,8 @@ import { machine_name, Workstation } from './support/workstation.mjs';
 const with_decks = windows ? test.skip : test;
 
 // What the page's workstation is called, as this one is.
-const as_here = (text) => JSON.parse(text.replaceAll('SHOW-1', machine_name()));
+const machine = await machine_name();
+const as_here = (text) => JSON.parse(text.replaceAll('SHOW-1', machine));
 
 for (const spelling of ['PascalCase', 'camelCase']) {
   describe(`a server that answers in ${spelling}`, () => {
@@ -86,7 +87,7 @@ for (const spelling of ['PascalCase', 'camelCase']) {
       const offered = ({ body }) => body === offer;
       await until('the offer', async () => (await sent('Register')).some(offered));
       const [{ url }] = await sent('State');
-      const session = `operator-control-${machine_name()}`;
+      const session = `operator-control-${machine}`;
       assert.equal(url, `/Home/OperatorDeckState?sessionId=${session}&since=0`);
       await workstation.stop();
       assert.deepEqual(

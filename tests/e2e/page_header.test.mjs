@@ -1,6 +1,6 @@
 // The header: badges, sync chip, deck chip, and what becomes of them when the API goes away.
 import assert from 'node:assert/strict';
-import { after, afterEach, before, test } from 'node:test';
+import { test } from 'node:test';
 
 import { in_time, until } from './support/environment.mjs';
 import {
@@ -17,12 +17,7 @@ import {
 } from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
-let view;
-before(async () => {
-  view = await PageView.start();
-});
-afterEach(() => view.assert_no_complaint());
-after(() => view?.stop());
+const view = PageView.for_the_tests();
 
 const plain = (changes) => status({ protection: undefined, ...changes });
 const pair = (main_changes, backup_changes) => ({

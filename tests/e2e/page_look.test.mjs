@@ -1,7 +1,7 @@
 // What the eye can tell from two metres away: sizes, contrasts and colours as the browser has
 // computed them.
 import assert from 'node:assert/strict';
-import { after, afterEach, before, test } from 'node:test';
+import { test } from 'node:test';
 
 import {
   assert_colour,
@@ -29,12 +29,7 @@ import {
 } from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
-let view;
-before(async () => {
-  view = await PageView.start();
-});
-afterEach(() => view.assert_no_complaint());
-after(() => view?.stop());
+const view = PageView.for_the_tests();
 
 const sizes = [
   [1024, 768],

@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';
-import { after, before, test } from 'node:test';
+import { test } from 'node:test';
 
 import { root } from './support/environment.mjs';
 import { page_states } from './support/page_states.mjs';
@@ -16,16 +16,12 @@ const make_anew = process.env.ELVANTRIS_NEW_PICTURES === '1';
 // Letters are drawn a little differently from one version of the browser to the next.
 const tolerance = 0.0004;
 
-let view;
+const view = PageView.for_the_tests({ may_complain: true });
 let desk; // where pictures are worked on
-before(async () => {
-  view = await PageView.start();
-  desk = await view.browser.newPage();
-  fs.mkdirSync(make_anew ? folder : seen_folder, { recursive: true });
-});
-after(() => view?.stop());
+fs.mkdirSync(make_anew ? folder : seen_folder, { recursive: true });
 
 async function take(open, viewport) {
+  desk ??= await view.browser.newPage();
   await open(view, { viewport });
   // A machine too busy for its polls must not be taken for a program that hangs.
   await view.stop_polling();

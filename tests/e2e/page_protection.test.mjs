@@ -1,6 +1,6 @@
 // The protection piece: the words of the badges, the banner, and the dialog with its posts.
 import assert from 'node:assert/strict';
-import { after, afterEach, before, test } from 'node:test';
+import { test } from 'node:test';
 
 import { until } from './support/environment.mjs';
 import {
@@ -19,12 +19,7 @@ import {
 } from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
-let view;
-before(async () => {
-  view = await PageView.start();
-});
-afterEach(() => view.assert_no_complaint());
-after(() => view?.stop());
+const view = PageView.for_the_tests();
 
 const guarded = (changes, others) => status({ protection: protection(changes), ...others });
 const with_policy = (changes, others) => guarded({ policy: policy(changes), ...others });

@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import { createRequire } from 'node:module';
 import path from 'node:path';
-import { after, afterEach, before, test } from 'node:test';
+import { test } from 'node:test';
 
 import { root } from './support/environment.mjs';
 import { call, Connection } from './support/http.mjs';
@@ -24,12 +24,7 @@ import { PageView } from './support/page_view.mjs';
 
 const axe = fs.readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
 
-let view;
-before(async () => {
-  view = await PageView.start();
-});
-afterEach(() => view.assert_no_complaint());
-after(() => view?.stop());
+const view = PageView.for_the_tests();
 
 const busy = (changes) =>
   status({

@@ -1,17 +1,12 @@
 // The setup dialog: what it shows, what it refuses, what it sends, and how it ends.
 import assert from 'node:assert/strict';
-import { after, afterEach, before, test } from 'node:test';
+import { test } from 'node:test';
 
 import { in_time, until } from './support/environment.mjs';
 import { backup, hostile, main, nothing_active, offline, status } from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
-let view;
-before(async () => {
-  view = await PageView.start();
-});
-afterEach(() => view.assert_no_complaint());
-after(() => view?.stop());
+const view = PageView.for_the_tests();
 
 const value = (id) => view.page.$eval(`#${id}`, (control) => control.value);
 const checked = (id) => view.page.isChecked(`#${id}`);

@@ -1,17 +1,12 @@
 // The work area: the active server's own interface in the frame, or the stand-by card.
 import assert from 'node:assert/strict';
-import { after, afterEach, before, test } from 'node:test';
+import { test } from 'node:test';
 
 import { until } from './support/environment.mjs';
 import { backup, main, nothing_active, offline, starting, status } from './support/page_status.mjs';
 import { PageView } from './support/page_view.mjs';
 
-let view;
-before(async () => {
-  view = await PageView.start();
-});
-afterEach(() => view.assert_no_complaint());
-after(() => view?.stop());
+const view = PageView.for_the_tests();
 
 const ready = 'Elvantris Redundancy Control is ready';
 const waiting_text = 'Waiting for an Elvantris system to become available.';

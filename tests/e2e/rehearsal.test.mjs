@@ -1,22 +1,24 @@
 // The rehearsal, with the real program in front of it: begun, played in a browser, and refused
 // where a server answers.
 import assert from 'node:assert/strict';
-import path from 'node:path';
 import { after, afterEach, before, test } from 'node:test';
 
 import { start_browser } from './support/browser.mjs';
-import { Child } from './support/children.mjs';
 import { decks, lit_keys, plug_into, xl } from './support/decks.mjs';
-import { addresses, patience_ms, program, until, windows } from './support/environment.mjs';
-import { call_json, occupy } from './support/http.mjs';
+import { addresses, patience_ms, until, windows } from './support/environment.mjs';
+import { occupy } from './support/http.mjs';
 import { Device, run_on, Server } from './support/network.mjs';
-import { get_status, operate, until_status } from './support/operator.mjs';
+import { get_status, operate, post, until_status } from './support/operator.mjs';
 import { page_address, watch_complaints } from './support/page_view.mjs';
+import {
+  launch_rehearsal,
+  rehearsal_act as act,
+  rehearsal_page,
+  rehearsal_serials as serials,
+  rehearsal_state as state,
+  until_rehearsal_runs,
+} from './support/rehearsal.mjs';
 import { Workstation } from './support/workstation.mjs';
-
-const binary = path.join(path.dirname(program), `elvantris-rehearsal${windows ? '.exe' : ''}`);
-const serials = { main: 'REHEARSAL-A', backup: 'REHEARSAL-B' };
-const begun = 'The rehearsal runs. Its page is http://127.0.0.1:5290/';
 
 let workstation;
 let rehearsal;
@@ -24,18 +26,7 @@ let browser;
 let page;
 let complaints;
 
-function launch(...words) {
-  const command = [...(windows ? ['wine'] : []), binary, ...words];
-  return new Child(command, { cwd: workstation.folder, env: workstation.environment });
-}
-
-const state = () => call_json('127.0.0.1', 5290, 'GET', '/state');
-const act = (request) => call_json('127.0.0.1', 5290, 'POST', '/act', request);
-const started = (child) =>
-  until('the rehearsal runs', () => {
-    if (child.ended) throw new Error(`ended: ${child.text.errors}`);
-    return child.text.output.includes(begun);
-  });
+const launch = (...words) => launch_rehearsal(workstation, ...words);
 
 before(() => {
   workstation = new Workstation();
@@ -98,7 +89,7 @@ test('its_page_can_be_put_before_servers_elsewhere', { skip: windows }, async ()
   const backup = await Server.start('backup', 'SER-B');
   const device = await Device.start();
   const far = launch(...elsewhere);
-  await started(far);
+  await until_rehearsal_runs(far);
   const { servers } = await act({ act: 'trouble', serial: 'SER-B', trouble: 'engine', on: true });
   assert.deepEqual(
     servers.map(({ name, outputs }) => [name, outputs]),
@@ -117,13 +108,13 @@ test('its_page_can_be_put_before_servers_elsewhere', { skip: windows }, async ()
 
 test('it_opens_its_page_by_itself', async () => {
   rehearsal = launch();
-  await started(rehearsal);
-  assert.deepEqual(await workstation.until_opened(1), ['http://127.0.0.1:5290/']);
+  await until_rehearsal_runs(rehearsal);
+  assert.deepEqual(await workstation.until_opened(1), [rehearsal_page]);
   browser = await start_browser();
   page = await browser.newPage();
   page.setDefaultTimeout(patience_ms);
   complaints = watch_complaints(page);
-  await page.goto('http://127.0.0.1:5290/');
+  await page.goto(rehearsal_page);
   await page.getByText("Redundancy Control doesn't run on this computer. Start it.").waitFor();
 });
 
@@ -145,7 +136,7 @@ test('the_first_card_is_played_with_the_real_program', async () => {
   await until_status('both are found', ({ systems }) => {
     return systems.filter(({ online }) => online).length === 2;
   });
-  const { ok } = await call_json('127.0.0.1', 5251, 'POST', '/api/configure', {
+  const { ok } = await post('/api/configure', {
     enabled: true,
     mainSerial: serials.main,
     backupSerial: serials.backup,
@@ -169,7 +160,7 @@ const key_image = async () => (await decks.image(xl.path, 9)).toString('base64')
 test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async () => {
   const { protection } = await get_status();
   const to_device = { host: '127.0.0.1', port: 7000, timeoutMs: 500, enabled: true };
-  await call_json('127.0.0.1', 5251, 'POST', '/api/protection', {
+  await post('/api/protection', {
     ...protection.policy,
     startupMs: 1000,
     actions: [
@@ -240,7 +231,7 @@ test('a_scenario_that_is_stopped_leaves_both_servers_well', async () => {
 });
 
 test('commands_to_the_servers_are_listed', async () => {
-  const reply = await call_json('127.0.0.1', 5251, 'POST', '/api/route', {
+  const reply = await post('/api/route', {
     functionId: 3,
     payload: 'GO',
   });

@@ -1,10 +1,9 @@
 // A Windows desktop as the operator has it before him: the taskbar, the mouse, the registry.
-import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 
-import { Child } from '../../e2e/support/children.mjs';
+import { Child, run_to_its_end } from '../../e2e/support/children.mjs';
 import { patience_ms, root, until } from '../../e2e/support/environment.mjs';
 import { seen_by_program, Workstation } from '../../e2e/support/workstation.mjs';
 
@@ -15,31 +14,8 @@ const run_key = 'HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Run';
 // Wine's path names follow the locale; the desktop's own programs must be found again.
 const surroundings = { ...process.env, LC_ALL: 'C.UTF-8' };
 
-// What a program has written by its end. Through files: the desktop, which the first program
-// starts, would hold a pipe open for ever.
-export async function run(command, ...words) {
-  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'elvantris-desktop-'));
-  const files = ['output', 'errors'].map((name) => path.join(folder, name));
-  const streams = files.map((file) => fs.openSync(file, 'w'));
-  const child = spawn(command, words, {
-    env: surroundings,
-    stdio: ['ignore', ...streams],
-    timeout: 2 * patience_ms,
-  });
-  try {
-    const code = await new Promise((resolve, reject) => {
-      child.on('exit', resolve);
-      child.on('error', reject);
-    });
-    const [output, errors] = files.map((file) =>
-      fs.readFileSync(file, 'utf8').replaceAll('\r', ''),
-    );
-    return { code, output, errors };
-  } finally {
-    for (const stream of streams) fs.closeSync(stream);
-    fs.rmSync(folder, { recursive: true });
-  }
-}
+export const run = (...command) =>
+  run_to_its_end(command, { env: surroundings, limit_ms: 2 * patience_ms });
 
 export const wine = (...words) => run('wine', ...words);
 

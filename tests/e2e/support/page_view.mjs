@@ -1,6 +1,7 @@
 // The real page in a real browser, looking at statuses that the test makes up: for what is hard to
 // bring about with a real pair. Everything but the document itself is answered here.
 import assert from 'node:assert/strict';
+import { after, afterEach, before } from 'node:test';
 
 import { start_browser } from './browser.mjs';
 import { patience_ms } from './environment.mjs';
@@ -24,20 +25,25 @@ export function watch_complaints(page) {
 }
 
 export class PageView {
-  static async start() {
+  // One for all tests of a file, to be called ahead of them. Unless it may, the browser complains
+  // in none.
+  static for_the_tests({ may_complain = false } = {}) {
     const view = new PageView();
-    view.complaints = [];
-    view.workstation = new Workstation();
-    await view.workstation.start();
-    view.browser = await start_browser();
+    before(async () => {
+      view.workstation = new Workstation();
+      await view.workstation.start();
+      view.browser = await start_browser();
+    });
+    if (!may_complain) afterEach(() => assert.deepEqual(view.complaints, []));
+    after(async () => {
+      await view.browser?.close();
+      await view.workstation?.stop();
+      await view.workstation?.remove();
+    });
     return view;
   }
 
-  async stop() {
-    await this.browser?.close();
-    await this.workstation?.stop();
-    await this.workstation?.remove();
-  }
+  complaints = [];
 
   // The page afresh at `query`, up to its first render; without a status, none ever comes. One
   // tab serves all tests of a file: a new one takes longer than most of them.
@@ -242,9 +248,5 @@ export class PageView {
   async assert_no_markup_taken() {
     assert.equal(await this.page.locator('img').count(), 0);
     assert.equal(await this.page.title(), 'Elvantris Redundancy Control');
-  }
-
-  assert_no_complaint() {
-    assert.deepEqual(this.complaints, []);
   }
 }

@@ -6,7 +6,7 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 
-import { Child } from './children.mjs';
+import { Child, run_to_its_end } from './children.mjs';
 import { program, until, windows } from './environment.mjs';
 import { answers, call } from './http.mjs';
 
@@ -16,20 +16,6 @@ export const seen_by_program = (name) => (windows ? `Z:${name.replaceAll('/', '\
 // Wine takes no folder of the user from outside; its own are in its prefix.
 export const default_data_folder = () =>
   path.join(process.env.WINEPREFIX, 'drive_c', 'users', os.userInfo().username, 'AppData', 'Local');
-
-// Through a file: Wine's desktop, which the first program starts, would hold a pipe open for ever.
-function output_of(command, ...words) {
-  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'elvantris-e2e-'));
-  const file = path.join(folder, 'output');
-  const output = fs.openSync(file, 'w');
-  try {
-    execFileSync(command, words, { stdio: ['ignore', output, 'ignore'] });
-    return fs.readFileSync(file, 'utf8').trim();
-  } finally {
-    fs.closeSync(output);
-    fs.rmSync(folder, { recursive: true });
-  }
-}
 
 // Whether any socket of this network listens there, also one that takes no connection any more.
 function is_listened_at(port) {
@@ -52,10 +38,10 @@ async function until_wine_lets_go() {
 }
 
 // As the system calls this computer.
-export const machine_name = () =>
-  windows
-    ? output_of('wine', 'cmd', '/c', 'echo %COMPUTERNAME%')
-    : os.hostname().split('.')[0].slice(0, 15);
+export async function machine_name() {
+  if (!windows) return os.hostname().split('.')[0].slice(0, 15);
+  return (await run_to_its_end(['wine', 'cmd', '/c', 'echo %COMPUTERNAME%'])).output.trim();
+}
 
 export class Workstation {
   constructor() {
