@@ -1,6 +1,6 @@
 #include "decks/base64.hpp"
 
-#include "json/text_scanning.hpp"
+#include "text/scanning.hpp"
 
 #include <array>
 #include <cstdint>

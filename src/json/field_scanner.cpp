@@ -1,6 +1,6 @@
 #include "json/field_scanner.hpp"
 
-#include "json/text_scanning.hpp"
+#include "text/scanning.hpp"
 
 #include <optional>
 

@@ -1,6 +1,6 @@
 #include "json/well_formed.hpp"
 
-#include "json/text_scanning.hpp"
+#include "text/scanning.hpp"
 
 #include <algorithm>
 #include <bitset>

@@ -1,6 +1,6 @@
 #include "local/http_request.hpp"
 
-#include "json/text_scanning.hpp"
+#include "text/scanning.hpp"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #include "protection/command_escapes.hpp"
 
-#include "json/text_scanning.hpp"
+#include "text/scanning.hpp"
 
 #include <cstddef>
 

@@ -1,8 +1,8 @@
 #include "systems/discovery.hpp"
 
-#include "json/text_scanning.hpp"
 #include "os/clock.hpp"
 #include "os/sockets.hpp"
+#include "text/scanning.hpp"
 
 #include <algorithm>
 #include <array>

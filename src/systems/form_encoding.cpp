@@ -1,6 +1,6 @@
 #include "systems/form_encoding.hpp"
 
-#include "json/text_scanning.hpp"
+#include "text/scanning.hpp"
 
 namespace elvantris::operator_control {
 

@@ -1,6 +1,6 @@
 #include "systems/http_response.hpp"
 
-#include "json/text_scanning.hpp"
+#include "text/scanning.hpp"
 
 #include <algorithm>
 #include <limits>

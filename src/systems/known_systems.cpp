@@ -1,7 +1,7 @@
 #include "systems/known_systems.hpp"
 
-#include "json/text_scanning.hpp"
 #include "systems/server_choice.hpp"
+#include "text/scanning.hpp"
 
 #include <algorithm>
 #include <cstdint>

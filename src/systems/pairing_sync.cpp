@@ -2,10 +2,10 @@
 
 #include "json/field_scanner.hpp"
 #include "json/object_writer.hpp"
-#include "json/text_scanning.hpp"
 #include "systems/form_encoding.hpp"
 #include "systems/server_http.hpp"
 #include "systems/server_polling.hpp"
+#include "text/scanning.hpp"
 
 #include <algorithm>
 #include <set>

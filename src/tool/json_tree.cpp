@@ -1,7 +1,7 @@
 #include "tool/json_tree.hpp"
 
-#include "json/text_scanning.hpp"
 #include "json/well_formed.hpp"
+#include "text/scanning.hpp"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "json/text_scanning.hpp"
+#include "text/scanning.hpp"
 
 #include <gtest/gtest.h>
 
