@@ -2,8 +2,7 @@ import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
 import { until } from '../e2e/support/environment.mjs';
-import { Server } from '../e2e/support/network.mjs';
-import { system } from './programs.mjs';
+import { held_system, Server } from '../e2e/support/network.mjs';
 import { datagram, exchange, get } from './raw_calls.mjs';
 
 const path = '/Home/GetOperatorControlIdentity';
@@ -118,7 +117,7 @@ test('a_raw_answer_is_sent_byte_for_byte', async () => {
 
 test('an_answer_of_its_own_keeps_the_request_from_the_application', async () => {
   await main.set({ faults: { '/Home/UpdateEventModel': { body: 'OK' } } });
-  const answer = await main.hold_pairing([system('main', 'SER-A', 'Main')]);
+  const answer = await main.hold_pairing([held_system('main', 'SER-A', 'Main')]);
   assert.equal(answer.body, 'OK');
   assert.equal((await main.report()).modelUpdates, 0);
 });

@@ -3,8 +3,7 @@ import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
 import { addresses, until } from '../e2e/support/environment.mjs';
-import { crowd, Server } from '../e2e/support/network.mjs';
-import { system } from './programs.mjs';
+import { crowd, held_system, Server } from '../e2e/support/network.mjs';
 import { datagram, get, read } from './raw_calls.mjs';
 
 const identity = '/Home/GetOperatorControlIdentity';
@@ -75,7 +74,7 @@ test('a_show_of_40_mebibytes_is_made_while_it_is_asked_for', async () => {
 });
 
 test('a_configuration_can_name_any_number_of_systems', async () => {
-  await main.hold_pairing([system('main', 'SER-A', 'Main')]);
+  await main.hold_pairing([held_system('main', 'SER-A', 'Main')]);
   await main.set({ configurationSystems: 5000 });
   const { Enabled: enabled, Systems: systems } = await read('main', configuration);
   assert.equal(enabled, true);

@@ -3,8 +3,7 @@ import { after, before, test } from 'node:test';
 
 import { addresses, until } from '../e2e/support/environment.mjs';
 import { call } from '../e2e/support/http.mjs';
-import { Server } from '../e2e/support/network.mjs';
-import { system } from './programs.mjs';
+import { held_system, Server } from '../e2e/support/network.mjs';
 import { get, read } from './raw_calls.mjs';
 
 const configuration = '/Home/GetOperatorControlConfiguration';
@@ -21,7 +20,10 @@ after(async () => {
   for (const server of [main, backup, spare]) await server.stop();
 });
 
-const pair = [system('main', 'SER-A', 'Main'), system('backup', 'SER-B', 'Backup', 'SER-A')];
+const pair = [
+  held_system('main', 'SER-A', 'Main'),
+  held_system('backup', 'SER-B', 'Backup', 'SER-A'),
+];
 const status = (host) => read(host, replication);
 const applied = (host, revision) =>
   until(`${host} has applied ${revision}`, async () => {
@@ -113,7 +115,10 @@ test('a_model_above_eight_kibibytes_is_taken', async () => {
 });
 
 test('roles_can_be_exchanged', async () => {
-  const exchanged = [system('main', 'SER-A', 'Backup', 'SER-B'), system('backup', 'SER-B', 'Main')];
+  const exchanged = [
+    held_system('main', 'SER-A', 'Backup', 'SER-B'),
+    held_system('backup', 'SER-B', 'Main'),
+  ];
   await backup.hold_pairing(exchanged);
   await applied('main', 6);
   assert.equal((await status('main')).Role, 'Backup');
@@ -121,7 +126,10 @@ test('roles_can_be_exchanged', async () => {
 });
 
 test('a_former_backup_is_let_go', async () => {
-  const other = [system('backup', 'SER-B', 'Main'), system('spare', 'SER-C', 'Backup', 'SER-B')];
+  const other = [
+    held_system('backup', 'SER-B', 'Main'),
+    held_system('spare', 'SER-C', 'Backup', 'SER-B'),
+  ];
   await backup.hold_pairing(other);
   await applied('spare', 7);
   await until('the former backup holds no pairing', async () => {
@@ -131,7 +139,10 @@ test('a_former_backup_is_let_go', async () => {
 });
 
 test('a_disabled_pairing_leaves_no_roles', async () => {
-  const other = [system('backup', 'SER-B', 'Main'), system('spare', 'SER-C', 'Backup', 'SER-B')];
+  const other = [
+    held_system('backup', 'SER-B', 'Main'),
+    held_system('spare', 'SER-C', 'Backup', 'SER-B'),
+  ];
   await backup.hold_pairing(other, { enabled: false });
   await applied('spare', 8);
   for (const host of ['backup', 'spare']) {

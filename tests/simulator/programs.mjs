@@ -2,7 +2,7 @@
 import { once } from 'node:events';
 import path from 'node:path';
 
-import { addresses, simulator } from '../e2e/support/environment.mjs';
+import { simulator } from '../e2e/support/environment.mjs';
 import { launch_on } from '../e2e/support/network.mjs';
 
 // The end of a program that runs, with all that it has said by then.
@@ -13,12 +13,3 @@ export async function end_of({ process, text }) {
 
 export const run_to_its_end = (host, program, ...options) =>
   end_of(launch_on(host, path.join(simulator, program), ...options));
-
-// One of a pairing's systems, as it is written into a show.
-export const system = (host, serial, role, main = '') => ({
-  Serial: serial,
-  WorkstationName: `The ${host}`,
-  Address: addresses[host],
-  Role: role,
-  BackupForSerial: main,
-});

@@ -71,6 +71,15 @@ export async function hear_questions() {
   return { moments, stop: () => socket.close() };
 }
 
+// One of a pairing's systems, as it is written into a show.
+export const held_system = (host, serial, role, main_serial = '') => ({
+  Serial: serial,
+  WorkstationName: `The ${host}`,
+  Address: addresses[host],
+  Role: role,
+  BackupForSerial: main_serial,
+});
+
 // One media server on the host of that name.
 export class Server {
   static async start(host, serial, ...options) {

@@ -6,8 +6,6 @@ using namespace elvantris::operator_control;
 
 namespace {
 
-constexpr std::optional<bool> left_alone;
-
 system_record server(const std::string& serial, bool ready) {
     system_record system;
     system.serial = serial;
@@ -16,60 +14,53 @@ system_record server(const std::string& serial, bool ready) {
     return system;
 }
 
+// What each probe of a ready server ('+' has succeeded) makes of its readiness: taken away, given,
+// or '.' for left alone.
+std::string readiness_after(ui_ready_counts& counts, std::string_view probes,
+                            const system_record& system = server("S", true)) {
+    std::string outcome;
+    for (const char probe : probes) {
+        const std::optional<bool> ready = counts.after_probe(system, probe == '+');
+        outcome += !ready ? '.' : *ready ? '+' : '-';
+    }
+    return outcome;
+}
+
 } // namespace
 
 TEST(ui_ready_counts, takes_readiness_away_at_the_third_failure_in_a_row) {
     ui_ready_counts counts;
-    const system_record ready = server("S", true);
-    EXPECT_EQ(counts.after_probe(ready, false), left_alone);
-    EXPECT_EQ(counts.after_probe(ready, false), left_alone);
-    EXPECT_EQ(counts.after_probe(ready, false), false);
-    EXPECT_EQ(counts.after_probe(ready, false), false);
+    EXPECT_EQ(readiness_after(counts, "----"), "..--");
 }
 
 TEST(ui_ready_counts, starts_over_after_a_success) {
     ui_ready_counts counts;
-    const system_record ready = server("S", true);
-    EXPECT_EQ(counts.after_probe(ready, false), left_alone);
-    EXPECT_EQ(counts.after_probe(ready, false), left_alone);
-    EXPECT_EQ(counts.after_probe(ready, true), true);
-    EXPECT_EQ(counts.after_probe(ready, false), left_alone);
-    EXPECT_EQ(counts.after_probe(ready, false), left_alone);
-    EXPECT_EQ(counts.after_probe(ready, false), false);
+    EXPECT_EQ(readiness_after(counts, "--+---"), "..+..-");
 }
 
 TEST(ui_ready_counts, starts_over_when_the_server_goes_offline) {
     ui_ready_counts counts;
-    const system_record ready = server("S", true);
-    counts.after_probe(ready, false);
-    counts.after_probe(ready, false);
+    readiness_after(counts, "--");
     counts.reset("S");
-    EXPECT_EQ(counts.after_probe(ready, false), left_alone);
-    EXPECT_EQ(counts.after_probe(ready, false), left_alone);
-    EXPECT_EQ(counts.after_probe(ready, false), false);
+    EXPECT_EQ(readiness_after(counts, "---"), "..-");
 }
 
 TEST(ui_ready_counts, makes_a_server_ready_at_the_first_success) {
     ui_ready_counts counts;
-    const system_record starting = server("S", false);
-    for (int failures = 0; failures < 100; ++failures)
-        EXPECT_EQ(counts.after_probe(starting, false), false);
-    EXPECT_EQ(counts.after_probe(starting, true), true);
-    EXPECT_EQ(counts.after_probe(server("S", true), false), left_alone);
+    const std::string failures(100, '-');
+    EXPECT_EQ(readiness_after(counts, failures + "+", server("S", false)), failures + "+");
+    EXPECT_EQ(readiness_after(counts, "-"), ".");
 }
 
 TEST(ui_ready_counts, counts_the_failures_of_a_server_that_is_not_ready_too) {
     ui_ready_counts counts;
-    for (int failures = 0; failures < 5; ++failures)
-        counts.after_probe(server("S", false), false);
-    EXPECT_EQ(counts.after_probe(server("S", true), false), false);
+    readiness_after(counts, "-----", server("S", false));
+    EXPECT_EQ(readiness_after(counts, "-"), "-");
 }
 
 TEST(ui_ready_counts, counts_for_each_serial_on_its_own) {
     ui_ready_counts counts;
-    EXPECT_EQ(counts.after_probe(server("S", true), false), left_alone);
-    EXPECT_EQ(counts.after_probe(server("S", true), false), left_alone);
-    EXPECT_EQ(counts.after_probe(server("T", true), false), left_alone);
-    EXPECT_EQ(counts.after_probe(server("T", true), true), true);
-    EXPECT_EQ(counts.after_probe(server("S", true), false), false);
+    EXPECT_EQ(readiness_after(counts, "--"), "..");
+    EXPECT_EQ(readiness_after(counts, "-+", server("T", true)), ".+");
+    EXPECT_EQ(readiness_after(counts, "-"), "-");
 }
