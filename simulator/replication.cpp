@@ -38,7 +38,7 @@ void replication::send_to(const std::string& address, const replica& content) {
                                       {"writtenAt", content.written_at},
                                       {"eventModel", content.event_model}};
     const auto result = client.Post(replicate_path, json_text(body), "application/json");
-    if (result && result->status == 200) state_.released(address);
+    if (result && result->status == 200) state_.released(address, content);
 }
 
 } // namespace elvantris::simulator

@@ -157,9 +157,10 @@ replication_work server_state::replication_to_do() const {
     return work;
 }
 
-void server_state::released(const std::string& address) {
+void server_state::released(const std::string& address, const replica& sent) {
     const std::lock_guard lock(mutex_);
-    to_release_.erase(address);
+    // What was on its way while the model changed may still name the server.
+    if (sent.written_at == written_at_) to_release_.erase(address);
 }
 
 void server_state::control(const ordered_json& request) {

@@ -78,8 +78,8 @@ public:
     void wait_for_replication(std::chrono::milliseconds period);
     void end_replication();
     replication_work replication_to_do() const;
-    // A server that was Backup until now has learnt that it no longer is.
-    void released(const std::string& address);
+    // A server that was Backup until now has learnt from what was sent that it no longer is.
+    void released(const std::string& address, const replica& sent);
 
     // One control call's body: all of it takes effect, or nothing and switch_error is thrown.
     void control(const nlohmann::ordered_json& request);
