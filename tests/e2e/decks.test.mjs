@@ -56,11 +56,6 @@ with_decks('decks without a server', () => {
     plug_into(workstation, plugged, environment);
     await workstation.start();
   }
-  // The program loads the library, and with it the control of the decks, on a thread of its own.
-  async function start_with_control(plugged) {
-    await start_with(plugged);
-    await until_control();
-  }
   const lines = (beginning) => workstation.log_lines(`[streamdeck] ${beginning}`);
   const until_lines = (beginning, count) =>
     until(`${count} of "${beginning}"`, () => lines(beginning).length >= count && lines(beginning));
@@ -127,118 +122,6 @@ with_decks('decks without a server', () => {
     );
   });
 
-  test('of_two_with_one_serial_the_first_stays_and_each_scan_tells_of_the_other', async () => {
-    await start_with([xl, { ...mini, serial: 'XL-1' }]);
-    const told = await until_lines('serial collision', 3);
-    for (const line of told) {
-      assert.equal(
-        line,
-        '[streamdeck] serial collision: serial=XL-1 existingPath=/dev/xl newPath=/dev/mini',
-      );
-    }
-    assert.equal((await get_status()).streamDeckCount, 1);
-    await until('it is closed', async () => !(await decks.deck(mini.path)).open);
-    await decks.tell('pull', { path: xl.path });
-    await until_lines('attached Stream Deck Mini', 1);
-    await no_error();
-  });
-
-  test('an_unknown_product_is_told_once_for_each_path', async () => {
-    await start_with([{ productId: 0x00ab, product: 'Pedäl', path: '/dev/pedal' }]);
-    await scans(2);
-    const line = '[streamdeck] unsupported Elgato HID device pid=0x00ab name=Ped?l path=/dev/pedal';
-    assert.deepEqual(lines('unsupported'), [line]);
-    await decks.tell('plug', { productId: 0xabcd, product: null, path: '/dev/other' });
-    await scans(2);
-    assert.deepEqual(lines('unsupported'), [
-      line,
-      '[streamdeck] unsupported Elgato HID device pid=0xabcd name= path=/dev/other',
-    ]);
-    assert.equal((await get_status()).streamDeckCount, 0);
-  });
-
-  test('a_deck_held_by_another_program_is_told_once_and_taken_when_it_is_free', async () => {
-    await start_with([{ ...xl, heldOpen: true }]);
-    await scans(2);
-    const found =
-      '[streamdeck] found Stream Deck XL pid=0x006c but could not open it; ' +
-      'another application may own the HID device. path=/dev/xl';
-    assert.deepEqual(lines('found'), [found]);
-    await decks.tell('faults', { path: xl.path, heldOpen: false });
-    await until_lines('attached', 1);
-    // Once opened, a later failure is told again.
-    await decks.tell('pull', { path: xl.path });
-    await until_lines('detached', 1);
-    await decks.tell('plug', { ...xl, heldOpen: true });
-    await until_lines('found', 2);
-  });
-
-  test('a_pulled_deck_detaches_and_comes_back_with_the_splash', async () => {
-    await start_with([xl, mini]);
-    await until_count(2);
-    await decks.tell('pull', { path: xl.path });
-    assert.deepEqual(await until_lines('detached', 1), ['[streamdeck] detached serial=XL-1']);
-    assert.deepEqual(
-      (await get_status()).streamDecks.map(({ serial }) => serial),
-      ['MINI-1'],
-    );
-    await decks.tell('plug', xl);
-    await until_lines('attached', 3);
-    assert.deepEqual(await lit_keys(xl.path), logo_tiles[32]);
-    await no_error();
-  });
-
-  test('a_deck_plugged_again_between_two_scans_under_the_same_path_attaches_again', async () => {
-    await start_with([xl]);
-    await until_lines('attached', 1);
-    await scans(1);
-    await decks.tell('pull', { path: xl.path });
-    await decks.tell('plug', xl);
-    await until_lines('attached', 2);
-    assert.equal(lines('detached').length, 1);
-    assert.deepEqual(await lit_keys(xl.path), logo_tiles[32]);
-    assert.equal((await get_status()).streamDeckCount, 1);
-    await no_error();
-  });
-
-  test('a_failed_read_now_and_then_detaches_nothing', async () => {
-    await start_with([xl]);
-    await until_lines('attached', 1);
-    for (let i = 0; i < 3; i += 1) {
-      await decks.tell('faults', { path: xl.path, failReads: 5 });
-      await scans(1);
-    }
-    assert.deepEqual(lines('detached'), []);
-  });
-
-  test('a_failing_enumeration_detaches_all_and_a_good_one_brings_them_back', async () => {
-    await start_with([xl, mini]);
-    await until_count(2);
-    await decks.tell('faults', { enumerationFails: true });
-    await until_count(0);
-    assert.deepEqual(await until_lines('detached', 2), [
-      '[streamdeck] detached serial=MINI-1',
-      '[streamdeck] detached serial=XL-1',
-    ]);
-    await decks.tell('faults', { enumerationFails: false });
-    await until_count(2);
-    await no_error();
-  });
-
-  test('a_splash_that_cannot_be_painted_is_told_and_the_deck_stays', async () => {
-    await start_with_control([{ ...xl, heldOpen: true }]);
-    await decks.tell('faults', { path: xl.path, failWrites: 1 });
-    await decks.tell('faults', { path: xl.path, heldOpen: false });
-    await until_lines('attached', 1);
-    assert.deepEqual(lines('unable'), [
-      '[streamdeck] unable to paint bundled Elvantris splash for serial=XL-1',
-    ]);
-    assert.equal((await get_status()).streamDeckCount, 1);
-    // The other keys were painted all the same.
-    assert.deepEqual(await lit_keys(xl.path), logo_tiles[32]);
-    assert.equal((await paintings(xl.path))[0], 0);
-  });
-
   test('a_hid_backend_that_does_not_start_is_told_and_the_program_runs_without_decks', async () => {
     await start_with([xl], { ELVANTRIS_VIRTUAL_DECKS_INIT: 'fail' });
     // The API answers before the decks are begun with.
@@ -247,17 +130,6 @@ with_decks('decks without a server', () => {
     ]);
     const { streamDeckCount, streamDecks } = await get_status();
     assert.deepEqual([streamDeckCount, streamDecks], [0, []]);
-  });
-
-  test('a_key_without_an_active_server_is_read_and_vanishes', async () => {
-    await start_with([xl]);
-    await until_lines('attached', 1);
-    await tap(xl.path, 1, 2);
-    await until_read(xl.path);
-    await scans(1);
-    assert.deepEqual(lines('key event'), []);
-    assert.deepEqual(lines('display authority'), []);
-    assert.deepEqual(lines('manager'), []);
   });
 
   test('at_the_end_each_deck_that_is_left_gets_its_reset_and_is_closed', async () => {
@@ -318,40 +190,6 @@ with_decks('decks of a pair', () => {
     const before_now = await polls(server);
     await until('three polls', async () => (await polls(server)) >= before_now + 3);
   }
-
-  test('both_servers_are_offered_all_decks_again_and_again', async () => {
-    const count = lines('registered 3 deck(s) with SER-A').length;
-    await until('registered again', () => lines('registered 3 deck(s) with SER-A').length > count);
-    const rows = [
-      ['MINI-1', '99', 'Stream Deck Mini', 6, '/dev/mini', 80, 'bmp', 90],
-      ['ORIG-1', '96', 'Stream Deck Original', 15, '/dev/original', 72, 'bmp', 0],
-      ['XL-1', '108', 'Stream Deck XL', 32, '/dev/xl', 96, 'jpeg', 180],
-    ];
-    const offered = rows.map(
-      ([Serial, PID, DeviceName, KeyCount, DevicePath, side, form, turn]) => ({
-        Serial,
-        PID,
-        DeviceName,
-        KeyCount,
-        DevicePath,
-        KeyWidth: side,
-        KeyHeight: side,
-        ImageFormat: form,
-        ImageRotation: turn,
-      }),
-    );
-    const machine = session.slice('operator-control-'.length);
-    for (const server of both()) {
-      const { lastBody } = await until('a call is noted', async () => {
-        const calls = await server.calls('OperatorDeckRegister');
-        return calls.count > 0 && calls;
-      });
-      assert.equal(
-        lastBody,
-        JSON.stringify({ SessionId: session, MachineName: machine, Decks: offered }),
-      );
-    }
-  });
 
   test('a_key_reaches_both_servers_down_and_up_in_order', async () => {
     const expected = ['XL-1 9 true', 'XL-1 9 false', 'MINI-1 2 true', 'MINI-1 2 false'];
@@ -416,15 +254,6 @@ with_decks('decks of a pair', () => {
     assert.deepEqual((await decks.get('state?decode')).errors, []);
   });
 
-  test('what_backup_draws_without_the_authority_is_not_painted', async () => {
-    const painted = await paintings(xl.path);
-    await set_page([pair.backup], 'XL-1', 2);
-    await pair.backup.set({ decks: { useSplash: true } });
-    await until_polled(pair.backup);
-    assert.deepEqual(await paintings(xl.path), painted);
-    assert.ok(await shows_all_of(pair.main, xl));
-  });
-
   test('the_splash_that_main_asks_for_is_painted_and_its_keys_return', async () => {
     await pair.main.set({ decks: { useSplash: true } });
     for (const deck of all) {
@@ -436,98 +265,6 @@ with_decks('decks of a pair', () => {
     await pair.main.set({ decks: null });
     for (const deck of all) await until_painted(pair.main, deck);
   });
-
-  test('an_empty_image_clears_its_key_alone', async () => {
-    await pair.main.set({ decks: { emptyKeys: [4] } });
-    for (const deck of all) {
-      await until(`key 4 of ${deck.serial} is dark`, async () => {
-        const { keys } = await decks.deck(deck.path, '?decode');
-        return keys[4].brightest === 0 && keys[3].brightest > 0 && keys[5].brightest > 0;
-      });
-    }
-    assert.deepEqual((await decks.get('state?decode')).errors, []);
-  });
-
-  test('an_image_with_broken_base64_is_told_and_its_key_keeps_what_it_shows', async () => {
-    const painted = await paintings(mini.path);
-    await pair.main.set({ decks: { brokenKeys: [1] } });
-    await set_page([pair.main], 'MINI-1', 3);
-    const line = '[streamdeck] rejected invalid Base64 image from server deck=MINI-1 key=1';
-    await until('it is told', () => lines('rejected').includes(line));
-    await until('the others are painted', async () => {
-      const now = await paintings(mini.path);
-      return now.every((count, key) => key === 1 || count > painted[key]);
-    });
-    assert.equal((await paintings(mini.path))[1], painted[1]);
-  });
-
-  test('a_state_in_pascal_case_is_painted_as_well', async () => {
-    await pair.main.set({ spelling: { '/Home/OperatorDeckState': 'PascalCase' } });
-    const painted = await paintings(original.path);
-    await set_page([pair.main], 'ORIG-1', 2);
-    await until('all are painted', async () =>
-      (await paintings(original.path)).every((count, key) => count > painted[key]),
-    );
-  });
-
-  const refusals = [
-    ['backup_alone', ['backup'], ['SER-B'], false],
-    ['both', ['main', 'backup'], ['SER-A', 'SER-B'], true],
-  ];
-  for (const [name, refusing, told, unaccepted] of refusals) {
-    test(`a_key_refused_by_${name}_is_told`, async () => {
-      const before_now = lines('key event').length;
-      for (const host of refusing) {
-        await pair[host].break_path('OperatorDeckKeyEvent', { status: 500, body: '' });
-      }
-      await decks.tell('press', { path: mini.path, keys: [3] });
-      const expected = told.map(
-        (serial) =>
-          `[streamdeck] key event delivery failed server=${serial} deck=MINI-1 key=3 down=true`,
-      );
-      if (unaccepted) {
-        expected.push(
-          '[streamdeck] key event was not accepted by any Elvantris server deck=MINI-1 key=3 down=true',
-        );
-      }
-      const seen = await until('it is told', () => {
-        const now = lines('key event').slice(before_now);
-        return now.length >= expected.length && now;
-      });
-      assert.deepEqual(seen, expected);
-      for (const host of refusing) await pair[host].set({ faults: null });
-      await decks.tell('release', { path: mini.path, keys: [3] });
-      await until('the release arrives', async () =>
-        (await key_events(pair.main)).includes('MINI-1 3 false'),
-      );
-    });
-  }
-
-  const bad_states = [
-    ['no_json', { body: '{"changed":true,"decks":[{' }],
-    [
-      'a_hostile_deck',
-      {
-        body: '{"changed":true,"decks":[{"serial":"XL-1","keys":[{"index":99999999999,"data":"QUJD"},{"index":-1,"data":""}]},{"serial":"nobody","useSplash":true}]}',
-      },
-    ],
-    ['a_status_of_204', { status: 204, body: '' }],
-    ['a_cut_answer', { cutAfterBytes: 20, reset: true }],
-    ['a_slow_answer', { delayMs: 2000 }],
-  ];
-  for (const [name, fault] of bad_states) {
-    test(`${name}_as_state_leaves_the_keys_as_they_are`, async () => {
-      const painted = await paintings(xl.path);
-      await pair.main.break_path('OperatorDeckState', fault);
-      const before_now = await polls(pair.main);
-      await until('it is asked', async () => (await polls(pair.main)) >= before_now + 2);
-      assert.deepEqual(await paintings(xl.path), painted);
-      await pair.main.set({ faults: null });
-      await set_page([pair.main], 'XL-1', 2);
-      await until_painted(pair.main, xl);
-      assert.deepEqual(lines('manager'), []);
-    });
-  }
 
   test('a_deck_plugged_in_during_the_show_is_painted_and_a_pulled_one_is_offered_no_more', async () => {
     const second = { productId: 0x0080, serial: 'MK2-1', path: '/dev/mk2' };
@@ -557,25 +294,6 @@ with_decks('decks of a pair', () => {
       (await key_events(pair.main)).includes('XL-1 5 false'),
     );
     assert.deepEqual((await decks.get('state?decode')).errors, []);
-  });
-
-  test('a_deck_that_returns_under_another_path_misses_a_registration_and_is_painted_again', async () => {
-    const told = (beginning) => lines(beginning).length;
-    const without_it = told('registered 2 deck(s) with SER-A');
-    const attached = told('attached');
-    const moved = { ...xl, path: '/dev/xl-2' };
-    await decks.tell('pull', { path: xl.path });
-    await decks.tell('plug', moved);
-    const plugged = Date.now();
-    await until('it attaches', () => told('attached') > attached, 15000);
-    // Two scans, and what the polling here adds.
-    assert.ok(Date.now() - plugged < 4500 + 500, `${Date.now() - plugged} ms`);
-    await until('it is painted', () => shows_all_of(pair.main, moved), 15000);
-    assert.ok(told('registered 2 deck(s) with SER-A') > without_it);
-    await decks.tell('pull', { path: moved.path });
-    await until('it is gone', async () => (await get_status()).streamDeckCount === 2);
-    await decks.tell('plug', xl);
-    await until_painted(pair.main, xl);
   });
 
   test('a_deck_whose_writes_hang_and_fail_keeps_its_keys_and_freezes_no_other', async () => {
