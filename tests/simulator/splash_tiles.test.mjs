@@ -1,5 +1,5 @@
-// The committed splash tiles, decoded: form, size and blackness of each, and the picture that they
-// make together. The pictures are left in build/test/splash/ for a person to look at.
+// The committed splash tiles, decoded: the blackness of each, and the picture that they make
+// together. The pictures are left in build/test/splash/ for a person to look at.
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
@@ -24,10 +24,10 @@ const four_by_two = { columns: 4, rows: 2, logo: [1, 2, 4, 5, 6, 7] };
 const sets = {
   splash_15_jpeg: { ...five_by_three, size: 72, format: 'jpg', rotation: 180 },
   splash_32_jpeg: { ...eight_by_four, size: 96, format: 'jpg', rotation: 180 },
-  splash_6_bmp: { ...three_by_two, size: 80, format: 'bmp', rotation: 90, bytes: 19254 },
+  splash_6_bmp: { ...three_by_two, size: 80, format: 'bmp', rotation: 90 },
   splash_8_jpeg_120: { ...four_by_two, size: 120, format: 'jpg', rotation: 0 },
   splash_8_jpeg_96: { ...four_by_two, size: 96, format: 'jpg', rotation: 180 },
-  splash_15_original: { ...five_by_three, size: 72, format: 'bmp', rotation: 0, bytes: 15606 },
+  splash_15_original: { ...five_by_three, size: 72, format: 'bmp', rotation: 0 },
 };
 
 const numbers_to = (count) => Array.from({ length: count }, (_, number) => number);
@@ -36,49 +36,6 @@ const keys_of = (set) => numbers_to(set.columns * set.rows);
 function read_tile(name, key) {
   const file = `${String(key).padStart(2, '0')}.${sets[name].format}`;
   return fs.readFileSync(path.join(tiles, name, file));
-}
-
-// The segments in front of the entropy-coded data, as [marker, content].
-function jpeg_segments(file) {
-  const segments = [];
-  for (let at = 2; at < file.length;) {
-    assert.equal(file[at], 0xff, `a marker at ${at}`);
-    const length = file.readUInt16BE(at + 2);
-    segments.push([file[at + 1], file.subarray(at + 4, at + 2 + length)]);
-    if (file[at + 1] === 0xda) break;
-    at += 2 + length;
-  }
-  return segments;
-}
-
-function check_jpeg(file, { size }) {
-  assert.equal(file.readUInt16BE(0), 0xffd8);
-  assert.equal(file.readUInt16BE(file.length - 2), 0xffd9);
-  assert.ok(file.length < 16 * 1024, `${file.length} bytes`);
-  const segments = jpeg_segments(file);
-  const [first_marker, first] = segments[0];
-  assert.equal(first_marker, 0xe0);
-  assert.equal(first.toString('latin1', 0, 5), 'JFIF\0');
-  // Quantization and Huffman tables, the baseline frame and the scan: nothing else is told.
-  for (const [marker] of segments.slice(1))
-    assert.ok([0xdb, 0xc4, 0xc0, 0xda].includes(marker), `segment ${marker.toString(16)}`);
-  const frames = segments.filter(([marker]) => marker === 0xc0);
-  assert.equal(frames.length, 1);
-  const frame = frames[0][1];
-  assert.deepEqual([frame[0], frame.readUInt16BE(1), frame.readUInt16BE(3)], [8, size, size]);
-  const components = numbers_to(frame[5]).map((index) => frame[7 + 3 * index]);
-  assert.deepEqual(components, [0x22, 0x11, 0x11], 'sampling factors');
-}
-
-function check_bmp(file, { size, bytes }) {
-  assert.equal(file.length, bytes);
-  assert.equal(file.toString('latin1', 0, 2), 'BM');
-  assert.equal(file.readUInt32LE(2), bytes);
-  assert.deepEqual([file.readUInt32LE(10), file.readUInt32LE(14)], [54, 40]);
-  assert.deepEqual([file.readInt32LE(18), file.readInt32LE(22)], [size, size]);
-  assert.deepEqual([file.readUInt16LE(26), file.readUInt16LE(28)], [1, 24]);
-  assert.equal(file.readUInt32LE(30), 0, 'compression');
-  assert.equal(file.readUInt32LE(34), bytes - 54);
 }
 
 function jpeg_pixels(file, { size }) {
@@ -100,10 +57,7 @@ function bmp_pixels(file, { size }) {
   return pixels;
 }
 
-const forms = {
-  jpg: { check: check_jpeg, pixels: jpeg_pixels },
-  bmp: { check: check_bmp, pixels: bmp_pixels },
-};
+const pixels_of = { jpg: jpeg_pixels, bmp: bmp_pixels };
 
 // Where a pixel of the upright picture lies in a tile that was turned clockwise.
 function turned({ rotation, size }, x, y) {
@@ -197,23 +151,12 @@ function mirrored({ width, height, pixels }) {
 
 function decode(name) {
   const set = sets[name];
-  return keys_of(set).map((key) => forms[set.format].pixels(read_tile(name, key), set));
+  return keys_of(set).map((key) => pixels_of[set.format](read_tile(name, key), set));
 }
 
 const picture_of = (name) => assemble(sets[name], decode(name));
 
 for (const [name, set] of Object.entries(sets)) {
-  const { check } = forms[set.format];
-
-  test(`${name}_has_one_file_for_each_key`, () => {
-    const expected = keys_of(set).map((key) => `${String(key).padStart(2, '0')}.${set.format}`);
-    assert.deepEqual(fs.readdirSync(path.join(tiles, name)).sort(), expected);
-  });
-
-  test(`${name}_consists_of_images_in_the_form_of_its_decks`, () => {
-    for (const key of keys_of(set)) check(read_tile(name, key), set);
-  });
-
   test(`${name}_carries_the_logo_on_its_keys_and_is_black_elsewhere`, () => {
     const decoded = decode(name);
     for (const key of keys_of(set)) {

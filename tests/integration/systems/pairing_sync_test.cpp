@@ -259,51 +259,6 @@ TEST(sync_main_pairing, gives_the_update_at_least_three_seconds) {
     EXPECT_EQ(message, synchronized);
 }
 
-TEST(sync_configured_pairing, names_the_first_obstacle_and_records_it) {
-    const auto find = [](controller_registry& registry) {
-        registry.merge_discovered(
-            {{.address = "127.0.0.1", .webPort = 9, .workstation = "", .serial = "A"},
-             {.address = "127.0.0.2", .webPort = 9, .workstation = "", .serial = "B"}},
-            steady_time{1h});
-    };
-    struct obstacle_case {
-        std::string message;
-        std::function<void(controller_registry&)> prepare;
-    };
-    const std::vector<obstacle_case> cases = {
-        {"Redundancy Control has not been configured on this workstation.", find},
-        {"Choose a Main and Backup.",
-         [&](controller_registry& registry) {
-             find(registry);
-             registry.set_role("A", system_role::main, "");
-         }},
-        {"Choose a Main and Backup.",
-         [&](controller_registry& registry) {
-             find(registry);
-             registry.set_role("A", system_role::main, "");
-             registry.set_role("B", system_role::backup, "C");
-         }},
-        {"Pairing saved locally. Waiting for Main to come online.",
-         [&](controller_registry& registry) {
-             find(registry);
-             registry.configure(true, "A", "B");
-             registry.merge_discovered({}, steady_time{2h});
-         }},
-    };
-    for (const obstacle_case& each : cases) {
-        controller_registry registry("unused.json");
-        each.prepare(registry);
-        registry.set_policy_sync(true, "left from before");
-        std::string message;
-        EXPECT_FALSE(sync_configured_pairing(registry, message)) << each.message;
-        EXPECT_EQ(message, each.message);
-        EXPECT_FALSE(registry.policy_synchronized()) << each.message;
-        EXPECT_NE(registry.to_json().find("\"policySyncMessage\":\"" + each.message + '"'),
-                  std::string::npos)
-            << registry.to_json();
-    }
-}
-
 TEST(sync_configured_pairing, sends_the_registrys_pairing_to_main_and_records_the_outcome) {
     const std::string shown = http_reply_text(
         200, R"({"Enabled":true,"Systems":[{"Serial":"A","Role":"Main"},)"

@@ -1,5 +1,7 @@
 #include "decks/base64.hpp"
 
+#include "unit/decks/slow_base64.hpp"
+
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -10,8 +12,7 @@ using namespace elvantris::operator_control;
 
 namespace {
 
-constexpr std::string_view alphabet =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view alphabet = base64_alphabet;
 constexpr std::string_view white = " \t\n\v\f\r";
 
 std::string encode(std::string_view bytes) {
@@ -25,33 +26,6 @@ std::string encode(std::string_view bytes) {
             text += i <= count ? alphabet[(bits >> (18 - 6 * i)) & 63U] : '=';
     }
     return text;
-}
-
-// The rules one after another, a byte at a time.
-std::optional<std::string> slowly_decoded(std::string_view text) {
-    std::string left;
-    for (const char byte : text) {
-        if (white.find(byte) != std::string_view::npos) continue;
-        if (byte != '=' && alphabet.find(byte) == std::string_view::npos) return std::nullopt;
-        left += byte;
-    }
-    if (left.size() % 4 != 0) return std::nullopt;
-    std::string bytes;
-    for (std::size_t at = 0; at < left.size(); at += 4) {
-        const bool last = at + 4 == left.size();
-        if (left[at] == '=' || left[at + 1] == '=') return std::nullopt;
-        if (left[at + 2] == '=' && (!last || left[at + 3] != '=')) return std::nullopt;
-        if (left[at + 3] == '=' && !last) return std::nullopt;
-        std::uint32_t bits = 0;
-        for (std::size_t i = 0; i < 4; ++i)
-            bits = bits * 64 + (left[at + i] == '='
-                                    ? 0U
-                                    : static_cast<std::uint32_t>(alphabet.find(left[at + i])));
-        bytes += static_cast<char>(bits >> 16U);
-        if (left[at + 2] != '=') bytes += static_cast<char>((bits >> 8U) & 255U);
-        if (left[at + 3] != '=') bytes += static_cast<char>(bits & 255U);
-    }
-    return bytes;
 }
 
 std::string random_bytes(std::mt19937& random, std::size_t size) {

@@ -174,6 +174,8 @@ TEST(splice_operator_control, is_empty_when_there_is_no_place) {
 TEST(sync_configured_pairing, records_why_it_sends_nothing) {
     const auto unpaired = paired_registry();
     unpaired->set_role("B", system_role::independent, "");
+    const auto of_another_main = paired_registry();
+    of_another_main->set_role("B", system_role::backup, "C");
     const auto without_main = paired_registry();
     without_main->set_role("M", system_role::independent, "");
     const auto main_offline = paired_registry();
@@ -185,6 +187,7 @@ TEST(sync_configured_pairing, records_why_it_sends_nothing) {
     } const cases[] = {
         {*unconfigured, "Redundancy Control has not been configured on this workstation."},
         {*unpaired, "Choose a Main and Backup."},
+        {*of_another_main, "Choose a Main and Backup."},
         {*without_main, "Choose a Main and Backup."},
         {*main_offline, "Pairing saved locally. Waiting for Main to come online."},
     };
