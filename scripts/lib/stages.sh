@@ -112,7 +112,7 @@ build_preset() {
 check_product_alone() {
     if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
     local name hidden=()
-    for name in benchmark GTest; do
+    for name in benchmark GTest JPEG; do
         hidden+=("-DCMAKE_DISABLE_FIND_PACKAGE_$name=ON")
     done
     cmake --preset linux -B build/product -DELVANTRIS_TESTS=OFF "${hidden[@]}"
@@ -174,16 +174,16 @@ run_fuzz_targets() {
         xargs -P2 -I{} bash -c "run_fuzz_target $1 {}"
 }
 
-# Both programs must run on a Windows that has nothing of ours.
+# All programs must run on a Windows that has nothing of ours.
 check_windows_imports() {
     local allowed='^(ADVAPI32|CRYPT32|GDI32|IPHLPAPI|KERNEL32|msvcrt|ole32|SHELL32|USER32|WS2_32)\.dll$'
     local name imports
-    for name in control tool; do
-        imports=$(x86_64-w64-mingw32-objdump -p "build/windows/elvantris-redundancy-$name.exe" |
+    for name in redundancy-control redundancy-tool rehearsal; do
+        imports=$(x86_64-w64-mingw32-objdump -p "build/windows/elvantris-$name.exe" |
             sed -n 's/.*DLL Name: //p')
         [[ -n $imports ]]
         if grep -viE "$allowed" <<<"$imports"; then
-            echo "the .exe imports what Windows doesn't bring" >&2
+            echo "elvantris-$name.exe imports what Windows doesn't bring" >&2
             return 1
         fi
     done
