@@ -21,7 +21,20 @@ struct refusal : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+constexpr const char* usage = R"(usage: elvantris-rehearsal [--background]
+
+Two simulated media servers and a device that takes commands, on this computer, for practice.
+
+  --background     Open no page at the start
+  --servers LIST   Play with simulated servers that run already: their addresses, with commas
+  --device ADDRESS The device that belongs to them
+  --help           Print this and end
+
+Exit code: 0 ended as asked, 1 it can't rehearse here and says why, 2 an option is wrong.
+)";
+
 struct start_options {
+    bool asks_for_help = false;
     bool opens_page = true;
     // Servers that run elsewhere; if empty, the rehearsal runs its own.
     std::vector<std::string> servers;
@@ -38,6 +51,10 @@ std::vector<std::string> parts_of(const std::string& list) {
 
 start_options read_options(int count, char** values) {
     start_options options;
+    if (count == 2 && std::string_view(values[1]) == "--help") {
+        options.asks_for_help = true;
+        return options;
+    }
     if (count > 1 && std::string_view(values[1]) == "--background") {
         options.opens_page = false;
         ++values;
@@ -68,6 +85,10 @@ void perform(const stage_setup& setup, simulator::stop_signal& stop, bool opens_
 }
 
 void run(const start_options& options) {
+    if (options.asks_for_help) {
+        std::cout << usage;
+        return;
+    }
     simulator::stop_signal stop;
     if (!options.servers.empty()) {
         perform(reach_servers(options.servers, options.device), stop, options.opens_page);

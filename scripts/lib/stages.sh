@@ -108,7 +108,8 @@ build_preset() {
     cmake --build --preset "$1"
 }
 
-# The product alone needs none of the packages that only tests and benchmarks use.
+# The product alone needs none of the packages that only tests and benchmarks use, and is all that
+# the package holds.
 check_product_alone() {
     if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
     local name hidden=()
@@ -117,6 +118,7 @@ check_product_alone() {
     done
     cmake --preset linux -B build/product -DELVANTRIS_TESTS=OFF "${hidden[@]}"
     cmake --build build/product
+    scripts/package_linux build/product build/product/package
 }
 
 # For what runs beside tests that wait for more than they compute: it takes what they leave over.
