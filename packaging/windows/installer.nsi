@@ -1,5 +1,5 @@
 ; The installer: for the user who runs it, without an administrator.
-; scripts/package_windows gives VERSION, PROGRAM (the .exe), ICON and OUTPUT.
+; scripts/package_windows gives VERSION, FILES (the folder of the programs), ICON and OUTPUT.
 
 Unicode true
 Target amd64-unicode
@@ -13,9 +13,14 @@ RequestExecutionLevel user
 
 !define NAME "Elvantris Redundancy Control"
 !define FILE "elvantris-redundancy-control.exe"
+!define TOOL "elvantris-redundancy-tool.exe"
+!define REHEARSAL "elvantris-rehearsal.exe"
+!define LICENCES "licences.txt"
 !define MAKER "Tarnwell Media"
 !define UNINSTALL_KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\ElvantrisRedundancyControl"
 !define RUN_KEY "Software\Microsoft\Windows\CurrentVersion\Run"
+!define CHECK_ENTRY "Check Redundancy Control"
+!define REHEARSAL_ENTRY "Rehearse a Failover"
 !define SETTINGS "$LOCALAPPDATA\${MAKER}\Elvantris OperatorControl"
 
 ; The tray's window, its Exit item, and how long a pass on a network of dead servers may take.
@@ -54,6 +59,10 @@ VIAddVersionKey "ProductVersion" "${VERSION}"
 !insertmacro MUI_UNPAGE_CONFIRM
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE "English"
+
+; What is behind the name of a replaced file. A program that runs keeps its file, under that name,
+; until a later setup: no two of them may be the same.
+Var replaced
 
 ; Whether a copy ran. How it was started: its options and its folder, each the address of a text
 ; without a limit to its length, or 0 if the system does not tell.
@@ -176,7 +185,10 @@ Function ${prefix}end_running_copy
     MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION \
         "${NAME} is still running. End it from its icon beside the clock, then try again." \
         /SD IDCANCEL IDRETRY ask
-    Delete "$INSTDIR\${FILE}.new"
+    !if "${prefix}" == ""
+        Call put_consoles_back
+        Call delete_new_files
+    !endif
     ; It ends once it answers again: what was posted to it can't be taken back.
     Abort "The running copy did not end in time. It is unchanged; start it again when it has ended."
     done:
@@ -185,52 +197,111 @@ FunctionEnd
 !insertmacro define_end_running_copy ""
 !insertmacro define_end_running_copy "un."
 
-; Puts the new file in the place of the old one, which stays beside it until that has worked. Sets
-; the error flag if it has not; the old file is in its place again then.
-Function replace_program
+; Puts the new file with the name in R9 in the place of the old one, which stays beside it until all
+; has worked. That works for a program that runs, too. Sets the error flag if it has not worked; the
+; old file is in its place again then.
+Function replace_file
     StrCpy $R0 0
     again:
     ClearErrors
-    IfFileExists "$INSTDIR\${FILE}" 0 put_new ; absent, or an earlier setup was cut short here
-    Delete "$INSTDIR\${FILE}.old"
-    Rename "$INSTDIR\${FILE}" "$INSTDIR\${FILE}.old"
+    IfFileExists "$INSTDIR\$R9" 0 put_new ; absent, or an earlier setup was cut short here
+    Rename "$INSTDIR\$R9" "$INSTDIR\$R9$replaced"
     IfErrors failed
     put_new:
-    Rename "$INSTDIR\${FILE}.new" "$INSTDIR\${FILE}"
-    IfErrors 0 replaced
-    Rename "$INSTDIR\${FILE}.old" "$INSTDIR\${FILE}"
+    Rename "$INSTDIR\$R9.new" "$INSTDIR\$R9"
+    IfErrors 0 done
+    Rename "$INSTDIR\$R9$replaced" "$INSTDIR\$R9"
     failed:
     Sleep ${FILE_PAUSE_MS}
     IntOp $R0 $R0 + 1
     IntCmp $R0 ${FILE_TRIES} 0 again
     SetErrors
-    replaced:
+    done:
+FunctionEnd
+
+; As if the file with the name in R9 had not been replaced.
+Function put_file_back
+    Delete "$INSTDIR\$R9"
+    Rename "$INSTDIR\$R9$replaced" "$INSTDIR\$R9"
+FunctionEnd
+
+Function put_consoles_back
+    StrCpy $R9 "${TOOL}"
+    Call put_file_back
+    StrCpy $R9 "${REHEARSAL}"
+    Call put_file_back
+FunctionEnd
+
+Function delete_new_files
+    Delete "$INSTDIR\${FILE}.new"
+    Delete "$INSTDIR\${TOOL}.new"
+    Delete "$INSTDIR\${REHEARSAL}.new"
+FunctionEnd
+
+; Those of programs that still run stay until the next setup.
+!macro delete_replaced_files
+    Delete "$INSTDIR\${FILE}.*.old"
+    Delete "$INSTDIR\${TOOL}.*.old"
+    Delete "$INSTDIR\${REHEARSAL}.*.old"
+!macroend
+
+; Nobody waits for the console programs, so that theirs come first: if one can't be replaced, the
+; running copy has not been touched.
+Function replace_consoles
+    StrCpy $R9 "${TOOL}"
+    Call replace_file
+    IfErrors failed
+    StrCpy $R9 "${REHEARSAL}"
+    Call replace_file
+    IfErrors 0 done
+    StrCpy $R9 "${TOOL}"
+    Call put_file_back
+    failed:
+    Call delete_new_files
+    Abort "$R9 in $INSTDIR could not be replaced; nothing was changed."
+    done:
 FunctionEnd
 
 Section
     SetOutPath "$INSTDIR"
-    ; Laid beside the old file, so that a full disk is found out while that one still runs.
+    System::Call 'kernel32::GetTickCount() i .r0'
+    StrCpy $replaced ".$0.old"
+    ; Laid beside the old files, so that a full disk is found out while the program still runs.
     SetOverwrite try
     ClearErrors
-    File "/oname=${FILE}.new" "${PROGRAM}"
-    IfErrors 0 +2
-    Abort "The program could not be written into $INSTDIR; nothing was changed."
+    File "/oname=${FILE}.new" "${FILES}/${FILE}"
+    File "/oname=${TOOL}.new" "${FILES}/${TOOL}"
+    File "/oname=${REHEARSAL}.new" "${FILES}/${REHEARSAL}"
+    IfErrors 0 laid
+    Call delete_new_files
+    Abort "The programs could not be written into $INSTDIR; nothing was changed."
 
+    laid:
+    Call replace_consoles
     Call end_running_copy
-    Call replace_program
-    IfErrors 0 replaced
-    Delete "$INSTDIR\${FILE}.new"
+    StrCpy $R9 "${FILE}"
+    Call replace_file
+    IfErrors 0 all_replaced
+    Call put_consoles_back
+    Call delete_new_files
     Call start_again
     Abort "The old program file in $INSTDIR could not be replaced; it is in its place as before."
 
-    replaced:
+    all_replaced:
     ; The file that tells which servers are paired and where operation stands is the operator's:
     ; the new copy reads it and goes on where the old one stopped.
     Call start_again
-    Delete "$INSTDIR\${FILE}.old"
+    !insertmacro delete_replaced_files
+    File "${FILES}/${LICENCES}"
 
     WriteUninstaller "$INSTDIR\uninstall.exe"
     CreateShortcut "$SMPROGRAMS\${NAME}.lnk" "$INSTDIR\${FILE}"
+    ; A window that is left open must not keep the folder from being removed.
+    SetOutPath "$PROFILE"
+    ; cmd takes the outer quotes away; the inner ones keep a path with blanks together.
+    CreateShortcut "$SMPROGRAMS\${CHECK_ENTRY}.lnk" "$SYSDIR\cmd.exe" \
+        '/c ""$INSTDIR\${TOOL}" check & pause"' "$INSTDIR\${TOOL}"
+    CreateShortcut "$SMPROGRAMS\${REHEARSAL_ENTRY}.lnk" "$INSTDIR\${REHEARSAL}"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayName" "${NAME}"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayIcon" "$INSTDIR\${FILE}"
@@ -242,7 +313,28 @@ Section
     WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoRepair" 1
 SectionEnd
 
+; The file of a program that runs can't be deleted. Asked for the one with the name in R9 before
+; anything is removed.
+Function un.await_end_of_console
+    ask:
+    IfFileExists "$INSTDIR\$R9" 0 done
+    ClearErrors
+    FileOpen $0 "$INSTDIR\$R9" a
+    IfErrors running
+    FileClose $0
+    Goto done
+    running:
+    MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION \
+        "$R9 is still running. Close its window, then try again." /SD IDCANCEL IDRETRY ask
+    Abort "$R9 is still running, or another program uses its file; nothing was removed."
+    done:
+FunctionEnd
+
 Section "Uninstall"
+    StrCpy $R9 "${TOOL}"
+    Call un.await_end_of_console
+    StrCpy $R9 "${REHEARSAL}"
+    Call un.await_end_of_console
     Call un.end_running_copy
     ; First of all: whoever can't lose the program must keep the way to remove it.
     StrCpy $R0 0
@@ -256,11 +348,15 @@ Section "Uninstall"
     Abort "The program file in $INSTDIR is in use by another program; nothing was removed."
 
     deleted:
-    Delete "$INSTDIR\${FILE}.old"
-    Delete "$INSTDIR\${FILE}.new"
+    Delete "$INSTDIR\${TOOL}"
+    Delete "$INSTDIR\${REHEARSAL}"
+    !insertmacro delete_replaced_files
+    Delete "$INSTDIR\${LICENCES}"
     Delete "$INSTDIR\uninstall.exe"
     RMDir "$INSTDIR"
     Delete "$SMPROGRAMS\${NAME}.lnk"
+    Delete "$SMPROGRAMS\${CHECK_ENTRY}.lnk"
+    Delete "$SMPROGRAMS\${REHEARSAL_ENTRY}.lnk"
     DeleteRegValue HKCU "${RUN_KEY}" "ElvantrisOperatorControl"
     DeleteRegKey HKCU "${UNINSTALL_KEY}"
     DetailPrint "Settings and logs were left in ${SETTINGS}"

@@ -7,7 +7,7 @@ import path from 'node:path';
 import { after, before, test } from 'node:test';
 
 import { Child } from '../e2e/support/children.mjs';
-import { root, until } from '../e2e/support/environment.mjs';
+import { addresses, root, until } from '../e2e/support/environment.mjs';
 import { answers } from '../e2e/support/http.mjs';
 import { Server } from '../e2e/support/network.mjs';
 import { get_status, until_active, until_status } from '../e2e/support/operator.mjs';
@@ -17,6 +17,7 @@ import {
   choose,
   DesktopWorkstation,
   inspect,
+  mouse,
   no_icon,
   open_menu,
   restart_desktop,
@@ -34,11 +35,20 @@ const uninstall_key =
 
 const local = default_data_folder();
 const folder = path.join(local, 'Programs', 'Elvantris Redundancy Control');
-const installed = path.join(folder, 'elvantris-redundancy-control.exe');
-const shortcut = path.join(
-  path.dirname(local),
-  'Roaming/Microsoft/Windows/Start Menu/Programs/Elvantris Redundancy Control.lnk',
-);
+const [installed, tool, rehearsal] = [
+  'elvantris-redundancy-control.exe',
+  'elvantris-redundancy-tool.exe',
+  'elvantris-rehearsal.exe',
+].map((name) => path.join(folder, name));
+const contents = [installed, tool, rehearsal].map((file) => path.basename(file));
+contents.push('licences.txt', 'uninstall.exe');
+const start_menu = path.join(path.dirname(local), 'Roaming/Microsoft/Windows/Start Menu/Programs');
+const shortcuts = [
+  'Elvantris Redundancy Control',
+  'Check Redundancy Control',
+  'Rehearse a Failover',
+].map((name) => path.join(start_menu, `${name}.lnk`));
+const [, check_shortcut] = shortcuts;
 const settings = path.join(local, 'Tarnwell Media', 'Elvantris OperatorControl');
 const told_settings = [
   `C:\\users\\${os.userInfo().username}\\AppData\\Local`,
@@ -53,7 +63,7 @@ let shipped;
 
 before(async () => {
   await restart_desktop(96);
-  for (const rest of [folder, settings, shortcut]) {
+  for (const rest of [folder, settings, ...shortcuts]) {
     fs.rmSync(rest, { recursive: true, force: true });
   }
   workstation = new DesktopWorkstation();
@@ -67,6 +77,8 @@ after(async () => {
 });
 
 const install = () => wine(setup, '/S');
+const installed_files = () => fs.readdirSync(folder).sort();
+const in_start_menu = () => shortcuts.filter((file) => fs.existsSync(file));
 const banners = () => workstation.log_lines('Elvantris Redundancy Control').length;
 
 async function uninstall_entry(hive = 'HKCU') {
@@ -85,8 +97,8 @@ async function until_started(count) {
 
 test('it_installs_for_the_user_alone_and_starts_nothing', async () => {
   assert.equal((await install()).code, 0);
-  assert.deepEqual(fs.readdirSync(folder).sort(), [path.basename(installed), 'uninstall.exe']);
-  assert.ok(fs.existsSync(shortcut));
+  assert.deepEqual(installed_files(), contents);
+  assert.deepEqual(in_start_menu(), shortcuts);
   const entry = await uninstall_entry();
   assert.match(entry, /DisplayName\s+REG_SZ\s+Elvantris Redundancy Control$/m);
   assert.match(entry, /DisplayVersion\s+REG_SZ\s+0\.9\.2$/m);
@@ -102,6 +114,26 @@ test('it_installs_for_the_user_alone_and_starts_nothing', async () => {
   }
   assert.equal(await inspect('window'), null);
   shipped = fs.readFileSync(installed);
+});
+
+test('the_start_menu_checks_and_leaves_the_answer_on_the_screen', async () => {
+  assert.equal((await wine('start', '/unix', check_shortcut)).code, 0);
+  const shown = () => inspect('console-of', 'cmd.exe');
+  const lines = await until('the answer is there', async () => {
+    const lines = await shown();
+    return lines?.at(-1).startsWith('Press any key') && lines;
+  });
+  assert.ok(
+    lines.some((line) => line.startsWith('The program is not running.')),
+    lines.join('\n'),
+  );
+  await take_picture('check');
+  // Keys that come before the console has the focus go nowhere.
+  await until('the window is closed', async () => {
+    if ((await shown()) === null) return true;
+    await mouse(300, 300, 'click', '1', 'key', 'Return');
+    return false;
+  });
 });
 
 test('the_installed_program_runs_with_the_users_settings', async () => {
@@ -137,7 +169,7 @@ test('an_upgrade_during_a_hold_leaves_operation_on_backup', async () => {
   assert.equal((await get_status()).active, 'backup');
   assert.equal((await open_menu()).open, 1);
   await take_picture('menu-after-upgrade');
-  assert.equal(fs.readdirSync(folder).length, 2);
+  assert.deepEqual(installed_files(), contents);
 });
 
 test('a_folder_that_refuses_the_new_file_is_found_out_while_the_program_runs', async () => {
@@ -148,6 +180,22 @@ test('a_folder_that_refuses_the_new_file_is_found_out_while_the_program_runs', a
   assert.equal(banners(), 2);
   assert.equal(await answers(5251), true);
   assert.ok(fs.readFileSync(installed).equals(shipped));
+  assert.deepEqual(installed_files(), contents);
+});
+
+test('a_program_beside_it_that_cannot_be_replaced_leaves_all_as_it_was', async () => {
+  for (const file of [tool, rehearsal]) {
+    const before = fs.readFileSync(file);
+    await while_held(`${file}.new`, async (until_held) => {
+      const [{ code }] = await Promise.all([install(), until_held()]);
+      assert.equal(code, 2);
+    });
+    assert.ok(fs.readFileSync(file).equals(before));
+    assert.equal(banners(), 2);
+    assert.equal(await answers(5251), true);
+    fs.rmSync(`${file}.new`, { force: true });
+    assert.deepEqual(installed_files(), contents);
+  }
 });
 
 test('an_upgrade_that_fails_leaves_the_old_program_in_place_and_running', async () => {
@@ -162,31 +210,50 @@ test('an_upgrade_that_fails_leaves_the_old_program_in_place_and_running', async 
   assert.equal((await install()).code, 0);
   await until_started(4);
   assert.ok(fs.readFileSync(installed).equals(shipped));
-  assert.equal(fs.readdirSync(folder).length, 2);
+  assert.deepEqual(installed_files(), contents);
+});
+
+test('an_upgrade_replaces_a_program_that_runs_and_leaves_it_running', async () => {
+  const shipped_rehearsal = fs.readFileSync(rehearsal);
+  fs.appendFileSync(rehearsal, 'an older version');
+  await while_rehearsing(async () => {
+    assert.equal((await install()).code, 0);
+    await until_started(5);
+    assert.equal(await answers(5290), true);
+    assert.ok(fs.readFileSync(rehearsal).equals(shipped_rehearsal));
+    // The one that runs keeps its file. The next setup does not mind it.
+    assert.equal(installed_files().length, contents.length + 1);
+    assert.equal((await install()).code, 0);
+    await until_started(6);
+    assert.equal(await answers(5290), true);
+  });
+  assert.equal((await install()).code, 0);
+  await until_started(7);
+  assert.deepEqual(installed_files(), contents);
+});
+
+test('while_a_program_beside_it_runs_nothing_is_removed', async () => {
+  await while_rehearsing(async () => {
+    assert.equal((await remove_in_place()).code, 2);
+    assert.equal(await answers(5290), true);
+  });
+  assert.equal(await answers(5251), true);
+  await assert_all_is_there();
 });
 
 test('a_removal_that_fails_leaves_the_way_to_remove_it', async () => {
-  // In the folder itself, and not in a copy whose end nobody hears of. The path takes no blanks.
-  const short = path.join(workstation.folder, 'installed');
-  fs.symlinkSync(folder, short);
   await while_held(installed, async (until_held) => {
     await until_held();
-    const in_place = `_?=${seen_by_program(short)}`;
-    const { code } = await wine(path.join(folder, 'uninstall.exe'), '/S', in_place);
-    assert.equal(code, 2);
+    assert.equal((await remove_in_place()).code, 2);
   });
   await until('5251 is free', async () => !(await answers(5251)));
-  assert.deepEqual(fs.readdirSync(folder).sort(), [path.basename(installed), 'uninstall.exe']);
-  assert.ok(fs.readFileSync(installed).equals(shipped));
-  assert.ok(fs.existsSync(shortcut));
-  assert.ok(await uninstall_entry());
-  assert.ok(await run_value());
+  await assert_all_is_there();
 });
 
 test('windows_starts_the_installed_program_with_the_session', async () => {
   assert.equal(await inspect('window'), null);
   await wine('wineboot');
-  await until_started(5);
+  await until_started(8);
   await the_icon();
 });
 
@@ -196,7 +263,7 @@ test('removing_ends_the_program_and_leaves_the_settings', async () => {
   // It goes on in a copy of itself.
   await until('the folder is gone', () => !fs.existsSync(folder));
   await until('the entry is gone', async () => !(await uninstall_entry()));
-  assert.equal(fs.existsSync(shortcut), false);
+  assert.deepEqual(in_start_menu(), []);
   assert.equal(await run_value(), undefined);
   await until('5251 is free', async () => !(await answers(5251)));
   await no_icon();
@@ -252,4 +319,37 @@ test('removing_by_hand_tells_where_the_settings_stay', async () => {
 function both_run({ protection }) {
   const run = ({ ageMs, engineRunning }) => ageMs >= 0 && ageMs < 500 && engineRunning;
   return protection.systems.length === 2 && protection.systems.every(run);
+}
+
+// In the folder itself, and not in a copy whose end nobody hears of. The path takes no blanks.
+function remove_in_place() {
+  const short = path.join(workstation.folder, 'installed');
+  if (!fs.existsSync(short)) fs.symlinkSync(folder, short);
+  return wine(path.join(folder, 'uninstall.exe'), '/S', `_?=${seen_by_program(short)}`);
+}
+
+async function assert_all_is_there() {
+  assert.deepEqual(installed_files(), contents);
+  assert.ok(fs.readFileSync(installed).equals(shipped));
+  assert.deepEqual(in_start_menu(), shortcuts);
+  assert.ok(await uninstall_entry());
+  assert.ok(await run_value());
+}
+
+// The installed rehearsal, with the servers that are there already.
+async function while_rehearsing(act) {
+  const { environment: env, folder: cwd } = workstation;
+  const servers = ['--servers', `${addresses.main},${addresses.backup}`];
+  const words = ['wine', rehearsal, '--background', ...servers, '--device', addresses.device];
+  const running = new Child(words, { env, cwd });
+  try {
+    await until('the rehearsal runs', async () => {
+      if (running.ended) throw new Error(running.text.errors);
+      return answers(5290);
+    });
+    await act();
+  } finally {
+    await running.signal('SIGKILL');
+  }
+  await until('5290 is free', async () => !(await answers(5290)));
 }

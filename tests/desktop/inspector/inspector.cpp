@@ -14,6 +14,7 @@
 //   inspector dialog               title and texts of the topmost dialog that takes input
 //   inspector press ID             presses a button of it
 //   inspector console              the lines in the program's console
+//   inspector console-of FILE      the same for another program, by the name of its file
 //   inspector clicks-select        whether a click into that console selects text
 //   inspector hold FILE            waits for the file, and keeps others from moving or deleting it
 #include "menu_reader.hpp"
@@ -23,6 +24,7 @@
 #include <string>
 
 #include <shellapi.h>
+#include <tlhelp32.h>
 
 // Windows' own, and the only way to delete a key that is a link.
 extern "C" LONG WINAPI NtDeleteKey(HANDLE key);
@@ -243,10 +245,28 @@ void press(const wchar_t* id) {
     print(::PostMessageW(topmost_dialog(), WM_COMMAND, command, 0) ? L"true" : L"false");
 }
 
-// Goes over to the program's console; what is printed goes to a file all the same.
-HANDLE enter_console(const wchar_t* side) {
+DWORD our_program() {
     DWORD process = 0;
     ::GetWindowThreadProcessId(tray_window(), &process);
+    return process;
+}
+
+// The first that runs; 0 if none does.
+DWORD process_named(const wchar_t* file) {
+    const HANDLE processes = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    PROCESSENTRY32W entry{};
+    entry.dwSize = sizeof entry;
+    DWORD found = 0;
+    for (BOOL more = ::Process32FirstW(processes, &entry); more != 0 && found == 0;
+         more = ::Process32NextW(processes, &entry)) {
+        if (::lstrcmpiW(entry.szExeFile, file) == 0) found = entry.th32ProcessID;
+    }
+    ::CloseHandle(processes);
+    return found;
+}
+
+// Goes over to the console of a process; what is printed goes to a file all the same.
+HANDLE enter_console(DWORD process, const wchar_t* side) {
     ::FreeConsole();
     if (::AttachConsole(process) == 0) return INVALID_HANDLE_VALUE;
     return ::CreateFileW(side, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -255,12 +275,12 @@ HANDLE enter_console(const wchar_t* side) {
 
 void print_clicks_select() {
     DWORD mode = 0;
-    if (!::GetConsoleMode(enter_console(L"CONIN$"), &mode)) return print(L"null");
+    if (!::GetConsoleMode(enter_console(our_program(), L"CONIN$"), &mode)) return print(L"null");
     print((mode & ENABLE_QUICK_EDIT_MODE) != 0 ? L"true" : L"false");
 }
 
-void print_console() {
-    const HANDLE console = enter_console(L"CONOUT$");
+void print_console(DWORD process) {
+    const HANDLE console = enter_console(process, L"CONOUT$");
     CONSOLE_SCREEN_BUFFER_INFO buffer{};
     if (!::GetConsoleScreenBufferInfo(console, &buffer)) return print(L"null");
     std::wstring json = L"[";
@@ -320,7 +340,9 @@ int main() {
     } else if (act == L"press" && count == 3) {
         press(words[2]);
     } else if (act == L"console") {
-        print_console();
+        print_console(our_program());
+    } else if (act == L"console-of" && count == 3) {
+        print_console(process_named(words[2]));
     } else if (act == L"clicks-select") {
         print_clicks_select();
     } else if (act == L"hold" && count == 3) {
