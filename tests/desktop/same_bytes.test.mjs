@@ -1,0 +1,63 @@
+// Both packages as files: their checksums are beside them, and whoever packs the same programs again
+// gets the same bytes.
+import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
+import fs from 'node:fs';
+import os from 'node:os';
+import path from 'node:path';
+import { test } from 'node:test';
+
+import { root } from '../e2e/support/environment.mjs';
+
+const folder = path.join(root, 'build/package');
+const of_this_version = /[-_]0\.9\.2[-_](setup\.exe|\w+\.deb)$/;
+
+test('the_checksums_of_both_packages_are_right', () => {
+  const check = ['--check', '--strict', 'SHA256SUMS'];
+  const checked = execFileSync('sha256sum', check, { cwd: folder, encoding: 'utf8' });
+  const named = checked
+    .trim()
+    .split('\n')
+    .map((line) => line.replace(/: OK$/, ''));
+  const packages = fs.readdirSync(folder).filter((file) => of_this_version.test(file));
+  assert.equal(packages.length, 2);
+  assert.deepEqual(named.sort(), packages.sort());
+});
+
+// With other dates, in another folder, for another user in another part of the world.
+function packed_again(script, build, programs) {
+  const scratch = fs.mkdtempSync(path.join(os.tmpdir(), 'elvantris-packed-'));
+  try {
+    const copy = path.join(scratch, 'build');
+    fs.mkdirSync(copy);
+    for (const file of [...programs, 'CMakeCache.txt']) {
+      fs.copyFileSync(path.join(root, build, file), path.join(copy, file));
+      fs.chmodSync(path.join(copy, file), 0o700);
+      fs.utimesSync(path.join(copy, file), 1e9, 1e9);
+    }
+    const env = {
+      ...process.env,
+      TZ: 'Pacific/Kiritimati',
+      LC_ALL: 'C.UTF-8',
+      LANG: 'de_DE.UTF-8',
+    };
+    const command = `umask 077; scripts/${script} "$1" "$2"`;
+    const words = ['-c', command, script, copy, path.join(scratch, 'result')];
+    const made = execFileSync('bash', words, { cwd: root, env, encoding: 'utf8' }).trim();
+    return { name: path.basename(made), bytes: fs.readFileSync(made) };
+  } finally {
+    fs.rmSync(scratch, { recursive: true });
+  }
+}
+
+for (const [script, build, ending] of [
+  ['package_linux', process.env.ELVANTRIS_BUILD ?? 'build/linux', ''],
+  ['package_windows', process.env.ELVANTRIS_WINDOWS_BUILD, '.exe'],
+]) {
+  test(`${script}_makes_the_same_bytes_again`, () => {
+    const programs = ['redundancy-control', 'redundancy-tool', 'rehearsal'];
+    const files = programs.map((name) => `elvantris-${name}${ending}`);
+    const { name, bytes } = packed_again(script, build, files);
+    assert.ok(bytes.equals(fs.readFileSync(path.join(folder, name))), name);
+  });
+}
