@@ -199,13 +199,14 @@ test('a_program_beside_it_that_cannot_be_replaced_leaves_all_as_it_was', async (
 });
 
 test('an_upgrade_that_fails_leaves_the_old_program_in_place_and_running', async () => {
-  const older = Buffer.concat([shipped, Buffer.from('an older version')]);
-  fs.appendFileSync(installed, older.subarray(shipped.length));
+  for (const file of [installed, tool]) fs.appendFileSync(file, 'an older version');
+  const older = [installed, tool].map((file) => fs.readFileSync(file));
   await while_held(`${installed}.new`, async (until_held) => {
     const [{ code }] = await Promise.all([install(), until_held()]);
     assert.equal(code, 2);
     await until_started(3);
-    assert.ok(fs.readFileSync(installed).equals(older));
+    assert.ok(fs.readFileSync(installed).equals(older[0]));
+    assert.ok(fs.readFileSync(tool).equals(older[1]));
   });
   assert.equal((await install()).code, 0);
   await until_started(4);
