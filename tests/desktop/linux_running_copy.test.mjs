@@ -103,3 +103,12 @@ test('the_log_is_trimmed_while_the_program_writes_it', async () => {
   assert.equal(machine.log().includes('\0'), false);
   assert.deepEqual(await program.signal('SIGTERM'), ended);
 });
+
+test('the_rehearsal_of_the_menu_says_why_it_does_not_start_before_its_window_closes', async () => {
+  const entry = machine.file('/usr/share/applications/elvantris-rehearsal.desktop');
+  const [, command] = /^Exec=sh -c "(.*)"$/m.exec(fs.readFileSync(entry, 'utf8'));
+  const started = machine.as_operator('sh', '-c', command);
+  await started.exited;
+  assert.match(started.text.errors, /^elvantris-rehearsal: A media server answers/m);
+  assert.match(started.text.output, /^Press Enter/m);
+});
