@@ -1,7 +1,7 @@
 #pragma once
 
 #include "local/api_routes.hpp"
-#include "local/loopback_server.hpp"
+#include "os/loopback_server.hpp"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "local/loopback_server.hpp"
+#include "os/loopback_server.hpp"
 
 #include <cstdint>
 #include <string>

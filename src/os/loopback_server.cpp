@@ -1,4 +1,4 @@
-#include "local/loopback_server.hpp"
+#include "os/loopback_server.hpp"
 
 #include "os/process.hpp"
 #include "os/standard_streams.hpp"
@@ -12,7 +12,7 @@ namespace {
 
 constexpr milliseconds wake_limit{500};
 constexpr milliseconds stop_check_while_idle{250}; // should the knock of a stop not come through
-constexpr milliseconds pause_after_failure{20};
+constexpr milliseconds pause_after_failed_accept{20};
 
 } // namespace
 
@@ -52,7 +52,7 @@ void loopback_server::accept_connections() noexcept {
             serve_next();
         } catch (...) {
             // Out of memory, most likely: trying again at full speed would only make it worse.
-            std::this_thread::sleep_for(pause_after_failure);
+            std::this_thread::sleep_for(pause_after_failed_accept);
         }
     }
     silent_.clear();
@@ -87,7 +87,7 @@ void loopback_server::accept_waiting(bool somebody_has_spoken) {
     make_room();
     if (!accept_next(has_room()))
         // Out of handles, most likely.
-        std::this_thread::sleep_for(pause_after_failure);
+        std::this_thread::sleep_for(pause_after_failed_accept);
 }
 
 // False if no connection waits, or none can be accepted.

@@ -1,4 +1,4 @@
-#include "local/loopback_server.hpp"
+#include "os/loopback_server.hpp"
 
 #include "integration/support/loopback_client.hpp"
 

@@ -1,4 +1,5 @@
-// Listening, accepting and stopping: what the two local servers have in common.
+// Listening on the loopback interface, accepting and stopping: what all local servers have in
+// common.
 //
 // A browser opens connections before it needs them, and other programs may do worse. So a
 // connection is handed to the handler only when its first byte has arrived. When there is no room
