@@ -13,7 +13,7 @@ constexpr milliseconds step_limit{3000};
 constexpr milliseconds whole_limit{5000};
 constexpr milliseconds knock_limit{1000};
 
-program_reply ask_for_status() {
+program_reply ask_for_status(const call_limits& limits) {
     const http_call call{.host = loopback,
                          .port = api_port,
                          .method = "GET",
@@ -21,7 +21,8 @@ program_reply ask_for_status() {
                          .body = {},
                          .content_type = {},
                          .timeout = step_limit};
-    const http_response response = http_exchange_bounded(call, most_bytes, whole_limit);
+    const http_response response =
+        http_exchange_bounded(call, most_bytes, limits.within(whole_limit));
     if (response.status == 0)
         return {.presence = knock_on_loopback(api_port, knock_limit)
                                 ? program_presence::not_answering
@@ -34,8 +35,8 @@ program_reply ask_for_status() {
 
 } // namespace
 
-asked_program ask_program(const std::string& config_path) {
-    asked_program asked{.reply = ask_for_status()};
+asked_program ask_program(const std::string& config_path, const call_limits& limits) {
+    asked_program asked{.reply = ask_for_status(limits)};
     if (const auto& status = asked.reply.status)
         asked.uses_it =
             status->config_path == config_path || is_same_file(status->config_path, config_path);

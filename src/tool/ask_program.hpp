@@ -3,6 +3,7 @@
 // Threads: any; nothing is kept between calls. Failure: a value, as any other answer.
 #pragma once
 
+#include "os/call_limits.hpp"
 #include "tool/program_status.hpp"
 
 #include <string>
@@ -15,6 +16,6 @@ struct asked_program {
 };
 
 // Asks on the loopback interface. Takes at most 5 s; returns at once if nobody listens.
-asked_program ask_program(const std::string& config_path);
+asked_program ask_program(const std::string& config_path, const call_limits& limits = {});
 
 } // namespace elvantris::operator_control

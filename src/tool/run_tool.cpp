@@ -2,6 +2,7 @@
 
 #include "systems/settings_place.hpp"
 #include "tool/sub_commands.hpp"
+#include "tool/tool_version.hpp"
 #include "tool/write_answer.hpp"
 
 #include <exception>
@@ -40,7 +41,7 @@ int answer_question(const std::vector<std::string>& arguments) {
         "elvantris-redundancy-tool");
     asked_question asked;
     parser.require_subcommand(1);
-    parser.set_version_flag("--version", ELVANTRIS_VERSION);
+    parser.set_version_flag("--version", std::string(tool_version()));
     parser.allow_windows_style_options(false);
     parser.footer(exit_codes);
     for (const sub_command& command : sub_commands())

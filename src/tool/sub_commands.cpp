@@ -9,6 +9,7 @@ std::span<const sub_command> sub_commands() {
         check_command(),
         timeline_command(),
         explain_command(),
+        metrics_command(),
     };
     return table;
 }

@@ -30,6 +30,7 @@ struct sub_command {
 sub_command check_command();
 sub_command timeline_command();
 sub_command explain_command();
+sub_command metrics_command();
 
 // All of them, in the order of the help.
 std::span<const sub_command> sub_commands();

@@ -1,17 +1,22 @@
 // The console tool, as an operator starts it: in the workstation's namespace, beside the program.
 import path from 'node:path';
 
-import { run_to_its_end } from './children.mjs';
+import { Child, run_to_its_end } from './children.mjs';
 import { program, windows } from './environment.mjs';
 import { seen_by_program } from './workstation.mjs';
 
 const tool = path.join(path.dirname(program), `elvantris-redundancy-tool${windows ? '.exe' : ''}`);
 
-// Its exit code and what it said.
-export function run_tool(workstation, ...words) {
+function launch(workstation, words) {
   const command = [...(windows ? ['wine'] : []), tool, ...words];
-  return run_to_its_end(command, { cwd: workstation.folder, env: workstation.environment });
+  return [command, { cwd: workstation.folder, env: workstation.environment }];
 }
+
+// Its exit code and what it said.
+export const run_tool = (workstation, ...words) => run_to_its_end(...launch(workstation, words));
+
+// One that goes on until it is ended.
+export const start_tool = (workstation, ...words) => new Child(...launch(workstation, words));
 
 export const with_files_of = (workstation) => ['--config', seen_by_program(workstation.config)];
 
