@@ -21,8 +21,7 @@ program_reply ask_for_status(const call_limits& limits) {
                          .body = {},
                          .content_type = {},
                          .timeout = step_limit};
-    const http_response response =
-        http_exchange_bounded(call, most_bytes, limits.within(whole_limit));
+    http_response response = http_exchange_bounded(call, most_bytes, limits.within(whole_limit));
     if (response.status == 0)
         return {.presence = knock_on_loopback(api_port, knock_limit)
                                 ? program_presence::not_answering
@@ -30,7 +29,9 @@ program_reply ask_for_status(const call_limits& limits) {
                 .status = {}};
     if (response.status != 200)
         return {.presence = program_presence::another_program, .status = {}};
-    return judge_answer(response.body);
+    program_reply reply = judge_answer(response.body);
+    if (reply.presence != program_presence::another_program) reply.text = std::move(response.body);
+    return reply;
 }
 
 } // namespace

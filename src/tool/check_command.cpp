@@ -66,7 +66,8 @@ tool_answer check(bool accept_decks, const common_options& common) {
     if (!accepted) found.push_back(unwritten_decks(view.config_path));
     findings notes;
     // A failed write is only a note: the pair is ready all the same.
-    if (found.empty() && !remember_decks(view)) notes.push_back(unwritten_decks(view.config_path));
+    if (found.empty() && !common.writes_nothing && !remember_decks(view))
+        notes.push_back(unwritten_decks(view.config_path));
     return answer_check(found, setup_of(view).policy, notes);
 }
 

@@ -41,6 +41,7 @@ enum class program_presence {
 struct program_reply {
     program_presence presence = program_presence::not_running;
     std::optional<program_status> status; // of a running program
+    std::string text = {};                // of the program's status, as it came
 };
 
 // Which program sent this body, and its status.

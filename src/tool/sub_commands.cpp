@@ -6,10 +6,7 @@ namespace elvantris::operator_control {
 
 std::span<const sub_command> sub_commands() {
     static const std::array table{
-        check_command(),
-        timeline_command(),
-        explain_command(),
-        metrics_command(),
+        check_command(), timeline_command(), explain_command(), metrics_command(), bundle_command(),
     };
     return table;
 }

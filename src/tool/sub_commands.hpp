@@ -13,7 +13,8 @@ namespace elvantris::operator_control {
 
 // What every sub-command is told.
 struct common_options {
-    std::string config_path; // of the configuration file, beside which the others are
+    std::string config_path;     // of the configuration file, beside which the others are
+    bool writes_nothing = false; // it is asked for its answer alone
 };
 
 // Looks and answers. What it can't read is an answer too; only the allocator may throw.
@@ -31,6 +32,7 @@ sub_command check_command();
 sub_command timeline_command();
 sub_command explain_command();
 sub_command metrics_command();
+sub_command bundle_command();
 
 // All of them, in the order of the help.
 std::span<const sub_command> sub_commands();
