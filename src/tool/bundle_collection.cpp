@@ -133,10 +133,14 @@ private:
                  failure != read_failure::missing || held == payloads::none);
         for (int age = 1; age <= kept_copies; ++age) {
             const std::string ending = ".unreadable-" + std::to_string(age);
-            if (const auto text = read_whole_file(path + ending, largest_settings_file))
-                add_json(name + ending, about + " as it could not be read, " + path + ending, *text,
-                         held);
+            add_kept_copy(name + ending, about, path + ending, held);
         }
+    }
+
+    void add_kept_copy(const std::string& name, const std::string& about, const std::string& path,
+                       payloads held) {
+        if (const auto text = read_whole_file(path, largest_settings_file))
+            add_json(name, about + " as it could not be read, " + path, *text, held);
     }
 
     json_tree system_facts() const {

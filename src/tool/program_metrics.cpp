@@ -158,8 +158,8 @@ metric_family active_alerts(const std::deque<alert_record>& alerts) {
                          .help = "Alerts that are active now. A notice tells of the last transfer.",
                          .kind = metric_kind::gauge,
                          .samples = {}};
-    for (const auto& [word, severity] : severities) {
-        const auto count = std::ranges::count_if(alerts, [&](const alert_record& alert) {
+    for (const auto& [word, shown] : severities) {
+        const auto count = std::ranges::count_if(alerts, [severity = shown](const auto& alert) {
             return alert.active && alert.severity == severity;
         });
         family.samples.push_back(

@@ -53,8 +53,8 @@ zlib_filefunc64_def calls_for(memory_file& file) {
             .opaque = &file};
 }
 
-int number_at(std::string_view text, std::size_t place, std::size_t digits) {
-    int number = 0;
+unsigned number_at(std::string_view text, std::size_t place, std::size_t digits) {
+    unsigned number = 0;
     if (place + digits <= text.size())
         std::from_chars(text.data() + place, text.data() + place + digits, number);
     return number;
@@ -63,7 +63,7 @@ int number_at(std::string_view text, std::size_t place, std::size_t digits) {
 zip_fileinfo details_of(std::string_view date, std::string_view clock) {
     zip_fileinfo details{};
     details.tmz_date.tm_year = number_at(date, 0, 4);
-    details.tmz_date.tm_mon = std::max(number_at(date, 5, 2) - 1, 0);
+    details.tmz_date.tm_mon = std::max(number_at(date, 5, 2), 1U) - 1;
     details.tmz_date.tm_mday = number_at(date, 8, 2);
     details.tmz_date.tm_hour = number_at(clock, 0, 2);
     details.tmz_date.tm_min = number_at(clock, 3, 2);

@@ -4,7 +4,10 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { until_active } from './support/operator.mjs';
+import { plug_into, xl } from './support/decks.mjs';
+import { until, windows } from './support/environment.mjs';
+import { Device } from './support/network.mjs';
+import { get_status, until_active } from './support/operator.mjs';
 import { command, Pair, paired_config, quick_policy } from './support/pair.mjs';
 import { ask_tool, ask_tool_json, run_tool } from './support/tool.mjs';
 import { seen_by_program, Workstation } from './support/workstation.mjs';
@@ -14,11 +17,19 @@ const secret = 'login admin S3cr3t\\r';
 const commands = { actions: [command('Router', { payload: secret })] };
 
 let pair;
+let device;
 let stopped;
 before(async () => {
-  pair = await Pair.start();
+  // A command that fails would leave an alert for ever.
+  device = await Device.start();
+  pair = await Pair.start((workstation) => {
+    if (!windows) plug_into(workstation, [xl]);
+  });
 });
-after(() => pair?.stop());
+after(async () => {
+  await pair?.stop();
+  await device?.stop();
+});
 beforeEach(() => {
   stopped = new Workstation();
 });
@@ -76,11 +87,20 @@ test('payloads_are_included_when_that_is_asked_for', async () => {
   assert.equal(JSON.parse(texts['status.json']).protection.policy.actions[0].payload, secret);
 });
 
+test('a_good_check_inside_it_writes_down_no_decks', { skip: windows }, async () => {
+  await pair.settle();
+  await until('the deck is there', async () => (await get_status()).streamDeckCount === 1);
+  await until('READY', async () => {
+    const { texts } = await make_bundle(pair.workstation);
+    return texts['check.txt'] === 'READY\n';
+  });
+  assert.ok(!fs.existsSync(`${pair.workstation.config}.check.json`));
+});
+
 test('with_the_program_stopped_the_files_are_there', async () => {
   await pair.workstation.stop();
   stopped.write_config(paired_config());
   stopped.write_state({ ...quick_policy, ...commands });
-  // A good check would write down the decks.
   const { code, texts } = await make_bundle(stopped);
   await pair.workstation.start();
   assert.equal(code, 0);

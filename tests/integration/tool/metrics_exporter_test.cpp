@@ -45,6 +45,17 @@ TEST(metrics_exporter, hangs_up_on_a_request_that_never_ends) {
     EXPECT_TRUE(running.ask(whole_request).starts_with("HTTP/1.1 200 "));
 }
 
+TEST(metrics_exporter, hangs_up_on_a_request_that_comes_a_byte_at_a_time) {
+    const running_exporter running;
+    loopback_client slow(running.exporter.port());
+    const steady_time latest = steady_now() + std::chrono::seconds(30);
+    do
+        EXPECT_TRUE(slow.send("G"));
+    while (slow.silent_for(milliseconds(100)) && steady_now() < latest);
+    EXPECT_LT(steady_now(), latest);
+    EXPECT_EQ(slow.read_to_end(), "");
+}
+
 TEST(metrics_exporter, ends_though_a_request_has_just_begun) {
     running_exporter running;
     loopback_client slow(running.exporter.port());
