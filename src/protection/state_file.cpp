@@ -3,12 +3,28 @@
 #include "json/field_scanner.hpp"
 #include "json/object_writer.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace elvantris::operator_control {
 namespace {
 
-constexpr settings_file_rules rules{.is_whole = json_is_whole_object,
+// The three keys of a hold are written together. A file with only some of them, or with other words
+// in them than ours, has lost the rest, and with it perhaps a hold.
+bool has_all_of_the_hold_or_nothing(std::string_view text) {
+    const std::string_view held =
+        text.substr(std::min(json_find_value(text, "heldOnBackup"), text.size()));
+    const bool has_flag = held.starts_with(json_bool(true)) || held.starts_with(json_bool(false));
+    const bool has_main = json_find_string(text, "pairMain").has_value();
+    const bool has_backup = json_find_string(text, "pairBackup").has_value();
+    return has_flag == has_main && has_main == has_backup;
+}
+
+bool is_whole(std::string_view text) {
+    return json_is_whole_object(text) && has_all_of_the_hold_or_nothing(text);
+}
+
+constexpr settings_file_rules rules{.is_whole = is_whole,
                                     .possible_loss = "a hold on Backup may be lost",
                                     .after_failure = failed_save::leaves_temporary_file};
 

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <utility>
+#include <vector>
 
 using namespace elvantris::operator_control;
 
@@ -91,6 +93,32 @@ TEST(state_file, that_is_damaged_gives_what_can_be_read_and_is_kept_before_the_n
     ASSERT_TRUE(file.save(saved_protection{}));
     EXPECT_EQ(read_whole_file(path + ".unreadable-1", ample), torn);
     EXPECT_EQ(read_whole_file(path, ample), write_saved_protection(saved_protection{}));
+}
+
+// One bit that a disk turned over is enough: the file is one object still, and the hold is gone.
+TEST(state_file, that_has_lost_a_part_of_its_hold_is_told_of_and_kept) {
+    const std::string whole = write_saved_protection(held_protection());
+    const std::vector<std::pair<std::string, std::string>> damages{
+        {"heldOnBackup", "heldOnBackuq"},
+        {"true,\"pairMain\"", "urue,\"pairMain\""},
+        {"pairMain", "pairMaio"},
+        {"pairBackup", "pairBackuq"}};
+    for (const auto& [sound, damaged] : damages) {
+        const temporary_folder folder;
+        const std::string path = folder.file("state.json");
+        std::string text = whole;
+        ASSERT_NE(text.find(sound), std::string::npos);
+        text.replace(text.find(sound), sound.size(), damaged);
+        ASSERT_EQ(write_whole_file(path, text), write_outcome::written);
+        const captured_log log;
+        state_file file(path);
+        saved_protection saved;
+        std::string error;
+        file.load(saved, error);
+        EXPECT_NE(log.error().find(" is damaged"), std::string::npos) << text;
+        ASSERT_TRUE(file.save(saved));
+        EXPECT_EQ(read_whole_file(path + ".unreadable-1", ample), text);
+    }
 }
 
 TEST(state_file, with_an_invalid_policy_is_read_and_not_kept) {
