@@ -1,6 +1,7 @@
 #include "protection/alert_log.hpp"
 
 #include "json/object_writer.hpp"
+#include "os/file_pieces.hpp"
 #include "os/files.hpp"
 
 #include <exception>
@@ -11,6 +12,13 @@ namespace {
 
 json_object_writer line(std::int64_t time_ms, std::string_view event) {
     return json_object_writer().number("time", time_ms).text("event", event);
+}
+
+bool ends_within_a_line(const std::string& path) {
+    file_pieces file;
+    if (file.open(path) || file.size() == 0) return false;
+    char last = '\n';
+    return file.read_at(file.size() - 1, {&last, 1}) == 1 && last != '\n';
 }
 
 } // namespace
@@ -27,11 +35,20 @@ void alert_log::append(const line_maker& make_line) noexcept {
 }
 
 line_writer append_to(const std::string& path) {
-    // Kept between writes: it remembers whether the file ends with an incomplete line.
-    const auto file = std::make_shared<append_file>();
-    return [file, path](std::string_view lines) {
-        if (file->open(path)) file->write(lines);
-        file->close();
+    // Kept from one write to the next.
+    struct memory {
+        append_file file;
+        bool begun = false;
+    };
+    const auto kept = std::make_shared<memory>();
+    return [kept, path](std::string_view lines) {
+        // A loss of power in an earlier run may have torn the last line.
+        const bool follows_a_torn_line = !kept->begun && ends_within_a_line(path);
+        if (kept->file.open(path) && (!follows_a_torn_line || kept->file.write("\n"))) {
+            kept->begun = true;
+            kept->file.write(lines);
+        }
+        kept->file.close();
     };
 }
 

@@ -17,7 +17,8 @@ namespace elvantris::operator_control {
 // Takes one or more whole lines with their ends.
 using line_writer = std::function<void(std::string_view lines)>;
 
-// The file is open for the length of a write.
+// The file is open for the length of a write. The first one ends a line that an earlier run has
+// left without its end, so that no line is joined to it.
 line_writer append_to(const std::string& path);
 
 class alert_log {

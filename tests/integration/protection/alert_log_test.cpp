@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 using namespace elvantris::operator_control;
 
@@ -26,6 +28,25 @@ TEST(alert_log, appends_one_object_a_line_with_every_text_escaped) {
         "\n"
         R"({"time":1700000000003,"event":"action","message":"Test action / \"A\": sent"})"
         "\n");
+}
+
+// A loss of power may leave the last line without its end, or zeros in its place.
+TEST(alert_log, ends_a_line_that_an_earlier_run_has_left_torn) {
+    const std::vector<std::string> torn_lines{"{\"time\":1,\"ev", std::string(5, '\0')};
+    for (const std::string& torn : torn_lines) {
+        const temporary_folder folder;
+        const std::string path = folder.file("alerts.jsonl");
+        ASSERT_EQ(write_whole_file(path, torn), write_outcome::written);
+        alert_log log(path);
+        log.recovered(2, "first");
+        log.recovered(3, "last");
+        EXPECT_EQ(read_whole_file(path, 4096), torn +
+                                                   "\n"
+                                                   R"({"time":2,"event":"recovered","key":"first"})"
+                                                   "\n"
+                                                   R"({"time":3,"event":"recovered","key":"last"})"
+                                                   "\n");
+    }
 }
 
 TEST(alert_log, costs_only_history_when_it_can_not_be_written) {
