@@ -3,7 +3,7 @@ import { parseArgs } from 'node:util';
 
 import { proofs } from '../proofs.mjs';
 import { build_target } from './builds.mjs';
-import { render_document } from './document.mjs';
+import { render_documents } from './document.mjs';
 import { write_result } from './results.mjs';
 
 function usage() {
@@ -43,14 +43,14 @@ async function run_one(proof, minutes) {
   const started = performance.now();
   const result = await outcome_of(proof, Date.now() + minutes * 60_000);
   const seconds = Math.round((performance.now() - started) / 1000);
-  const { passed, amount, outcome, bound, rows } = result;
+  const { passed, amount, outcome, bound, columns, rows } = result;
   console.log([proof.name, amount, outcome, bound, `${seconds} s`].join(' | '));
-  if (rows.length > 0) write_result(proof.name, { passed, seconds, rows });
+  if (rows.length > 0) write_result(proof.name, { passed, seconds, columns, rows });
   return passed;
 }
 
 const { minutes, wanted } = read_arguments();
 let all_passed = true;
 for (const proof of wanted) all_passed = (await run_one(proof, minutes)) && all_passed;
-render_document();
+render_documents();
 process.exit(all_passed ? 0 : 1);
