@@ -142,7 +142,9 @@ export function record(folder, command) {
   const before = files_in(folder);
   const trace = path.join(path.dirname(folder), 'calls.txt');
   const calls = `trace=${followed.join(',')}`;
-  execFileSync('strace', ['-o', trace, '-e', calls, '-xx', '-s', '99999999', ...command]);
+  execFileSync('strace', ['-o', trace, '-e', calls, '-xx', '-s', '99999999', ...command], {
+    stdio: 'ignore',
+  });
   const follower = new Follower(fs.realpathSync(folder), before);
   for (const line of fs.readFileSync(trace, 'latin1').split('\n')) {
     const call = call_of(line);

@@ -67,6 +67,17 @@ bool take_back(int descriptor, std::size_t size) {
            ::ftruncate(descriptor, start) == 0;
 }
 
+std::string folder_of(const std::string& path) {
+    const std::string parent = parent_folder(path);
+    return parent.empty() ? "." : parent;
+}
+
+// The new names are in place; if the folder can't be flushed, the files are whole all the same.
+void flush_names(const std::string& folder) {
+    const open_file opened(folder, O_RDONLY | O_DIRECTORY);
+    if (opened.valid()) ::fsync(opened.descriptor());
+}
+
 } // namespace
 
 std::optional<std::string> read_whole_file(const std::string& path, std::size_t limit,
@@ -103,17 +114,19 @@ write_outcome write_whole_file(const std::string& path, std::string_view bytes) 
 
 bool replace_file(const std::string& from, const std::string& to) {
     // Everything that needs memory comes before the step.
-    const std::string parent = parent_folder(to);
-    const std::string folder = parent.empty() ? "." : parent;
+    const std::string folder = folder_of(to);
     if (std::rename(from.c_str(), to.c_str()) != 0) return false;
-    const open_file opened(folder, O_RDONLY | O_DIRECTORY);
-    // The new name is in place; if the folder can't be flushed, the file is whole all the same.
-    if (opened.valid()) ::fsync(opened.descriptor());
+    flush_names(folder);
     return true;
 }
 
 bool keep_file_as(const std::string& path, const std::string& second_name) {
-    if (::link(path.c_str(), second_name.c_str()) == 0) return true;
+    const std::string folder = folder_of(second_name);
+    if (::link(path.c_str(), second_name.c_str()) == 0) {
+        // The first name is about to be replaced: a loss of power must not leave neither.
+        flush_names(folder);
+        return true;
+    }
     if (errno == ENOENT || errno == ENOTDIR) return true;
     struct stat details {};
     return ::lstat(path.c_str(), &details) == 0 && !S_ISDIR(details.st_mode) &&
