@@ -1,6 +1,7 @@
 #include "decks/hid_streamdeck_adapter.hpp"
 
 #include "decks/connected_deck.hpp"
+#include "decks/deck_vendor.hpp"
 #include "decks/hid_text.hpp"
 #include "decks/image_reports.hpp"
 #include "decks/key_reports.hpp"
@@ -25,7 +26,6 @@
 namespace elvantris::operator_control {
 namespace {
 
-constexpr std::uint16_t vendor_id = 0x0FD9;
 constexpr std::chrono::seconds scan_period{2};
 constexpr std::chrono::milliseconds key_period{20};
 // After a deck came back. Its absence must last longer than the 2 s between two registrations: a
@@ -272,7 +272,7 @@ milliseconds hid_streamdeck_adapter::scan() {
     bus_scan found;
     {
         // A shared pointer, for a unique one would not give an empty list back.
-        const std::shared_ptr<hid_device_info> devices(::hid_enumerate(vendor_id, 0),
+        const std::shared_ptr<hid_device_info> devices(::hid_enumerate(deck_vendor_id, 0),
                                                        ::hid_free_enumeration);
         found.dead_paths = drop_dead_decks(devices.get());
         for (const hid_device_info* entry = devices.get(); entry != nullptr; entry = entry->next)

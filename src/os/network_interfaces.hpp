@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace elvantris::operator_control {
@@ -12,6 +13,7 @@ struct interface_address {
     bool loopback = false;
     std::uint32_t address = 0;       // host byte order
     std::uint32_t prefix_length = 0; // bits of the network part
+    std::string name = {};           // as the system shows it
 };
 
 // All interfaces of the machine, in the system's order. Absent if the system refuses to tell.

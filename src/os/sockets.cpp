@@ -32,6 +32,13 @@ bool bind_to(const socket_handle& socket, const sockaddr_in& address) {
            0;
 }
 
+// To connect a datagram socket sends nothing, and wants a way.
+socket_address as_datagram_address(socket_address address) {
+    address.type = SOCK_DGRAM;
+    address.protocol = IPPROTO_UDP;
+    return address;
+}
+
 } // namespace
 
 network_failure late_failure_of(int system_error) {
@@ -123,10 +130,18 @@ network_failure result_of_connecting(const socket_handle& socket) {
 }
 
 bool has_way_to(const socket_address& address) {
-    socket_address probe = address; // connecting a datagram socket sends nothing, but needs a way
-    probe.type = SOCK_DGRAM;
-    probe.protocol = IPPROTO_UDP;
-    return begin_connecting(probe).failure != network_failure::no_network;
+    return begin_connecting(as_datagram_address(address)).failure != network_failure::no_network;
+}
+
+std::optional<std::uint32_t> own_address_towards(const socket_address& address) {
+    const connect_attempt attempt = begin_connecting(as_datagram_address(address));
+    sockaddr_in own{};
+    native_length length = sizeof own;
+    if (!attempt.socket.valid() ||
+        ::getsockname(native_of(attempt.socket), reinterpret_cast<sockaddr*>(&own), &length) != 0 ||
+        own.sin_family != AF_INET)
+        return std::nullopt;
+    return ntohl(own.sin_addr.s_addr);
 }
 
 std::vector<std::size_t> wait_any_readable(std::span<const socket_handle* const> sockets,
@@ -181,6 +196,12 @@ std::string dotted_text(std::uint32_t address) {
     native.s_addr = htonl(address);
     std::array<char, INET_ADDRSTRLEN> text{};
     return ::inet_ntop(AF_INET, &native, text.data(), text.size()) != nullptr ? text.data() : "";
+}
+
+std::optional<std::uint32_t> number_of_dotted(const std::string& dotted) {
+    in_addr native{};
+    if (::inet_pton(AF_INET, dotted.c_str(), &native) != 1) return std::nullopt;
+    return ntohl(native.s_addr);
 }
 
 std::uint16_t bound_port(const socket_handle& listener) {

@@ -124,6 +124,9 @@ network_failure result_of_connecting(const socket_handle& socket);
 
 // Whether this computer has a way to the address just now. Nothing is sent to find out.
 bool has_way_to(const socket_address& address);
+// This computer's own address on that way, in host byte order. Absent without a way, or with one
+// that is not IPv4. Nothing is sent here either.
+std::optional<std::uint32_t> own_address_towards(const socket_address& address);
 
 // Waits until the socket can be written or read. False when the time is over; true also for a
 // socket that has failed, as the call that follows then tells at once.
@@ -194,6 +197,8 @@ std::optional<received_datagram> receive_datagram_now(const socket_handle& socke
 
 // An IPv4 address in host byte order as dotted text.
 std::string dotted_text(std::uint32_t address);
+// The reverse; absent for any other text.
+std::optional<std::uint32_t> number_of_dotted(const std::string& dotted);
 
 // Listens on 127.0.0.1. A taken port fails; a port that was just released is free at once.
 // Port 0 lets the system choose.

@@ -18,6 +18,7 @@ constexpr std::string_view reply_text = "elvantris-server!";
 constexpr std::size_t longest_reply = 2047;
 constexpr std::chrono::seconds longest_round{15};
 constexpr std::size_t most_late_replies = 2048;
+constexpr std::size_t most_answers = 256;
 
 bool is_loopback(std::uint32_t address) {
     return address >> 24U == 127;
@@ -43,6 +44,35 @@ void broadcast_request(const socket_handle& socket) {
     for (const std::uint32_t target : broadcast_targets(list_interface_addresses()))
         if (const auto to = ipv4_address(dotted_text(target), discovery_port))
             send_datagram(socket, *to, question);
+}
+
+template<typename listener>
+void ask_and_listen(milliseconds silence, const call_limits& limits, const listener& take) {
+    const socket_runtime runtime;
+    if (!runtime.started()) throw std::runtime_error("WSAStartup failed");
+    const broadcast_socket opened = open_broadcast_socket();
+    switch (opened.failure) {
+    case broadcast_failure::none:
+        break;
+    case broadcast_failure::not_created:
+        throw std::runtime_error("Unable to create discovery socket");
+    case broadcast_failure::not_bound:
+        throw std::runtime_error("Unable to bind discovery socket");
+    }
+
+    broadcast_request(opened.socket);
+    std::array<char, longest_reply> buffer{};
+    const call_limits round_limits = limits.within(longest_round);
+    // The caller's `given_up` may have taken longer than the round lasts. Replies that arrived
+    // meanwhile are still read, or all servers would look silent.
+    for (std::size_t late = 0; late < most_late_replies && !round_limits.is_given_up();) {
+        if (round_limits.over()) ++late;
+        const auto datagram = receive_datagram(opened.socket, buffer, silence, round_limits);
+        if (!datagram || datagram->size == 0) break;
+        if (!datagram->sender) continue;
+        if (auto server = parse_discovery_reply({buffer.data(), datagram->size}, *datagram->sender))
+            take(std::move(*server));
+    }
 }
 
 } // namespace
@@ -124,33 +154,22 @@ std::vector<discovered_server> discovery_round::take() {
 
 std::vector<discovered_server> discover_servers(milliseconds silence, known_serials known,
                                                 const call_limits& limits) {
-    const socket_runtime runtime;
-    if (!runtime.started()) throw std::runtime_error("WSAStartup failed");
-    const broadcast_socket opened = open_broadcast_socket();
-    switch (opened.failure) {
-    case broadcast_failure::none:
-        break;
-    case broadcast_failure::not_created:
-        throw std::runtime_error("Unable to create discovery socket");
-    case broadcast_failure::not_bound:
-        throw std::runtime_error("Unable to bind discovery socket");
-    }
-
-    broadcast_request(opened.socket);
     discovery_round round(std::move(known));
-    std::array<char, longest_reply> buffer{};
-    const call_limits round_limits = limits.within(longest_round);
-    // The caller's `given_up` may have taken longer than the round lasts. Replies that arrived
-    // meanwhile are still read, or all servers would look silent.
-    for (std::size_t late = 0; late < most_late_replies && !round_limits.is_given_up();) {
-        if (round_limits.over()) ++late;
-        const auto datagram = receive_datagram(opened.socket, buffer, silence, round_limits);
-        if (!datagram || datagram->size == 0) break;
-        if (!datagram->sender) continue;
-        if (auto server = parse_discovery_reply({buffer.data(), datagram->size}, *datagram->sender))
-            round.add(std::move(*server));
-    }
+    ask_and_listen(silence, limits,
+                   [&](discovered_server server) { round.add(std::move(server)); });
     return round.take();
+}
+
+std::vector<discovered_server> discover_answers(milliseconds silence, const call_limits& limits) {
+    std::vector<discovered_server> answers;
+    ask_and_listen(silence, limits, [&](discovered_server server) {
+        const bool is_new = std::ranges::none_of(answers, [&](const discovered_server& known) {
+            return known.address == server.address && known.serial == server.serial &&
+                   known.webPort == server.webPort;
+        });
+        if (is_new && answers.size() < most_answers) answers.push_back(std::move(server));
+    });
+    return answers;
 }
 
 } // namespace elvantris::operator_control

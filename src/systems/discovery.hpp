@@ -69,4 +69,9 @@ private:
 std::vector<discovered_server> discover_servers(milliseconds silence, known_serials known = {},
                                                 const call_limits& limits = {});
 
+// The same round, for who wants to see where each server answers: one that answers from several
+// addresses is there several times. At most 256 answers are kept.
+std::vector<discovered_server> discover_answers(milliseconds silence,
+                                                const call_limits& limits = {});
+
 } // namespace elvantris::operator_control

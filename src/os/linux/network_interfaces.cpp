@@ -26,7 +26,8 @@ std::optional<std::vector<interface_address>> list_interface_addresses() {
         addresses.push_back({.up = (entry->ifa_flags & IFF_UP) != 0,
                              .loopback = (entry->ifa_flags & IFF_LOOPBACK) != 0,
                              .address = host_order(entry->ifa_addr),
-                             .prefix_length = static_cast<std::uint32_t>(std::popcount(mask))});
+                             .prefix_length = static_cast<std::uint32_t>(std::popcount(mask)),
+                             .name = entry->ifa_name});
     }
     ::freeifaddrs(first);
     return addresses;

@@ -1,5 +1,7 @@
 #include "os/network_interfaces.hpp"
 
+#include "os/windows/wide_text.hpp"
+
 #include <cstddef>
 #include <winsock2.h>
 #include <ws2tcpip.h>
@@ -32,7 +34,8 @@ std::optional<std::vector<interface_address>> list_interface_addresses() {
             addresses.push_back({.up = adapter->OperStatus == IfOperStatusUp,
                                  .loopback = adapter->IfType == IF_TYPE_SOFTWARE_LOOPBACK,
                                  .address = ::ntohl(ipv4->sin_addr.s_addr),
-                                 .prefix_length = unicast->OnLinkPrefixLength});
+                                 .prefix_length = unicast->OnLinkPrefixLength,
+                                 .name = to_utf8(adapter->FriendlyName)});
         }
     }
     return addresses;

@@ -16,9 +16,11 @@ TEST(list_interface_addresses, holds_the_loopback_interface) {
     EXPECT_EQ(loopback->prefix_length, 8U);
 }
 
-TEST(list_interface_addresses, has_a_sensible_prefix_for_every_address) {
+TEST(list_interface_addresses, has_a_name_and_a_sensible_prefix_for_every_address) {
     const auto addresses = list_interface_addresses();
     ASSERT_TRUE(addresses);
-    for (const interface_address& each : *addresses)
+    for (const interface_address& each : *addresses) {
         EXPECT_LE(each.prefix_length, 32U);
+        EXPECT_FALSE(each.name.empty());
+    }
 }

@@ -252,3 +252,10 @@ TEST(knock_on_loopback, tells_whether_somebody_listens) {
     listener.close();
     EXPECT_FALSE(knock_on_loopback(port, ample));
 }
+
+TEST(own_address_towards, is_this_computers_own_on_the_way) {
+    const socket_runtime runtime;
+    const auto address = ipv4_address("127.0.0.1", 9);
+    ASSERT_TRUE(address);
+    EXPECT_EQ(own_address_towards(*address), 0x7F000001U);
+}
