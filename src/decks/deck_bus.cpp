@@ -12,7 +12,7 @@
 namespace elvantris::operator_control {
 namespace {
 
-deck_on_bus describe(const hid_device_info& entry) {
+deck_on_bus described(const hid_device_info& entry) {
     deck_on_bus deck{.path = entry.path == nullptr ? "" : entry.path,
                      .serial = narrow(entry.serial_number),
                      .name = narrow(entry.product_string),
@@ -45,7 +45,7 @@ std::optional<std::vector<deck_on_bus>> list_decks_on_bus() {
                                                    ::hid_free_enumeration);
     std::vector<deck_on_bus> decks;
     for (const hid_device_info* entry = devices.get(); entry != nullptr; entry = entry->next) {
-        deck_on_bus deck = describe(*entry);
+        deck_on_bus deck = described(*entry);
         if (std::ranges::find(decks, deck.path, &deck_on_bus::path) == decks.end())
             decks.push_back(std::move(deck));
     }

@@ -7,7 +7,6 @@ namespace elvantris::operator_control {
 namespace {
 
 constexpr const char* loopback = "127.0.0.1";
-constexpr std::uint16_t api_port = 5251;
 constexpr std::uint64_t most_bytes = 67'108'864;
 constexpr milliseconds step_limit{3000};
 constexpr milliseconds whole_limit{5000};
@@ -15,7 +14,7 @@ constexpr milliseconds knock_limit{1000};
 
 program_reply ask_for_status(const call_limits& limits) {
     const http_call call{.host = loopback,
-                         .port = api_port,
+                         .port = program_port,
                          .method = "GET",
                          .path = "/api/status",
                          .body = {},
@@ -23,7 +22,7 @@ program_reply ask_for_status(const call_limits& limits) {
                          .timeout = step_limit};
     http_response response = http_exchange_bounded(call, most_bytes, limits.within(whole_limit));
     if (response.status == 0)
-        return {.presence = knock_on_loopback(api_port, knock_limit)
+        return {.presence = knock_on_loopback(program_port, knock_limit)
                                 ? program_presence::not_answering
                                 : program_presence::not_running,
                 .status = {}};

@@ -6,9 +6,13 @@
 #include "os/call_limits.hpp"
 #include "tool/program_status.hpp"
 
+#include <cstdint>
 #include <string>
 
 namespace elvantris::operator_control {
+
+// Where the program answers, on the loopback interface.
+inline constexpr std::uint16_t program_port = 5251;
 
 struct asked_program {
     program_reply reply;

@@ -1,26 +1,9 @@
 #include "tool/check_report.hpp"
 
 #include "tool/check_rules.hpp"
+#include "tool/told_findings.hpp"
 
 namespace elvantris::operator_control {
-
-namespace {
-
-json_tree tree_of_findings(const findings& found) {
-    json_tree tree = json_tree::array();
-    for (const finding& each : found)
-        tree.push_back({{"id", each.id}, {"sentence", each.sentence}, {"advice", each.advice}});
-    return tree;
-}
-
-std::string told_with(const std::string& beginning, const findings& found) {
-    std::string text;
-    for (const finding& each : found)
-        text += beginning + each.sentence + ' ' + each.advice + '\n';
-    return text;
-}
-
-} // namespace
 
 tool_answer answer_check(const findings& found, const protection_policy& policy,
                          const findings& notes) {

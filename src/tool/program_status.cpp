@@ -34,6 +34,8 @@ registry_state read_registry(const json_tree& tree) {
     state.controllerConfigured = flag_field(tree, "controllerConfigured");
     state.policySynchronized = flag_field(tree, "policySynchronized");
     state.policySyncMessage = text_field(tree, "policySyncMessage");
+    state.uiPort = small_number_field<std::uint16_t>(tree, "uiPort");
+    state.runtimeUiPort = small_number_field<std::uint16_t>(tree, "runtimeUiPort");
     for (const json_tree& system : array_field(tree, "systems"))
         if (system.is_object()) state.systems.push_back(read_system(system));
     return state;

@@ -29,6 +29,7 @@ struct sub_command {
 };
 
 sub_command check_command();
+sub_command doctor_command();
 sub_command timeline_command();
 sub_command explain_command();
 sub_command metrics_command();

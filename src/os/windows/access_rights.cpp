@@ -8,12 +8,12 @@
 namespace elvantris::operator_control {
 namespace {
 
-constexpr DWORD share_all = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr DWORD share_with_all = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 // The system's reason, or success.
 DWORD open_and_close(const std::string& path, DWORD disposition, DWORD flags) {
     const HANDLE handle = ::CreateFileW(to_wide(path).c_str(), GENERIC_READ | GENERIC_WRITE,
-                                        share_all, nullptr, disposition, flags, nullptr);
+                                        share_with_all, nullptr, disposition, flags, nullptr);
     if (handle == INVALID_HANDLE_VALUE) return ::GetLastError();
     ::CloseHandle(handle);
     return ERROR_SUCCESS;

@@ -7,16 +7,28 @@ import { seen_by_program } from './workstation.mjs';
 
 const tool = path.join(path.dirname(program), `elvantris-redundancy-tool${windows ? '.exe' : ''}`);
 
-function launch(workstation, words) {
-  const command = [...(windows ? ['wine'] : []), tool, ...words];
-  return [command, { cwd: workstation.folder, env: workstation.environment }];
+// The bus is the same, and the virtual decks' control and journal are the program's.
+function environment_of(workstation) {
+  const environment = { ...workstation.environment };
+  delete environment.ELVANTRIS_VIRTUAL_DECKS_PORT;
+  delete environment.ELVANTRIS_VIRTUAL_DECKS_JOURNAL;
+  return environment;
 }
 
-// Its exit code and what it said.
-export const run_tool = (workstation, ...words) => run_to_its_end(...launch(workstation, words));
+function launch(under, workstation, words) {
+  const command = [...under, ...(windows ? ['wine'] : []), tool, ...words];
+  return [command, { cwd: workstation.folder, env: environment_of(workstation) }];
+}
 
 // One that goes on until it is ended.
-export const start_tool = (workstation, ...words) => new Child(...launch(workstation, words));
+export const start_tool = (workstation, ...words) => new Child(...launch([], workstation, words));
+
+// Its exit code and what it said. `under` is a program that becomes the tool, such as one that
+// gives up rights first.
+export const run_tool_under = (under, workstation, ...words) =>
+  run_to_its_end(...launch(under, workstation, words));
+
+export const run_tool = (...details) => run_tool_under([], ...details);
 
 export const with_files_of = (workstation) => ['--config', seen_by_program(workstation.config)];
 

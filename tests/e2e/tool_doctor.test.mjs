@@ -1,0 +1,287 @@
+// At any time: the tool looks at the workstation and tells what is wrong with it.
+import assert from 'node:assert/strict';
+import { execFileSync, spawn } from 'node:child_process';
+import fs from 'node:fs';
+import path from 'node:path';
+import { after, before, beforeEach, describe, test } from 'node:test';
+
+import { addresses, until, windows } from './support/environment.mjs';
+import { decks, plug_into, until_control, xl } from './support/decks.mjs';
+import { occupy } from './support/http.mjs';
+import { hear_questions } from './support/network.mjs';
+import { get_status } from './support/operator.mjs';
+import { Pair, paired_config, quick_policy } from './support/pair.mjs';
+import {
+  ask_tool,
+  ask_tool_json,
+  run_tool,
+  run_tool_under,
+  with_files_of,
+} from './support/tool.mjs';
+import { Workstation } from './support/workstation.mjs';
+
+let pair;
+let device; // what stands for the deck's device: a file
+before(async () => {
+  pair = await Pair.start((workstation) => {
+    device = path.join(workstation.folder, 'deck');
+    fs.writeFileSync(device, '');
+    if (!windows) plug_into(workstation, [{ ...xl, path: device }]);
+  });
+});
+after(() => pair?.stop());
+
+const doctor = (workstation = pair.workstation) => ask_tool(workstation, 'doctor');
+const doctor_json = (workstation = pair.workstation) => ask_tool_json(workstation, 'doctor');
+const ip = (...words) => execFileSync('ip', words);
+
+// What a busy machine delays, an answer or a deck, is no finding that stays.
+const until_healthy = (workstation) =>
+  until('HEALTHY', async () => {
+    const seen = await doctor_json(workstation);
+    return seen.code === 0 && seen;
+  });
+
+const until_found = (sentence, look = doctor) =>
+  until(sentence, async () => {
+    const { code, output } = await look();
+    return code === 1 && output.includes(`- ${sentence}`) && output;
+  });
+
+// As the same user, without an administrator's right to everything.
+const without_privileges = () =>
+  run_tool_under(
+    ['setpriv', '--bounding-set=-dac_override,-dac_read_search', '--'],
+    pair.workstation,
+    'doctor',
+    ...with_files_of(pair.workstation),
+  );
+
+describe('with the program running', () => {
+  beforeEach(() => pair.settle());
+
+  test('a_healthy_workstation_shows_what_was_seen', async () => {
+    const seen = await until_healthy();
+    assert.deepEqual([seen.healthy, seen.findings], [true, []]);
+    assert.deepEqual(
+      seen.ports.map(({ port }) => port),
+      [5251, 5270],
+    );
+    const [lan] = seen.networks;
+    assert.deepEqual(
+      [seen.networks.length, lan.address, lan.prefixLength, lan.broadcast],
+      [1, addresses.workstation, 24, '10.77.0.255'],
+    );
+    const answered = lan.servers.map(({ serial, address, reachedFrom }) => [
+      serial,
+      address,
+      reachedFrom,
+    ]);
+    assert.deepEqual(answered.sort(), [
+      ['SER-A', addresses.main, addresses.workstation],
+      ['SER-B', addresses.backup, addresses.workstation],
+    ]);
+    assert.deepEqual([seen.otherServers, seen.folder.writable], [[], true]);
+    assert.equal(seen.startedVersion, seen.toolVersion);
+    const { code, output } = await doctor();
+    assert.equal(code, 0);
+    assert.match(output, /^HEALTHY\n/);
+  });
+
+  test('the_owner_of_the_ports_is_named', async () => {
+    const { ports } = await until_healthy();
+    for (const { programs } of ports)
+      assert.deepEqual(
+        programs.map(({ name }) => name),
+        ['elvantris-redundancy-control'],
+      );
+  });
+
+  test('another_version_in_the_log_is_found', async () => {
+    const { toolVersion } = await until_healthy();
+    const start = (version) =>
+      fs.appendFileSync(pair.workstation.log_file, `Elvantris Redundancy Control ${version}\n`);
+    start('0.0.1');
+    await until_found(
+      `The program that runs is version 0.0.1, and this tool is version ${toolVersion}.`,
+    );
+    start(toolVersion);
+    await until_healthy();
+  });
+
+  test('another_configuration_file_than_the_programs_is_found', async () => {
+    const other = new Workstation();
+    other.write_config(paired_config());
+    await until_found('The running program uses another configuration file: ', () => doctor(other));
+    await other.remove();
+  });
+
+  test('nothing_is_left_in_the_folder_and_nothing_is_changed', async () => {
+    await until_healthy();
+    const folder = path.dirname(pair.workstation.config);
+    // The program replaces its own files by way of others.
+    const names = () => fs.readdirSync(folder).filter((name) => !name.endsWith('.tmp'));
+    const before_it = names();
+    await doctor();
+    assert.deepEqual(names(), before_it);
+  });
+
+  if (!windows) {
+    test('a_deck_that_this_user_may_not_open_is_found', async () => {
+      await until_control();
+      await until('the deck is there', async () => (await get_status()).streamDeckCount === 1);
+      const { decks: seen } = await until_healthy();
+      assert.deepEqual([seen.length, seen[0].serial, seen[0].access], [1, xl.serial, 'usable']);
+      fs.chmodSync(device, 0o000);
+      await until_found(
+        `This user may not open Stream Deck XL (${xl.serial}), ${device}.`,
+        without_privileges,
+      );
+      fs.chmodSync(device, 0o644);
+    });
+
+    test('a_program_that_holds_a_deck_is_named', async () => {
+      const held = fs.openSync(device, 'r');
+      const other = spawn('sleep', ['600'], { stdio: ['ignore', 'ignore', 'ignore', held] });
+      fs.closeSync(held);
+      try {
+        await until_found(`Stream Deck XL (${xl.serial}) is held by sleep (process ${other.pid}).`);
+      } finally {
+        other.kill();
+      }
+    });
+
+    test('a_deck_that_the_program_has_not_is_found', async () => {
+      await decks.tell('pull', { path: device });
+      await until('the deck is gone', async () => (await get_status()).streamDeckCount === 0);
+      await until_found(
+        `Stream Deck XL (${xl.serial}) is on the bus, and the program does not use`,
+      );
+      await decks.tell('plug', { ...xl, path: device });
+      await until_healthy();
+    });
+
+    test('a_folder_that_takes_no_file_is_found', async () => {
+      const folder = path.dirname(pair.workstation.config);
+      fs.chmodSync(folder, 0o555);
+      try {
+        await until_found(
+          'Nothing can be written in the folder of the settings: ',
+          without_privileges,
+        );
+      } finally {
+        fs.chmodSync(folder, 0o755);
+      }
+      await until_healthy();
+    });
+  }
+});
+
+describe('with the program stopped', () => {
+  let stopped;
+  before(async () => {
+    await pair.workstation.stop();
+    stopped = new Workstation();
+    stopped.write_config(paired_config());
+    stopped.write_state(quick_policy);
+  });
+  after(async () => {
+    await stopped.remove();
+    await pair.workstation.start();
+  });
+
+  const found = (sentence) => until_found(sentence, () => doctor(stopped));
+
+  test('a_healthy_workstation_is_healthy_all_the_same', async () => {
+    const { notes, ports } = await until_healthy(stopped);
+    assert.equal(notes[0].sentence, 'The program is not running.');
+    for (const { programs } of ports) assert.deepEqual(programs, []);
+  });
+
+  test('the_network_is_asked_in_one_round', async () => {
+    const heard = await hear_questions();
+    await doctor(stopped);
+    heard.stop();
+    // To the address of all, and to that of the one network.
+    assert.ok(heard.moments.length >= 1 && heard.moments.length <= 2, `${heard.moments}`);
+  });
+
+  test('who_took_a_port_is_named', async () => {
+    // Wine knows its own processes alone; the integration tests name a Windows listener.
+    const owner = windows ? '' : `node (process ${process.pid})`;
+    const api = await occupy(5251);
+    await found(windows ? '' : `${owner} holds port 5251 and gives no answer.`);
+    await api.release();
+    const page = await occupy(5270);
+    await found(`Port 5270 of the page is taken by ${owner}`);
+    await page.release();
+    await until_healthy(stopped);
+  });
+
+  test('servers_that_do_not_answer_are_found', async () => {
+    pair.backup.unplug();
+    await found(`Backup (SER-B) does not answer on any network; it was at ${addresses.backup}.`);
+    pair.main.unplug();
+    await found('No server answers on any network.');
+    pair.main.plug();
+    pair.backup.plug();
+    await until_healthy(stopped);
+  });
+
+  test('cards_and_routes_that_lead_elsewhere_are_found', async () => {
+    ip('link', 'add', 'twin', 'type', 'veth', 'peer', 'name', 'twin-end');
+    ip('link', 'set', 'twin-end', 'up');
+    try {
+      ip('address', 'add', '10.77.0.50/24', 'dev', 'twin');
+      ip('link', 'set', 'twin', 'up');
+      const both = await found('');
+      assert.match(both, /\(10\.77\.0\.50\)/);
+      assert.match(both, /are in the same network; this computer sends through one of them alone/);
+      ip('address', 'replace', '10.88.0.10/24', 'dev', 'twin');
+      ip('address', 'del', '10.77.0.50/24', 'dev', 'twin');
+      ip('route', 'add', `${addresses.main}/32`, 'dev', 'twin', 'src', '10.88.0.10');
+      await found('Main (SER-A) answers on ');
+    } finally {
+      ip('link', 'del', 'twin');
+    }
+    await until_healthy(stopped);
+  });
+
+  test('a_missing_folder_is_found', async () => {
+    const nowhere = new Workstation();
+    nowhere.config = path.join(nowhere.folder, 'nowhere', 'operator-control.json');
+    await until_found('The folder of the settings is not there: ', () => doctor(nowhere));
+    await nowhere.remove();
+  });
+
+  test('large_logs_and_a_clock_that_went_back_are_found', async () => {
+    fs.writeFileSync(stopped.log_file, '');
+    fs.truncateSync(stopped.log_file, 1_200_000_000);
+    await found('A log has grown to 1200 MB: ');
+    fs.rmSync(stopped.log_file);
+
+    const line = (time) => `{"time":${time},"event":"recovered","key":"k"}\n`;
+    fs.writeFileSync(stopped.alert_log, `damaged\n${line(Date.now() + 3_600_000)}`);
+    await found('The alert log has a line of ');
+    const hours_ago = (hours) => line(Date.now() - hours * 3_600_000);
+    fs.writeFileSync(stopped.alert_log, hours_ago(2) + hours_ago(0).repeat(100_000));
+    await found('The alert log grows by ');
+    fs.rmSync(stopped.alert_log);
+    await until_healthy(stopped);
+  });
+
+  if (!windows) {
+    test('a_deck_of_an_unknown_kind_is_found', async () => {
+      plug_into(stopped, [{ productId: 0xabcd, serial: 'NEW-1', product: 'New', path: device }]);
+      await found("New (NEW-1) is of a kind that the program doesn't know: abcd.");
+      plug_into(stopped, []);
+      await until_healthy(stopped);
+    });
+  }
+
+  test('help_says_what_is_looked_at', async () => {
+    const help = await run_tool(stopped, 'doctor', '--help');
+    assert.equal(help.code, 0);
+    assert.match(help.output, /leaves no file/);
+  });
+});
