@@ -37,7 +37,7 @@ void add_sub_command(CLI::App& parser, const sub_command& command, asked_questio
 int answer_question(const std::vector<std::string>& arguments) {
     CLI::App parser(
         "Checks Elvantris Redundancy Control and tells what happened. It changes nothing "
-        "in the program and sends nothing to a server.",
+        "in the program. Servers get nothing from it but the question of doctor: who is there?",
         "elvantris-redundancy-tool");
     asked_question asked;
     parser.require_subcommand(1);
