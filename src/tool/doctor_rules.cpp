@@ -99,7 +99,7 @@ findings examine_reserved_ports(const doctor_view& view) {
 } // namespace
 
 std::string told_program(const running_program& program) {
-    if (program.process == 0) return "a program of another user";
+    if (program.process == 0) return "a program that the system does not name";
     const std::string number = "process " + std::to_string(program.process);
     return program.name.empty() ? number : program.name + " (" + number + ')';
 }

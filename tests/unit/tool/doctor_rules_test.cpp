@@ -77,7 +77,7 @@ TEST(doctor, names_who_took_the_programs_port) {
               lines{"stranger (process 9) holds port 5251 and gives no answer."});
     EXPECT_EQ(found_while_stopped(
                   [](doctor_view& view) { view.api_port.programs = {{running_program{}}}; }),
-              lines{"Port 5251 is taken by a program of another user."});
+              lines{"Port 5251 is taken by a program that the system does not name."});
 }
 
 TEST(doctor, finds_a_taken_port_also_where_the_system_keeps_the_name) {
