@@ -9,9 +9,9 @@ import {
   plug_into,
   until_control,
   xl,
-} from '../tests/e2e/support/decks.mjs';
-import { operate } from '../tests/e2e/support/operator.mjs';
-import { Pair } from '../tests/e2e/support/pair.mjs';
+} from '../tests/driver/decks.mjs';
+import { operate } from '../tests/driver/operator.mjs';
+import { Pair } from '../tests/driver/pair.mjs';
 import { first, idle_share, now, say, spread } from './support/figures.mjs';
 
 const runs = Number(process.argv[2]);

@@ -1,12 +1,12 @@
 // Measures the running program as an operator meets it. Started by end_to_end.
 import { setTimeout as sleep } from 'node:timers/promises';
 
+import { Device } from '../tests/driver/network.mjs';
+import { get_status, health_of, operate } from '../tests/driver/operator.mjs';
+import { command, Pair } from '../tests/driver/pair.mjs';
+import { ask_tool } from '../tests/driver/tool.mjs';
+import { Workstation } from '../tests/driver/workstation.mjs';
 import { memory_mib } from '../tests/e2e/support/hostile.mjs';
-import { Device } from '../tests/e2e/support/network.mjs';
-import { get_status, health_of, operate } from '../tests/e2e/support/operator.mjs';
-import { command, Pair } from '../tests/e2e/support/pair.mjs';
-import { ask_tool } from '../tests/e2e/support/tool.mjs';
-import { Workstation } from '../tests/e2e/support/workstation.mjs';
 import {
   first,
   idle_share,

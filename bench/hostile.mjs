@@ -5,11 +5,12 @@ import path from 'node:path';
 import { setTimeout as sleep } from 'node:timers/promises';
 import { promisify } from 'node:util';
 
-import { simulator, until } from '../tests/e2e/support/environment.mjs';
-import { call } from '../tests/e2e/support/http.mjs';
+import { simulator } from '../tests/driver/environment.mjs';
+import { call } from '../tests/driver/http.mjs';
+import { crowd, hear_questions, Server } from '../tests/driver/network.mjs';
+import { Pair } from '../tests/driver/pair.mjs';
+import { until } from '../tests/driver/waiting.mjs';
 import { memory_mib, polls_since } from '../tests/e2e/support/hostile.mjs';
-import { crowd, hear_questions, Server } from '../tests/e2e/support/network.mjs';
-import { Pair } from '../tests/e2e/support/pair.mjs';
 
 const seconds = Number(process.argv[2]);
 const period_ms = 250;

@@ -2,9 +2,9 @@
 // operation moved, and how long after the loss that was. Started by loss_table.
 import { setTimeout as sleep } from 'node:timers/promises';
 
-import { until } from '../tests/e2e/support/environment.mjs';
-import { get_status, health_of } from '../tests/e2e/support/operator.mjs';
-import { Pair } from '../tests/e2e/support/pair.mjs';
+import { get_status, health_of } from '../tests/driver/operator.mjs';
+import { Pair } from '../tests/driver/pair.mjs';
+import { until } from '../tests/driver/waiting.mjs';
 import { poll_period_ms, quantile } from './support/figures.mjs';
 
 const runs = Number(process.argv[2]);

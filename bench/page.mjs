@@ -6,12 +6,12 @@ import os from 'node:os';
 import path from 'node:path';
 import { setTimeout as sleep } from 'node:timers/promises';
 
+import { start_browser } from '../tests/driver/browser.mjs';
+import { call } from '../tests/driver/http.mjs';
+import { Pair } from '../tests/driver/pair.mjs';
 import { chromium } from '../tests/e2e/node_modules/playwright-core/index.mjs';
-import { start_browser } from '../tests/e2e/support/browser.mjs';
-import { call } from '../tests/e2e/support/http.mjs';
 import * as made_up from '../tests/e2e/support/page_status.mjs';
 import { page_address } from '../tests/e2e/support/page_view.mjs';
-import { Pair } from '../tests/e2e/support/pair.mjs';
 import { ms, say, spread } from './support/figures.mjs';
 
 const transfers = Number(process.argv[2]);

@@ -2,7 +2,7 @@
 import fs from 'node:fs';
 import { setTimeout as sleep } from 'node:timers/promises';
 
-import { patience_ms, until } from '../../tests/e2e/support/environment.mjs';
+import { patience_ms, until } from '../../tests/driver/waiting.mjs';
 
 // Milliseconds of the wall clock and parts of them, comparable with the simulator's reports.
 export const now = () => performance.timeOrigin + performance.now();

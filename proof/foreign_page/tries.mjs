@@ -6,11 +6,12 @@ import fs from 'node:fs';
 import http from 'node:http';
 import path from 'node:path';
 
-import { start_browser } from '../../tests/e2e/support/browser.mjs';
-import { Child } from '../../tests/e2e/support/children.mjs';
-import { addresses, network, root, until } from '../../tests/e2e/support/environment.mjs';
-import { call, call_json } from '../../tests/e2e/support/http.mjs';
-import { Workstation } from '../../tests/e2e/support/workstation.mjs';
+import { start_browser } from '../../tests/driver/browser.mjs';
+import { Child } from '../../tests/driver/children.mjs';
+import { addresses, network, root } from '../../tests/driver/environment.mjs';
+import { call, call_json } from '../../tests/driver/http.mjs';
+import { until } from '../../tests/driver/waiting.mjs';
+import { Workstation } from '../../tests/driver/workstation.mjs';
 import { none, own_page, ways } from './ways.mjs';
 
 // An address that the browser takes for one of the internet; in this network there is no other way

@@ -1,7 +1,7 @@
 // The decks of the tour: plugged in from the start, looked at and pressed through the control of
 // the library that stands in for the USB bus.
-import { addresses } from '../../tests/e2e/support/environment.mjs';
-import * as bus from '../../tests/e2e/support/decks.mjs';
+import * as bus from '../../tests/driver/decks.mjs';
+import { addresses } from '../../tests/driver/environment.mjs';
 
 export const plugged = [
   { name: 'an XL', keys: 32, ...bus.xl },

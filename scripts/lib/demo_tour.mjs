@@ -4,15 +4,15 @@ import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
 
-import { Child } from '../../tests/e2e/support/children.mjs';
-import { addresses, network, program } from '../../tests/e2e/support/environment.mjs';
-import { Device, Server } from '../../tests/e2e/support/network.mjs';
-import { get_status, operate, post } from '../../tests/e2e/support/operator.mjs';
+import { Child } from '../../tests/driver/children.mjs';
+import { addresses, network, program } from '../../tests/driver/environment.mjs';
+import { Device, Server } from '../../tests/driver/network.mjs';
+import { get_status, operate, post } from '../../tests/driver/operator.mjs';
 import {
   rehearsal_page,
   rehearsal_program,
   rehearsal_state,
-} from '../../tests/e2e/support/rehearsal.mjs';
+} from '../../tests/driver/rehearsal.mjs';
 import { deck_environment, Decks, plugged } from './demo_decks.mjs';
 import { bold, Timeline } from './demo_timeline.mjs';
 import { Watch } from './demo_watch.mjs';

@@ -1,6 +1,6 @@
 // Watches over the tour: none of its programs may end by itself, and Ctrl-C ends every wait.
-import { until } from '../../tests/e2e/support/environment.mjs';
-import { NoAnswer } from '../../tests/e2e/support/http.mjs';
+import { NoAnswer } from '../../tests/driver/http.mjs';
+import { until } from '../../tests/driver/waiting.mjs';
 
 class Interrupted extends Error {}
 

@@ -1,7 +1,6 @@
 // Takes a picture of the rehearsal in the middle of a scenario. Started by scripts/screenshots.
-import { start_browser } from '../../tests/e2e/support/browser.mjs';
-import { until } from '../../tests/e2e/support/environment.mjs';
-import { get_status, post, until_status } from '../../tests/e2e/support/operator.mjs';
+import { start_browser } from '../../tests/driver/browser.mjs';
+import { get_status, post, until_status } from '../../tests/driver/operator.mjs';
 import {
   launch_rehearsal,
   rehearsal_act,
@@ -9,8 +8,9 @@ import {
   rehearsal_serials,
   rehearsal_state,
   until_rehearsal_runs,
-} from '../../tests/e2e/support/rehearsal.mjs';
-import { Workstation } from '../../tests/e2e/support/workstation.mjs';
+} from '../../tests/driver/rehearsal.mjs';
+import { until } from '../../tests/driver/waiting.mjs';
+import { Workstation } from '../../tests/driver/workstation.mjs';
 
 const [, , file] = process.argv;
 

@@ -2,9 +2,8 @@
 // scripts/screenshots.
 import path from 'node:path';
 
-import { start_browser } from '../../tests/e2e/support/browser.mjs';
-import { until } from '../../tests/e2e/support/environment.mjs';
-import { Server } from '../../tests/e2e/support/network.mjs';
+import { start_browser } from '../../tests/driver/browser.mjs';
+import { Server } from '../../tests/driver/network.mjs';
 import {
   operate,
   post,
@@ -12,10 +11,11 @@ import {
   until_alert,
   until_recovered,
   until_status,
-} from '../../tests/e2e/support/operator.mjs';
+} from '../../tests/driver/operator.mjs';
+import { command, quick_policy } from '../../tests/driver/pair.mjs';
+import { until } from '../../tests/driver/waiting.mjs';
+import { Workstation } from '../../tests/driver/workstation.mjs';
 import { page_address } from '../../tests/e2e/support/page_view.mjs';
-import { command, quick_policy } from '../../tests/e2e/support/pair.mjs';
-import { Workstation } from '../../tests/e2e/support/workstation.mjs';
 
 const folder = process.argv[2];
 const sizes = [

@@ -4,8 +4,8 @@ import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import { after, before, test } from 'node:test';
 
-import { until } from '../e2e/support/environment.mjs';
-import { get_status } from '../e2e/support/operator.mjs';
+import { get_status } from '../driver/operator.mjs';
+import { until } from '../driver/waiting.mjs';
 import { DebianMachine, ended, name, programs, settings } from './support/debian_machine.mjs';
 
 let machine;

@@ -6,10 +6,10 @@ import path from 'node:path';
 import zlib from 'node:zlib';
 import { after, before, test } from 'node:test';
 
-import { until } from '../e2e/support/environment.mjs';
-import { Server } from '../e2e/support/network.mjs';
-import { get_status, until_active, until_status } from '../e2e/support/operator.mjs';
-import { paired_config, quick_policy } from '../e2e/support/pair.mjs';
+import { Server } from '../driver/network.mjs';
+import { get_status, until_active, until_status } from '../driver/operator.mjs';
+import { paired_config, quick_policy } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
 import { DebianMachine, ended, name, programs, settings } from './support/debian_machine.mjs';
 
 let machine;

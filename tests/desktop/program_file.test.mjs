@@ -5,7 +5,7 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { test } from 'node:test';
 
-import { program, root } from '../e2e/support/environment.mjs';
+import { program, root } from '../driver/environment.mjs';
 
 const tool = (command, ...words) =>
   execFileSync(command, words, { encoding: 'latin1', maxBuffer: 1 << 26 });

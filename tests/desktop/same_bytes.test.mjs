@@ -7,7 +7,7 @@ import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
 
-import { root } from '../e2e/support/environment.mjs';
+import { root } from '../driver/environment.mjs';
 
 const folder = path.join(root, 'build/package');
 const of_this_version = /[-_]0\.9\.2[-_](setup\.exe|\w+\.deb)$/;

@@ -2,7 +2,8 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
-import { paired_config } from '../e2e/support/pair.mjs';
+import { paired_config } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
 import {
   click_icon,
   close_menu,
@@ -13,7 +14,6 @@ import {
   take_picture,
   window_titles,
 } from './support/desktop.mjs';
-import { until } from '../e2e/support/environment.mjs';
 
 const sizes = new Map();
 let workstation;

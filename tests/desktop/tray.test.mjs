@@ -4,11 +4,12 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
 
-import { program, until } from '../e2e/support/environment.mjs';
-import { call } from '../e2e/support/http.mjs';
-import { get_status, until_status } from '../e2e/support/operator.mjs';
-import { paired_config } from '../e2e/support/pair.mjs';
-import { seen_by_program } from '../e2e/support/workstation.mjs';
+import { program } from '../driver/environment.mjs';
+import { call } from '../driver/http.mjs';
+import { get_status, until_status } from '../driver/operator.mjs';
+import { paired_config } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
+import { seen_by_program } from '../driver/workstation.mjs';
 import {
   choose,
   click_icon,

@@ -6,13 +6,14 @@ import os from 'node:os';
 import path from 'node:path';
 import { after, before, test } from 'node:test';
 
-import { Child } from '../e2e/support/children.mjs';
-import { addresses, root, until } from '../e2e/support/environment.mjs';
-import { answers } from '../e2e/support/http.mjs';
-import { Server } from '../e2e/support/network.mjs';
-import { get_status, until_active, until_status } from '../e2e/support/operator.mjs';
-import { paired_config, quick_policy } from '../e2e/support/pair.mjs';
-import { default_data_folder, seen_by_program } from '../e2e/support/workstation.mjs';
+import { Child } from '../driver/children.mjs';
+import { addresses, root } from '../driver/environment.mjs';
+import { answers } from '../driver/http.mjs';
+import { Server } from '../driver/network.mjs';
+import { get_status, until_active, until_status } from '../driver/operator.mjs';
+import { paired_config, quick_policy } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
+import { default_data_folder, seen_by_program } from '../driver/workstation.mjs';
 import {
   choose,
   DesktopWorkstation,

@@ -2,10 +2,10 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 
-import { answers, call, Connection } from './support/http.mjs';
-import { get_status, health_of, until_status } from './support/operator.mjs';
-import { paired_config, quick_policy } from './support/pair.mjs';
-import { Workstation } from './support/workstation.mjs';
+import { answers, call, Connection } from '../driver/http.mjs';
+import { get_status, health_of, until_status } from '../driver/operator.mjs';
+import { paired_config, quick_policy } from '../driver/pair.mjs';
+import { Workstation } from '../driver/workstation.mjs';
 
 let workstation;
 before(async () => {

@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, beforeEach, describe, test } from 'node:test';
 
-import { start_browser } from './support/browser.mjs';
+import { start_browser } from '../driver/browser.mjs';
 import {
   decks,
   key_events,
@@ -20,14 +20,15 @@ import {
   until_painted,
   until_read,
   xl,
-} from './support/decks.mjs';
-import { until, windows } from './support/environment.mjs';
-import { call } from './support/http.mjs';
-import { Server } from './support/network.mjs';
-import { get_status, until_active, until_status } from './support/operator.mjs';
-import { Pair } from './support/pair.mjs';
+} from '../driver/decks.mjs';
+import { windows } from '../driver/environment.mjs';
+import { call } from '../driver/http.mjs';
+import { Server } from '../driver/network.mjs';
+import { get_status, until_active, until_status } from '../driver/operator.mjs';
+import { Pair } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
+import { machine_name, Workstation } from '../driver/workstation.mjs';
 import { end_for_want_of_ports } from './support/ordinary_end.mjs';
-import { machine_name, Workstation } from './support/workstation.mjs';
 
 const machine = await machine_name();
 

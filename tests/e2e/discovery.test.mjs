@@ -4,16 +4,16 @@ import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
 
-import { in_time, until } from './support/environment.mjs';
 import {
   hear_questions,
   Server,
   start_endless_replies,
   start_timed_replies,
-} from './support/network.mjs';
-import { get_status, post, system_of, until_status } from './support/operator.mjs';
-import { paired_config } from './support/pair.mjs';
-import { Workstation } from './support/workstation.mjs';
+} from '../driver/network.mjs';
+import { get_status, post, system_of, until_status } from '../driver/operator.mjs';
+import { paired_config } from '../driver/pair.mjs';
+import { in_time, until } from '../driver/waiting.mjs';
+import { Workstation } from '../driver/workstation.mjs';
 
 let main;
 let spare;

@@ -4,13 +4,13 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { after, before, test } from 'node:test';
 
-import { plug_into, until_control, xl } from './support/decks.mjs';
-import { root, windows } from './support/environment.mjs';
-import { call } from './support/http.mjs';
-import { Server } from './support/network.mjs';
-import { get_status, operate, post, until_status } from './support/operator.mjs';
-import { paired_config, quick_policy } from './support/pair.mjs';
-import { Workstation } from './support/workstation.mjs';
+import { plug_into, until_control, xl } from '../driver/decks.mjs';
+import { root, windows } from '../driver/environment.mjs';
+import { call } from '../driver/http.mjs';
+import { Server } from '../driver/network.mjs';
+import { get_status, operate, post, until_status } from '../driver/operator.mjs';
+import { paired_config, quick_policy } from '../driver/pair.mjs';
+import { Workstation } from '../driver/workstation.mjs';
 
 const page = fs.readFileSync(path.join(root, 'docs/api.md'), 'utf8');
 const example = /^```http\n(\S+) (\S+)\n([^]*?)```\n\n```json\n(\d+)\n([^]*?)```$/gm;

@@ -3,14 +3,15 @@
 import assert from 'node:assert/strict';
 import { after, before, describe, test } from 'node:test';
 
-import { decks, plug_into, tap, until_control, until_painted, xl } from './support/decks.mjs';
-import { addresses, until, windows } from './support/environment.mjs';
-import { call } from './support/http.mjs';
-import { Server, start_documented_server } from './support/network.mjs';
-import { health_of, operate, system_of, until_active, until_status } from './support/operator.mjs';
-import { paired_config, quick_policy } from './support/pair.mjs';
+import { decks, plug_into, tap, until_control, until_painted, xl } from '../driver/decks.mjs';
+import { addresses, windows } from '../driver/environment.mjs';
+import { call } from '../driver/http.mjs';
+import { Server, start_documented_server } from '../driver/network.mjs';
+import { health_of, operate, system_of, until_active, until_status } from '../driver/operator.mjs';
+import { paired_config, quick_policy } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
+import { machine_name, Workstation } from '../driver/workstation.mjs';
 import { answers, message } from './support/wire_page.mjs';
-import { machine_name, Workstation } from './support/workstation.mjs';
 
 const with_decks = windows ? test.skip : test;
 

@@ -5,10 +5,11 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { afterEach, beforeEach, test } from 'node:test';
 
-import { until, windows } from './support/environment.mjs';
-import { occupy } from './support/http.mjs';
-import { get_status, post } from './support/operator.mjs';
-import { default_data_folder, seen_by_program, Workstation } from './support/workstation.mjs';
+import { windows } from '../driver/environment.mjs';
+import { occupy } from '../driver/http.mjs';
+import { get_status, post } from '../driver/operator.mjs';
+import { until } from '../driver/waiting.mjs';
+import { default_data_folder, seen_by_program, Workstation } from '../driver/workstation.mjs';
 
 const tail = path.join('Tarnwell Media', 'Elvantris OperatorControl', 'operator-control.json');
 

@@ -2,11 +2,11 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
 
-import { until } from './support/environment.mjs';
+import { Server } from '../driver/network.mjs';
+import { get_status } from '../driver/operator.mjs';
+import { until } from '../driver/waiting.mjs';
+import { Workstation } from '../driver/workstation.mjs';
 import { until_passes, until_saved_again } from './support/hostile.mjs';
-import { Server } from './support/network.mjs';
-import { get_status } from './support/operator.mjs';
-import { Workstation } from './support/workstation.mjs';
 
 let main;
 let workstation;

@@ -3,7 +3,11 @@ import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
 
-import { until, windows } from './support/environment.mjs';
+import { windows } from '../driver/environment.mjs';
+import { crowd, Server } from '../driver/network.mjs';
+import { get_status, system_of, until_active, until_status } from '../driver/operator.mjs';
+import { Pair } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
 import {
   assert_polled_for,
   assert_polls_kept_coming,
@@ -12,9 +16,6 @@ import {
   took,
   until_passes,
 } from './support/hostile.mjs';
-import { crowd, Server } from './support/network.mjs';
-import { get_status, system_of, until_active, until_status } from './support/operator.mjs';
-import { Pair } from './support/pair.mjs';
 
 const most_systems = 1024;
 const longest_text = 4096;

@@ -2,7 +2,12 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
-import { addresses, until } from './support/environment.mjs';
+import { addresses } from '../driver/environment.mjs';
+import { Server, start_silent_resolver } from '../driver/network.mjs';
+import { get_status, post, until_active, until_alert, until_status } from '../driver/operator.mjs';
+import { paired_config, quick_policy } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
+import { Workstation } from '../driver/workstation.mjs';
 import {
   assert_ends_at_once,
   assert_polled_for,
@@ -12,10 +17,6 @@ import {
   took,
   until_passes,
 } from './support/hostile.mjs';
-import { Server, start_silent_resolver } from './support/network.mjs';
-import { get_status, post, until_active, until_alert, until_status } from './support/operator.mjs';
-import { paired_config, quick_policy } from './support/pair.mjs';
-import { Workstation } from './support/workstation.mjs';
 
 const engine_stopped = 'Main: Engine stopped or exited.';
 

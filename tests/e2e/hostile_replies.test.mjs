@@ -2,9 +2,9 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
+import { health_of, until_active, until_status } from '../driver/operator.mjs';
+import { Pair } from '../driver/pair.mjs';
 import { assert_polled_for, spoiled_ms, took } from './support/hostile.mjs';
-import { health_of, until_active, until_status } from './support/operator.mjs';
-import { Pair } from './support/pair.mjs';
 
 let pair;
 before(async () => {

@@ -2,8 +2,7 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { until } from './support/environment.mjs';
-import { Server } from './support/network.mjs';
+import { Server } from '../driver/network.mjs';
 import {
   active_alerts,
   get_status,
@@ -12,8 +11,9 @@ import {
   until_alert,
   until_recovered,
   until_status,
-} from './support/operator.mjs';
-import { Pair } from './support/pair.mjs';
+} from '../driver/operator.mjs';
+import { Pair } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
 
 const garbage = 33 * 1024 * 1024;
 

@@ -2,9 +2,9 @@
 import assert from 'node:assert/strict';
 import { beforeEach, test } from 'node:test';
 
-import { until } from './support/environment.mjs';
-import { until_status } from './support/operator.mjs';
-import { paired_config, quick_policy } from './support/pair.mjs';
+import { until_status } from '../driver/operator.mjs';
+import { paired_config, quick_policy } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
 import { set_the_stage } from './support/show_stage.mjs';
 
 const torn = 'Main event configuration could not be prepared.';

@@ -2,7 +2,10 @@
 import assert from 'node:assert/strict';
 import { beforeEach, test } from 'node:test';
 
-import { until } from './support/environment.mjs';
+import { call_json } from '../driver/http.mjs';
+import { get_status, system_of, until_status } from '../driver/operator.mjs';
+import { paired_config, quick_policy } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
 import {
   assert_ends_at_once,
   assert_polled_for,
@@ -13,9 +16,6 @@ import {
   until_passes,
   until_saved_again,
 } from './support/hostile.mjs';
-import { call_json } from './support/http.mjs';
-import { get_status, system_of, until_status } from './support/operator.mjs';
-import { paired_config, quick_policy } from './support/pair.mjs';
 import { set_the_stage } from './support/show_stage.mjs';
 
 const configuration = 'GetOperatorControlConfiguration';
@@ -38,8 +38,8 @@ const drips = (...names) => ({
   faults: Object.fromEntries(names.map((name) => [`/Home/${name}`, drip])),
 });
 const calls = async (server, name) => (await server.calls(name)).count;
-const until_called = (server, name, count = 1, limitMs = 20000) =>
-  until(`${name} is called`, async () => (await calls(server, name)) >= count, limitMs);
+const until_called = (server, name, count = 1, limit_ms = 20000) =>
+  until(`${name} is called`, async () => (await calls(server, name)) >= count, limit_ms);
 
 const start_paired = async () => {
   workstation.write_config(paired_config());

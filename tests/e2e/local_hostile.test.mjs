@@ -4,17 +4,18 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { afterEach, beforeEach, test } from 'node:test';
 
-import { simulator, until, windows } from './support/environment.mjs';
-import { answers, call, Connection } from './support/http.mjs';
-import { get_status, post, until_active } from './support/operator.mjs';
-import { paired_config, quick_policy } from './support/pair.mjs';
-import { Server } from './support/network.mjs';
-import { Workstation } from './support/workstation.mjs';
+import { simulator, windows } from '../driver/environment.mjs';
+import { answers, call, Connection } from '../driver/http.mjs';
+import { Server } from '../driver/network.mjs';
+import { get_status, post, until_active } from '../driver/operator.mjs';
+import { paired_config, quick_policy } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
+import { Workstation } from '../driver/workstation.mjs';
 
 const silent_api_connections = 64;
 const page_connections = 256;
 // What the program asks the system before everything else ends within this time.
-const promptMs = 5000;
+const prompt_ms = 5000;
 
 let workstation;
 let silent;
@@ -40,12 +41,12 @@ async function connect_silently(port, count) {
 }
 
 const over = (connections) => connections.filter((connection) => connection.over).length;
-const get_page = () => call('127.0.0.1', 5270, 'GET', '/', undefined, promptMs);
+const get_page = () => call('127.0.0.1', 5270, 'GET', '/', undefined, prompt_ms);
 
 async function prompt(act) {
   const begun = Date.now();
   const outcome = await act();
-  assert.ok(Date.now() - begun < promptMs, `${Date.now() - begun} ms`);
+  assert.ok(Date.now() - begun < prompt_ms, `${Date.now() - begun} ms`);
   return outcome;
 }
 

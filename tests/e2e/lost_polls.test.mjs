@@ -2,9 +2,9 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 
-import { in_time, until } from './support/environment.mjs';
-import { get_status } from './support/operator.mjs';
-import { mark, Pair } from './support/pair.mjs';
+import { get_status } from '../driver/operator.mjs';
+import { mark, Pair } from '../driver/pair.mjs';
+import { in_time, until } from '../driver/waiting.mjs';
 
 let pair;
 before(async () => {

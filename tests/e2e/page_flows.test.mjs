@@ -2,13 +2,14 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
-import { start_browser } from './support/browser.mjs';
-import { addresses, patience_ms, until } from './support/environment.mjs';
-import { occupy } from './support/http.mjs';
-import { Device, Server } from './support/network.mjs';
-import { get_status, until_active, until_status } from './support/operator.mjs';
+import { start_browser } from '../driver/browser.mjs';
+import { addresses } from '../driver/environment.mjs';
+import { occupy } from '../driver/http.mjs';
+import { Device, Server } from '../driver/network.mjs';
+import { get_status, until_active, until_status } from '../driver/operator.mjs';
+import { patience_ms, until } from '../driver/waiting.mjs';
+import { Workstation } from '../driver/workstation.mjs';
 import { page_address, watch_complaints } from './support/page_view.mjs';
-import { Workstation } from './support/workstation.mjs';
 
 let main;
 let backup;

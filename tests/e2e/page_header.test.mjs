@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
-import { in_time, until } from './support/environment.mjs';
+import { in_time, until } from '../driver/waiting.mjs';
 import {
   alert,
   backup,

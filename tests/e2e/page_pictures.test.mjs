@@ -5,7 +5,7 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { test } from 'node:test';
 
-import { root } from './support/environment.mjs';
+import { root } from '../driver/environment.mjs';
 import { page_states } from './support/page_states.mjs';
 import { PageView } from './support/page_view.mjs';
 import { difference, shrink } from './support/pictures.mjs';

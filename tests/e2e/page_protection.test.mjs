@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
-import { until } from './support/environment.mjs';
+import { until } from '../driver/waiting.mjs';
 import {
   action,
   alert,

@@ -5,8 +5,8 @@ import { createRequire } from 'node:module';
 import path from 'node:path';
 import { test } from 'node:test';
 
-import { root } from './support/environment.mjs';
-import { call, Connection } from './support/http.mjs';
+import { root } from '../driver/environment.mjs';
+import { call, Connection } from '../driver/http.mjs';
 import { page_states } from './support/page_states.mjs';
 import {
   action,

@@ -2,11 +2,11 @@
 import assert from 'node:assert/strict';
 import { afterEach, beforeEach, test } from 'node:test';
 
-import { until } from './support/environment.mjs';
-import { held_system, Server } from './support/network.mjs';
-import { get_status, post, system_of, until_status } from './support/operator.mjs';
-import { paired_config } from './support/pair.mjs';
-import { Workstation } from './support/workstation.mjs';
+import { held_system, Server } from '../driver/network.mjs';
+import { get_status, post, system_of, until_status } from '../driver/operator.mjs';
+import { paired_config } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
+import { Workstation } from '../driver/workstation.mjs';
 
 let main;
 let backup;

@@ -5,9 +5,9 @@ import fs from 'node:fs';
 import { after, before, beforeEach, test } from 'node:test';
 import { setTimeout as sleep } from 'node:timers/promises';
 
-import { addresses, windows } from './support/environment.mjs';
-import { get_status, until_active, until_alert, until_recovered } from './support/operator.mjs';
-import { mark, Pair } from './support/pair.mjs';
+import { addresses, windows } from '../driver/environment.mjs';
+import { get_status, until_active, until_alert, until_recovered } from '../driver/operator.mjs';
+import { mark, Pair } from '../driver/pair.mjs';
 
 let pair;
 before(async () => {

@@ -13,9 +13,10 @@ import { after, before, test } from 'node:test';
 import parse_syslog from 'nsyslog-parser';
 import { fromBuffer as parse_osc } from 'osc-min';
 
-import { root, until } from './support/environment.mjs';
-import { operate, until_active } from './support/operator.mjs';
-import { Pair } from './support/pair.mjs';
+import { root } from '../driver/environment.mjs';
+import { operate, until_active } from '../driver/operator.mjs';
+import { Pair } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
 
 const place = '127.0.0.1';
 const page = fs.readFileSync(path.join(root, 'docs/guide/commands.md'), 'utf8');

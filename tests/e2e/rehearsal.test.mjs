@@ -3,13 +3,12 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
-import { start_browser } from './support/browser.mjs';
-import { decks, lit_keys, plug_into, xl } from './support/decks.mjs';
-import { addresses, patience_ms, until, windows } from './support/environment.mjs';
-import { occupy } from './support/http.mjs';
-import { Device, run_on, Server } from './support/network.mjs';
-import { get_status, operate, post, until_status } from './support/operator.mjs';
-import { page_address, watch_complaints } from './support/page_view.mjs';
+import { start_browser } from '../driver/browser.mjs';
+import { decks, lit_keys, plug_into, xl } from '../driver/decks.mjs';
+import { addresses, windows } from '../driver/environment.mjs';
+import { occupy } from '../driver/http.mjs';
+import { Device, run_on, Server } from '../driver/network.mjs';
+import { get_status, operate, post, until_status } from '../driver/operator.mjs';
 import {
   launch_rehearsal,
   rehearsal_act as act,
@@ -17,8 +16,10 @@ import {
   rehearsal_serials as serials,
   rehearsal_state as state,
   until_rehearsal_runs,
-} from './support/rehearsal.mjs';
-import { Workstation } from './support/workstation.mjs';
+} from '../driver/rehearsal.mjs';
+import { patience_ms, until } from '../driver/waiting.mjs';
+import { Workstation } from '../driver/workstation.mjs';
+import { page_address, watch_complaints } from './support/page_view.mjs';
 
 let workstation;
 let rehearsal;

@@ -5,9 +5,8 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
 
-import { until, windows } from './support/environment.mjs';
-import { assert_ends_at_once } from './support/hostile.mjs';
-import { Server } from './support/network.mjs';
+import { windows } from '../driver/environment.mjs';
+import { Server } from '../driver/network.mjs';
 import {
   active_alerts,
   get_status,
@@ -17,9 +16,11 @@ import {
   until_alert,
   until_recovered,
   until_status,
-} from './support/operator.mjs';
-import { paired_config, quick_policy } from './support/pair.mjs';
-import { Workstation } from './support/workstation.mjs';
+} from '../driver/operator.mjs';
+import { paired_config, quick_policy } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
+import { Workstation } from '../driver/workstation.mjs';
+import { assert_ends_at_once } from './support/hostile.mjs';
 
 let main;
 let backup;

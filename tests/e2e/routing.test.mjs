@@ -2,9 +2,9 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { until } from './support/environment.mjs';
-import { post, until_active } from './support/operator.mjs';
-import { Pair } from './support/pair.mjs';
+import { post, until_active } from '../driver/operator.mjs';
+import { Pair } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
 
 const shared = 3;
 const not_shared = 5;

@@ -7,9 +7,10 @@ import path from 'node:path';
 import { after, before, test } from 'node:test';
 import { setTimeout as sleep } from 'node:timers/promises';
 
-import { simulator, until } from './support/environment.mjs';
-import { get_status, operate, post } from './support/operator.mjs';
-import { mark, Pair, quick_policy } from './support/pair.mjs';
+import { simulator } from '../driver/environment.mjs';
+import { get_status, operate, post } from '../driver/operator.mjs';
+import { mark, Pair, quick_policy } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
 
 const disk_is_slow = path.join(os.tmpdir(), `elvantris-slow-disk-${process.pid}`);
 const policy = { lossMs: 1000, stallMs: 1500 };

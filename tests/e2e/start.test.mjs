@@ -4,12 +4,13 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { afterEach, beforeEach, test } from 'node:test';
 
-import { in_time, until, windows } from './support/environment.mjs';
-import { answers, call, occupy } from './support/http.mjs';
-import { hear_questions, Server } from './support/network.mjs';
-import { get_status, post, until_status } from './support/operator.mjs';
+import { windows } from '../driver/environment.mjs';
+import { answers, call, occupy } from '../driver/http.mjs';
+import { hear_questions, Server } from '../driver/network.mjs';
+import { get_status, post, until_status } from '../driver/operator.mjs';
+import { in_time, until } from '../driver/waiting.mjs';
+import { seen_by_program, Workstation } from '../driver/workstation.mjs';
 import { end_for_want_of_ports } from './support/ordinary_end.mjs';
-import { seen_by_program, Workstation } from './support/workstation.mjs';
 
 let workstation;
 beforeEach(() => {

@@ -4,13 +4,14 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { plug_into, xl } from './support/decks.mjs';
-import { until, windows } from './support/environment.mjs';
-import { Device } from './support/network.mjs';
-import { get_status, until_active } from './support/operator.mjs';
-import { command, Pair, paired_config, quick_policy } from './support/pair.mjs';
-import { ask_tool, ask_tool_json, run_tool } from './support/tool.mjs';
-import { seen_by_program, Workstation } from './support/workstation.mjs';
+import { plug_into, xl } from '../driver/decks.mjs';
+import { windows } from '../driver/environment.mjs';
+import { Device } from '../driver/network.mjs';
+import { get_status, until_active } from '../driver/operator.mjs';
+import { Pair, command, paired_config, quick_policy } from '../driver/pair.mjs';
+import { ask_tool, ask_tool_json, run_tool } from '../driver/tool.mjs';
+import { until } from '../driver/waiting.mjs';
+import { Workstation, seen_by_program } from '../driver/workstation.mjs';
 import { read_zip } from './support/zip.mjs';
 
 const secret = 'login admin S3cr3t\\r';

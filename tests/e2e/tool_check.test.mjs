@@ -6,14 +6,15 @@ import path from 'node:path';
 import { once } from 'node:events';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { addresses, until, windows } from './support/environment.mjs';
-import { decks, plug_into, until_control, xl } from './support/decks.mjs';
-import { occupy } from './support/http.mjs';
-import { start_silent_resolver } from './support/network.mjs';
-import { get_status, until_active, until_alert } from './support/operator.mjs';
-import { Pair, paired_config, quick_policy } from './support/pair.mjs';
-import { ask_tool, ask_tool_json, run_tool } from './support/tool.mjs';
-import { Workstation } from './support/workstation.mjs';
+import { decks, plug_into, until_control, xl } from '../driver/decks.mjs';
+import { addresses, windows } from '../driver/environment.mjs';
+import { occupy } from '../driver/http.mjs';
+import { start_silent_resolver } from '../driver/network.mjs';
+import { get_status, until_active, until_alert } from '../driver/operator.mjs';
+import { Pair, paired_config, quick_policy } from '../driver/pair.mjs';
+import { ask_tool, ask_tool_json, run_tool } from '../driver/tool.mjs';
+import { until } from '../driver/waiting.mjs';
+import { Workstation } from '../driver/workstation.mjs';
 
 let pair;
 before(async () => {

@@ -5,20 +5,21 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { after, before, beforeEach, describe, test } from 'node:test';
 
-import { addresses, until, windows } from './support/environment.mjs';
-import { decks, plug_into, until_control, xl } from './support/decks.mjs';
-import { occupy } from './support/http.mjs';
-import { hear_questions } from './support/network.mjs';
-import { get_status } from './support/operator.mjs';
-import { Pair, paired_config, quick_policy } from './support/pair.mjs';
+import { decks, plug_into, until_control, xl } from '../driver/decks.mjs';
+import { addresses, windows } from '../driver/environment.mjs';
+import { occupy } from '../driver/http.mjs';
+import { hear_questions } from '../driver/network.mjs';
+import { get_status } from '../driver/operator.mjs';
+import { Pair, paired_config, quick_policy } from '../driver/pair.mjs';
 import {
   ask_tool,
   ask_tool_json,
   run_tool,
   run_tool_under,
   with_files_of,
-} from './support/tool.mjs';
-import { Workstation } from './support/workstation.mjs';
+} from '../driver/tool.mjs';
+import { until } from '../driver/waiting.mjs';
+import { Workstation } from '../driver/workstation.mjs';
 
 let pair;
 let device; // what stands for the deck's device: a file

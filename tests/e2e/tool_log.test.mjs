@@ -3,11 +3,11 @@ import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { until } from './support/environment.mjs';
-import { Device } from './support/network.mjs';
-import { operate, until_active, until_alert } from './support/operator.mjs';
-import { command, Pair } from './support/pair.mjs';
-import { ask_tool, ask_tool_json, run_tool } from './support/tool.mjs';
+import { Device } from '../driver/network.mjs';
+import { operate, until_active, until_alert } from '../driver/operator.mjs';
+import { command, Pair } from '../driver/pair.mjs';
+import { ask_tool, ask_tool_json, run_tool } from '../driver/tool.mjs';
+import { until } from '../driver/waiting.mjs';
 
 let pair;
 let device;

@@ -3,11 +3,12 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { patience_ms, until, windows } from './support/environment.mjs';
-import { call, Connection, exchange, occupy } from './support/http.mjs';
-import { operate, until_active, until_alert } from './support/operator.mjs';
-import { Pair } from './support/pair.mjs';
-import { ask_tool, run_tool, start_tool } from './support/tool.mjs';
+import { windows } from '../driver/environment.mjs';
+import { Connection, call, exchange, occupy } from '../driver/http.mjs';
+import { operate, until_active, until_alert } from '../driver/operator.mjs';
+import { Pair } from '../driver/pair.mjs';
+import { ask_tool, run_tool, start_tool } from '../driver/tool.mjs';
+import { patience_ms, until } from '../driver/waiting.mjs';
 
 const port = 5280;
 const begun = `The metrics are at http://127.0.0.1:${port}/metrics. Ctrl-C ends this.`;

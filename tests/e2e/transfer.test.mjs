@@ -5,8 +5,7 @@ import { once } from 'node:events';
 import net from 'node:net';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { until } from './support/environment.mjs';
-import { Device } from './support/network.mjs';
+import { Device } from '../driver/network.mjs';
 import {
   active_alerts,
   get_status,
@@ -18,8 +17,9 @@ import {
   until_alert,
   until_recovered,
   until_status,
-} from './support/operator.mjs';
-import { command, mark, Pair, quick_policy } from './support/pair.mjs';
+} from '../driver/operator.mjs';
+import { command, mark, Pair, quick_policy } from '../driver/pair.mjs';
+import { until } from '../driver/waiting.mjs';
 
 const not_ready = 'Requested server is not ready for takeover. Check engine and protected outputs.';
 const held = '; operating on Backup. Return to Main manually when ready.';

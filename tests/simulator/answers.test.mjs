@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { Server } from '../e2e/support/network.mjs';
+import { Server } from '../driver/network.mjs';
 import { exchange, get, read } from './raw_calls.mjs';
 
 const health = '/Home/GetVorHealth';

@@ -1,10 +1,11 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before, beforeEach, describe, test } from 'node:test';
 
-import { difference, make_bmp, read_bmp } from '../e2e/support/bmp.mjs';
-import { addresses, until } from '../e2e/support/environment.mjs';
-import { call } from '../e2e/support/http.mjs';
-import { Server } from '../e2e/support/network.mjs';
+import { difference, make_bmp, read_bmp } from '../driver/bmp.mjs';
+import { addresses } from '../driver/environment.mjs';
+import { call } from '../driver/http.mjs';
+import { Server } from '../driver/network.mjs';
+import { until } from '../driver/waiting.mjs';
 import { HidClient, reports_of } from './hid_client.mjs';
 import { get, read } from './raw_calls.mjs';
 

@@ -1,8 +1,8 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { until } from '../e2e/support/environment.mjs';
-import { held_system, Server } from '../e2e/support/network.mjs';
+import { held_system, Server } from '../driver/network.mjs';
+import { until } from '../driver/waiting.mjs';
 import { datagram, exchange, get } from './raw_calls.mjs';
 
 const path = '/Home/GetOperatorControlIdentity';

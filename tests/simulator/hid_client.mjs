@@ -6,8 +6,8 @@ import os from 'node:os';
 import path from 'node:path';
 import readline from 'node:readline';
 
-import { deck_environment, DeckControl } from '../e2e/support/deck_control.mjs';
-import { simulator } from '../e2e/support/environment.mjs';
+import { deck_environment, DeckControl } from '../driver/deck_control.mjs';
+import { simulator } from '../driver/environment.mjs';
 
 // Below the ports that the system hands out, so that no other connection gets this one before the
 // control opens it.

@@ -5,7 +5,7 @@ import path from 'node:path';
 import { test } from 'node:test';
 import { fileURLToPath } from 'node:url';
 
-import { simulator } from '../e2e/support/environment.mjs';
+import { simulator } from '../driver/environment.mjs';
 
 test('a_device_that_answers_no_more_does_not_open_and_ends_nothing', () => {
   // What is no HID device refuses the same call as one that goes behind the open.

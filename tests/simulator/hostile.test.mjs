@@ -2,8 +2,9 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { addresses, until } from '../e2e/support/environment.mjs';
-import { crowd, held_system, Server } from '../e2e/support/network.mjs';
+import { addresses } from '../driver/environment.mjs';
+import { crowd, held_system, Server } from '../driver/network.mjs';
+import { until } from '../driver/waiting.mjs';
 import { datagram, get, read } from './raw_calls.mjs';
 
 const identity = '/Home/GetOperatorControlIdentity';

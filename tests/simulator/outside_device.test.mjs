@@ -1,9 +1,10 @@
 import assert from 'node:assert/strict';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { addresses, until } from '../e2e/support/environment.mjs';
-import { call_json } from '../e2e/support/http.mjs';
-import { Device } from '../e2e/support/network.mjs';
+import { addresses } from '../driver/environment.mjs';
+import { call_json } from '../driver/http.mjs';
+import { Device } from '../driver/network.mjs';
+import { until } from '../driver/waiting.mjs';
 import { end_of, run_to_its_end } from './programs.mjs';
 import { datagram, exchange, send } from './raw_calls.mjs';
 

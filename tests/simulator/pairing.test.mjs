@@ -1,9 +1,10 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 
-import { addresses, until } from '../e2e/support/environment.mjs';
-import { call } from '../e2e/support/http.mjs';
-import { held_system, Server } from '../e2e/support/network.mjs';
+import { addresses } from '../driver/environment.mjs';
+import { call } from '../driver/http.mjs';
+import { held_system, Server } from '../driver/network.mjs';
+import { until } from '../driver/waiting.mjs';
 import { get, read } from './raw_calls.mjs';
 
 const configuration = '/Home/GetOperatorControlConfiguration';

@@ -2,8 +2,9 @@ import assert from 'node:assert/strict';
 import path from 'node:path';
 import { after, before, beforeEach, test } from 'node:test';
 
-import { addresses, simulator, until } from '../e2e/support/environment.mjs';
-import { launch_in, namespaces, Server } from '../e2e/support/network.mjs';
+import { addresses, simulator } from '../driver/environment.mjs';
+import { launch_in, namespaces, Server } from '../driver/network.mjs';
+import { until } from '../driver/waiting.mjs';
 import { end_of, run_to_its_end } from './programs.mjs';
 import { datagram, get } from './raw_calls.mjs';
 

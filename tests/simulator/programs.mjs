@@ -2,8 +2,8 @@
 import { once } from 'node:events';
 import path from 'node:path';
 
-import { simulator } from '../e2e/support/environment.mjs';
-import { launch_on } from '../e2e/support/network.mjs';
+import { simulator } from '../driver/environment.mjs';
+import { launch_on } from '../driver/network.mjs';
 
 // The end of a program that runs, with all that it has said by then.
 export async function end_of({ process, text }) {

@@ -3,7 +3,8 @@
 import dgram from 'node:dgram';
 import net from 'node:net';
 
-import { addresses, patience_ms } from '../e2e/support/environment.mjs';
+import { addresses } from '../driver/environment.mjs';
+import { patience_ms } from '../driver/waiting.mjs';
 
 // Connects, writes, and collects until the other end closes or `limit_ms` has passed since the
 // request was written; `connect_ms` bounds what comes before. With `finish` it says that this was

@@ -7,9 +7,10 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 
-import { Child } from '../../e2e/support/children.mjs';
-import { root, until } from '../../e2e/support/environment.mjs';
-import { answers } from '../../e2e/support/http.mjs';
+import { Child } from '../../driver/children.mjs';
+import { root } from '../../driver/environment.mjs';
+import { answers } from '../../driver/http.mjs';
+import { until } from '../../driver/waiting.mjs';
 
 export const name = 'elvantris-redundancy-control';
 export const programs = [name, 'elvantris-redundancy-tool', 'elvantris-rehearsal'];

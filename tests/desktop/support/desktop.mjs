@@ -3,9 +3,10 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 
-import { Child, run_to_its_end } from '../../e2e/support/children.mjs';
-import { patience_ms, root, until } from '../../e2e/support/environment.mjs';
-import { seen_by_program, Workstation } from '../../e2e/support/workstation.mjs';
+import { Child, run_to_its_end } from '../../driver/children.mjs';
+import { root } from '../../driver/environment.mjs';
+import { patience_ms, until } from '../../driver/waiting.mjs';
+import { seen_by_program, Workstation } from '../../driver/workstation.mjs';
 
 export const build = path.join(root, process.env.ELVANTRIS_WINDOWS_BUILD);
 const pictures = path.join(root, 'build', 'test', 'desktop');

@@ -2,25 +2,26 @@
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 
-import { until, windows } from './environment.mjs';
+import { windows } from '../../driver/environment.mjs';
+import { until } from '../../driver/waiting.mjs';
 
 // One byte each 300 ms, for two minutes: no step of an exchange ever runs into its time-out.
 export const drip = { trickleBytes: 1, trickleEveryMs: 300, padToBytes: 400 };
 
-export async function until_passes(server, count, limitMs) {
+export async function until_passes(server, count, limit_ms) {
   const before = (await server.report()).discoveryRequests;
   // The namespaces have no route to the limited broadcast address: one question for each pass.
   await until(
     `${count} more passes`,
     async () => (await server.report()).discoveryRequests >= before + count,
-    limitMs,
+    limit_ms,
   );
 }
 
-export async function until_saved_again(workstation, limitMs) {
+export async function until_saved_again(workstation, limit_ms) {
   const saved = () => fs.statSync(workstation.config, { throwIfNoEntry: false })?.mtimeMs ?? 0;
   const before = saved();
-  await until('the configuration is saved again', () => saved() > before, limitMs);
+  await until('the configuration is saved again', () => saved() > before, limit_ms);
 }
 
 // The server's own view of its health polls from a moment on, in milliseconds of the wall clock.

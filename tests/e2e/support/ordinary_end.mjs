@@ -1,8 +1,8 @@
 // An end in order on both systems: a program whose page can have neither the port that is wanted
 // nor its previous one gives up by itself.
-import { until } from './environment.mjs';
-import { occupy } from './http.mjs';
-import { post, until_status } from './operator.mjs';
+import { occupy } from '../../driver/http.mjs';
+import { post, until_status } from '../../driver/operator.mjs';
+import { until } from '../../driver/waiting.mjs';
 
 const wanted_port = 5291;
 

@@ -3,10 +3,10 @@
 import assert from 'node:assert/strict';
 import { after, afterEach, before } from 'node:test';
 
-import { start_browser } from './browser.mjs';
-import { patience_ms } from './environment.mjs';
+import { start_browser } from '../../driver/browser.mjs';
+import { patience_ms } from '../../driver/waiting.mjs';
+import { Workstation } from '../../driver/workstation.mjs';
 import { status } from './page_status.mjs';
-import { Workstation } from './workstation.mjs';
 
 export const page_address = 'http://127.0.0.1:5270/';
 

@@ -2,8 +2,8 @@
 // first and with nothing broken, and a workstation of the test's own that hasn't been started.
 import { after, afterEach, before, beforeEach } from 'node:test';
 
-import { Server } from './network.mjs';
-import { Workstation } from './workstation.mjs';
+import { Server } from '../../driver/network.mjs';
+import { Workstation } from '../../driver/workstation.mjs';
 
 // To be called once, ahead of the file's tests; its fields are there from their beginning on.
 export function set_the_stage() {

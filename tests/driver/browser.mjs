@@ -1,5 +1,5 @@
 // The system's own Chromium, with a profile that lives no longer than the test.
-import { chromium } from 'playwright-core';
+import { chromium } from '../e2e/node_modules/playwright-core/index.mjs';
 
 export function start_browser(...args) {
   return chromium.launch({

@@ -2,8 +2,9 @@
 import path from 'node:path';
 
 import { Child } from './children.mjs';
-import { program, until, windows } from './environment.mjs';
+import { program, windows } from './environment.mjs';
 import { call_json } from './http.mjs';
+import { until } from './waiting.mjs';
 
 export const rehearsal_program = path.join(
   path.dirname(program),

@@ -1,8 +1,9 @@
 // The ordinary case: Main SER-A and Backup SER-B, healthy, paired and watched with short delays. A
 // busy machine must not make a healthy server look lost: six polls in a row would have to fail.
-import { addresses, until } from './environment.mjs';
+import { addresses } from './environment.mjs';
 import { Server } from './network.mjs';
 import { active_alerts, get_status, operate, post, system_of, until_status } from './operator.mjs';
+import { until } from './waiting.mjs';
 import { Workstation } from './workstation.mjs';
 
 export const quick_policy = {

@@ -4,8 +4,9 @@ import dgram from 'node:dgram';
 import path from 'node:path';
 
 import { Child } from './children.mjs';
-import { addresses, network, root, simulator, until } from './environment.mjs';
+import { addresses, network, root, simulator } from './environment.mjs';
 import { call, call_json } from './http.mjs';
+import { until } from './waiting.mjs';
 
 const script = path.join(root, 'scripts', 'lib', 'namespaces.sh');
 

@@ -7,8 +7,9 @@ import os from 'node:os';
 import path from 'node:path';
 
 import { Child, run_to_its_end } from './children.mjs';
-import { program, until, windows } from './environment.mjs';
+import { program, windows } from './environment.mjs';
 import { answers, call } from './http.mjs';
+import { until } from './waiting.mjs';
 
 // As the program sees a path of ours.
 export const seen_by_program = (name) => (windows ? `Z:${name.replaceAll('/', '\\')}` : name);

@@ -5,7 +5,7 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 
-import { patience_ms } from './environment.mjs';
+import { patience_ms } from './waiting.mjs';
 
 const running = new Set();
 

@@ -4,8 +4,8 @@ import path from 'node:path';
 
 import { difference, read_bmp } from './bmp.mjs';
 import { deck_environment, DeckControl } from './deck_control.mjs';
-import { until } from './environment.mjs';
 import { answers, call_json } from './http.mjs';
+import { until } from './waiting.mjs';
 
 const port = 5998;
 

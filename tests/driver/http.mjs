@@ -2,7 +2,7 @@
 import http from 'node:http';
 import net from 'node:net';
 
-import { patience_ms } from './environment.mjs';
+import { patience_ms } from './waiting.mjs';
 
 // Nobody is there, or nothing comes back.
 export class NoAnswer extends Error {}

@@ -1,8 +1,8 @@
 // What an operator does and sees, through the program's own API.
 import assert from 'node:assert/strict';
 
-import { until } from './environment.mjs';
 import { call, call_json } from './http.mjs';
+import { until } from './waiting.mjs';
 
 const loopback = '127.0.0.1';
 
