@@ -109,7 +109,6 @@ void pair_protection::adopt_pair(const server_pair& pair, const moment& now) {
     saved_.pairMain.swap(main);
     saved_.pairBackup.swap(backup);
     saved_.heldOnBackup = false;
-    active_serial_.clear();
     timers_.clear();
     alerts_.recover_all(now.wall_ms);
     grace_start_ = now.steady;

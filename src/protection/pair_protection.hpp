@@ -110,7 +110,7 @@ private:
     alert_log log_;
     outbound_queue queue_;
     steady_time grace_start_;
-    std::string active_serial_; // empty until the first cycle of a pair fills it
+    std::string active_serial_; // empty until there is a pair
     std::string last_action_;
 };
 

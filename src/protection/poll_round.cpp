@@ -26,17 +26,15 @@ bool own_fault(poll_outcome outcome) {
 
 } // namespace
 
-poll_round::side_state& poll_round::enter(side_state& state, target found) {
-    state.present = found != target::none;
-    if (found != target::known) {
-        state.foreign = state.under_way;
-        state.ahead = false;
-    }
-    state.last.reset();
-    state.answered.reset();
-    state.starved = 0;
-    state.repeated = 0;
-    return state;
+void poll_round::enter(side_state& state, target found) {
+    const bool same = found == target::known;
+    state = {.present = found != target::none,
+             .under_way = state.under_way,
+             .foreign = same ? state.foreign : state.under_way,
+             .ahead = same && state.ahead,
+             .asked = state.asked,
+             .last = {},
+             .answered = {}};
 }
 
 void poll_round::begin(target main, target backup, steady_time now) {

@@ -71,7 +71,7 @@ private:
         int repeated = 0;                    // polls repeated since the latest pause
     };
 
-    static side_state& enter(side_state& state, target found);
+    static void enter(side_state& state, target found);
     const side_state& at(pair_side side) const { return sides_[side == pair_side::main ? 0 : 1]; }
     side_state& at(pair_side side) { return sides_[side == pair_side::main ? 0 : 1]; }
     const side_state& other_than(const side_state& state) const {

@@ -445,6 +445,39 @@ TEST(poll_round, counts_no_poll_of_another_server_that_was_still_under_way) {
     EXPECT_TRUE(round.wants_poll(pair_side::main, t0 + 20ms));
 }
 
+TEST(poll_round, asks_another_server_at_once_whatever_the_former_one_was_asked_ahead) {
+    poll_round round;
+    round.begin(poll_round::target::changed, poll_round::target::changed, t0);
+    round.asked(pair_side::main, t0);
+    round.asked(pair_side::backup, t0);
+    round.ended(pair_side::backup, poll_outcome::answered);
+    for (ms passed{}; passed <= 250ms; passed += 50ms)
+        round.look(t0 + passed);
+    ASSERT_TRUE(round.wants_poll(pair_side::backup, t0 + 250ms)) << "Main is slow";
+    round.asked(pair_side::backup, t0 + 250ms);
+    round.ended(pair_side::backup, poll_outcome::answered);
+    round.ended(pair_side::main, poll_outcome::answered);
+    ASSERT_TRUE(round.may_judge());
+    round.judged();
+    round.begin(poll_round::target::known, poll_round::target::known, t0 + 300ms);
+    EXPECT_FALSE(round.wants_poll(pair_side::backup, t0 + 300ms)) << "it was asked just now";
+    round.begin(poll_round::target::known, poll_round::target::changed, t0 + 300ms);
+    EXPECT_TRUE(round.wants_poll(pair_side::backup, t0 + 300ms));
+}
+
+TEST(poll_round, takes_nobody_for_silent_before_the_first_cycle) {
+    poll_round round;
+    round.begin(poll_round::target::known, poll_round::target::known, t0);
+    round.asked(pair_side::main, t0);
+    round.ended(pair_side::main, poll_outcome::answered);
+    for (int polls = 0; polls < 2; ++polls) {
+        EXPECT_FALSE(round.may_judge());
+        round.asked(pair_side::backup, t0);
+        round.ended(pair_side::backup, poll_outcome::unanswered);
+    }
+    EXPECT_TRUE(round.may_judge());
+}
+
 TEST(poll_round, has_nothing_to_wait_for_without_anybody_to_ask) {
     poll_round round;
     round.begin(poll_round::target::none, poll_round::target::none, t0);
