@@ -21,8 +21,9 @@ const page_elements = [...names_in('.html', /\bid="(\w+)"/g), 'vorBanner'];
 const as_globals = (names, value) => Object.fromEntries(names.map((name) => [name, value]));
 const words = (text) => text.trim().split(/\s+/);
 const everywhere = words(`
-  AbortController AbortSignal Blob Response URL URLSearchParams clearInterval clearTimeout console
-  fetch performance queueMicrotask setInterval setTimeout structuredClone
+  AbortController AbortSignal Blob Response TextDecoder TextEncoder URL URLSearchParams atob
+  clearInterval clearTimeout console fetch performance queueMicrotask setInterval setTimeout
+  structuredClone
 `);
 const in_node = words('Buffer process setImmediate');
 const in_browser = words(`

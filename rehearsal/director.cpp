@@ -1,5 +1,8 @@
 #include "rehearsal/director.hpp"
 
+#include "os/file_paths.hpp"
+#include "systems/settings_place.hpp"
+
 #include <httplib.h>
 
 namespace elvantris::rehearsal {
@@ -12,6 +15,12 @@ constexpr milliseconds pause_between_looks{100};
 constexpr std::uint16_t program_port = 5251;
 constexpr std::chrono::seconds longest_answer{2};
 
+// Whether the program was started without --config.
+bool is_show_settings(const std::string& path) {
+    const std::string of_the_show = operator_control::default_configuration_path();
+    return path == of_the_show || operator_control::is_same_file(path, of_the_show);
+}
+
 // Absent if it is busy: while it saves the pair it may not answer for up to 30 s.
 std::optional<program_view> ask_program() {
     httplib::Client client("127.0.0.1", program_port);
@@ -19,7 +28,9 @@ std::optional<program_view> ask_program() {
     client.set_read_timeout(longest_answer);
     const auto reply = client.Get("/api/status");
     if (reply.error() == httplib::Error::Read) return std::nullopt;
-    return reply ? read_status(reply->body) : program_view();
+    program_view view = reply ? read_status(reply->body) : program_view();
+    view.uses_show_settings = view.answers && is_show_settings(view.config_path);
+    return view;
 }
 
 } // namespace
@@ -35,7 +46,7 @@ director::~director() {
 std::string director::begin(std::size_t scenario) {
     const std::lock_guard lock(mutex_);
     if (scenario >= all_scenarios().size()) return "There is no such scenario.";
-    std::string reason = why_not_yet(all_scenarios()[scenario], view_);
+    std::string reason = reason_against(scenario);
     if (!reason.empty()) return reason;
     if (run_ && !run_->is_over()) stage_.heal_all();
     const double chance = std::uniform_real_distribution<>(0, 1)(chance_);
@@ -47,6 +58,23 @@ void director::end() {
     const std::lock_guard lock(mutex_);
     run_.reset();
     stage_.heal_all();
+}
+
+std::string director::why_not(std::size_t scenario) const {
+    const std::lock_guard lock(mutex_);
+    return reason_against(scenario);
+}
+
+std::string director::reason_against(std::size_t scenario) const {
+    const scenario_run* other = run_ && !run_->is_over() ? &*run_ : nullptr;
+    if (other != nullptr && other->has_broken_a_server())
+        return "Another scenario is running. Press Stop on its card.";
+    return why_not_yet(all_scenarios()[scenario], view_, stage_.first_trouble());
+}
+
+std::string director::on_air() const {
+    const std::lock_guard lock(mutex_);
+    return on_air_;
 }
 
 program_view director::view() const {
@@ -63,6 +91,7 @@ ordered_json director::report_run() const {
     return {{"scenario", run_->number()},
             {"tookMs", std::move(took)},
             {"over", run_->is_over()},
+            {"whyEnded", run_->why_ended()},
             {"reactionMs", run_->reaction().count()}};
 }
 
@@ -75,10 +104,10 @@ void director::run() {
 void director::look(std::optional<program_view> view) {
     const std::lock_guard lock(mutex_);
     if (view) view_ = *std::move(view);
+    on_air_ = follow_pair(on_air_, view_);
     if (!run_) return;
-    const std::optional<deed> due = run_->advance(view_, std::chrono::steady_clock::now());
-    const seen_server* server = due ? view_.in_role(due->role) : nullptr;
-    if (server != nullptr) stage_.change(server->serial, due->trouble, due->on);
+    const auto due = run_->advance(view_, std::chrono::steady_clock::now());
+    if (due) stage_.change(due->serial, due->trouble, due->on);
 }
 
 } // namespace elvantris::rehearsal

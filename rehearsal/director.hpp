@@ -26,19 +26,26 @@ public:
     std::string begin(std::size_t scenario);
     void end();
 
+    // Why `begin` would refuse; empty if it wouldn't.
+    std::string why_not(std::size_t scenario) const;
+
     program_view view() const;
-    // {"scenario","tookMs":[],"over","reactionMs"}, or null if none was begun.
+    // The serial of the server that the audience sees; empty before the first pair.
+    std::string on_air() const;
+    // {"scenario","tookMs":[],"over","whyEnded","reactionMs"}, or null if none was begun.
     nlohmann::ordered_json report_run() const;
 
 private:
     void run();
     void look(std::optional<program_view> view);
+    std::string reason_against(std::size_t scenario) const;
 
     stage& stage_;
     simulator::stop_signal& stop_;
     // Guards everything below. Held during a deed, so that none comes after `end`.
     mutable std::mutex mutex_;
     program_view view_;
+    std::string on_air_;
     std::optional<scenario_run> run_;
     std::mt19937 chance_{std::random_device{}()};
     std::thread thread_;

@@ -38,14 +38,17 @@ std::string_view word_for(actor who) {
     return "";
 }
 
-ordered_json report_scenarios() {
+ordered_json report_scenarios(const director& leader) {
     ordered_json result = ordered_json::array();
     for (const scenario& card : all_scenarios()) {
+        const std::string why_not = leader.why_not(result.size());
         ordered_json steps = ordered_json::array();
         for (const step& each : card.steps)
             steps.push_back({{"who", word_for(each.who)}, {"text", each.text}});
-        result.push_back(
-            {{"title", card.title}, {"about", card.about}, {"steps", std::move(steps)}});
+        result.push_back({{"title", card.title},
+                          {"about", card.about},
+                          {"steps", std::move(steps)},
+                          {"whyNot", why_not}});
     }
     return result;
 }
@@ -55,9 +58,13 @@ ordered_json report_program(const program_view& view, const stage& where) {
     for (const seen_server& each : view.servers)
         if (each.online && !where.has_server(each.serial))
             strangers.push_back(each.serial + " at " + each.address);
-    return {{"answers", view.answers},          {"pagePort", view.page_port},
-            {"enabled", view.enabled},          {"armed", view.armed},
-            {"held", view.held_on_backup},      {"onAir", view.active_serial},
+    return {{"answers", view.answers},
+            {"pagePort", view.page_port},
+            {"enabled", view.enabled},
+            {"armed", view.armed},
+            {"held", view.held_on_backup},
+            {"active", view.active_serial},
+            {"warning", view.uses_show_settings ? show_settings_warning : ""},
             {"strangers", std::move(strangers)}};
 }
 
@@ -86,8 +93,9 @@ ordered_json page_server::state() const {
         each["role"] = seen == nullptr || seen->role == "Independent" ? "" : seen->role;
     }
     ordered_json result{{"program", report_program(view, stage_)},
+                        {"onAir", director_.on_air()},
                         {"servers", std::move(servers)},
-                        {"scenarios", report_scenarios()},
+                        {"scenarios", report_scenarios(director_)},
                         {"run", director_.report_run()}};
     result.update(stage_.report_received());
     return result;

@@ -12,6 +12,8 @@ using nlohmann::json;
 
 // The program polls four times a second.
 constexpr std::int64_t oldest_good_poll_ms = 1500;
+// How the program's notice of a transfer begins if an operator has asked for it.
+constexpr std::string_view moved_by_operator = "Operator requested transfer; operating on Backup";
 
 void read_health(seen_server& server, const json& health) {
     const std::int64_t age_ms = health.value("ageMs", std::int64_t{-1});
@@ -35,10 +37,30 @@ void read_servers(program_view& view, const json& status) {
 }
 
 void read_alerts(program_view& view, const json& protection) {
-    for (const json& each : protection.at("alerts"))
-        if (each.value("active", false) && each.value("severity", "") != "notice")
-            view.alerts.push_back({.message = each.value("message", ""),
-                                   .acknowledged = each.value("acknowledged", false)});
+    for (const json& each : protection.at("alerts")) {
+        if (!each.value("active", false)) continue;
+        const std::string message = each.value("message", "");
+        if (message.starts_with(moved_by_operator)) view.moved_by_hand = true;
+        if (each.value("severity", "") != "notice")
+            view.alerts.push_back(
+                {.message = message, .acknowledged = each.value("acknowledged", false)});
+    }
+}
+
+// As the program's own page says it.
+bool is_in_sync(const json& status) {
+    std::int64_t revision = 0;
+    std::int64_t applied = -1;
+    std::int64_t pending = 0;
+    for (const json& each : status.at("systems")) {
+        const std::string role = each.value("role", "");
+        if (role == "Main") revision = each.value("replicationRevision", std::int64_t{0});
+        if (role != "Backup") continue;
+        applied = each.value("replicationAppliedRevision", std::int64_t{-1});
+        pending = each.value("replicationPendingMedia", std::int64_t{0});
+    }
+    return status.value("policySynchronized", false) && revision > 0 && applied == revision &&
+           pending == 0;
 }
 
 } // namespace
@@ -66,12 +88,19 @@ program_view read_status(const std::string& text) try {
                       .armed = protection.at("armed"),
                       .held_on_backup = protection.at("heldOnBackup"),
                       .active_serial = status.at("activeSerial"),
-                      .page_port = status.at("runtimeUiPort")};
+                      .page_port = status.at("runtimeUiPort"),
+                      .in_sync = is_in_sync(status),
+                      .config_path = status.value("configPath", "")};
     read_servers(view, status);
     read_alerts(view, protection);
     return view;
 } catch (const json::exception&) {
     return {};
+}
+
+std::string follow_pair(const std::string& shown, const program_view& view) {
+    const bool on_air = view.enabled && (view.is_active("Main") || view.is_active("Backup"));
+    return on_air ? view.active_serial : shown;
 }
 
 } // namespace elvantris::rehearsal

@@ -27,10 +27,14 @@ struct program_view {
     bool enabled = false; // the pair
     bool armed = false;
     bool held_on_backup = false;
-    std::string active_serial; // empty: no server is on air
+    std::string active_serial; // empty: no server is active
     std::uint16_t page_port = 0;
     std::vector<seen_server> servers{};
     std::vector<seen_alert> alerts{}; // warnings and worse that are active
+    bool in_sync = false;             // Backup has Main's show
+    bool moved_by_hand = false;       // the operator has moved operation to Backup
+    std::string config_path{};
+    bool uses_show_settings = false; // not read from the answer: who asks compares the path
 
     // Null if there is none.
     const seen_server* find(std::string_view serial) const;
@@ -41,5 +45,9 @@ struct program_view {
 // Reads an answer of /api/status. Any other text gives the view of a program that doesn't
 // answer. Pure.
 program_view read_status(const std::string& text);
+
+// The server that the audience sees. A switcher follows the pair, and stays where it was when the
+// pair says nothing. Empty until a pair has been on air. Pure.
+std::string follow_pair(const std::string& shown, const program_view& view);
 
 } // namespace elvantris::rehearsal

@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace elvantris::rehearsal {
 
 namespace {
 
 using std::chrono::seconds;
+
+// Longer than a restart of the program, and than its answer takes on a busy computer.
+constexpr seconds longest_silence{3};
 
 bool answers(const program_view& view) {
     return view.answers;
@@ -30,8 +34,8 @@ bool both_well(const program_view& view) {
     return is_paired(view) && is_well(view, "Main") && is_well(view, "Backup");
 }
 
-bool is_armed(const program_view& view) {
-    return view.armed;
+bool both_well_and_in_sync(const program_view& view) {
+    return both_well(view) && view.in_sync;
 }
 
 bool on_backup(const program_view& view) {
@@ -44,6 +48,10 @@ bool main_well_and_still_on_backup(const program_view& view) {
 
 bool on_main(const program_view& view) {
     return view.is_active("Main") && !view.held_on_backup;
+}
+
+bool armed_on_main(const program_view& view) {
+    return view.armed && on_main(view);
 }
 
 bool warned(const program_view& view) {
@@ -62,20 +70,55 @@ bool no_alert(const program_view& view) {
     return view.answers && view.alerts.empty();
 }
 
-constexpr step to_backup{
-    .who = actor::program, .text = "Operation moves to Backup.", .is_done = on_backup};
+std::string_view left_main_early(const program_view& view) {
+    if (!view.held_on_backup && !on_backup(view)) return "";
+    return "Operation left Main before anything broke. Press Health & Alerts, then Return to Main. "
+           "Press Begin to try again.";
+}
+
+std::string_view no_move_by_program(const program_view& view) {
+    if (on_backup(view))
+        return view.moved_by_hand
+                   ? "You moved operation before the program did. Press Health & Alerts, then "
+                     "Return to Main. Press Begin to try again."
+                   : "";
+    if (view.armed) return "";
+    return "Automatic failover is disarmed. Press Health & Alerts, then Arm Automatic Failover. "
+           "Press Begin to try again.";
+}
+
+std::string_view returned_before_repair(const program_view& view) {
+    return on_main(view) ? "You returned before the repair. Press Begin to try again." : "";
+}
+
+std::string_view returned_during_alert(const program_view& view) {
+    return on_main(view) ? "You returned before all alerts were over. Press Begin to try again."
+                         : "";
+}
+
+std::string_view alert_over(const program_view& view) {
+    return no_alert(view) ? "The alert ended before you acknowledged it. Press Begin to try again."
+                          : "";
+}
+
+constexpr step to_backup{.who = actor::program,
+                         .text = "Operation moves to Backup.",
+                         .is_done = on_backup,
+                         .why_missed = no_move_by_program};
 constexpr step stays_on_backup{.who = actor::program,
                                .text = "Main is well again, and operation stays on Backup.",
-                               .is_done = main_well_and_still_on_backup};
+                               .is_done = main_well_and_still_on_backup,
+                               .why_missed = returned_during_alert};
 constexpr step return_to_main{
-    .who = actor::you, .text = "Press Return to Main.", .is_done = on_main};
+    .who = actor::you, .text = "Press Health & Alerts, then Return to Main.", .is_done = on_main};
 
 constexpr step begins(std::string_view text, std::string_view role, std::string_view trouble) {
     return {.who = actor::rehearsal,
             .text = text,
             .what = {.role = role, .trouble = trouble, .on = true},
             .soonest = seconds(3),
-            .latest = seconds(9)};
+            .latest = seconds(9),
+            .why_missed = left_main_early};
 }
 
 constexpr step ends(std::string_view text, std::string_view role, std::string_view trouble) {
@@ -83,7 +126,8 @@ constexpr step ends(std::string_view text, std::string_view role, std::string_vi
             .text = text,
             .what = {.role = role, .trouble = trouble, .on = false},
             .soonest = seconds(4),
-            .latest = seconds(6)};
+            .latest = seconds(6),
+            .why_missed = role == "Main" ? returned_before_repair : nullptr};
 }
 
 constexpr std::array make_a_pair{
@@ -91,13 +135,16 @@ constexpr std::array make_a_pair{
     step{.who = actor::program, .text = "It finds both servers.", .is_done = both_found},
     step{.who = actor::you,
          .text = "On its page, press Configure Redundancy. Choose one server as Main and the other "
-                 "as Backup, tick Enable live Main / Backup operation, and save.",
+                 "as Backup, tick Enable live Main / Backup operation, and press Save "
+                 "Configuration.",
          .is_done = is_paired},
-    step{.who = actor::program, .text = "Both servers are ready.", .is_done = both_well},
-    step{.who = actor::you,
-         .text = "Look for PROTECTION ARMED. If it says disarmed, press Health & Alerts, then Arm "
-                 "Automatic Failover.",
-         .is_done = is_armed},
+    step{.who = actor::program,
+         .text = "Both servers are ready, and Show Sync says In Sync.",
+         .is_done = both_well_and_in_sync},
+    step{.who = actor::program,
+         .text = "Automatic failover is armed, and operation is on Main. If not, press Health & "
+                 "Alerts, then Arm Automatic Failover or Return to Main.",
+         .is_done = armed_on_main},
 };
 
 constexpr std::array main_dies{
@@ -109,7 +156,7 @@ constexpr std::array main_dies{
 };
 
 constexpr std::array picture_freezes{
-    begins("At some moment Main's picture freezes. Nothing crashes.", "Main", "picture"),
+    begins("At some moment Main's picture freezes.", "Main", "picture"),
     to_backup,
     ends("A colleague gets Main's picture moving again.", "Main", "picture"),
     stays_on_backup,
@@ -125,7 +172,9 @@ constexpr std::array cable_pulled{
 };
 
 constexpr std::array by_hand{
-    step{.who = actor::you, .text = "Press Take Backup.", .is_done = on_backup},
+    step{.who = actor::you,
+         .text = "Press Health & Alerts, then Take Backup.",
+         .is_done = on_backup},
     return_to_main,
 };
 
@@ -136,7 +185,8 @@ constexpr std::array backup_breaks{
          .is_done = warned_while_on_main},
     step{.who = actor::you,
          .text = "Press Health & Alerts, read the alert, and press Acknowledge Alerts.",
-         .is_done = acknowledged},
+         .is_done = acknowledged,
+         .why_missed = alert_over},
     ends("A colleague starts Backup's engine again.", "Backup", "engine"),
     step{.who = actor::program, .text = "The alert is over.", .is_done = no_alert},
 };
@@ -150,7 +200,7 @@ constexpr std::array<scenario, 6> scenarios{{
      .about = "The program moves operation by itself. Going back is for you.",
      .steps = main_dies},
     {.title = "The picture freezes: return to Main",
-     .about = "The server looks well, and the audience sees a still picture.",
+     .about = "Nothing has crashed: the engine runs, and the audience sees a still picture.",
      .steps = picture_freezes},
     {.title = "Somebody pulls Main's cable: return to Main",
      .about = "The audience notices nothing before your switcher moves.",
@@ -163,32 +213,58 @@ constexpr std::array<scenario, 6> scenarios{{
      .steps = backup_breaks},
 }};
 
+// Why the pair is not as it has to be before something may break.
+std::string why_unfit(const program_view& view) {
+    if (!on_main(view))
+        return "Operation isn't on Main. Press Health & Alerts, then Return to Main.";
+    if (!both_well(view)) return "Main and Backup must both be ready. Wait a moment.";
+    if (!view.alerts.empty())
+        return "An alert is active: " + view.alerts.front().message +
+               " Wait a moment. If it stays, press Health & Alerts and end its cause.";
+    return "";
+}
+
 } // namespace
 
 std::span<const scenario> all_scenarios() {
     return scenarios;
 }
 
-std::string why_not_yet(const scenario& card, const program_view& view) {
+std::string why_not_yet(const scenario& card, const program_view& view,
+                        std::string_view switched_on) {
+    if (view.uses_show_settings) return std::string(show_settings_warning);
     if (!card.needs_pair) return "";
     if (!view.answers) return "Redundancy Control doesn't run on this computer. Start it first.";
     if (!is_paired(view)) return "There is no pair yet. Play the first card.";
     if (!view.armed) return "Automatic failover is disarmed. Arm it under Health & Alerts.";
-    if (!on_main(view)) return "Operation isn't on Main. Press Return to Main.";
-    if (!both_well(view)) return "Main and Backup must both be ready. Wait a moment.";
-    if (!view.alerts.empty()) return "An alert stands: " + view.alerts.front().message;
-    return "";
+    std::string reason = why_unfit(view);
+    if (reason.empty() || switched_on.empty()) return reason;
+    return std::string(switched_on) + ". Press the red switch.";
 }
 
 scenario_run::scenario_run(std::size_t number, double chance, steady_time now)
-    : number_(number), chance_(chance), step_began_(now) {}
+    : number_(number), chance_(chance), step_began_(now) {
+    if (scenarios.at(number).needs_pair) heard_ = now;
+}
 
 std::span<const step> scenario_run::steps() const {
     return scenarios.at(number_).steps;
 }
 
 bool scenario_run::is_over() const {
-    return took_.size() == steps().size();
+    return took_.size() == steps().size() || !why_ended_.empty();
+}
+
+std::string_view scenario_run::why_impossible(const program_view& view, steady_time now) const {
+    if (!view.answers)
+        return heard_ && now - *heard_ >= longest_silence
+                   ? "Redundancy Control has ended. Start it, then press Begin to try again."
+                   : "";
+    if (view.uses_show_settings) return show_settings_warning;
+    if (scenarios.at(number_).needs_pair && !is_paired(view))
+        return "There is no pair any more. Play the first card.";
+    const step& next = steps()[took_.size()];
+    return next.why_missed == nullptr ? "" : next.why_missed(view);
 }
 
 bool scenario_run::is_done(const step& next, const program_view& view, steady_time now) const {
@@ -197,20 +273,41 @@ bool scenario_run::is_done(const step& next, const program_view& view, steady_ti
     return now - step_began_ >= next.soonest + room * chance_;
 }
 
-std::optional<deed> scenario_run::advance(const program_view& view, steady_time now) {
+std::optional<server_change> scenario_run::advance(const program_view& view, steady_time now) {
     if (is_over()) return std::nullopt;
+    if (view.answers) heard_ = now;
+    why_ended_ = why_impossible(view, now);
+    if (!why_ended_.empty()) return repair_server();
     const step& next = steps()[took_.size()];
-    if (!is_done(next, view, now)) return std::nullopt;
-    took_.push_back(std::chrono::duration_cast<milliseconds>(now - step_began_));
-    step_began_ = now;
-    return next.who == actor::rehearsal ? std::optional(next.what) : std::nullopt;
+    if (!view.answers || !is_done(next, view, now)) {
+        waited_ = true;
+        return std::nullopt;
+    }
+    finish_step(now);
+    if (next.who != actor::rehearsal) return std::nullopt;
+    return next.what.on ? break_server(next.what, view) : repair_server();
 }
 
-milliseconds scenario_run::reaction() const {
-    milliseconds sum{0};
-    for (std::size_t i = 0; i < took_.size(); ++i)
-        if (steps()[i].who == actor::you) sum += took_[i];
-    return sum;
+void scenario_run::finish_step(steady_time now) {
+    const auto took = std::chrono::duration_cast<milliseconds>(now - step_began_);
+    if (waited_ && steps()[took_.size()].who == actor::you) reaction_ += took;
+    took_.push_back(took);
+    step_began_ = now;
+    waited_ = false;
+}
+
+std::optional<server_change> scenario_run::break_server(const deed& what,
+                                                        const program_view& view) {
+    const seen_server* server = view.in_role(what.role);
+    if (server == nullptr) return std::nullopt;
+    broken_ = {.serial = server->serial, .trouble = what.trouble, .on = true};
+    return broken_;
+}
+
+std::optional<server_change> scenario_run::repair_server() {
+    std::optional<server_change> change = std::exchange(broken_, std::nullopt);
+    if (change) change->on = false;
+    return change;
 }
 
 } // namespace elvantris::rehearsal

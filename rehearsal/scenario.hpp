@@ -28,6 +28,13 @@ struct deed {
     bool on = false;
 };
 
+// The same on the server that had the role when the trouble began.
+struct server_change {
+    std::string serial;
+    std::string_view trouble;
+    bool on = false;
+};
+
 struct step {
     actor who = actor::program;
     std::string_view text;
@@ -38,6 +45,8 @@ struct step {
     deed what = {};
     milliseconds soonest{0};
     milliseconds latest{0};
+    // Why it can't happen any more, in sentences for the operator; empty if it can.
+    std::string_view (*why_missed)(const program_view&) = nullptr;
 };
 
 struct scenario {
@@ -49,33 +58,52 @@ struct scenario {
 
 std::span<const scenario> all_scenarios();
 
-// Why this scenario can't begin now, in a sentence; empty if it can.
-std::string why_not_yet(const scenario& card, const program_view& view);
+inline constexpr std::string_view show_settings_warning =
+    "Redundancy Control uses your show's settings. End it and start it as in step 4.";
 
-// One scenario being played. Its steps are done in their order.
+// Why this scenario can't begin now, in sentences for the operator; empty if it can. `switched_on`
+// is a server with its trouble, "Rehearsal server B: The engine crashes", or empty.
+std::string why_not_yet(const scenario& card, const program_view& view,
+                        std::string_view switched_on);
+
+// One scenario being played. Its steps are done in their order. It ends early when the next step
+// can't happen any more, or when the program has ended.
 class scenario_run {
 public:
     // `chance` is from 0 to 1, and chooses all times within their limits.
     scenario_run(std::size_t number, double chance, steady_time now);
 
-    // The deed that is due, if any. To be called again and again.
-    std::optional<deed> advance(const program_view& view, steady_time now);
+    // The change that is due, if any. To be called again and again.
+    std::optional<server_change> advance(const program_view& view, steady_time now);
 
     std::size_t number() const { return number_; }
     bool is_over() const;
+    // Whether a server is broken now by this scenario.
+    bool has_broken_a_server() const { return broken_.has_value(); }
+    // Why it ended early; empty if it didn't.
+    std::string_view why_ended() const { return why_ended_; }
     // How long each step that is done took.
     const std::vector<milliseconds>& took() const { return took_; }
-    // What the operator's own steps took together.
-    milliseconds reaction() const;
+    // What the operator's own steps took together, without those that needed nothing.
+    milliseconds reaction() const { return reaction_; }
 
 private:
     std::span<const step> steps() const;
+    std::string_view why_impossible(const program_view& view, steady_time now) const;
     bool is_done(const step& next, const program_view& view, steady_time now) const;
+    void finish_step(steady_time now);
+    std::optional<server_change> break_server(const deed& what, const program_view& view);
+    std::optional<server_change> repair_server();
 
     std::size_t number_;
     double chance_;
     steady_time step_began_;
+    std::optional<steady_time> heard_; // when the program answered last
+    bool waited_ = false;              // the next step has been seen not done
     std::vector<milliseconds> took_;
+    milliseconds reaction_{0};
+    std::optional<server_change> broken_;
+    std::string_view why_ended_;
 };
 
 } // namespace elvantris::rehearsal

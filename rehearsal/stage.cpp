@@ -50,6 +50,15 @@ void stage::heal_all() {
     }
 }
 
+std::string stage::first_trouble() const {
+    const std::lock_guard lock(mutex_);
+    for (std::size_t i = 0; i < setup_.servers.size(); ++i)
+        for (const trouble& each : all_troubles())
+            if (troubles_[i].contains(each.name))
+                return setup_.servers[i].name + ": " + std::string(each.words);
+    return "";
+}
+
 bool stage::has_server(std::string_view serial) const {
     return std::ranges::find(setup_.servers, serial, &stage_server::serial) != setup_.servers.end();
 }

@@ -46,6 +46,9 @@ public:
     bool change(std::string_view serial, std::string_view trouble, bool on);
     void heal_all();
 
+    // A server's name and what is wrong with it, "Rehearsal server B: The engine crashes"; empty if
+    // all are well.
+    std::string first_trouble() const;
     bool has_server(std::string_view serial) const;
     // [{"serial","name","outputs","troubles":[{"name","words","on"}]}]
     nlohmann::ordered_json report_servers() const;

@@ -21,6 +21,8 @@ import { patience_ms, until } from '../driver/waiting.mjs';
 import { Workstation } from '../driver/workstation.mjs';
 import { page_address, watch_complaints } from './support/page_view.mjs';
 
+const return_to_main = 'Press Health & Alerts, then Return to Main.';
+
 let workstation;
 let rehearsal;
 let browser;
@@ -112,7 +114,8 @@ test('it_opens_its_page_by_itself', async () => {
   await until_rehearsal_runs(rehearsal);
   assert.deepEqual(await workstation.until_opened(1), [rehearsal_page]);
   browser = await start_browser();
-  page = await browser.newPage();
+  // As wide as a window of 1366 with its scroll bar.
+  page = await browser.newPage({ viewport: { width: 1351, height: 900 } });
   page.setDefaultTimeout(patience_ms);
   complaints = watch_complaints(page);
   await page.goto(rehearsal_page);
@@ -131,12 +134,25 @@ test('before_there_is_a_pair_the_other_cards_say_what_is_missing', async () => {
   await page.getByText('Start it first.').waitFor();
 });
 
+// Under Wine the settings of the show are in a folder that other tests use as well.
+test('the_settings_of_the_show_are_pointed_out_and_refused', { skip: windows }, async () => {
+  const warning = page.getByText("Redundancy Control uses your show's settings.").first();
+  await workstation.await_api(workstation.launch(['--background']));
+  await page.locator('#warning', { hasText: 'End it and start it as in step 4.' }).waitFor();
+  await card('First').getByRole('button', { name: 'Begin' }).click();
+  await card('First').locator('.refused', { hasText: "your show's settings" }).waitFor();
+  assert.equal((await state()).run, null);
+  await workstation.stop();
+  await until('no warning and no refusal of it', async () => !(await warning.isVisible()));
+});
+
 test('the_first_card_is_played_with_the_real_program', async () => {
   await card('First').getByRole('button', { name: 'Begin' }).click();
   await workstation.start();
   await until_status('both are found', ({ systems }) => {
     return systems.filter(({ online }) => online).length === 2;
   });
+  assert.equal((await state()).onAir, '');
   const { ok } = await post('/api/configure', {
     enabled: true,
     mainSerial: serials.main,
@@ -145,7 +161,7 @@ test('the_first_card_is_played_with_the_real_program', async () => {
   });
   assert.equal(ok, true);
   await card('First')
-    .getByText(/^Done\. You took/)
+    .getByText(/^Done\./)
     .waitFor();
   const { systems } = await get_status();
   const places = systems.map(({ serial, address, webPort }) => [serial, address, webPort]);
@@ -153,11 +169,14 @@ test('the_first_card_is_played_with_the_real_program', async () => {
     [serials.main, addresses.workstation, 5000],
     [serials.backup, addresses.workstation, 5001],
   ]);
+  const refused = card('Main dies').locator('.refused');
+  await until('the refusal has gone', async () => (await refused.innerText()) === '');
 });
 
 // The picture of one key; both servers draw it in a colour of their own.
 const key_image = async () => (await decks.image(xl.path, 9)).toString('base64');
 
+const command = String.raw`TAKE B\\C\x00\xFF\r\n`;
 test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async () => {
   const { protection } = await get_status();
   const to_device = { host: '127.0.0.1', port: 7000, timeoutMs: 500, enabled: true };
@@ -165,9 +184,11 @@ test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async 
     ...protection.policy,
     startupMs: 1000,
     actions: [
-      { ...to_device, name: 'Switcher', event: 'backup', transport: 'TCP', payload: 'TAKE B' },
+      { ...to_device, name: 'Switcher', event: 'backup', transport: 'TCP', payload: command },
     ],
   });
+  const switches = page.locator(`#${serials.backup} .troubles`);
+  const place = await switches.boundingBox();
   let on_main;
   if (!windows) {
     await until('Main draws every key', async () => (await lit_keys(xl.path)).length === 32);
@@ -176,8 +197,9 @@ test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async 
   await until_begun('Main dies');
   await page.getByText('On its outputs: Black. The engine plays nothing.').waitFor();
   await page.locator(`#${serials.backup} .air`, { hasText: 'ON AIR' }).waitFor();
-  await page.locator('#device li', { hasText: 'TCP TAKE B' }).waitFor();
-  await card('Main dies').locator('li.next', { hasText: 'Press Return to Main.' }).waitFor();
+  assert.deepEqual(await switches.boundingBox(), place);
+  await page.locator('#device li', { hasText: `TCP ${command}` }).waitFor();
+  await card('Main dies').locator('li.next', { hasText: return_to_main }).waitFor();
   if (!windows) await until('Backup draws the keys', async () => (await key_image()) !== on_main);
 
   const operator = await browser.newPage({ viewport: { width: 1600, height: 900 } });
@@ -210,9 +232,22 @@ test('a_switch_of_the_page_breaks_a_server_and_heals_it', async () => {
   await page.locator('#audienceSees', { hasText: /^The show\.$/ }).waitFor();
 });
 
+test('a_refusal_names_the_switch_that_is_on', async () => {
+  const crash = page.locator(`#${serials.backup}`).getByRole('button', { name: 'engine crashes' });
+  await crash.click();
+  await until('the rehearsal sees it', async () => (await state()).scenarios[1].whyNot !== '');
+  await card('Move to').getByRole('button', { name: 'Begin' }).click();
+  await card('Move to')
+    .getByText('Rehearsal server B: The engine crashes. Press the red switch.')
+    .waitFor();
+  await crash.click();
+  const refused = card('Move to').locator('.refused');
+  await until('the refusal has gone', async () => (await refused.innerText()) === '');
+});
+
 test('a_pulled_cable_moves_operation_to_backup', async () => {
   await until_begun('Somebody pulls');
-  await card('Somebody pulls').locator('li.next', { hasText: 'Press Return to Main.' }).waitFor();
+  await card('Somebody pulls').locator('li.next', { hasText: return_to_main }).waitFor();
   await until('the operator may return', async () => (await operate('main')).ok);
   await card('Somebody pulls')
     .getByText(/^Done\./)
@@ -283,9 +318,32 @@ test('a_server_that_appears_during_a_rehearsal_is_pointed_out', async () => {
   await server.stop();
 });
 
+test('a_program_that_ends_ends_the_scenario_and_leaves_the_switcher', async () => {
+  await until_begun('Main dies');
+  await page.locator(`#${serials.backup} .air`, { hasText: 'ON AIR' }).waitFor();
+  await workstation.stop();
+  await card('Main dies').getByText('Redundancy Control has ended. Start it').waitFor();
+  await page.locator(`#${serials.main} [aria-pressed="true"]`).waitFor({ state: 'detached' });
+  const sentence =
+    'Redundancy Control has ended; your switcher stays where it was (Rehearsal server B).';
+  await page.locator('#audienceWhy', { hasText: sentence }).waitFor();
+  assert.equal(await page.locator('#audienceSees').innerText(), 'The show.');
+});
+
 test('it_ends_when_it_is_asked_to', { skip: windows }, async () => {
   assert.deepEqual(await rehearsal.signal('SIGTERM'), { code: 0, signal: null });
   assert.equal(rehearsal.text.errors, '');
+});
+
+test('the_page_of_a_rehearsal_that_has_ended_is_dead', { skip: windows }, async () => {
+  const sentence = page.getByText('The rehearsal has ended. Start it again.');
+  await sentence.waitFor();
+  assert.equal(await page.locator('main button:enabled').count(), 0);
+  await page.mouse.wheel(0, 10_000);
+  await until('the page is scrolled', () => page.evaluate('scrollY > 0'));
+  assert.ok((await sentence.boundingBox()).y >= 0);
+  await page.close();
+  complaints = complaints.filter((one) => !one.includes('net::ERR_CONNECTION_REFUSED'));
 });
 
 const card = (title) => page.locator('.card', { has: page.getByRole('heading', { name: title }) });
