@@ -67,7 +67,7 @@ std::string director::why_not(std::size_t scenario) const {
 
 std::string director::reason_against(std::size_t scenario) const {
     const scenario_run* other = run_ && !run_->is_over() ? &*run_ : nullptr;
-    if (other != nullptr && other->has_broken_a_server())
+    if (other != nullptr && other->broken())
         return "Another scenario is running. Press Stop on its card.";
     return why_not_yet(all_scenarios()[scenario], view_, stage_.first_trouble());
 }
@@ -108,6 +108,8 @@ void director::look(std::optional<program_view> view) {
     if (!run_) return;
     const auto due = run_->advance(view_, std::chrono::steady_clock::now());
     if (due) stage_.change(due->serial, due->trouble, due->on);
+    const auto& broken = run_->broken();
+    if (broken && !stage_.has_trouble(broken->serial, broken->trouble)) run_->note_trouble_gone();
 }
 
 } // namespace elvantris::rehearsal

@@ -288,6 +288,12 @@ std::optional<server_change> scenario_run::advance(const program_view& view, ste
     return next.what.on ? break_server(next.what, view) : repair_server();
 }
 
+void scenario_run::note_trouble_gone() {
+    if (is_over() || !broken_ || steps()[took_.size()].who != actor::program) return;
+    broken_.reset();
+    why_ended_ = "You ended the trouble before the program saw it. Press Begin to try again.";
+}
+
 void scenario_run::finish_step(steady_time now) {
     const auto took = std::chrono::duration_cast<milliseconds>(now - step_began_);
     if (waited_ && steps()[took_.size()].who == actor::you) reaction_ += took;

@@ -78,8 +78,10 @@ public:
 
     std::size_t number() const { return number_; }
     bool is_over() const;
-    // Whether a server is broken now by this scenario.
-    bool has_broken_a_server() const { return broken_.has_value(); }
+    // What this scenario has broken and not yet repaired.
+    const std::optional<server_change>& broken() const { return broken_; }
+    // The operator has ended that trouble. The scenario ends if the program was still to see it.
+    void note_trouble_gone();
     // Why it ended early; empty if it didn't.
     std::string_view why_ended() const { return why_ended_; }
     // How long each step that is done took.

@@ -59,6 +59,13 @@ std::string stage::first_trouble() const {
     return "";
 }
 
+bool stage::has_trouble(std::string_view serial, std::string_view trouble) const {
+    const std::lock_guard lock(mutex_);
+    const auto server = std::ranges::find(setup_.servers, serial, &stage_server::serial);
+    if (server == setup_.servers.end()) return false;
+    return troubles_[static_cast<std::size_t>(server - setup_.servers.begin())].contains(trouble);
+}
+
 bool stage::has_server(std::string_view serial) const {
     return std::ranges::find(setup_.servers, serial, &stage_server::serial) != setup_.servers.end();
 }

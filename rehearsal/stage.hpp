@@ -49,6 +49,7 @@ public:
     // A server's name and what is wrong with it, "Rehearsal server B: The engine crashes"; empty if
     // all are well.
     std::string first_trouble() const;
+    bool has_trouble(std::string_view serial, std::string_view trouble) const;
     bool has_server(std::string_view serial) const;
     // [{"serial","name","outputs","troubles":[{"name","words","on"}]}]
     nlohmann::ordered_json report_servers() const;

@@ -254,6 +254,17 @@ test('a_pulled_cable_moves_operation_to_backup', async () => {
     .waitFor();
 });
 
+test('a_trouble_that_is_ended_before_the_move_ends_the_scenario', async () => {
+  // Never sees it, however slow this test is.
+  const { policy } = (await get_status()).protection;
+  await post('/api/protection', { ...policy, frames: 0 });
+  await until_begun('The picture freezes');
+  const frozen = page.locator(`#${serials.main} [aria-pressed="true"]`);
+  await frozen.click();
+  await card('The picture freezes').getByText('You ended the trouble before').waitFor();
+  await post('/api/protection', policy);
+});
+
 test('a_scenario_that_is_stopped_leaves_both_servers_well', async () => {
   await until_begun('Backup breaks');
   const switches = page.locator(`#${serials.backup} [aria-pressed="true"]`);

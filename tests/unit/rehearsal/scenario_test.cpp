@@ -211,7 +211,7 @@ TEST(scenario, ends_and_repairs_when_the_program_has_ended_for_three_seconds) {
     EXPECT_FALSE(run.is_over());
     expect_repair_of(run.advance({}, begin + 6400ms), "A");
     EXPECT_TRUE(run.is_over());
-    EXPECT_FALSE(run.has_broken_a_server());
+    EXPECT_FALSE(run.broken());
     EXPECT_EQ(run.why_ended(),
               "Redundancy Control has ended. Start it, then press Begin to try again.");
     EXPECT_FALSE(run.advance(good_view(), begin + 60s));
@@ -237,6 +237,24 @@ TEST(scenario, ends_when_the_operator_returns_before_the_repair) {
     scenario_run run = run_on_backup();
     expect_repair_of(run.advance(good_view(), begin + 5s), "A");
     EXPECT_EQ(run.why_ended(), "You returned before the repair. Press Begin to try again.");
+}
+
+TEST(scenario, ends_when_the_operator_heals_the_server_before_the_program_moves) {
+    scenario_run run(main_dies, 0, begin);
+    run.note_trouble_gone();
+    EXPECT_FALSE(run.is_over());
+    run.advance(good_view(), begin + 3000ms);
+    run.note_trouble_gone();
+    EXPECT_TRUE(run.is_over());
+    EXPECT_TRUE(run.why_ended().starts_with("You ended the trouble before the program saw it."));
+    EXPECT_FALSE(run.broken());
+}
+
+TEST(scenario, goes_on_when_the_operator_heals_the_server_after_the_move) {
+    scenario_run run = run_on_backup();
+    run.note_trouble_gone();
+    EXPECT_FALSE(run.is_over());
+    expect_repair_of(run.advance(view_on_backup(), begin + 7400ms), "A");
 }
 
 TEST(scenario, ends_when_the_operator_returns_during_an_alert) {
