@@ -90,6 +90,26 @@ TEST_F(running_protection, can_be_stopped_unstarted_and_more_than_once) {
     service.reset();
 }
 
+TEST_F(running_protection, gives_a_known_pair_its_grace_at_each_start) {
+    use_actions({}); // and a long grace
+    start_and_hear_both();
+    service->stop();
+    const scripted_peer stopped_main([](peer_connection& connection) {
+        connection.read_request();
+        connection.send(
+            http_reply_text(200, R"({"serial":"M1","version":1,"engineRunning":false})"));
+    });
+    know({{"127.0.0.1", stopped_main.port(), "", "M1"},
+          {"127.0.0.1", backup_server.port(), "", "B1"}});
+    service.emplace(registry);
+    service->start();
+    ASSERT_TRUE(comes_true([&] { return stopped_main.connections() >= 4; }))
+        << "some cycles have judged by then";
+    EXPECT_EQ(alert_count(), 0U);
+    EXPECT_EQ(registry.active_role(), "main");
+    service->stop();
+}
+
 TEST_F(running_protection, saves_nothing_when_it_stops) {
     start_and_hear_both();
     ASSERT_TRUE(comes_true(

@@ -315,6 +315,29 @@ TEST(poll_round, judges_in_the_end_however_often_the_program_is_stopped) {
     EXPECT_GE(stopped.cycles(), 30U);
 }
 
+TEST(poll_round, polls_again_after_three_pauses_of_one_cycle_and_no_more) {
+    poll_round round;
+    const auto both_answer_at = [&](steady_time asked) {
+        for (const pair_side side : {pair_side::main, pair_side::backup}) {
+            round.asked(side, asked);
+            round.ended(side, poll_outcome::answered);
+        }
+    };
+    round.begin(poll_round::target::changed, poll_round::target::changed, t0);
+    both_answer_at(t0);
+    round.judged();
+    round.begin(poll_round::target::known, poll_round::target::known, t0 + 50ms);
+    for (steady_time now = t0 + 1s; now <= t0 + 3s; now += 1s) {
+        both_answer_at(now - 900ms);
+        EXPECT_TRUE(round.may_judge());
+        round.look(now);
+        EXPECT_FALSE(round.may_judge()) << "what was asked before the pause";
+    }
+    both_answer_at(t0 + 3100ms);
+    round.look(t0 + 4s);
+    EXPECT_TRUE(round.may_judge());
+}
+
 TEST(poll_round, gives_the_other_server_a_chance_to_come_back_too) {
     const auto silent_until = [](steady_time back) {
         return [back](steady_time asked) -> std::optional<ms> {
