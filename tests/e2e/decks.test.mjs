@@ -3,6 +3,7 @@ import assert from 'node:assert/strict';
 import { after, afterEach, before, beforeEach, describe, test } from 'node:test';
 
 import { start_browser } from '../driver/browser.mjs';
+import { known_models } from '../driver/deck_models.mjs';
 import {
   decks,
   key_events,
@@ -66,17 +67,14 @@ with_decks('decks without a server', () => {
     `[streamdeck] attached ${name} serial=${serial} pid=${productId}`;
   const no_error = async () => assert.deepEqual((await decks.get('state?decode')).errors, []);
 
-  test('all_fourteen_models_attach_and_show_the_splash_on_its_own_tiles_alone', async () => {
-    const ids = [
-      0x60, 0x6d, 0x80, 0xa5, 0xb9, 0x6c, 0x8f, 0xba, 0x63, 0x90, 0xb3, 0xb8, 0x84, 0x9a,
-    ];
-    const plugged = ids.map((productId, i) => ({
-      productId,
+  test('all_models_attach_and_show_the_splash_on_its_own_tiles_alone', async () => {
+    const plugged = known_models.map(({ id }, i) => ({
+      productId: Number.parseInt(id, 16),
       serial: `S${String(99 - i)}`,
       path: `/dev/${i}`,
     }));
     await start_with(plugged);
-    await until_lines('attached', 14);
+    await until_lines('attached', plugged.length);
     const { decks: shown } = await decks.get('state?decode');
     for (const { model, keys } of shown) {
       const lit = keys.flatMap(({ brightest }, key) => (brightest > 0 ? [key] : []));
@@ -87,7 +85,7 @@ with_decks('decks without a server', () => {
       );
     }
     await no_error();
-    const status = await until_count(14);
+    const status = await until_count(plugged.length);
     assert.deepEqual(
       status.streamDecks,
       shown

@@ -7,27 +7,10 @@ import fs from 'node:fs';
 import path from 'node:path';
 import test from 'node:test';
 
+import { known_models as models } from '../driver/deck_models.mjs';
+
 const root = path.resolve(path.dirname(new URL(import.meta.url).pathname), '../..');
 const read = (name) => fs.readFileSync(path.join(root, name), 'utf8');
-
-const row = new RegExp(
-  String.raw`^ *\{0x([0-9A-F]{4}), "([^"]+)", family_(\w+), ` +
-    String.raw`(\d+), (\d+), (\d+), "(\w+)", (\d+), &(\w+)\},$`,
-  'gm',
-);
-const models = [...read('src/decks/deck_models.cpp').matchAll(row)].map(
-  ([, id, name, family, keys, width, height, format, rotation, splash]) => ({
-    id,
-    name,
-    family,
-    keys: Number(keys),
-    width: Number(width),
-    height: Number(height),
-    format,
-    rotation: Number(rotation),
-    splash,
-  }),
-);
 
 test('every row is read by this test', () => {
   const written = read('src/decks/deck_models.cpp').match(/\{0x/g);

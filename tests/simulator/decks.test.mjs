@@ -2,6 +2,7 @@ import assert from 'node:assert/strict';
 import { after, afterEach, before, beforeEach, describe, test } from 'node:test';
 
 import { difference, make_bmp, read_bmp } from '../driver/bmp.mjs';
+import { known_models } from '../driver/deck_models.mjs';
 import { addresses } from '../driver/environment.mjs';
 import { call } from '../driver/http.mjs';
 import { Server } from '../driver/network.mjs';
@@ -30,34 +31,19 @@ describe('virtual decks', () => {
   const errors = async () => (await control.get('state?decode')).errors;
   afterEach(() => client?.stop());
 
-  test('all_fourteen_models_are_on_the_bus_under_their_names_in_the_order_of_plugging', async () => {
-    const models = [
-      [0x0060, 'Stream Deck Original', 5, 3],
-      [0x006d, 'Stream Deck 2019', 5, 3],
-      [0x0080, 'Stream Deck Mk.2', 5, 3],
-      [0x00a5, 'Stream Deck Mk.2 Scissor', 5, 3],
-      [0x00b9, 'Stream Deck 15-Key Module', 5, 3],
-      [0x006c, 'Stream Deck XL', 8, 4],
-      [0x008f, 'Stream Deck XL 2022', 8, 4],
-      [0x00ba, 'Stream Deck 32-Key Module', 8, 4],
-      [0x0063, 'Stream Deck Mini', 3, 2],
-      [0x0090, 'Stream Deck Mini 2022', 3, 2],
-      [0x00b3, 'Stream Deck Mini Discord', 3, 2],
-      [0x00b8, 'Stream Deck 6-Key Module', 3, 2],
-      [0x0084, 'Stream Deck +', 4, 2],
-      [0x009a, 'Stream Deck Neo', 4, 2],
-    ];
-    await plug_in(...models.map(([productId]) => deck(productId)));
+  test('all_models_are_on_the_bus_under_their_names_in_the_order_of_plugging', async () => {
+    const ids = known_models.map(({ id }) => Number.parseInt(id, 16));
+    await plug_in(...ids.map((productId) => deck(productId)));
     const listed = await client.enumerate();
     assert.deepEqual(
       listed.map(({ product, name }) => [product, String.fromCodePoint(...name)]),
-      models.map(([product, name]) => [product, name]),
+      known_models.map(({ name }, i) => [ids[i], name]),
     );
     assert.deepEqual(listed[3].path, '/dev/hidraw3');
     const { decks } = await control.get('state');
     assert.deepEqual(
-      decks.map(({ columns, rows, keys }) => [columns, rows, keys.length]),
-      models.map(([, , columns, rows]) => [columns, rows, columns * rows]),
+      decks.map(({ columns, rows, keys }) => [columns * rows, keys.length]),
+      known_models.map(({ keys }) => [keys, keys]),
     );
   });
 
