@@ -21,8 +21,9 @@ std::optional<std::string> unused_name_beside(const std::string& path) {
 new_file_outcome give_name(const std::string& temporary, const std::string& path) {
     // Somebody may have been quicker.
     if (path_exists(path)) return new_file_outcome::exists;
-    const bool named = keep_file_as(temporary, path) && path_exists(path);
-    return named ? new_file_outcome::written : new_file_outcome::not_written;
+    const bool named = keep_file_as(temporary, path);
+    if (path_exists(path)) return named ? new_file_outcome::written : new_file_outcome::exists;
+    return new_file_outcome::not_written;
 }
 
 } // namespace

@@ -128,6 +128,7 @@ bool keep_file_as(const std::string& path, const std::string& second_name) {
         return true;
     }
     if (errno == ENOENT || errno == ENOTDIR) return true;
+    if (errno == EEXIST) return false; // nothing may be replaced
     struct stat details {};
     return ::lstat(path.c_str(), &details) == 0 && !S_ISDIR(details.st_mode) &&
            std::rename(path.c_str(), second_name.c_str()) == 0;

@@ -131,6 +131,17 @@ TEST(keep_file_as, leaves_the_content_under_the_second_name_alone_once_the_first
     }
 }
 
+TEST(keep_file_as, replaces_nothing) {
+    const temporary_folder folder;
+    const std::string path = folder.file("new");
+    const std::string taken = folder.file("taken");
+    ASSERT_EQ(write_whole_file(path, "new"), write_outcome::written);
+    ASSERT_EQ(write_whole_file(taken, "old"), write_outcome::written);
+    EXPECT_FALSE(keep_file_as(path, taken));
+    EXPECT_EQ(read_whole_file(taken, ample), "old");
+    EXPECT_EQ(read_whole_file(path, ample), "new");
+}
+
 TEST(keep_file_as, leaves_a_folder_alone_and_needs_nothing_for_what_is_missing) {
     const temporary_folder folder;
     const std::string inner = folder.file("folder");
