@@ -80,6 +80,7 @@ std::vector<answering_server> servers_at(const doctor_view& view,
 }
 
 std::string told_servers(const doctor_view& view, const std::vector<answering_server>& servers) {
+    if (!view.network.servers) return "not asked";
     std::string text;
     for (const answering_server& server : servers)
         text += (text.empty() ? "" : ", ") + told_server(view.registry, server.server) + " at " +
@@ -87,9 +88,10 @@ std::string told_servers(const doctor_view& view, const std::vector<answering_se
     return text.empty() ? "no server answers" : text;
 }
 
-json_tree tree_of_servers(const std::vector<answering_server>& servers) {
+json_tree tree_of_servers(const doctor_view& view, const interface_address* interface) {
+    if (!view.network.servers) return nullptr;
     json_tree tree = json_tree::array();
-    for (const auto& [server, address, reached_from] : servers) {
+    for (const auto& [server, address, reached_from] : servers_at(view, interface)) {
         json_tree from = nullptr;
         if (reached_from) from = dotted_text(*reached_from);
         tree.push_back({{"serial", server.serial},
@@ -113,13 +115,14 @@ std::string told_networks(const doctor_view& view) {
 }
 
 json_tree tree_of_networks(const doctor_view& view) {
+    if (!view.network.interfaces) return nullptr;
     json_tree tree = json_tree::array();
     for (const interface_address& each : usable_interfaces(view.network))
         tree.push_back({{"name", each.name},
                         {"address", dotted_text(each.address)},
                         {"prefixLength", each.prefix_length},
                         {"broadcast", broadcast_of(each)},
-                        {"servers", tree_of_servers(servers_at(view, &each))}});
+                        {"servers", tree_of_servers(view, &each)}});
     return tree;
 }
 
@@ -139,7 +142,8 @@ std::string_view access_word(device_access access) {
 
 std::string told_decks(const doctor_view& view) {
     std::string text = "Decks\n";
-    if (!view.decks || view.decks->empty()) return text + "  none\n";
+    if (!view.decks) return text + "  unknown\n";
+    if (view.decks->empty()) return text + "  none\n";
     for (const deck_use& use : *view.decks) {
         text += "  " + use.deck.name + " (" + use.deck.serial + "), " + use.deck.path + ": " +
                 std::string(access_word(use.access));
@@ -198,7 +202,7 @@ tool_answer answer_doctor(const doctor_view& view, const findings& found, const 
                      {"ports", tree_of_ports(view)},
                      {"reservedPorts", tree_of_reserved(view)},
                      {"networks", tree_of_networks(view)},
-                     {"otherServers", tree_of_servers(servers_at(view, nullptr))},
+                     {"otherServers", tree_of_servers(view, nullptr)},
                      {"decks", tree_of_decks(view)},
                      {"clock", local_moment(view.now)},
                      {"folder",

@@ -25,6 +25,13 @@ std::string told_port(std::uint16_t port) {
     return "Port " + std::to_string(port);
 }
 
+// Null if the program doesn't listen there, or the system doesn't tell.
+const running_program* own_listener(const port_use& use) {
+    if (!use.programs) return nullptr;
+    const auto found = std::ranges::find(*use.programs, own_program, &running_program::name);
+    return found == use.programs->end() ? nullptr : &*found;
+}
+
 bool is_taken(const port_use& use) {
     return use.programs && !use.programs->empty();
 }
@@ -51,6 +58,11 @@ findings examine_api_port(const doctor_view& view) {
                                            : owner + " holds port 5251 and gives no answer.",
                  .advice = std::string(presence_advice(presence))}};
     if (owner.empty() && presence == program_presence::not_running) return {};
+    // It has just started, or it could not give its status this once.
+    if (own_listener(view.api_port) != nullptr)
+        return {{.id = "port",
+                 .sentence = owner + " holds port 5251 and gave no status.",
+                 .advice = "Ask again. If it stays so, end it and start it again."}};
     return {{.id = "port",
              .sentence = owner.empty() ? std::string(presence_sentence(presence))
                                        : "Port 5251 is taken by " + owner + '.',
@@ -61,11 +73,11 @@ findings examine_api_port(const doctor_view& view) {
 findings examine_page_port(const doctor_view& view) {
     const port_use& page = view.page_port;
     if (page.port == 0 || !is_taken(page)) return {};
-    const running_program& owner = page.programs->front();
-    const bool ours =
-        is_taken(view.api_port) && has_process(*view.api_port.programs, owner.process);
+    const bool same_as_of_api =
+        is_taken(view.api_port) &&
+        has_process(*view.api_port.programs, page.programs->front().process);
     // While it starts or ends, the program may have one port alone.
-    if (ours || owner.name == own_program) return {};
+    if (same_as_of_api || own_listener(page) != nullptr) return {};
     return {{.id = "page-port",
              .sentence = told_port(page.port) + " of the page is taken by " +
                          told_programs(*page.programs) + '.',
@@ -166,9 +178,9 @@ findings examine_files(const doctor_view& view) {
 }
 
 findings examine_version(const doctor_view& view) {
-    if (!is_running(view) || !is_taken(view.api_port)) return {};
-    const running_program& program = view.api_port.programs->front();
-    if (program.replaced)
+    if (!is_running(view)) return {};
+    const running_program* const program = own_listener(view.api_port);
+    if (program != nullptr && program->replaced)
         return {{.id = "program-file",
                  .sentence = "The program was replaced on the disk after its start: the old one "
                              "still runs.",
@@ -176,13 +188,13 @@ findings examine_version(const doctor_view& view) {
     if (view.program_uses_it && view.started_version && *view.started_version != view.tool_version)
         return {
             {.id = "version",
-             .sentence = "The program that runs is version " + *view.started_version +
+             .sentence = "The program's last start in its log is version " + *view.started_version +
                          ", and this tool is version " + view.tool_version + '.',
              .advice = "When the show allows it, end the program and start the installed one."}};
-    if (!program.path.empty() && !view.tool.path.empty() &&
-        parent_folder(program.path) != parent_folder(view.tool.path))
+    if (program != nullptr && !program->path.empty() && !view.tool.path.empty() &&
+        parent_folder(program->path) != parent_folder(view.tool.path))
         return {{.id = "program-file",
-                 .sentence = "The program that runs is " + program.path +
+                 .sentence = "The program that runs is " + program->path +
                              ", which is not the one beside this tool.",
                  .advice = "Is an old one still installed? When the show allows it, start the one "
                            "in " +

@@ -95,7 +95,7 @@ describe('with the program running', () => {
       fs.appendFileSync(pair.workstation.log_file, `Elvantris Redundancy Control ${version}\n`);
     start('0.0.1');
     await until_found(
-      `The program that runs is version 0.0.1, and this tool is version ${toolVersion}.`,
+      `The program's last start in its log is version 0.0.1, and this tool is version ${toolVersion}.`,
     );
     start(toolVersion);
     await until_healthy();

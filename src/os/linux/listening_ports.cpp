@@ -52,7 +52,11 @@ std::optional<std::vector<running_program>> programs_listening_on(std::uint16_t 
             if (inode.empty()) continue;
             std::vector<running_program> owners = programs_with_open("socket:[" + inode + "]");
             if (owners.empty()) owners.emplace_back(); // another user's
-            std::ranges::move(owners, std::back_inserter(programs));
+            // One program may listen for each address family.
+            for (running_program& owner : owners)
+                if (std::ranges::find(programs, owner.process, &running_program::process) ==
+                    programs.end())
+                    programs.push_back(std::move(owner));
         }
     }
     if (!told) return std::nullopt;

@@ -62,7 +62,10 @@ TEST(doctor_report, leaves_empty_what_the_system_does_not_tell) {
     view.started_version.reset();
     const tool_answer answer = answer_doctor(view, {}, {});
     EXPECT_NE(answer.text.find("\n  5251: unknown\n"), std::string::npos);
-    for (const char* key : {"reservedPorts", "decks", "startedVersion"})
+    EXPECT_NE(answer.text.find("Decks\n  unknown\n"), std::string::npos);
+    for (const char* key : {"reservedPorts", "networks", "otherServers", "decks", "startedVersion"})
         EXPECT_TRUE(answer.tree[key].is_null()) << key;
-    EXPECT_TRUE(answer.tree["networks"].empty());
+    view.network.interfaces = healthy_workstation().network.interfaces;
+    EXPECT_NE(answer_doctor(view, {}, {}).text.find("broadcast 10.77.0.255: not asked\n"),
+              std::string::npos);
 }

@@ -80,6 +80,20 @@ TEST(doctor, names_who_took_the_programs_port) {
               lines{"Port 5251 is taken by a program that the system does not name."});
 }
 
+TEST(doctor, calls_the_program_itself_no_stranger_on_its_port) {
+    for (const auto presence : {program_presence::not_running, program_presence::another_program})
+        EXPECT_EQ(found_while_stopped([&](doctor_view& view) {
+                      view.program.presence = presence;
+                      view.api_port.programs = {{own_process()}};
+                  }),
+                  lines{"elvantris-redundancy-control (process 7) holds port 5251 and gave no "
+                        "status."});
+    EXPECT_EQ(found_after([](doctor_view& view) {
+                  view.page_port.programs = {{stranger(), own_process()}};
+              }),
+              lines{});
+}
+
 TEST(doctor, finds_a_taken_port_also_where_the_system_keeps_the_name) {
     EXPECT_EQ(found_while_stopped([](doctor_view& view) {
                   view.program.presence = program_presence::another_program;
@@ -285,8 +299,8 @@ TEST(doctor, finds_logs_that_have_grown_large_or_grow_fast) {
 
 TEST(doctor, finds_a_program_of_another_version) {
     const view_change older = [](doctor_view& view) { view.started_version = "1.2.2"; };
-    EXPECT_EQ(found_after(older),
-              lines{"The program that runs is version 1.2.2, and this tool is version 1.2.3."});
+    EXPECT_EQ(found_after(older), lines{"The program's last start in its log is version 1.2.2, and "
+                                        "this tool is version 1.2.3."});
     EXPECT_EQ(found_while_stopped(older), lines{}); // the next start is the new one
     EXPECT_EQ(found_after([](doctor_view& view) { view.started_version.reset(); }), lines{});
 }
@@ -303,6 +317,11 @@ TEST(doctor, finds_a_program_that_is_not_the_installed_one) {
                     "the one beside this tool."});
     EXPECT_EQ(found_after([](doctor_view& view) { view.api_port.programs->front().path.clear(); }),
               lines{});
+    EXPECT_EQ(found_after([](doctor_view& view) {
+                  view.api_port.programs->insert(view.api_port.programs->begin(), stranger());
+              }),
+              lines{})
+        << "another program beside it is not judged as ours";
 }
 
 TEST(doctor, notes_what_the_system_does_not_tell) {
