@@ -20,7 +20,9 @@ std::vector<story_line> other_events(const explain_view& view,
     if (view.about_now) return others;
     for (const history_entry& entry : view.history) {
         const bool asked = entry.begun >= view.asked.first && entry.begun <= view.asked.last;
-        const bool told = std::ranges::find(story, entry.begun, &story_line::time) != story.end();
+        const bool told = std::ranges::any_of(story, [&](const story_line& line) {
+            return line.is_beginning && line.time == entry.begun;
+        });
         if (asked && !told && concerns_operation(entry))
             others.push_back({.time = entry.begun, .text = entry.message});
     }

@@ -38,6 +38,9 @@ private:
     void add(std::int64_t time, std::string text) {
         told_.story.push_back({.time = time, .text = std::move(text)});
     }
+    void add_aftermath(std::int64_t time, std::string text) {
+        told_.story.push_back({.time = time, .text = std::move(text), .is_beginning = false});
+    }
 
     // The newest of those that began by then; null if there is none.
     template<typename condition>
@@ -74,7 +77,7 @@ private:
                 !(is_of_main(entry) || is_of_backup(entry) || is_unreadiness(entry)))
                 continue;
             add(entry.begun, entry.message);
-            if (entry.ended) add(*entry.ended, "Ended: " + entry.message);
+            if (entry.ended) add_aftermath(*entry.ended, "Ended: " + entry.message);
         }
     }
 
@@ -147,17 +150,18 @@ private:
                 ++sent;
                 last_sent = entry.begun;
             } else {
-                add(entry.begun, "A command failed: " + entry.message.substr(sequence.size()));
+                add_aftermath(entry.begun,
+                              "A command failed: " + entry.message.substr(sequence.size()));
             }
         }
-        if (sent == 1) add(last_sent, "1 command sent.");
-        if (sent > 1) add(last_sent, std::to_string(sent) + " commands sent.");
+        if (sent == 1) add_aftermath(last_sent, "1 command sent.");
+        if (sent > 1) add_aftermath(last_sent, std::to_string(sent) + " commands sent.");
     }
 
     void tell_block(const history_entry& block) {
         told_.outcome = operation_outcome::blocked;
         add(block.begun, block.message);
-        if (block.ended) add(*block.ended, "No longer blocked.");
+        if (block.ended) add_aftermath(*block.ended, "No longer blocked.");
         tell_later_move(block);
         if (block.key == "transfer-storage") {
             told_.summary = "Operation did not move: the disk refused to keep the hold.";

@@ -20,6 +20,7 @@ enum class operation_outcome {
 struct story_line {
     std::int64_t time = 0;
     std::string text;
+    bool is_beginning = true; // of what the log has; otherwise its end, or commands
 };
 
 struct explanation {

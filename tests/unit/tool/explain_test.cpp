@@ -392,6 +392,18 @@ TEST(explain, names_what_else_happened_in_the_asked_time) {
     EXPECT_TRUE(explain(view).others.empty());
 }
 
+// The lines of one cycle have one time.
+TEST(explain, names_another_event_that_began_when_the_told_one_ended) {
+    explain_view view =
+        view_of({main_fault(15'000), moved(0, failed_over),
+                 entry(history_kind::fault, 15'000, "A:clock", "Main: The clock is gone.")});
+    ask_at(view, 0, minute);
+    const explanation told = explain(view);
+    EXPECT_EQ(told.outcome, operation_outcome::moved);
+    ASSERT_EQ(told.others.size(), 1U);
+    EXPECT_EQ(told.others[0].text, "Main: The clock is gone.");
+}
+
 TEST(explain, lists_ten_other_events_and_counts_the_rest) {
     explanation told;
     told.others.resize(10, {.time = fault_time, .text = "x"});
