@@ -13,6 +13,10 @@ namespace {
 // The end of the year 9999: what is later is no time.
 constexpr std::int64_t latest_time = 253'402'300'799'999;
 
+bool is_possible(std::int64_t time) {
+    return time >= 0 && time <= latest_time;
+}
+
 std::optional<alert_event> event_from_word(std::string_view word) {
     if (word == "fault") return alert_event::fault;
     if (word == "recovered") return alert_event::recovered;
@@ -41,7 +45,7 @@ std::optional<alert_line> read_alert_line(std::string_view line) {
     const auto event = event_from_word(text_field(read, "event"));
     const auto key = find_text(read, "key");
     const auto message = find_text(read, "message");
-    if (time < 0 || time > latest_time || !event || (*event != alert_event::action && !key) ||
+    if (!is_possible(time) || !event || (*event != alert_event::action && !key) ||
         (*event != alert_event::recovered && !message))
         return std::nullopt;
     return alert_line{
@@ -55,7 +59,7 @@ std::optional<std::int64_t> time_of_alert_line(std::string_view line) {
     std::int64_t time = 0;
     const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), time);
     const bool whole = error == std::errc() && end != line.data() + line.size() && *end == ',';
-    return whole ? std::optional(time) : std::nullopt;
+    return whole && is_possible(time) ? std::optional(time) : std::nullopt;
 }
 
 std::vector<history_entry> read_history(const std::vector<alert_line>& lines) {

@@ -9,10 +9,11 @@
 
 namespace elvantris::operator_control {
 
-// Replaces the value of every key "payload", wherever it is, by words that tell its length.
+// Replaces the value of every key "payload", wherever it is, by words that tell its length. In a
+// list of commands, also the value of every key that the program doesn't write.
 void mask_payloads(json_tree& tree);
 
-// Whether that key can be in the text, whole JSON or not. Its letters can be escaped.
+// Whether a payload can be in the text, whole JSON or not. Letters of its key can be escaped.
 bool can_name_payload(std::string_view text);
 
 // A JSON text with its payloads masked; as it came if it can't name one. Absent if it is no JSON:

@@ -12,8 +12,9 @@ std::string_view payload_sentence(bool masked) {
 
 json_tree tree_of_files(const support_bundle& bundle) {
     json_tree tree = json_tree::array();
-    for (const zip_entry& entry : entries_of(bundle))
-        tree.push_back({{"name", entry.name}, {"bytes", entry.bytes.size()}});
+    tree.push_back({{"name", contents_name}, {"bytes", contents_of(bundle).size()}});
+    for (const bundled_file& file : bundle.files)
+        tree.push_back({{"name", file.name}, {"bytes", file.bytes.size()}});
     return tree;
 }
 

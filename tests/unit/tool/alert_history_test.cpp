@@ -71,6 +71,8 @@ TEST(time_of_alert_line, reads_the_front_alone) {
     EXPECT_FALSE(time_of_alert_line(R"({"time":1)"));
     EXPECT_FALSE(time_of_alert_line(R"({"time":1x,)"));
     EXPECT_FALSE(time_of_alert_line(R"({"time":99999999999999999999,)"));
+    EXPECT_FALSE(time_of_alert_line(R"({"time":-1,)"));
+    EXPECT_FALSE(time_of_alert_line(R"({"time":253402300800000,)")) << "in the year 10000";
     EXPECT_FALSE(time_of_alert_line(""));
 }
 

@@ -12,6 +12,13 @@ TEST(payload_mask, takes_out_payloads_wherever_they_are) {
               R"([[{"x":{"payload":"masked, 6 bytes"}}]])");
 }
 
+// One flipped bit is enough, and a damaged file is what support asks for.
+TEST(payload_mask, takes_out_a_payload_whose_key_is_damaged) {
+    EXPECT_EQ(masked_text(R"({"actions":[{"name":"A","pay,oad":"secret","retries":1},7]})"),
+              R"({"actions":[{"name":"A","pay,oad":"masked, 6 bytes","retries":1},7]})");
+    EXPECT_TRUE(can_name_payload(R"({"actions":[{"pay,oad":"secr)"));
+}
+
 TEST(payload_mask, takes_out_what_is_no_text) {
     EXPECT_EQ(masked_text(R"({"payload":["secret",{"a":"secret"}]})"), R"({"payload":"masked"})");
     EXPECT_EQ(masked_text(R"({"payload":{"payload":1}})"), R"({"payload":"masked"})");
