@@ -1,9 +1,9 @@
 #include "rehearsal/director.hpp"
 
 #include "os/file_paths.hpp"
+#include "os/sockets.hpp"
+#include "systems/server_http.hpp"
 #include "systems/settings_place.hpp"
-
-#include <httplib.h>
 
 namespace elvantris::rehearsal {
 
@@ -13,7 +13,9 @@ using nlohmann::ordered_json;
 
 constexpr milliseconds pause_between_looks{100};
 constexpr std::uint16_t program_port = 5251;
-constexpr std::chrono::seconds longest_answer{2};
+constexpr std::uint64_t most_bytes = 67'108'864;
+constexpr milliseconds longest_answer{2000};
+constexpr milliseconds longest_knock{1000};
 
 // Whether the program was started without --config.
 bool is_show_settings(const std::string& path) {
@@ -23,12 +25,17 @@ bool is_show_settings(const std::string& path) {
 
 // Absent if it is busy: while it saves the pair it may not answer for up to 30 s.
 std::optional<program_view> ask_program() {
-    httplib::Client client("127.0.0.1", program_port);
-    client.set_connection_timeout(std::chrono::seconds(1));
-    client.set_read_timeout(longest_answer);
-    const auto reply = client.Get("/api/status");
-    if (reply.error() == httplib::Error::Read) return std::nullopt;
-    program_view view = reply ? read_status(reply->body) : program_view();
+    const operator_control::http_call call{.host = "127.0.0.1",
+                                           .port = program_port,
+                                           .method = "GET",
+                                           .path = "/api/status",
+                                           .body = {},
+                                           .content_type = {},
+                                           .timeout = longest_answer};
+    const auto reply = operator_control::http_exchange_bounded(call, most_bytes, longest_answer);
+    if (reply.status == 0 && operator_control::knock_on_loopback(program_port, longest_knock))
+        return std::nullopt;
+    program_view view = reply.status == 0 ? program_view() : read_status(reply.body);
     view.uses_show_settings = view.answers && is_show_settings(view.config_path);
     return view;
 }
