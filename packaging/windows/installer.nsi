@@ -256,6 +256,7 @@ Function replace_consoles
     IfErrors 0 done
     StrCpy $R9 "${TOOL}"
     Call put_file_back
+    StrCpy $R9 "${REHEARSAL}" ; the one to name
     failed:
     Call delete_new_files
     Abort "$R9 in $INSTDIR could not be replaced; nothing was changed."
