@@ -29,10 +29,10 @@ function read_arguments() {
 }
 
 // A proof that can't be carried out has failed.
-async function outcome_of({ prove, build }, deadline) {
+async function outcome_of({ prove, build }, minutes) {
   try {
     build_target(...build);
-    return await prove({ deadline });
+    return await prove({ deadline: Date.now() + minutes * 60_000 });
   } catch (error) {
     console.error(error);
     return { passed: false, amount: 'none', outcome: 'could not run', bound: '', rows: [] };
@@ -41,7 +41,7 @@ async function outcome_of({ prove, build }, deadline) {
 
 async function run_one(proof, minutes) {
   const started = performance.now();
-  const result = await outcome_of(proof, Date.now() + minutes * 60_000);
+  const result = await outcome_of(proof, minutes);
   const seconds = Math.round((performance.now() - started) / 1000);
   const { passed, amount, outcome, bound, columns, rows } = result;
   console.log([proof.name, amount, outcome, bound, `${seconds} s`].join(' | '));
