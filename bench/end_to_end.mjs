@@ -1,10 +1,11 @@
 // Measures the running program as an operator meets it. Started by end_to_end.
 import { setTimeout as sleep } from 'node:timers/promises';
 
+import { call } from '../tests/driver/http.mjs';
 import { Device } from '../tests/driver/network.mjs';
 import { get_status, health_of, operate } from '../tests/driver/operator.mjs';
 import { command, Pair } from '../tests/driver/pair.mjs';
-import { ask_tool } from '../tests/driver/tool.mjs';
+import { ask_tool, start_tool } from '../tests/driver/tool.mjs';
 import { Workstation } from '../tests/driver/workstation.mjs';
 import { memory_mib } from '../tests/e2e/support/hostile.mjs';
 import {
@@ -44,6 +45,23 @@ async function measure_check(workstation) {
     delays.push(now() - begin);
   }
   say('elvantris-redundancy-tool check', spread(delays));
+}
+
+// The exporter, read as often as docs/monitoring/prometheus.yml has it.
+async function measure_metrics(workstation, seconds) {
+  const exporter = start_tool(workstation, 'metrics');
+  const read = () => call('127.0.0.1', 5280, 'GET', '/metrics').catch(() => null);
+  await first('the exporter answers', read);
+  const readings = [];
+  const timer = setInterval(() => readings.push(read()), 5000);
+  const share = await idle_share(exporter, seconds);
+  clearInterval(timer);
+  const answered = (await Promise.all(readings)).filter((answer) => answer?.status === 200);
+  await exporter.signal('SIGTERM');
+  say(
+    'elvantris-redundancy-tool metrics',
+    `${share}, read ${answered.length} times in ${seconds} s`,
+  );
 }
 
 async function measure_idle(workstation, seconds) {
@@ -146,6 +164,7 @@ try {
   await pair.settle({ lossMs: 500, actions: [command('GO\\r')] });
   await sleep(1500); // the grace
   await measure_check(pair.workstation);
+  await measure_metrics(pair.workstation, 61);
   await measure_idle(pair.workstation, 30);
   await measure_status_load(pair, 30, 200);
   const stopped = await transfers(
