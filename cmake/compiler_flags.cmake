@@ -24,4 +24,6 @@ if(WIN32)
     # Windows 10 is the oldest system that operators run. One file, no runtime of ours beside it.
     add_compile_definitions(_WIN32_WINNT=0x0A00 WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE)
     add_link_options(-static -static-libgcc -static-libstdc++)
+    # The same objects make the same file, whenever they are linked.
+    add_link_options(-Wl,--no-insert-timestamp)
 endif()

@@ -109,16 +109,17 @@ build_preset() {
 }
 
 # The product alone needs none of the packages that only tests and benchmarks use, and is all that
-# the package holds.
+# the package holds: from its own build comes the same package, byte for byte.
 check_product_alone() {
     if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
-    local name hidden=()
+    local name package hidden=()
     for name in benchmark GTest JPEG; do
         hidden+=("-DCMAKE_DISABLE_FIND_PACKAGE_$name=ON")
     done
     cmake --preset linux -B build/product -DELVANTRIS_TESTS=OFF "${hidden[@]}"
     cmake --build build/product
-    scripts/package_linux build/product build/product/package
+    package=$(scripts/package_linux build/product build/product/package)
+    cmp "$package" "build/package/${package##*/}"
 }
 
 # For what runs beside tests that wait for more than they compute: it takes what they leave over.
