@@ -84,6 +84,20 @@ test('the_session_manager_understands_its_services_and_starts_none_unasked', () 
   assert.equal(listed.includes(name), false);
 });
 
+// The lines of each section of a unit.
+const unit_text = (unit) => fs.readFileSync(machine.file(`/usr/lib/systemd/user/${unit}`), 'utf8');
+const section = (text, heading) => text.split(`[${heading}]\n`)[1].split('\n\n')[0].split('\n');
+
+test('the_service_starts_a_crashed_program_again_and_gives_up_in_the_end', () => {
+  const unit = unit_text(`${name}.service`);
+  const service = section(unit, 'Service');
+  // These are its exit codes when a port is taken.
+  for (const line of ['Restart=on-failure', 'RestartPreventExitStatus=3 4'])
+    assert.ok(service.includes(line), `${line} in ${service}`);
+  const limits = section(unit, 'Unit').filter((line) => line.startsWith('StartLimit'));
+  assert.deepEqual(limits.sort(), ['StartLimitBurst=5', 'StartLimitIntervalSec=60']);
+});
+
 // Each part of a page below its heading.
 function parts_of(page, heading) {
   const pieces = page.split(heading);
