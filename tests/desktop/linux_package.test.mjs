@@ -26,7 +26,7 @@ test('it_installs_with_what_debian_has', () => {
   // Of every Debian, so that a workstation without the internet can install it.
   const [, depends] = /^Depends: (.*)$/m.exec(description);
   const needed = depends.split(', ').map((one) => one.split(' ')[0]);
-  assert.deepEqual(needed, ['libc6', 'libgcc-s1', 'libstdc++6', 'libudev1']);
+  assert.deepEqual(needed, ['libc6', 'libgcc-s1', 'libstdc++6', 'libudev1', 'zlib1g']);
   assert.equal(machine.succeeds('dpkg', '-V', name), '');
   files = machine
     .succeeds('dpkg', '-L', name)
@@ -54,7 +54,8 @@ test('it_installs_with_what_debian_has', () => {
 
 test('the_licences_of_the_libraries_inside_are_told', () => {
   const text = fs.readFileSync(machine.file(`/usr/share/doc/${name}/copyright`), 'utf8');
-  for (const library of ['hidapi', 'CLI11', 'JSON for Modern C++', 'cpp-httplib', 'stb']) {
+  const libraries = ['hidapi', 'CLI11', 'JSON for Modern C++', 'cpp-httplib', 'stb', 'minizip'];
+  for (const library of [...libraries, 'zlib']) {
     assert.ok(text.includes(library), library);
   }
   const named = [...text.matchAll(/^Files:.*\nCopyright:[^]*?\nLicense: (.*)/gm)];
