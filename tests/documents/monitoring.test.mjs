@@ -1,7 +1,9 @@
 // The samples for a monitoring system use the figures that the exporter has, and the document names
-// them all.
+// them all. Prometheus' own tool reads the samples too.
 import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
 import { test } from 'node:test';
+import { promtool } from '../driver/promtool.mjs';
 import { read } from './support.mjs';
 
 const figures_in = (text) => new Set([...text.matchAll(/\belvantris_\w+/g)].map(([name]) => name));
@@ -23,6 +25,25 @@ for (const name of ['alerts.yml', 'dashboard.json']) {
     );
   });
 }
+
+for (const words of [
+  ['check', 'config', 'prometheus.yml'],
+  ['check', 'rules', 'alerts.yml'],
+  ['test', 'rules', 'alerts_test.yml'],
+]) {
+  test(`promtool_is_content_with_${words.join('_')}`, () => {
+    const cwd = new URL('../../docs/monitoring', import.meta.url);
+    execFileSync(promtool, words, { cwd, stdio: 'pipe' });
+  });
+}
+
+test('every_rule_is_seen_to_fire', () => {
+  const names = (text, form) => [...new Set([...text.matchAll(form)].map(([, name]) => name))];
+  const rules = names(read('docs/monitoring/alerts.yml'), /- alert: (\w+)/g);
+  assert.ok(rules.length > 5, 'the rules were not found');
+  const fired = names(read('docs/monitoring/alerts_test.yml'), /alertname="(\w+)"/g);
+  assert.deepEqual(fired.sort(), rules.sort());
+});
 
 test('every_panel_of_the_dashboard_has_a_place_of_its_own', () => {
   const taken = new Set();

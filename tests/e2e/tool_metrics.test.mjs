@@ -1,12 +1,14 @@
 // The exporter beside the running program: what a monitoring system reads of a pair, and how it
 // begins and ends.
 import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
 import { after, before, beforeEach, test } from 'node:test';
 
 import { windows } from '../driver/environment.mjs';
 import { Connection, call, exchange, occupy } from '../driver/http.mjs';
 import { operate, until_active, until_alert } from '../driver/operator.mjs';
 import { Pair } from '../driver/pair.mjs';
+import { promtool } from '../driver/promtool.mjs';
 import { ask_tool, run_tool, start_tool } from '../driver/tool.mjs';
 import { patience_ms, until } from '../driver/waiting.mjs';
 
@@ -92,6 +94,11 @@ test('a_healthy_pair_is_figures_of_the_format', async () => {
   for (const [id, value] of Object.entries(expected)) assert.equal(found[id], value, id);
   const age = found[`elvantris_server_answer_age_seconds${of('main', 'SER-A')}`];
   assert.ok(age >= 0 && age < patience_ms / 1000, `${age}`);
+});
+
+test('promtool_is_content_with_the_figures', async () => {
+  const { body } = await scrape();
+  execFileSync(promtool, ['check', 'metrics'], { input: body, stdio: 'pipe' });
 });
 
 test('a_failover_shows_and_is_counted', async () => {
