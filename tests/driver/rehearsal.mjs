@@ -27,3 +27,15 @@ export const until_rehearsal_runs = (child) =>
 
 export const rehearsal_state = () => call_json('127.0.0.1', 5290, 'GET', '/state');
 export const rehearsal_act = (request) => call_json('127.0.0.1', 5290, 'POST', '/act', request);
+
+export const card_of = (page, title) =>
+  page.locator('.card', { has: page.getByRole('heading', { name: title }) });
+
+// A card can begin when the program has nothing to say any more.
+export async function until_begun(title) {
+  const { scenarios } = await rehearsal_state();
+  const scenario = scenarios.findIndex((one) => one.title.startsWith(title));
+  await until(`"${title}" begins`, async () => {
+    return !(await rehearsal_act({ act: 'begin', scenario })).refused;
+  });
+}

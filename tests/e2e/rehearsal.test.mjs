@@ -4,24 +4,23 @@ import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
 
 import { start_browser } from '../driver/browser.mjs';
-import { decks, lit_keys, plug_into, xl } from '../driver/decks.mjs';
 import { addresses, windows } from '../driver/environment.mjs';
 import { occupy } from '../driver/http.mjs';
 import { Device, run_on, Server } from '../driver/network.mjs';
-import { get_status, operate, post, until_status } from '../driver/operator.mjs';
+import { get_status, post, until_status } from '../driver/operator.mjs';
 import {
+  card_of,
   launch_rehearsal,
   rehearsal_act as act,
   rehearsal_page,
   rehearsal_serials as serials,
   rehearsal_state as state,
+  until_begun,
   until_rehearsal_runs,
 } from '../driver/rehearsal.mjs';
 import { patience_ms, until } from '../driver/waiting.mjs';
 import { Workstation } from '../driver/workstation.mjs';
-import { page_address, watch_complaints } from './support/page_view.mjs';
-
-const return_to_main = 'Press Health & Alerts, then Return to Main.';
+import { watch_complaints } from './support/page_view.mjs';
 
 let workstation;
 let rehearsal;
@@ -33,7 +32,6 @@ const launch = (...words) => launch_rehearsal(workstation, ...words);
 
 before(() => {
   workstation = new Workstation();
-  if (!windows) plug_into(workstation, [xl]);
 });
 afterEach(() => assert.deepEqual(complaints ?? [], []));
 after(async () => {
@@ -105,6 +103,10 @@ test('its_page_can_be_put_before_servers_elsewhere', { skip: windows }, async ()
   assert.equal((await main.report()).switches.engine, 'running');
   await act({ act: 'end' });
   assert.equal((await backup.report()).switches.engine, 'running');
+  await act({ act: 'trouble', serial: 'SER-A', trouble: 'cable', on: true });
+  assert.equal((await main.report()).switches.cable, 'pulled');
+  await act({ act: 'trouble', serial: 'SER-A', trouble: 'cable', on: false });
+  assert.equal((await main.report()).switches.cable, 'plugged');
   assert.deepEqual(await far.signal('SIGTERM'), { code: 0, signal: null });
   for (const one of [main, backup, device]) await one.stop();
 });
@@ -173,51 +175,6 @@ test('the_first_card_is_played_with_the_real_program', async () => {
   await until('the refusal has gone', async () => (await refused.innerText()) === '');
 });
 
-// The picture of one key; both servers draw it in a colour of their own.
-const key_image = async () => (await decks.image(xl.path, 9)).toString('base64');
-
-const command = String.raw`TAKE B\\C\x00\xFF\r\n`;
-test('main_dies_in_the_middle_of_a_cue_and_the_operator_returns_to_main', async () => {
-  const { protection } = await get_status();
-  const to_device = { host: '127.0.0.1', port: 7000, timeoutMs: 500, enabled: true };
-  await post('/api/protection', {
-    ...protection.policy,
-    startupMs: 1000,
-    actions: [
-      { ...to_device, name: 'Switcher', event: 'backup', transport: 'TCP', payload: command },
-    ],
-  });
-  const switches = page.locator(`#${serials.backup} .troubles`);
-  const place = await switches.boundingBox();
-  let on_main;
-  if (!windows) {
-    await until('Main draws every key', async () => (await lit_keys(xl.path)).length === 32);
-    on_main = await key_image();
-  }
-  await until_begun('Main dies');
-  await page.getByText('On its outputs: Black. The engine plays nothing.').waitFor();
-  await page.locator(`#${serials.backup} .air`, { hasText: 'ON AIR' }).waitFor();
-  assert.deepEqual(await switches.boundingBox(), place);
-  await page.locator('#device li', { hasText: `TCP ${command}` }).waitFor();
-  await card('Main dies').locator('li.next', { hasText: return_to_main }).waitFor();
-  if (!windows) await until('Backup draws the keys', async () => (await key_image()) !== on_main);
-
-  const operator = await browser.newPage({ viewport: { width: 1600, height: 900 } });
-  operator.setDefaultTimeout(patience_ms);
-  await operator.goto(page_address);
-  await operator.getByRole('button', { name: 'Health & Alerts' }).click();
-  await until_active_by(operator, 'Return to Main', serials.main);
-  await operator.close();
-
-  await card('Main dies')
-    .getByText(/^Done\. You took [\d.]+ s\.$/)
-    .waitFor();
-  if (!windows) await until('Main draws again', async () => (await key_image()) === on_main);
-  const { run } = await state();
-  assert.equal(run.tookMs.length, 5);
-  assert.equal(run.reactionMs, run.tookMs[4]);
-});
-
 test('a_switch_of_the_page_breaks_a_server_and_heals_it', async () => {
   const button = page
     .locator(`#${serials.main}`)
@@ -243,15 +200,6 @@ test('a_refusal_names_the_switch_that_is_on', async () => {
   await crash.click();
   const refused = card('Move to').locator('.refused');
   await until('the refusal has gone', async () => (await refused.innerText()) === '');
-});
-
-test('a_pulled_cable_moves_operation_to_backup', async () => {
-  await until_begun('Somebody pulls');
-  await card('Somebody pulls').locator('li.next', { hasText: return_to_main }).waitFor();
-  await until('the operator may return', async () => (await operate('main')).ok);
-  await card('Somebody pulls')
-    .getByText(/^Done\./)
-    .waitFor();
 });
 
 test('a_trouble_that_is_ended_before_the_move_ends_the_scenario', async () => {
@@ -357,20 +305,4 @@ test('the_page_of_a_rehearsal_that_has_ended_is_dead', { skip: windows }, async 
   complaints = complaints.filter((one) => !one.includes('net::ERR_CONNECTION_REFUSED'));
 });
 
-const card = (title) => page.locator('.card', { has: page.getByRole('heading', { name: title }) });
-
-// A card can begin when the program has nothing to say any more.
-async function until_begun(title) {
-  const index = (await state()).scenarios.findIndex((one) => one.title.startsWith(title));
-  await until(`"${title}" begins`, async () => {
-    const answer = await act({ act: 'begin', scenario: index });
-    return !answer.refused;
-  });
-}
-
-async function until_active_by(operator, button, serial) {
-  await until(`${button} is obeyed`, async () => {
-    await operator.getByRole('button', { name: button, exact: true }).click();
-    return (await get_status()).activeSerial === serial;
-  });
-}
+const card = (title) => card_of(page, title);
