@@ -20,15 +20,15 @@ bool has_all_of_the_hold_or_nothing(std::string_view text) {
     return has_flag == has_main && has_main == has_backup;
 }
 
-bool is_whole(std::string_view text) {
-    return json_is_whole_object(text) && has_all_of_the_hold_or_nothing(text);
-}
-
-constexpr settings_file_rules rules{.is_whole = is_whole,
+constexpr settings_file_rules rules{.is_whole = is_whole_protection,
                                     .possible_loss = "a hold on Backup may be lost",
                                     .after_failure = failed_save::leaves_temporary_file};
 
 } // namespace
+
+bool is_whole_protection(std::string_view text) {
+    return json_is_whole_object(text) && has_all_of_the_hold_or_nothing(text);
+}
 
 std::string write_saved_protection(const saved_protection& saved) {
     return json_object_writer(write_policy(saved.policy))

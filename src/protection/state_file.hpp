@@ -21,6 +21,10 @@ struct saved_protection {
 // The file's text: one line without a line end. Pure.
 std::string write_saved_protection(const saved_protection& saved);
 
+// Whether nothing of the file's text is lost: it is one object, with all of its hold or, as before
+// the first save, with none. Pure.
+bool is_whole_protection(std::string_view text);
+
 // False if the policy in the text breaks a rule; `error` then names it and `saved` is untouched.
 // Pure.
 bool read_saved_protection(std::string_view text, saved_protection& saved, std::string& error);

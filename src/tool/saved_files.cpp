@@ -27,11 +27,11 @@ file_condition condition_after(read_failure failure) {
     return file_condition::unreadable;
 }
 
-settings_text read_settings(const std::string& path) {
+settings_text read_settings(const std::string& path, bool (*is_whole)(std::string_view text)) {
     read_failure failure{};
     std::optional<std::string> text = read_whole_file(path, largest_settings_file, &failure);
     if (!text) return {.condition = condition_after(failure), .text = {}};
-    if (!json_is_whole_object(*text)) return {.condition = file_condition::damaged, .text = {}};
+    if (!is_whole(*text)) return {.condition = file_condition::damaged, .text = {}};
     return {.condition = file_condition::whole, .text = std::move(*text)};
 }
 
@@ -39,11 +39,11 @@ settings_text read_settings(const std::string& path) {
 
 saved_files read_saved_files(const std::string& config_path) {
     saved_files files;
-    const settings_text configuration = read_settings(config_path);
+    const settings_text configuration = read_settings(config_path, json_is_whole_object);
     files.configuration = configuration.condition;
     if (configuration.condition == file_condition::whole)
         read_registry_json(configuration.text, files.registry);
-    const settings_text state = read_settings(state_path_for(config_path));
+    const settings_text state = read_settings(state_path_for(config_path), is_whole_protection);
     files.state = state.condition;
     if (state.condition == file_condition::whole)
         read_saved_protection(state.text, files.protection, files.invalid_policy);

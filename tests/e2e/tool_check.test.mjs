@@ -189,7 +189,8 @@ test('without_the_program_the_files_are_still_checked', async () => {
   await pair.workstation.stop();
   try {
     stopped.write_config(paired_config());
-    stopped.write_state({ ...quick_policy, armed: false, heldOnBackup: true });
+    const hold = { heldOnBackup: true, pairMain: 'SER-A', pairBackup: 'SER-B' };
+    stopped.write_state({ ...quick_policy, armed: false, ...hold });
     const { code, output } = await ask_tool(stopped, 'check');
     assert.equal(code, 1);
     const sentences = output.split('\n').map((line) => line.split('. ')[0]);
