@@ -3,6 +3,7 @@
 #include "protection/alert_texts.hpp"
 #include "systems/server_choice.hpp"
 #include "tool/local_time.hpp"
+#include "tool/saved_file_rules.hpp"
 
 #include <algorithm>
 #include <iterator>
@@ -21,24 +22,6 @@ constexpr std::uint64_t month_of_logs = 150 * megabyte;
 
 std::string in_quotes(const std::string& text) {
     return std::string("\"").append(text) + '"';
-}
-
-finding bad_file(file_condition condition, const std::string& what, const std::string& id) {
-    if (condition == file_condition::too_large)
-        return {.id = id,
-                .sentence = "The " + what + " is too large: the program writes no such file.",
-                .advice = "Put a copy of it back while the program is not running."};
-    if (condition == file_condition::damaged)
-        return {.id = id,
-                .sentence = "The " + what + " is damaged.",
-                .advice = "Put a copy of it back while the program is not running."};
-    return {.id = id,
-            .sentence = "The " + what + " can't be read.",
-            .advice = "Check who may read it, and whether another program holds it."};
-}
-
-bool is_bad(file_condition condition) {
-    return condition != file_condition::whole && condition != file_condition::missing;
 }
 
 std::string_view sequence_name(std::string_view event) {
@@ -63,21 +46,7 @@ findings check_program(const check_view& view) {
 findings check_files(const check_view& view) {
     // The running program uses other files.
     if (!view.program_uses_it) return {};
-    findings found;
-    if (view.files.configuration == file_condition::missing)
-        found.push_back({.id = "configuration",
-                         .sentence = "There is no configuration file at " + view.config_path + '.',
-                         .advice = "Start the program once, or name its file with --config."});
-    if (is_bad(view.files.configuration))
-        found.push_back(bad_file(view.files.configuration, "configuration file", "configuration"));
-    if (is_bad(view.files.state))
-        found.push_back(bad_file(view.files.state, "protection file", "protection-file"));
-    if (!view.files.invalid_policy.empty())
-        found.push_back({.id = "protection-file",
-                         .sentence = "The saved protection settings are not valid: " +
-                                     view.files.invalid_policy,
-                         .advice = "Open Health & Alerts and save the right ones."});
-    return found;
+    return examine_saved_files(view.files, view.config_path);
 }
 
 findings check_pair(const check_view& view) {

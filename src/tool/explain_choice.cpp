@@ -16,15 +16,14 @@ bool is_event(const history_entry& entry) {
     return is_transfer(entry) || entry.kind == history_kind::blocked || is_of_main(entry);
 }
 
-weight weight_of(const history_entry& event, const protection_policy& policy) {
+weight weight_of(const history_entry& event, const std::optional<protection_policy>& policy) {
     if (is_transfer(event)) return weight::transfer;
     if (event.kind == history_kind::blocked) return weight::block;
-    return mode_of_fault(event, policy) == mode_failover ? weight::failover_fault
-                                                         : weight::alert_only_fault;
+    return only_alerts(event, policy) ? weight::alert_only_fault : weight::failover_fault;
 }
 
 bool answers_better(const history_entry& next, const history_entry& chosen,
-                    const protection_policy& policy) {
+                    const std::optional<protection_policy>& policy) {
     const weight of_next = weight_of(next, policy);
     // Nothing blocks a held pair, and after a return a fault can move operation again.
     const bool new_story =
@@ -58,7 +57,9 @@ const history_entry* last_event(const explain_view& view) {
     const history_entry* last = nullptr;
     bool in_hold = false;
     for (const history_entry& entry : view.history) {
-        if (is_transfer(entry)) in_hold = view.held_on_backup && goes_to_backup(entry);
+        // Of an unknown hold the log tells all that is known.
+        if (is_transfer(entry))
+            in_hold = view.held_on_backup.value_or(true) && goes_to_backup(entry);
         if (is_event(entry) && !(in_hold && is_of_main(entry))) last = &entry;
     }
     return last;

@@ -2,6 +2,7 @@
 #include "tool/alert_log_file.hpp"
 #include "tool/ask_program.hpp"
 #include "tool/asked_times.hpp"
+#include "tool/explain_present.hpp"
 #include "tool/explain_report.hpp"
 #include "tool/saved_files.hpp"
 #include "tool/sub_commands.hpp"
@@ -15,18 +16,11 @@ namespace {
 void add_present(explain_view& view, const std::string& config_path) {
     const auto [program, uses_it] = ask_program(config_path);
     view.presence = program.presence;
-    if (!uses_it) view.note = other_configuration_sentence(*program.status);
-    if (const auto& status = program.status; status && uses_it) {
-        mark_lasting(view.history, status->protection);
-        view.enabled = status->registry.enabled;
-        view.held_on_backup = status->protection.held_on_backup;
-        view.policy = status->protection.policy;
-        return;
-    }
-    const saved_files files = read_saved_files(config_path);
-    view.enabled = files.registry.enabled;
-    view.held_on_backup = files.protection.heldOnBackup;
-    view.policy = files.protection.policy;
+    if (!uses_it) view.notes.push_back(other_configuration_sentence(*program.status));
+    if (program.status && uses_it)
+        take_from_program(view, *program.status);
+    else
+        take_from_files(view, read_saved_files(config_path), config_path);
 }
 
 tool_answer explain_moment(const std::string& at, const common_options& common) {
@@ -43,10 +37,10 @@ tool_answer explain_moment(const std::string& at, const common_options& common) 
                       .log_begins = {},
                       .older_left_out = part.begins_later,
                       .presence = program_presence::running,
-                      .enabled = true,
-                      .held_on_backup = false,
+                      .enabled = {},
+                      .held_on_backup = {},
                       .policy = {},
-                      .note = {}};
+                      .notes = {}};
     if (!part.lines.empty()) view.log_begins = part.lines.front().time;
     add_present(view, common.config_path);
     return answer_explanation(explain(view), part.damaged);

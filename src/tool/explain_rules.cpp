@@ -8,6 +8,7 @@
 #include "tool/log_events.hpp"
 
 #include <algorithm>
+#include <iterator>
 
 namespace elvantris::operator_control {
 namespace {
@@ -207,7 +208,7 @@ private:
 
     bool was_held() const {
         // A changed pair ends a hold without a line in the log.
-        if (view_.about_now) return view_.held_on_backup;
+        if (view_.about_now && view_.held_on_backup) return *view_.held_on_backup;
         const history_entry* const last = newest(is_transfer);
         return last != nullptr && goes_to_backup(*last);
     }
@@ -226,7 +227,7 @@ private:
         if (was_held())
             told_.reasons.emplace_back("It was held on Backup already: nothing moves by itself "
                                        "until the operator returns to Main.");
-        else if (mode_of_fault(event_, view_.policy) != mode_failover)
+        else if (only_alerts(event_, view_.policy))
             told_.reasons.emplace_back("This condition only alerts; it starts no failover.");
         else if (both_lost())
             told_.reasons.emplace_back("Both servers were lost together: then the workstation may "
@@ -236,12 +237,18 @@ private:
     }
 
     void tell_settings_of_now() {
-        if (!view_.policy.armed) told_.reasons.emplace_back("Automatic failover is disarmed now.");
-        if (!view_.enabled) told_.reasons.emplace_back("The pair is disabled now.");
-        told_.reasons.emplace_back(
-            told_.reasons.empty()
-                ? "It may have been disarmed, or the pair disabled: the log does not tell."
-                : "The log does not tell whether that was so then.");
+        if (view_.policy && !view_.policy->armed)
+            told_.reasons.emplace_back("Automatic failover is disarmed now.");
+        if (!view_.enabled.value_or(true)) told_.reasons.emplace_back("The pair is disabled now.");
+        told_.reasons.emplace_back(possible_settings_of_then());
+    }
+
+    const char* possible_settings_of_then() const {
+        if (!told_.reasons.empty()) return "The log does not tell whether that was so then.";
+        if (!view_.policy)
+            return "It may have been disarmed, the pair disabled, or this condition may only "
+                   "alert: the log does not tell.";
+        return "It may have been disarmed, or the pair disabled: the log does not tell.";
     }
 
     const explain_view& view_;
@@ -254,6 +261,15 @@ private:
 bool log_is_too_short(const explain_view& view) {
     return view.older_left_out &&
            (view.about_now || !view.log_begins || view.asked.first < *view.log_begins);
+}
+
+// Each with a space before it.
+std::string ignored_conditions(const explain_view& view) {
+    std::string ignored;
+    if (!view.policy) return ignored;
+    for (const fault_condition& each : server_conditions(*view.policy, {}, {}))
+        if (each.mode == mode_ignore) ignored += ' ' + each.message.written();
+    return ignored;
 }
 
 explanation tell_no_fault(const explain_view& view) {
@@ -272,10 +288,8 @@ explanation tell_no_fault(const explain_view& view) {
     // Somebody may have moved an older log away.
     if (!view.about_now && view.log_begins && view.asked.last < *view.log_begins)
         told.reasons.push_back(beginning + '.');
-    std::string ignored;
-    for (const fault_condition& each : server_conditions(view.policy, {}, {}))
-        if (each.mode == mode_ignore) ignored += ' ' + each.message.written();
-    if (!ignored.empty()) told.reasons.push_back("Conditions that are ignored now:" + ignored);
+    if (const std::string ignored = ignored_conditions(view); !ignored.empty())
+        told.reasons.push_back("Conditions that are ignored now:" + ignored);
     told.reasons.emplace_back("A fault that is shorter than its delay, an output that no rule "
                               "names, and a wrong picture are no faults for the program.");
     return told;
@@ -289,10 +303,10 @@ explanation explain(const explain_view& view) {
     told.others = other_events(view, told.story);
     if (view.presence != program_presence::running)
         told.reasons.emplace_back(presence_sentence(view.presence));
-    if (view.about_now && view.held_on_backup)
+    if (view.about_now && view.held_on_backup.value_or(false))
         told.reasons.emplace_back("Operation is held on Backup now.");
     told.older_left_out = view.older_left_out;
-    if (!view.note.empty()) told.reasons.push_back(view.note);
+    std::ranges::copy(view.notes, std::back_inserter(told.reasons));
     return told;
 }
 

@@ -23,11 +23,11 @@ struct explain_view {
     std::optional<std::int64_t> log_begins; // its oldest line that was read
     bool older_left_out = false;
     program_presence presence = program_presence::running;
-    // As they are now; the log doesn't tell how they were then.
-    bool enabled = true;
-    bool held_on_backup = false;
-    protection_policy policy;
-    std::string note; // a sentence on where this comes from; empty as a rule
+    // As they are now, absent where nobody can tell; the log doesn't tell how they were then.
+    std::optional<bool> enabled;
+    std::optional<bool> held_on_backup;
+    std::optional<protection_policy> policy;
+    std::vector<std::string> notes; // sentences on where this comes from, or why it is absent
 };
 
 } // namespace elvantris::operator_control

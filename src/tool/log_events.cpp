@@ -4,6 +4,19 @@
 #include "protection/evaluation.hpp"
 
 namespace elvantris::operator_control {
+namespace {
+
+fault_mode mode_of_fault(const history_entry& fault, const protection_policy& policy) {
+    const std::string message = condition_of_main(fault);
+    for (const fault_condition& each : server_conditions(policy, {}, {}))
+        if (each.message.written() == message) return each.mode;
+    for (const output_rule& rule : policy.outputRules)
+        if (message.ends_with(": " + rule.mainId)) return rule.mode;
+    return mode_failover;
+}
+
+} // namespace
+
 bool is_of_main(const history_entry& entry) {
     return entry.kind == history_kind::fault && entry.message.starts_with(alert_texts::of_main);
 }
@@ -39,13 +52,8 @@ bool was_sent(const history_entry& command) {
     return command.message.ends_with(": " + std::string(alert_texts::step_sent));
 }
 
-fault_mode mode_of_fault(const history_entry& fault, const protection_policy& policy) {
-    const std::string message = condition_of_main(fault);
-    for (const fault_condition& each : server_conditions(policy, {}, {}))
-        if (each.message.written() == message) return each.mode;
-    for (const output_rule& rule : policy.outputRules)
-        if (message.ends_with(": " + rule.mainId)) return rule.mode;
-    return mode_failover;
+bool only_alerts(const history_entry& fault, const std::optional<protection_policy>& policy) {
+    return policy && mode_of_fault(fault, *policy) != mode_failover;
 }
 
 std::string condition_of_main(const history_entry& fault) {

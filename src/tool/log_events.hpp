@@ -5,6 +5,7 @@
 #include "tool/alert_history.hpp"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace elvantris::operator_control {
@@ -26,8 +27,8 @@ std::string reason_of(const history_entry& transfer);
 // Of a command.
 bool was_sent(const history_entry& command);
 
-// Of a fault of Main: what it does under this policy.
-fault_mode mode_of_fault(const history_entry& fault, const protection_policy& policy);
+// Of a fault of Main: whether it is known to start no failover. Under an unknown policy any may.
+bool only_alerts(const history_entry& fault, const std::optional<protection_policy>& policy);
 
 // The fault's message without the server's name.
 std::string condition_of_main(const history_entry& fault);

@@ -18,6 +18,16 @@ struct saved_files {
     std::string invalid_policy;  // what is wrong with it; empty if nothing is
 };
 
+// Whether the pair is known, and whether the policy and the hold are. Without its protection file
+// the program has the defaults; in place of a bad file they would be a guess.
+inline bool knows_pair(const saved_files& files) {
+    return files.configuration == file_condition::whole;
+}
+inline bool knows_protection(const saved_files& files) {
+    return (files.state == file_condition::whole || files.state == file_condition::missing) &&
+           files.invalid_policy.empty();
+}
+
 // Reads both. Nothing is locked: the program replaces them in one step.
 saved_files read_saved_files(const std::string& config_path);
 

@@ -47,13 +47,15 @@ std::ptrdiff_t chosen(const explain_view& view) {
 std::ptrdiff_t chosen_at(std::int64_t first, std::vector<history_entry> history) {
     explain_view view;
     view.history = std::move(history);
+    view.policy = protection_policy{};
     view.about_now = false;
     view.asked = {.first = show + first, .last = show + first + minute - 1};
     return chosen(view);
 }
 
-std::ptrdiff_t chosen_now(std::vector<history_entry> history, bool held = false) {
+std::ptrdiff_t chosen_now(std::vector<history_entry> history, std::optional<bool> held = false) {
     explain_view view;
+    view.policy = protection_policy{};
     view.history = std::move(history);
     view.held_on_backup = held;
     return chosen(view);
@@ -113,4 +115,20 @@ TEST(event_in_question, is_not_a_fault_of_main_while_operation_is_held_on_backup
     EXPECT_EQ(chosen_now(history, true), 0);
     EXPECT_EQ(chosen_now(history, false), 1) << "a changed pair ended the hold";
     EXPECT_EQ(chosen_now({}), -1);
+}
+
+TEST(event_in_question, takes_the_hold_from_the_log_where_nobody_tells_it) {
+    const std::vector<history_entry> history{transfer(0, to_backup), engine_fault(11 * minute)};
+    EXPECT_EQ(chosen_now(history, std::nullopt), 0);
+    EXPECT_EQ(chosen_now(history, false), 1);
+}
+
+TEST(event_in_question, takes_no_fault_for_a_mere_alert_under_an_unknown_policy) {
+    explain_view view;
+    view.history = {engine_fault(0), clock_fault(1000)};
+    view.about_now = false;
+    view.asked = {.first = show, .last = show + minute};
+    EXPECT_EQ(chosen(view), 1) << "the later of two that weigh the same";
+    view.policy = protection_policy{};
+    EXPECT_EQ(chosen(view), 0);
 }

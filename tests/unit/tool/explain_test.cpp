@@ -42,6 +42,9 @@ constexpr const char* not_ready =
 explain_view view_of(std::vector<history_entry> history) {
     explain_view view;
     view.history = std::move(history);
+    view.enabled = true;
+    view.held_on_backup = false;
+    view.policy = protection_policy{};
     return view;
 }
 
@@ -167,8 +170,8 @@ TEST(explain, adds_the_date_to_what_began_on_another_day) {
 
 TEST(explain, says_that_the_program_uses_another_folder) {
     explain_view view = view_of({});
-    view.note = "The running program uses another configuration file: x.";
-    EXPECT_EQ(explain(view).reasons.back(), view.note);
+    view.notes = {"The running program uses another configuration file: x."};
+    EXPECT_EQ(explain(view).reasons.back(), view.notes.front());
 }
 
 TEST(explain, tells_the_other_two_blocks) {
@@ -213,7 +216,7 @@ TEST(explain, tells_why_a_fault_moved_nothing) {
 
     explain_view rule = view_of({entry(history_kind::fault, 0, "A:output:out-1",
                                        "Main: Protected output unavailable: out-1")});
-    rule.policy.outputRules = {{.mainId = "out-1", .backupId = "", .mode = mode_alert}};
+    rule.policy->outputRules = {{.mainId = "out-1", .backupId = "", .mode = mode_alert}};
     EXPECT_EQ(reason_with(rule), lines{"This condition only alerts; it starts no failover."});
 
     EXPECT_EQ(
@@ -226,11 +229,42 @@ TEST(explain, tells_why_a_fault_moved_nothing) {
     explain_view settings = view_of({main_fault()});
     EXPECT_EQ(reason_with(settings),
               lines{"It may have been disarmed, or the pair disabled: the log does not tell."});
-    settings.policy.armed = false;
+    settings.policy->armed = false;
     settings.enabled = false;
     EXPECT_EQ(reason_with(settings),
               (lines{"Automatic failover is disarmed now.", "The pair is disabled now.",
                      "The log does not tell whether that was so then."}));
+}
+
+TEST(explain, makes_no_reason_of_settings_that_nobody_tells) {
+    const lines any_setting{"It may have been disarmed, the pair disabled, or this condition may "
+                            "only alert: the log does not tell."};
+    for (const auto& fault :
+         {main_fault(), entry(history_kind::fault, 0, "A:clock",
+                              "Main: Engaged external clock is unavailable or unlocked.")}) {
+        explain_view view = view_of({fault});
+        view.enabled.reset();
+        view.held_on_backup.reset();
+        view.policy.reset();
+        EXPECT_EQ(explain(view).reasons, any_setting);
+        view.enabled = true;
+        EXPECT_EQ(explain(view).reasons, any_setting);
+        view.enabled = false;
+        EXPECT_EQ(explain(view).reasons,
+                  (lines{"The pair is disabled now.",
+                         "The log does not tell whether that was so then."}));
+    }
+    explain_view unarmed = view_of({main_fault()});
+    unarmed.enabled.reset();
+    unarmed.policy->armed = false;
+    EXPECT_EQ(explain(unarmed).reasons, (lines{"Automatic failover is disarmed now.",
+                                               "The log does not tell whether that was so then."}));
+}
+
+TEST(explain, goes_by_the_log_where_nobody_tells_of_a_hold) {
+    explain_view view = view_of({moved(-11 * minute, failed_over), main_fault()});
+    view.held_on_backup.reset();
+    EXPECT_EQ(explain(view).outcome, operation_outcome::moved);
 }
 
 TEST(explain, takes_the_event_of_the_moment_in_question) {
@@ -305,7 +339,7 @@ TEST(explain, says_what_the_program_does_not_see) {
     explain_view view = view_of({});
     EXPECT_EQ(explain(view).summary, "The program saw no fault of Main.");
     EXPECT_EQ(explain(view).reasons.size(), 1U);
-    view.policy.engine = mode_ignore;
+    view.policy->engine = mode_ignore;
     EXPECT_EQ(explain(view).reasons[0],
               "Conditions that are ignored now: Engine stopped or exited.");
     view.about_now = false;
