@@ -56,7 +56,16 @@ std::optional<std::vector<deck_use>> look_at_decks() {
 }
 
 port_use look_at_port(std::uint16_t port) {
+    if (port == 0) return {};
     return {.port = port, .programs = programs_listening_on(port)};
+}
+
+// A bad configuration file doesn't tell it; before the first start it is the usual one.
+std::uint16_t number_of_page_port(const doctor_view& view) {
+    if (is_running(view)) return view.registry.runtimeUiPort;
+    const bool is_told = view.files.configuration == file_condition::whole ||
+                         view.files.configuration == file_condition::missing;
+    return is_told ? view.registry.uiPort : std::uint16_t{0};
 }
 
 void look_at_files(doctor_view& view) {
@@ -78,11 +87,10 @@ doctor_view look_at_workstation(const std::string& config_path) {
     const asked_program asked = ask_program(config_path);
     view.program = asked.reply;
     view.program_uses_it = asked.uses_it;
-    view.registry =
-        asked.reply.status ? asked.reply.status->registry : read_saved_files(config_path).registry;
+    view.files = read_saved_files(config_path);
+    view.registry = asked.reply.status ? asked.reply.status->registry : view.files.registry;
     view.api_port = look_at_port(program_port);
-    view.page_port =
-        look_at_port(is_running(view) ? view.registry.runtimeUiPort : view.registry.uiPort);
+    view.page_port = look_at_port(number_of_page_port(view));
     view.reserved = reserved_port_ranges();
     view.decks = look_at_decks();
     view.now = wall_clock_ms();

@@ -41,17 +41,22 @@ json_tree tree_of(const port_users& users) {
     return tree;
 }
 
+std::vector<port_use> known_ports(const doctor_view& view) {
+    if (view.page_port.port == 0) return {view.api_port};
+    return {view.api_port, view.page_port};
+}
+
 std::string told_ports(const doctor_view& view) {
     std::string text = "Ports\n";
-    for (const port_use* use : {&view.api_port, &view.page_port})
-        text += "  " + std::to_string(use->port) + ": " + told_use(use->programs) + '\n';
+    for (const port_use& use : known_ports(view))
+        text += "  " + std::to_string(use.port) + ": " + told_use(use.programs) + '\n';
     return text;
 }
 
 json_tree tree_of_ports(const doctor_view& view) {
     json_tree tree = json_tree::array();
-    for (const port_use* use : {&view.api_port, &view.page_port})
-        tree.push_back({{"port", use->port}, {"programs", tree_of(use->programs)}});
+    for (const port_use& use : known_ports(view))
+        tree.push_back({{"port", use.port}, {"programs", tree_of(use.programs)}});
     return tree;
 }
 

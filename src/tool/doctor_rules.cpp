@@ -2,6 +2,7 @@
 
 #include "os/file_paths.hpp"
 #include "tool/local_time.hpp"
+#include "tool/saved_file_rules.hpp"
 
 #include <algorithm>
 #include <iterator>
@@ -69,7 +70,6 @@ findings examine_api_port(const doctor_view& view) {
              .advice = "End that program, then start Redundancy Control."}};
 }
 
-// A page port of 0 belongs to a program that doesn't tell it.
 findings examine_page_port(const doctor_view& view) {
     const port_use& page = view.page_port;
     if (page.port == 0 || !is_taken(page)) return {};
@@ -155,6 +155,9 @@ findings examine_files(const doctor_view& view) {
             {.id = "folder",
              .sentence = "The folder of the settings is not there: " + view.folder_path + '.',
              .advice = "Start the program once, or name its file with --config."});
+    else if (view.program_uses_it)
+        std::ranges::move(examine_saved_files(view.files, view.config_path),
+                          std::back_inserter(found));
     if (view.folder == folder_access::refused)
         found.push_back({.id = "folder",
                          .sentence = "Nothing can be written in the folder of the settings: " +

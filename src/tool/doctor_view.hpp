@@ -8,6 +8,7 @@
 #include "os/reserved_ports.hpp"
 #include "tool/log_facts.hpp"
 #include "tool/program_status.hpp"
+#include "tool/saved_files.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -47,10 +48,11 @@ struct doctor_view {
     std::string config_path;
     program_reply program;
     bool program_uses_it = true; // the running program, this configuration file
-    registry_state registry;     // of the running program, else as saved
+    saved_files files;
+    registry_state registry; // of the running program, else as saved
 
     port_use api_port;
-    port_use page_port;
+    port_use page_port;                              // its number is 0 where nobody tells it
     std::optional<std::vector<port_range>> reserved; // absent: the system doesn't tell
     network_view network;
     std::optional<std::vector<deck_use>> decks; // absent: the bus can't be listed

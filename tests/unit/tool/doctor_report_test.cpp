@@ -69,3 +69,11 @@ TEST(doctor_report, leaves_empty_what_the_system_does_not_tell) {
     EXPECT_NE(answer_doctor(view, {}, {}).text.find("broadcast 10.77.0.255: not asked\n"),
               std::string::npos);
 }
+
+TEST(doctor_report, leaves_out_the_port_of_a_page_that_nobody_tells) {
+    doctor_view view = stopped_workstation();
+    view.page_port = {};
+    const tool_answer answer = answer_doctor(view, {}, {});
+    EXPECT_NE(answer.text.find("Ports\n  5251: free\nNetworks\n"), std::string::npos);
+    EXPECT_EQ(answer.tree["ports"].size(), 1U);
+}

@@ -288,6 +288,34 @@ TEST(doctor, finds_a_folder_that_takes_no_file) {
               lines{"The folder of the settings is not there: /home/op."});
 }
 
+TEST(doctor, finds_settings_files_that_cannot_be_read) {
+    for (const auto& found_with : {found_after, found_while_stopped}) {
+        EXPECT_EQ(found_with([](doctor_view& view) {
+                      view.files.configuration = file_condition::damaged;
+                  }),
+                  lines{"The configuration file is damaged."});
+        EXPECT_EQ(found_with([](doctor_view& view) {
+                      view.files.configuration = file_condition::missing;
+                  }),
+                  lines{"There is no configuration file at /home/op/operator-control.json."});
+        EXPECT_EQ(
+            found_with([](doctor_view& view) { view.files.state = file_condition::unreadable; }),
+            lines{"The protection file can't be read."});
+    }
+    EXPECT_EQ(found_while_stopped([](doctor_view& view) {
+                  view.folder = folder_access::missing;
+                  view.files.configuration = file_condition::missing;
+              }),
+              lines{"The folder of the settings is not there: /home/op."})
+        << "that says it all";
+    EXPECT_EQ(found_after([](doctor_view& view) {
+                  view.program_uses_it = false;
+                  view.files.configuration = file_condition::damaged;
+              }).size(),
+              1U)
+        << "they are not the running program's";
+}
+
 TEST(doctor, finds_logs_that_have_grown_large_or_grow_fast) {
     EXPECT_EQ(found_after([](doctor_view& view) { view.log.bytes = 1'000'000'000; }), lines{});
     EXPECT_EQ(found_after([](doctor_view& view) { view.log.bytes = 1'600'000'000; }),

@@ -47,6 +47,7 @@ inline doctor_view healthy_workstation() {
     doctor_view view;
     view.config_path = "/home/op/operator-control.json";
     view.program = healthy_view().program;
+    view.files = healthy_view().files;
     view.registry = view.program.status->registry;
     view.registry.uiPort = view.registry.runtimeUiPort = 5270;
     view.api_port = {.port = 5251, .programs = {{own_process()}}};
