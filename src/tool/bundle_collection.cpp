@@ -12,6 +12,7 @@
 #include "tool/ask_program.hpp"
 #include "tool/local_time.hpp"
 #include "tool/log_end.hpp"
+#include "tool/log_facts.hpp"
 #include "tool/payload_mask.hpp"
 #include "tool/tool_version.hpp"
 
@@ -152,6 +153,8 @@ private:
                         {"configPath", common_.config_path},
                         {"program", presence_},
                         {"interfaces", json_tree::array()}};
+        if (const auto started = last_started_version(log_path_for(common_.config_path)))
+            facts["startedVersion"] = *started;
         const std::string folder = parent_folder(common_.config_path);
         if (const auto free = free_bytes(folder.empty() ? current_folder() : folder))
             facts["freeBytes"] = *free;

@@ -55,18 +55,21 @@ test('a_running_program_gives_all_of_it_with_payloads_masked', async () => {
   assert.equal(code, 0, output);
   assert.match(output, /^Written: .*zip\nPayloads of commands are masked; /);
 
-  for (const name of ['check', 'doctor'])
-    if (name === 'check' || `${name}.txt` in texts)
-      assert.equal(typeof JSON.parse(texts[`${name}.json`]), 'object');
   assert.match(texts['check.txt'], /^NOT READY\n- /);
+  assert.equal(JSON.parse(texts['check.json']).ready, false);
+  assert.match(texts['doctor.txt'], /^(NOT )?HEALTHY\n[^]*^Ports\n {2}5251: /m);
+  const { ports, clock } = JSON.parse(texts['doctor.json']);
+  assert.equal(ports[0].port, 5251);
+  assert.ok(texts['doctor.txt'].includes(`\nClock\n  ${clock}\n`));
   assert.equal(JSON.parse(texts['status.json']).protection.heldOnBackup, true);
   assert.match(texts['program.log'], /Elvantris Redundancy Control \d/);
   assert.match(texts['alerts.jsonl'], /Engine stopped or exited\./);
   assert.equal(texts['configuration.json'], fs.readFileSync(pair.workstation.config, 'utf8'));
   const [action] = JSON.parse(texts['protection.json']).actions;
   assert.deepEqual([action.name, action.payload], ['Router', 'masked, 20 bytes']);
-  const { toolVersion, interfaces, program, system } = JSON.parse(texts['system.json']);
+  const { toolVersion, startedVersion, interfaces, program, system } = JSON.parse(texts['system.json']);
   assert.match(toolVersion, /^\d+\.\d+\.\d+$/);
+  assert.equal(startedVersion, toolVersion);
   assert.equal(program, 'The program is running.');
   assert.ok(system.length > 3 && interfaces.some(({ loopback }) => loopback));
 
