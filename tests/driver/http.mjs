@@ -101,6 +101,18 @@ export function occupy(port) {
   });
 }
 
+// Another program, which answers whatever it is asked with the same.
+export function answer_with(port, status, body) {
+  return new Promise((resolve, reject) => {
+    const release = () => new Promise((done) => server.close(done));
+    const server = http.createServer((request, response) => {
+      response.writeHead(status, { Connection: 'close' }).end(body);
+    });
+    server.once('error', reject);
+    server.listen(port, '127.0.0.1', () => resolve({ release }));
+  });
+}
+
 export function answers(port, host = '127.0.0.1') {
   return new Promise((resolve) => {
     const socket = net.connect({ host, port });

@@ -67,7 +67,9 @@ test('a_running_program_gives_all_of_it_with_payloads_masked', async () => {
   assert.equal(texts['configuration.json'], fs.readFileSync(pair.workstation.config, 'utf8'));
   const [action] = JSON.parse(texts['protection.json']).actions;
   assert.deepEqual([action.name, action.payload], ['Router', 'masked, 20 bytes']);
-  const { toolVersion, startedVersion, interfaces, program, system } = JSON.parse(texts['system.json']);
+  const { toolVersion, startedVersion, interfaces, program, system } = JSON.parse(
+    texts['system.json'],
+  );
   assert.match(toolVersion, /^\d+\.\d+\.\d+$/);
   assert.equal(startedVersion, toolVersion);
   assert.equal(program, 'The program is running.');
