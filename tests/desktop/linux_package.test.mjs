@@ -43,6 +43,7 @@ test('it_installs_with_what_debian_has', () => {
     `/usr/lib/systemd/user/${name}-logs.timer`,
     `/usr/share/${name}/logrotate.conf`,
     `/usr/share/applications/${name}.desktop`,
+    '/usr/share/applications/elvantris-redundancy-tool.desktop',
     '/usr/share/applications/elvantris-rehearsal.desktop',
     `/usr/share/icons/hicolor/scalable/apps/${name}.svg`,
     `/usr/share/icons/hicolor/48x48/apps/${name}.png`,
@@ -67,8 +68,17 @@ test('the_desktop_understands_what_it_brings', () => {
   const data = '/usr/share/metainfo/media.tarnwell.elvantris_redundancy_control.metainfo.xml';
   machine.succeeds('appstreamcli', 'validate', '--no-net', data);
   const entries = files.filter((file) => file.endsWith('.desktop'));
-  assert.equal(entries.length, 3);
+  assert.equal(entries.length, 4);
   assert.equal(machine.succeeds('desktop-file-validate', ...entries), '');
+});
+
+test('the_check_of_the_menu_tells_its_answer_before_its_window_closes', async () => {
+  const entry = machine.file('/usr/share/applications/elvantris-redundancy-tool.desktop');
+  const [, command] = /^Exec=sh -c "(.*)"$/m.exec(fs.readFileSync(entry, 'utf8'));
+  const started = machine.as_operator('sh', '-c', command);
+  await started.exited;
+  assert.match(started.text.errors, /^The program is not running\. /);
+  assert.match(started.text.output, /^Press Enter/m);
 });
 
 test('the_session_manager_understands_its_services_and_starts_none_unasked', () => {
