@@ -7,7 +7,7 @@ import { after, before, test } from 'node:test';
 
 import { answer_with, call } from '../driver/http.mjs';
 import { paired_config, quick_policy } from '../driver/pair.mjs';
-import { ask_tool, start_tool } from '../driver/tool.mjs';
+import { ask_tool, ask_tool_json, start_tool } from '../driver/tool.mjs';
 import { until } from '../driver/waiting.mjs';
 import { Workstation, seen_by_program } from '../driver/workstation.mjs';
 import { read_zip } from './support/zip.mjs';
@@ -182,7 +182,7 @@ for (const [name, { set_up, told }] of Object.entries(inputs)) {
   });
 }
 
-test('explain_takes_nothing_for_known_that_a_bad_file_would_have_told', async () => {
+test('nothing_is_taken_for_known_that_a_bad_file_would_have_told', async () => {
   const workstation = new Workstation();
   workstation.write_config('{"enabled":tr');
   workstation.write_state('{"armed":tr');
@@ -196,5 +196,10 @@ test('explain_takes_nothing_for_known_that_a_bad_file_would_have_told', async ()
     '- The configuration file is damaged.',
     '- The protection file is damaged.',
   ]);
+  const { ports } = await ask_tool_json(workstation, 'doctor');
+  assert.deepEqual(
+    ports.map(({ port }) => port),
+    [5251],
+  );
   await workstation.remove();
 });
