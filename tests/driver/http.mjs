@@ -1,4 +1,5 @@
 // HTTP calls, and bytes as they come where a call must be unlike what a client would send.
+import { once } from 'node:events';
 import http from 'node:http';
 import net from 'node:net';
 
@@ -102,16 +103,17 @@ export function occupy(port) {
 }
 
 // Another program, which answers whatever it is asked with the same.
-export function answer_with(port, status, body) {
-  return new Promise((resolve, reject) => {
-    const release = () => new Promise((done) => server.close(done));
-    const server = http.createServer((request, response) => {
-      response.writeHead(status, { Connection: 'close' }).end(body);
-    });
-    server.once('error', reject);
-    server.listen(port, '127.0.0.1', () => resolve({ release }));
+export async function answer_with(port, status, body) {
+  const server = http.createServer((request, response) => {
+    response.writeHead(status, { Connection: 'close' }).end(body);
   });
+  server.listen(port, '127.0.0.1');
+  await once(server, 'listening');
+  return { release: () => new Promise((done) => server.close(done)) };
 }
+
+// A status of the program's own kind, without what the tool needs of it.
+export const unreadable_status = '{"configPath":"x","protection":{"heldOnBackup":false}}';
 
 export function answers(port, host = '127.0.0.1') {
   return new Promise((resolve) => {

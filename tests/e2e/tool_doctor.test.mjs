@@ -6,10 +6,10 @@ import path from 'node:path';
 import { after, before, beforeEach, describe, test } from 'node:test';
 
 import { decks, plug_into, until_control, xl } from '../driver/decks.mjs';
-import { addresses, windows } from '../driver/environment.mjs';
-import { occupy } from '../driver/http.mjs';
+import { addresses, program, windows } from '../driver/environment.mjs';
+import { answer_with, occupy, unreadable_status } from '../driver/http.mjs';
 import { hear_questions } from '../driver/network.mjs';
-import { get_status } from '../driver/operator.mjs';
+import { get_status, post, until_status } from '../driver/operator.mjs';
 import { Pair, paired_config, quick_policy } from '../driver/pair.mjs';
 import {
   ask_tool,
@@ -57,6 +57,8 @@ const without_privileges = () =>
     'doctor',
     ...with_files_of(pair.workstation),
   );
+
+const lan = `lan (${addresses.workstation})`;
 
 describe('with the program running', () => {
   beforeEach(() => pair.settle());
@@ -116,6 +118,39 @@ describe('with the program running', () => {
     const before_it = names();
     await doctor();
     assert.deepEqual(names(), before_it);
+  });
+
+  test('a_page_that_is_on_its_way_to_another_port_is_found', async () => {
+    const move_page = async (port) => {
+      await post('/api/configure', { uiPort: port });
+      await until_status('the page has moved', ({ runtimeUiPort }) => runtimeUiPort === port);
+    };
+    const heard = await hear_questions();
+    const sentence = '- The page is at port 5270, not yet at port 5290. ';
+    try {
+      await until(sentence, async () => {
+        await move_page(5270);
+        // The program moves its page when it has asked the network who is there.
+        const { length } = heard.moments;
+        await until('it asks', () => heard.moments.length > length);
+        await post('/api/configure', { uiPort: 5290 });
+        return (await doctor()).output.includes(sentence);
+      });
+    } finally {
+      heard.stop();
+      await move_page(5270);
+    }
+    await until_healthy();
+  });
+
+  test('servers_that_the_program_alone_can_hear_are_a_note_and_no_finding', async () => {
+    for (const server of [pair.main, pair.backup])
+      await server.set({ discovery: { silent: true } });
+    await until('noted', async () => {
+      const { code, output } = await doctor();
+      const note = '\nNote: No server answers this tool, and the program sees some. ';
+      return code === 0 && output.includes(note);
+    });
   });
 
   if (!windows) {
@@ -219,6 +254,16 @@ describe('with the program stopped', () => {
     const page = await occupy(5270);
     await found(`Port 5270 of the page is taken by ${owner}`);
     await page.release();
+    const other = await answer_with(5251, 200, '{"status":"fine"}');
+    await found(windows ? 'Another program answers' : `Port 5251 is taken by ${owner}.`);
+    await other.release();
+    await until_healthy(stopped);
+  });
+
+  test('a_program_whose_status_can_not_be_read_is_found', async () => {
+    const newer = await answer_with(5251, 200, unreadable_status);
+    await found("The program is running, and its status can't be read.");
+    await newer.release();
     await until_healthy(stopped);
   });
 
@@ -244,9 +289,49 @@ describe('with the program stopped', () => {
       ip('address', 'replace', '10.88.0.10/24', 'dev', 'twin');
       ip('address', 'del', '10.77.0.50/24', 'dev', 'twin');
       ip('route', 'add', `${addresses.main}/32`, 'dev', 'twin', 'src', '10.88.0.10');
-      await found('Main (SER-A) answers on ');
+      await found(
+        `Main (SER-A) answers on ${lan}, and what this computer sends to it goes through twin ` +
+          '(10.88.0.10).',
+      );
     } finally {
       ip('link', 'del', 'twin');
+    }
+    await until_healthy(stopped);
+  });
+
+  test('a_server_without_a_way_to_it_is_found', async () => {
+    ip('route', 'add', 'unreachable', `${addresses.main}/32`);
+    try {
+      await found(`Main (SER-A) answers on ${lan}, and this computer has no way to send to it.`);
+    } finally {
+      ip('route', 'del', 'unreachable', `${addresses.main}/32`);
+    }
+    await until_healthy(stopped);
+  });
+
+  test('servers_in_a_foreign_network_are_found', async () => {
+    ip('address', 'del', `${addresses.workstation}/24`, 'dev', 'lan');
+    ip('address', 'add', `${addresses.workstation}/32`, 'dev', 'lan');
+    ip('route', 'add', 'default', 'dev', 'lan');
+    try {
+      await found(
+        `Backup (SER-B) answers from ${addresses.backup}, which is in none of this computer's ` +
+          `networks; what this computer sends to it goes through ${lan}.`,
+      );
+    } finally {
+      ip('route', 'del', 'default', 'dev', 'lan');
+      ip('address', 'del', `${addresses.workstation}/32`, 'dev', 'lan');
+      ip('address', 'add', `${addresses.workstation}/24`, 'broadcast', '+', 'dev', 'lan');
+    }
+    await until_healthy(stopped);
+  });
+
+  test('a_computer_without_a_network_is_found', async () => {
+    ip('link', 'set', 'lan', 'down');
+    try {
+      await found('This computer has no network.');
+    } finally {
+      ip('link', 'set', 'lan', 'up');
     }
     await until_healthy(stopped);
   });
@@ -275,6 +360,48 @@ describe('with the program stopped', () => {
   });
 
   if (!windows) {
+    // Wine doesn't know who has a socket, nor from which file that program was started.
+    test('a_program_from_another_folder_or_replaced_since_its_start_is_found', async () => {
+      const copy = path.join(stopped.folder, path.basename(program));
+      fs.copyFileSync(program, copy);
+      const start_copy = ['sh', '-c', 'shift; exec "$0" "$@"', copy];
+      await stopped.await_api(
+        stopped.launch(stopped.with_config('--background'), { under: start_copy }),
+      );
+      try {
+        await found(`The program that runs is ${copy}, which is not the one beside this tool.`);
+        fs.rmSync(copy);
+        await found(
+          'The program was replaced on the disk after its start: the old one still runs.',
+        );
+      } finally {
+        await stopped.stop();
+      }
+      await until_healthy(stopped);
+    });
+
+    test('what_the_system_does_not_tell_is_noted', async () => {
+      plug_into(stopped, [], { ELVANTRIS_VIRTUAL_DECKS_INIT: 'fail' });
+      const hidden = ['unshare', '-m', 'sh', '-c', 'mount -t tmpfs tmpfs /proc && exec "$0" "$@"'];
+      const { code, output } = await run_tool_under(
+        hidden,
+        stopped,
+        'doctor',
+        ...with_files_of(stopped),
+      );
+      delete stopped.environment.ELVANTRIS_VIRTUAL_DECKS_INIT;
+      assert.equal(code, 0, output);
+      const notes = output.split('\n').filter((line) => line.startsWith('Note: '));
+      assert.deepEqual(
+        notes.map((note) => note.split('. ')[0]),
+        [
+          'Note: The program is not running',
+          'Note: The system does not say who holds its ports',
+          'Note: The decks on the bus could not be listed',
+        ],
+      );
+    });
+
     test('a_deck_of_an_unknown_kind_is_found', async () => {
       plug_into(stopped, [{ productId: 0xabcd, serial: 'NEW-1', product: 'New', path: device }]);
       await found("New (NEW-1) is of a kind that the program doesn't know: abcd.");
