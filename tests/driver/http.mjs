@@ -112,6 +112,16 @@ export async function answer_with(port, status, body) {
   return { release: () => new Promise((done) => server.close(done)) };
 }
 
+// Runs `act` beside one that answers with 200.
+export async function while_answered(port, text, act) {
+  const other = await answer_with(port, 200, text);
+  try {
+    return await act();
+  } finally {
+    await other.release();
+  }
+}
+
 // A status of the program's own kind, without what the tool needs of it.
 export const unreadable_status = '{"configPath":"x","protection":{"heldOnBackup":false}}';
 

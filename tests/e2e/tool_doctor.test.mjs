@@ -7,7 +7,7 @@ import { after, before, beforeEach, describe, test } from 'node:test';
 
 import { decks, plug_into, until_control, xl } from '../driver/decks.mjs';
 import { addresses, program, windows } from '../driver/environment.mjs';
-import { answer_with, occupy, unreadable_status } from '../driver/http.mjs';
+import { occupy, unreadable_status, while_answered } from '../driver/http.mjs';
 import { hear_questions } from '../driver/network.mjs';
 import { get_status, post, until_status } from '../driver/operator.mjs';
 import { Pair, paired_config, quick_policy } from '../driver/pair.mjs';
@@ -144,13 +144,17 @@ describe('with the program running', () => {
   });
 
   test('servers_that_the_program_alone_can_hear_are_a_note_and_no_finding', async () => {
-    for (const server of [pair.main, pair.backup])
-      await server.set({ discovery: { silent: true } });
-    await until('noted', async () => {
-      const { code, output } = await doctor();
-      const note = '\nNote: No server answers this tool, and the program sees some. ';
-      return code === 0 && output.includes(note);
-    });
+    const servers = [pair.main, pair.backup];
+    const note = '\nNote: No server answers this tool, and the program sees some. ';
+    try {
+      for (const server of servers) await server.set({ discovery: { silent: true } });
+      await until('noted', async () => {
+        const { code, output } = await doctor();
+        return code === 0 && output.includes(note);
+      });
+    } finally {
+      for (const server of servers) await server.heal();
+    }
   });
 
   if (!windows) {
@@ -254,16 +258,14 @@ describe('with the program stopped', () => {
     const page = await occupy(5270);
     await found(`Port 5270 of the page is taken by ${owner}`);
     await page.release();
-    const other = await answer_with(5251, 200, '{"status":"fine"}');
-    await found(windows ? 'Another program answers' : `Port 5251 is taken by ${owner}.`);
-    await other.release();
+    await while_answered(5251, '{"status":"fine"}', () => found(`Port 5251 is taken by ${owner}.`));
     await until_healthy(stopped);
   });
 
   test('a_program_whose_status_can_not_be_read_is_found', async () => {
-    const newer = await answer_with(5251, 200, unreadable_status);
-    await found("The program is running, and its status can't be read.");
-    await newer.release();
+    await while_answered(5251, unreadable_status, () =>
+      found("The program is running, and its status can't be read."),
+    );
     await until_healthy(stopped);
   });
 
