@@ -268,16 +268,16 @@ test('a_name_server_that_never_answers_keeps_the_check_waiting_for_a_moment_only
 
 // The program itself may write the file again at any time.
 const file_damages = [
-  ['damaged', (file) => fs.writeFileSync(file, '{"enabled":tr'), 'is damaged.'],
-  ['unreadable', (file) => replace_by_folder(file), "can't be read."],
-  ['missing', (file) => fs.rmSync(file, { force: true, recursive: true }), ''],
+  ['a_damaged', (file) => fs.writeFileSync(file, '{"enabled":tr'), 'is damaged.'],
+  ['an_unreadable', (file) => replace_by_folder(file), "can't be read."],
+  ['a_missing', (file) => fs.rmSync(file, { force: true, recursive: true }), ''],
 ];
 function replace_by_folder(file) {
   fs.rmSync(file, { force: true, recursive: true });
   fs.mkdirSync(path.join(file, 'in the way'), { recursive: true });
 }
 for (const [name, damage, words] of file_damages) {
-  test(`a_${name}_configuration_of_the_running_program_is_found`, async () => {
+  test(`${name}_configuration_of_the_running_program_is_found`, async () => {
     const { config } = pair.workstation;
     const whole = fs.readFileSync(config);
     const sentence = words

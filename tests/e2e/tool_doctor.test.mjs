@@ -262,7 +262,7 @@ describe('with the program stopped', () => {
     await until_healthy(stopped);
   });
 
-  test('a_program_whose_status_can_not_be_read_is_found', async () => {
+  test('a_program_whose_status_cannot_be_read_is_found', async () => {
     await while_answered(5251, unreadable_status, () =>
       found("The program is running, and its status can't be read."),
     );
