@@ -122,7 +122,6 @@ struct judged_server {
     pair_side side;
     const char* name; // "Main" or "Backup"
     const system_record& system;
-    const system_record& main;
     const protection_snapshot& protection;
     std::optional<server_health> health;
     readiness_gate gate;
@@ -140,7 +139,6 @@ judged_server judge(pair_side side, const system_record& system, const system_re
     judged_server server{.side = side,
                          .name = side == pair_side::main ? "Main" : "Backup",
                          .system = system,
-                         .main = main,
                          .protection = protection,
                          .health = {},
                          .gate = readiness_gate::none};
@@ -150,6 +148,11 @@ judged_server judge(pair_side side, const system_record& system, const system_re
     server.gate = closed_gate(protection.policy, system, server.health ? &*server.health : nullptr,
                               main, moment_of_status);
     return server;
+}
+
+bool is_silent(const judged_server& server) {
+    return server.gate == readiness_gate::not_answering ||
+           server.gate == readiness_gate::answer_too_old;
 }
 
 finding gate_finding(const judged_server& server, const std::string& lack) {
@@ -165,6 +168,8 @@ finding gate_finding(const judged_server& server, const std::string& lack) {
                   .advice = words.advice};
     if (const std::string_view condition = condition_of(server.gate); !condition.empty())
         found.alerts.push_back(server.alert(message_of(condition)));
+    // Nor is it known what show it has.
+    if (is_silent(server)) found.alerts.emplace_back(alert_texts::not_synchronized);
     if (output != nullptr)
         for (const output_rule& rule : server.protection.policy.outputRules)
             if (server.id_in(rule) == *output)
@@ -193,13 +198,14 @@ findings check_backup(const judged_server& backup) {
              .alerts = {std::string(alert_texts::backup_not_ready)}}};
 }
 
-findings check_sync(const judged_server& backup) {
-    if (backup.gate == readiness_gate::out_of_sync || !out_of_sync(backup.main, backup.system))
+findings check_sync(const judged_server& main, const judged_server& backup) {
+    if (is_silent(main) || is_silent(backup) || backup.gate == readiness_gate::out_of_sync ||
+        !out_of_sync(main.system, backup.system))
         return {};
     const system_record& system = backup.system;
     std::string sentence = "Backup's show or media is behind Main's: revision " +
                            std::to_string(system.replicationAppliedRevision) + " of " +
-                           std::to_string(backup.main.replicationRevision);
+                           std::to_string(main.system.replicationRevision);
     if (system.replicationPendingMedia > 0)
         sentence += ", " + std::to_string(system.replicationPendingMedia) + " media missing";
     if (!system.replicationLastError.empty()) sentence += ", " + system.replicationLastError;
@@ -244,7 +250,7 @@ findings check_servers(const check_view& view) {
     const judged_server main = judge(pair_side::main, main_record, main_record, protection);
     const judged_server backup = judge(pair_side::backup, *backup_record, main_record, protection);
     findings found;
-    for (findings more : {check_main(main), check_backup(backup), check_sync(backup),
+    for (findings more : {check_main(main), check_backup(backup), check_sync(main, backup),
                           check_rules_of(main), check_rules_of(backup)})
         std::ranges::move(more, std::back_inserter(found));
     return found;

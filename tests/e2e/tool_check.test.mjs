@@ -120,8 +120,7 @@ for (const [name, fault, reason, alert, policy] of server_faults) {
     await until_alert(`Backup: ${alert}`);
     await until_alert('Backup is not ready; automatic protection is degraded.');
     // The alerts say the same, and are not told again.
-    // The revision of a silent Backup may be forgotten.
-    const { sentence } = await until_only('backup', ['sync']);
+    const { sentence } = await until_only('backup');
     assert.equal(sentence, `Backup is not ready to take over: ${reason}`);
   });
 

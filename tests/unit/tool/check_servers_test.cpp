@@ -149,6 +149,19 @@ TEST(check_servers, judge_no_output_of_a_server_that_does_not_answer) {
               lines{"Main is not well: it does not answer."});
 }
 
+// The program forgets what show it had.
+TEST(check_servers, tell_no_revision_of_a_silent_server) {
+    const auto silent = [](shown_server& (*server)(program_status&)) {
+        return found_after([&](program_status& status) {
+            server(status).age_ms = -1;
+            backup_record(status).replicationAppliedRevision = 0;
+            add_alert(status, "Backup show state or media is not synchronized.");
+        });
+    };
+    EXPECT_EQ(silent(main_of), lines{"Main is not well: it does not answer."});
+    EXPECT_EQ(silent(backup_of), lines{"Backup is not ready to take over: it does not answer."});
+}
+
 TEST(check_servers, want_backup_in_sync_whatever_the_mode) {
     const std::string alert = "Backup show state or media is not synchronized.";
     const status_change behind = [&](program_status& status) {
