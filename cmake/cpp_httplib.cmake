@@ -11,6 +11,8 @@ endif()
 cmake_path(GET httplib_header PARENT_PATH httplib_headers)
 add_library(cpp_httplib INTERFACE)
 target_include_directories(cpp_httplib SYSTEM INTERFACE ${httplib_headers})
+# Its assertions tell the file's name. Without its folder every checkout makes the same programs.
+target_compile_options(cpp_httplib INTERFACE -fmacro-prefix-map=${httplib_headers}/=)
 if(WIN32)
     target_link_libraries(cpp_httplib INTERFACE ws2_32)
 endif()

@@ -51,19 +51,36 @@ function packed_again(script, build, programs) {
 }
 
 const programs = ['redundancy-control', 'redundancy-tool', 'rehearsal'];
+const linux_build = process.env.ELVANTRIS_BUILD ?? 'build/linux';
+const windows_build = process.env.ELVANTRIS_WINDOWS_BUILD;
+
+// Another checkout would make other programs.
+for (const [build, ending] of [
+  [linux_build, ''],
+  [windows_build, '.exe'],
+]) {
+  test(`the_programs_of_${build}_do_not_tell_where_they_were_built`, () => {
+    for (const name of programs) {
+      const bytes = fs.readFileSync(path.join(root, build, `elvantris-${name}${ending}`));
+      // On Windows an assertion's file name has two bytes for each letter.
+      for (const encoding of ['utf8', 'utf16le'])
+        assert.equal(bytes.includes(path.resolve(root), 0, encoding), false, name);
+    }
+  });
+}
 
 // Of the header that the DOS stub points to. A date there would differ between two builds.
 test('the_programs_for_windows_do_not_tell_when_they_were_linked', () => {
   for (const name of programs) {
-    const file = path.join(root, process.env.ELVANTRIS_WINDOWS_BUILD, `elvantris-${name}.exe`);
+    const file = path.join(root, windows_build, `elvantris-${name}.exe`);
     const bytes = fs.readFileSync(file);
     assert.equal(bytes.readUInt32LE(bytes.readUInt32LE(0x3c) + 8), 0, name);
   }
 });
 
 for (const [script, build, ending] of [
-  ['package_linux', process.env.ELVANTRIS_BUILD ?? 'build/linux', ''],
-  ['package_windows', process.env.ELVANTRIS_WINDOWS_BUILD, '.exe'],
+  ['package_linux', linux_build, ''],
+  ['package_windows', windows_build, '.exe'],
 ]) {
   test(`${script}_makes_the_same_bytes_again`, () => {
     const files = programs.map((name) => `elvantris-${name}${ending}`);
