@@ -110,6 +110,26 @@ TEST_F(running_protection, gives_a_known_pair_its_grace_at_each_start) {
     service->stop();
 }
 
+TEST_F(running_protection, tells_of_a_cycle_that_failed_and_goes_on) {
+    // Without memory for this name there is no pair to judge.
+    know({{"127.0.0.1", main_server.port(), std::string(4000, 'x'), "M1"},
+          {"127.0.0.1", backup_server.port(), "Stage right", "B1"}});
+    use_actions({});
+    start_and_hear_both();
+    const auto failure_is_active = [&] {
+        const auto alerts = shown().alerts;
+        return std::ranges::any_of(alerts, [](const alert_record& alert) {
+            return alert.active && alert.message.find("bad_alloc") != std::string::npos;
+        });
+    };
+    {
+        const no_large_memory memory(2000);
+        EXPECT_TRUE(comes_true(failure_is_active));
+    }
+    EXPECT_TRUE(comes_true([&] { return !failure_is_active(); }));
+    service->stop();
+}
+
 TEST_F(running_protection, saves_nothing_when_it_stops) {
     start_and_hear_both();
     ASSERT_TRUE(comes_true(
