@@ -25,6 +25,11 @@ function is_listened_at(port) {
   return sockets.some((line) => line.includes(`: ${address} 00000000:0000 0A `));
 }
 
+// Without anything that a killed program has left in the old one. Ends what runs in it.
+export function renew_wine() {
+  for (const act of ['-k', '-w', '-p']) execFileSync('wineserver', [act], { stdio: 'ignore' });
+}
+
 // Under Wine the ports belong to a process of its own, which learns of a program's end a little
 // later. Now and then it keeps the sockets of a killed program for ever, as no Windows does; then
 // nothing helps but a new one.
@@ -33,7 +38,7 @@ async function until_wine_lets_go() {
   try {
     await until('Wine lets the ports go', () => let_go() && !is_listened_at(5270), 15000);
   } catch {
-    for (const act of ['-k', '-w', '-p']) execFileSync('wineserver', [act], { stdio: 'ignore' });
+    renew_wine();
     await until('the new Wine has none', let_go);
   }
 }
